@@ -58,10 +58,11 @@ public:
         return array;
     }
 
-    explicit operator bool() const noexcept { return m_pElements != nullptr; }
-    [[nodiscard]] std::size_t size() const noexcept { return m_count; }
-    [[nodiscard]] T* data() const noexcept { return m_pElements.get(); }
-    T& operator[](std::size_t index) const noexcept { return m_pElements.get()[index]; }
+    // The audio thread calls these; forced inline because a template cannot be put into the real-time section.
+    [[gnu::always_inline]] explicit operator bool() const noexcept { return m_pElements.get() != nullptr; }
+    [[nodiscard, gnu::always_inline]] std::size_t size() const noexcept { return m_count; }
+    [[nodiscard, gnu::always_inline]] T* data() const noexcept { return m_pElements.get(); }
+    [[gnu::always_inline]] T& operator[](std::size_t index) const noexcept { return m_pElements.get()[index]; }
 
 private:
     std::unique_ptr<T, RtDestroy> m_pElements;

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "platform/RtSection.h"
+
+#include <cstdint>
+
+namespace tovix {
+
+/// The engine's marks on a block; the values are the platform's.
+enum class BufferFlags : std::uint32_t { invalid = 0, valid = 1, silent = 2 };
+
+/// One side of a block as the engine hands it over: interleaved samples, room for at least the valid frames.
+struct BlockConnection {
+    float* samples = nullptr;
+    std::uint32_t validFrameCount = 0;
+    BufferFlags flags = BufferFlags::invalid;
+};
+
+/// The effect chain as the block's body sees it.
+class IBlockEffect {
+public:
+    /// [audio] Processes `frameCount` interleaved frames from `input` to `output`, which may be the same buffer.
+    virtual void process(float* output, const float* input, std::uint32_t frameCount) noexcept = 0;
+
+protected:
+    ~IBlockEffect() = default;
+};
+
+/// A previous effect that works on the block before ours.
+class IPreviousEffect {
+public:
+    /// [audio] Processes the engine's block from its input connection to its output connection.
+    virtual void processBlock() noexcept = 0;
+
+protected:
+    ~IPreviousEffect() = default;
+};
+
+/// What a block needs to know about the stream.
+struct BlockContext {
+    std::uint32_t inputChannels = 0;
+    std::uint32_t outputChannels = 0;
+    /// Whether a silent input may give a sounding output (a filter's tail).
+    bool processSilence = false;
+    /// Null unless a previous effect is present, locked and wanted.
+    IPreviousEffect* pPrevious = nullptr;
+};
+
+/// [audio] The body of `APOProcess`: clears a silent input, runs the previous effect where there is one and then
+/// `effect`, and marks the output valid or silent. A block marked invalid leaves everything untouched. Denormal
+/// numbers count as zero meanwhile; the caller's floating-point control state is restored.
+void processBlock(IBlockEffect& effect, const BlockContext& context, const BlockConnection& input,
+                  BlockConnection& output) noexcept RT_SECTION;
+
+} // namespace tovix

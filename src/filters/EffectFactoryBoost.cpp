@@ -1,0 +1,42 @@
+#include "filters/EffectFactoryBoost.h"
+
+#include "filters/EffectBoost.h"
+#include "filters/ParameterText.h"
+#include "log/Log.h"
+
+namespace tovix {
+namespace {
+
+/// Fixed, so that those who watch the log for this line find it whatever is added to this file.
+constexpr std::uint32_t mismatchLogLine = 30;
+
+void logMismatch(const EffectFactoryBoost* pFactory, std::uint32_t fieldCount) {
+    if (logEnabled(LogLevel::Error)) {
+        LogLine(LogLevel::Error,
+                {"EffectFactoryBoost::createFilter", "filters\\EffectFactoryBoost", mismatchLogLine}, pFactory)
+            .text("Couldn't create boost filter. Params mismatch=")
+            .number(fieldCount)
+            .write();
+    }
+}
+
+} // namespace
+
+FilterList EffectFactoryBoost::createFilter(std::wstring& name, const std::wstring& parameterText,
+                                            const std::wstring&) {
+    FilterList filters;
+    if (name != L"Boost") {
+        return filters;
+    }
+    const BoostParameters parameters = parseBoostParameters(parameterText);
+    if (parameters.fieldCount != 2) {
+        logMismatch(this, parameters.fieldCount);
+        return filters;
+    }
+    if (auto filter = makeRt<EffectBoost>(parameters.level, parameters.mode == 1)) {
+        filters.push_back(std::move(filter));
+    }
+    return filters;
+}
+
+} // namespace tovix

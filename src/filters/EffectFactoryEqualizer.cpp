@@ -1,0 +1,25 @@
+#include "filters/EffectFactoryEqualizer.h"
+
+#include "filters/EffectEqualizer.h"
+#include "filters/ParameterText.h"
+
+namespace tovix {
+namespace {
+
+constexpr std::uint32_t equalizerTapCount = 16384;
+
+} // namespace
+
+FilterList EffectFactoryEqualizer::createFilter(std::wstring& name, const std::wstring& parameterText,
+                                                const std::wstring&) {
+    FilterList filters;
+    if (name != L"Equalizer") {
+        return filters;
+    }
+    if (auto filter = makeRt<EffectEqualizer>(parseResponsePoints(parameterText), equalizerTapCount)) {
+        filters.push_back(std::move(filter));
+    }
+    return filters;
+}
+
+} // namespace tovix

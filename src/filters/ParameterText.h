@@ -1,0 +1,36 @@
+#pragma once
+
+#include "filters/ResponseInterpolator.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tovix {
+
+/// Reading of filter parameters. All [control]; numbers are those of the C locale whatever the process's locale.
+
+/// `text` with every character of `characters` replaced by `replacement`.
+std::wstring replaceCharacters(std::wstring_view text, std::wstring_view characters, std::wstring_view replacement);
+
+/// A boost's two numbers.
+struct BoostParameters {
+    /// Numbers that could be read, 0 to 2; the boost is valid with 2.
+    std::uint32_t fieldCount = 0;
+    /// Tenths of a dB, although the text labels it dB. Held at the ends of its range when the text exceeds it.
+    std::int32_t level = 0;
+    /// 1 asks for the dynamics mode, anything else for the plain one.
+    std::int32_t mode = 0;
+};
+
+/// Reads "LEVEL dB MODE": blanks may stand before each part, anything after the second number is ignored. Commas
+/// count as points, so that a level with decimals ends at the comma either way.
+BoostParameters parseBoostParameters(std::wstring_view text);
+
+/// Reads the points of a response from the numbers in the text, taken in pairs; whatever stands between numbers is
+/// ignored, an unpaired last number is dropped, and what looks like a number and is none reads as 0. Commas are
+/// decimal points in a text without any point. Sorted by frequency; points of equal frequency in no order.
+std::vector<ResponsePoint> parseResponsePoints(std::wstring_view text);
+
+} // namespace tovix
