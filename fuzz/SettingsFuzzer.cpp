@@ -1,0 +1,91 @@
+/// libFuzzer target: any 256 bytes as settings text, built into a chain that fades in over audio. Whatever the
+/// bytes are, every output sample must be finite and no sanitizer may have anything to say.
+
+#include "BlockProcess.h"
+#include "ChainBuilder.h"
+#include "ChainSlots.h"
+#include "SettingsDiagnosis.h"
+#include "filters/EffectBoost.h"
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <string_view>
+#include <vector>
+
+using namespace tovix;
+
+namespace {
+
+/// The slots as the block's body calls them.
+class Chains final : public IBlockEffect {
+public:
+    explicit Chains(const StreamFormat& format) { slots.reset(format); }
+    void process(float* output, const float* input, std::uint32_t frameCount) noexcept override {
+        static_cast<void>(slots.process(output, input, frameCount));
+    }
+    ChainSlots slots;
+};
+
+/// Shapes of streams; the text's own bytes choose one, so that a finding is one file.
+constexpr StreamFormat formats[] = {
+    {48000.0F, 0, 2, 2, 0x3, 480},     {44100.0F, 0, 2, 2, 0x3, 441},  {48000.0F, 0, 1, 2, 0x3, 128},
+    {96000.0F, 0, 6, 2, 0x3, 64},      {8000.0F, 0, 1, 1, 0, 80},      {192000.0F, 0, 8, 8, 0x63F, 7},
+    {384000.0F, 0, 20, 20, 0x63F, 32}, {10.0F, 0, 2, 2, 0x3, 1},
+};
+
+/// Samples a stream may hold: ordinary ones mostly, and every accident of an application.
+float sampleAt(std::uint32_t index) {
+    constexpr float accidents[] = {0.0F,
+                                   std::numeric_limits<float>::infinity(),
+                                   std::numeric_limits<float>::quiet_NaN(),
+                                   std::numeric_limits<float>::max(),
+                                   1e-40F,
+                                   -1000.0F};
+    const std::uint32_t hash = index * 2654435761U;
+    if (hash % 997U < std::size(accidents)) {
+        return accidents[hash % 997U];
+    }
+    return static_cast<float>(static_cast<std::int32_t>(hash)) / 2147483648.0F;
+}
+
+void requireFinite(const std::vector<float>& samples) {
+    for (const float sample : samples) {
+        if (!std::isfinite(sample)) {
+            std::abort();
+        }
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string_view text(reinterpret_cast<const char*>(data), size);
+    static_cast<void>(diagnoseSettings(text));
+    const StreamFormat& format = formats[size > 0 ? (data[0] ^ data[size - 1]) % std::size(formats) : 0];
+    EffectBoost::setProcessLevel(0);
+    ChainBuilder builder(decodeLatin1);
+    builder.configure(format, {});
+    Chains chains(format);
+    chains.slots.publish(builder.build("Boost: 200 dB 0").chain);
+    auto built = builder.build(text);
+    if (!built.chain) {
+        std::abort();
+    }
+    chains.slots.publish(std::move(built.chain));
+    std::vector<float> input(std::size_t{format.maxFrames} * format.inputChannels);
+    std::vector<float> output(std::size_t{format.maxFrames} * format.outputChannels);
+    constexpr std::uint32_t blocks = 12;
+    for (std::uint32_t b = 0; b < blocks; ++b) {
+        for (std::size_t i = 0; i < input.size(); ++i) {
+            input[i] = sampleAt(static_cast<std::uint32_t>(b * input.size() + i));
+        }
+        const BlockConnection in{input.data(), format.maxFrames - b % 2, BufferFlags::valid};
+        BlockConnection out{output.data(), 0, BufferFlags::invalid};
+        processBlock(chains, {format.inputChannels, format.outputChannels, false, nullptr}, in, out);
+        requireFinite(output);
+    }
+    return 0;
+}

@@ -1,0 +1,136 @@
+#include "filters/EffectBoost.h"
+#include "filters/EffectFactoryBoost.h"
+#include "filters/EffectFactoryEqualizer.h"
+#include "filters/EffectFactoryStep.h"
+#include "filters/ParameterText.h"
+#include "support/LogCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+using namespace tovix;
+
+namespace {
+
+FilterList offer(IFilterFactory& factory, std::wstring name, const std::wstring& parameters) {
+    const std::wstring line = name + L":" + parameters;
+    return factory.createFilter(name, parameters, line);
+}
+
+TEST(ParameterText, ABoostIsTwoIntegersAroundTheUnit) {
+    constexpr auto most = std::numeric_limits<std::int32_t>::max();
+    constexpr auto least = std::numeric_limits<std::int32_t>::min();
+    const struct {
+        const wchar_t* text;
+        std::uint32_t fields;
+        std::int32_t level;
+        std::int32_t mode;
+    } cases[] = {
+        {L" 60 dB 1", 2, 60, 1},
+        {L"60dB1", 2, 60, 1},
+        {L"\t-15 \n dB +2 and more", 2, -15, 2},
+        {L"60 dB 1.5", 2, 60, 1},
+        {L"60 db 1", 1, 60, 0},
+        {L"60 dB", 1, 60, 0},
+        {L"60 dB -", 1, 60, 0},
+        {L"120,5 dB 1", 1, 120, 0},
+        {L"120.5 dB 1", 1, 120, 0},
+        {L"0x10 dB 1", 1, 0, 0},
+        {L"- 6 dB 1", 0, 0, 0},
+        {L"", 0, 0, 0},
+        {L"99999999999999999999 dB -99999999999999999999", 2, most, least},
+        {L"-2147483648 dB 2147483647", 2, least, most},
+    };
+    for (const auto& c : cases) {
+        const auto parameters = parseBoostParameters(c.text);
+        EXPECT_EQ(parameters.fieldCount, c.fields) << testing::PrintToString(std::wstring(c.text));
+        if (c.fields > 0) {
+            EXPECT_EQ(parameters.level, c.level);
+        }
+        if (c.fields > 1) {
+            EXPECT_EQ(parameters.mode, c.mode);
+        }
+    }
+}
+
+TEST(ParameterText, AResponseIsEveryPairOfNumbersInTheText) {
+    using Points = std::vector<std::pair<double, double>>;
+    const struct {
+        const wchar_t* text;
+        Points points;
+    } cases[] = {
+        {L" 100 -3 1000 0 10000 6", {{100, -3}, {1000, 0}, {10000, 6}}},
+        {L"10000 6;100 -3;1000 0", {{100, -3}, {1000, 0}, {10000, 6}}},
+        {L"100;-3;1000", {{100, -3}}},
+        {L"1,5 2", {{1.5, 2}}},
+        {L"1,5 2.0", {{1, 5}}},
+        {L"20 Hz: -3.5dB, 1e3 Hz: +.5e1dB", {{20, -3.5}, {1000, 5}}},
+        {L"nothing here", {{0, 0}}}, // both letters "e" are runs that hold no number
+        {L"--5 1-2 3 4", {{0, 1}, {3, 4}}},
+        {L"1e999 1e-999", {{HUGE_VAL, 0}}},
+        {L"100", {}},
+        {L"", {}},
+    };
+    for (const auto& c : cases) {
+        Points read;
+        for (const auto& point : parseResponsePoints(c.text)) {
+            read.emplace_back(point.frequencyHz, point.gainDb);
+        }
+        EXPECT_EQ(read, c.points) << testing::PrintToString(std::wstring(c.text));
+    }
+}
+
+TEST(FilterFactories, EachBuildsItsOwnNameOnlyAndToTheLetter) {
+    EffectFactoryBoost boost;
+    EffectFactoryEqualizer equalizer;
+    const auto filters = offer(boost, L"Boost", L"60 dB 1");
+    ASSERT_EQ(filters.size(), 1U);
+    const auto& made = dynamic_cast<const EffectBoost&>(*filters.front());
+    EXPECT_EQ(made.targetLevel(), 60);
+    EXPECT_NEAR(made.dynamics().preGain(), std::pow(10.0, 0.3), 1e-12);
+    EXPECT_EQ(dynamic_cast<const EffectBoost&>(*offer(boost, L"Boost", L"60 dB 2").front()).dynamics().preGain(), 1.0)
+        << "only a second number of 1 asks for the limiter";
+    EXPECT_EQ(offer(equalizer, L"Equalizer", L"").size(), 1U) << "no points at all are a flat response";
+    for (const auto* name : {L"boost", L"Boost2", L"Boos", L"#Boost", L" Boost", L"equalizer", L"Equalizer ", L""}) {
+        EXPECT_TRUE(offer(boost, name, L"60 dB 1").empty());
+        EXPECT_TRUE(offer(equalizer, name, L"60 1").empty());
+    }
+}
+
+TEST(FilterFactories, ABoostThatDoesNotParseIsLogged) {
+    EffectFactoryBoost boost;
+    const test::LogCapture capture(LogLevel::Error);
+    EXPECT_TRUE(offer(boost, L"Boost", L"120,5 dB 1").empty());
+    ASSERT_EQ(capture.lines().size(), 1U);
+    EXPECT_TRUE(capture.lines()[0].ends_with("[EffectFactoryBoost::createFilter@EffectFactoryBoost:30] "
+                                             "Couldn't create boost filter. Params mismatch=1"))
+        << capture.lines()[0];
+}
+
+TEST(FilterFactories, TheGateBlanksNamesWhileBothSwitchesAreOn) {
+    EffectFactoryStep gate;
+    const auto passes = [&gate] {
+        std::wstring name = L"Boost";
+        EXPECT_TRUE(gate.createFilter(name, L"", L"").empty());
+        return name == L"Boost";
+    };
+    for (const bool a : {false, true}) {
+        for (const bool b : {false, true}) {
+            gate.configure({a, b});
+            gate.beginBuild();
+            EXPECT_EQ(passes(), !(a && b));
+        }
+    }
+    gate.saveState(); // closed
+    gate.configure({false, true});
+    gate.restoreState();
+    EXPECT_FALSE(passes()) << "the saved state comes back whatever the switches are by now";
+    gate.restoreState();
+    EXPECT_FALSE(passes()) << "with nothing saved the gate stays as it is";
+    gate.beginBuild();
+    EXPECT_TRUE(passes());
+}
+
+} // namespace

@@ -1,0 +1,133 @@
+#include "BlockProcess.h"
+#include "ChainBuilder.h"
+#include "ChainSlots.h"
+#include "filters/kernels/Kernels.h"
+#include "realtime/RealtimeGuard.h"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+using namespace tovix;
+
+namespace {
+
+class Chains final : public IBlockEffect {
+public:
+    void process(float* output, const float* input, std::uint32_t frameCount) noexcept override {
+        swapped |= slots.process(output, input, frameCount);
+        if (planted) {
+            planted();
+        }
+    }
+    ChainSlots slots;
+    bool swapped = false;
+    std::function<void()> planted;
+};
+
+/// One stream that plays on from one text to another, with every kind of block.
+struct Stream {
+    Stream(const StreamFormat& streamFormat, const std::string& from, const std::string& to) : format(streamFormat) {
+        ChainBuilder builder(decodeLatin1);
+        builder.configure(format, {});
+        chains.slots.reset(format);
+        chains.slots.publish(builder.build(from).chain);
+        chains.slots.publish(builder.build(to).chain);
+        input.assign(std::size_t{format.maxFrames} * format.inputChannels, 0.9F);
+        output.resize(std::size_t{format.maxFrames} * format.outputChannels);
+    }
+
+    /// The audio thread's part, and nothing else.
+    void play() {
+        for (std::uint32_t b = 0; b < 40; ++b) {
+            const BlockConnection in{input.data(), format.maxFrames - b % 3, b % 5 == 4 ? BufferFlags::silent : BufferFlags::valid};
+            BlockConnection out{output.data(), 0, BufferFlags::invalid};
+            processBlock(chains, {format.inputChannels, format.outputChannels, b % 10 == 9, nullptr}, in, out);
+        }
+    }
+
+    StreamFormat format;
+    Chains chains;
+    std::vector<float> input;
+    std::vector<float> output;
+};
+
+struct Case {
+    StreamFormat format;
+    const char* from;
+    const char* to;
+};
+
+const Case cases[] = {
+    {{48000, 0, 2, 2, 3, 480}, "", "Boost: 120 dB 0"},
+    {{48000, 0, 2, 2, 3, 480}, "Boost: 200 dB 0", "Boost: 120 dB 1"},
+    {{48000, 0, 2, 2, 3, 480}, "Boost: 60 dB 1\nEqualizer: 100 -3 1000 0 10000 6", "Equalizer: 1000 3\nBoost: 30 dB 0"},
+    {{48000, 0, 8, 8, 0x63F, 128}, "Boost: 60 dB 1", "Equalizer: 100 -3 1000 0 10000 6"},
+    {{44100, 0, 6, 2, 3, 441}, "Boost: 60 dB 0", "Equalizer: 1000 6"},
+    {{48000, 0, 1, 6, 0x3F, 240}, "Equalizer: 50 3", ""},
+    {{96000, 0, 20, 20, 0, 64}, "Boost: 150 dB 1", "Boost: 0 dB 0"},
+};
+
+TEST(RealtimeSafety, NoBlockAllocatesLocksOrBlocks) {
+    for (const auto& c : cases) {
+        Stream stream(c.format, c.from, c.to);
+        {
+            const test::RealtimeGuard guard;
+            stream.play();
+        }
+        EXPECT_TRUE(stream.chains.swapped) << "the fade took place under the guard";
+    }
+}
+
+TEST(RealtimeSafety, NoBlockMakesASystemCall) {
+    for (const auto& c : cases) {
+        Stream stream(c.format, c.from, c.to);
+        EXPECT_EXIT(
+            {
+                test::forbidSystemCalls();
+                stream.play();
+                _exit(stream.chains.swapped ? 0 : 1);
+            },
+            testing::ExitedWithCode(0), "");
+    }
+}
+
+TEST(RealtimeSafetyCheck, CatchesWhatItIsFor) {
+    static std::mutex mutex;
+    static void* volatile pBlock = nullptr;
+    const struct {
+        const char* call;
+        std::function<void()> planted;
+    } violations[] = {
+        {"malloc", [] { pBlock = std::malloc(64); }},
+        {"pthread_mutex_lock", [] { mutex.lock(); }},
+        {"free", [block = std::malloc(8)] { std::free(block); }},
+    };
+    Stream stream(cases[0].format, cases[0].from, cases[0].to);
+    for (const auto& violation : violations) {
+        stream.chains.planted = violation.planted;
+        EXPECT_DEATH(
+            {
+                const test::RealtimeGuard guard;
+                stream.play();
+            },
+            violation.call);
+    }
+    stream.chains.planted = [] { getppid(); };
+    EXPECT_EXIT(
+        {
+            test::forbidSystemCalls();
+            stream.play();
+            _exit(0);
+        },
+        testing::KilledBySignal(SIGSYS), "");
+}
+
+} // namespace
