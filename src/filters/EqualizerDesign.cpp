@@ -36,7 +36,12 @@ HeapAlignedArray<float> designImpulseResponse(const EqualizerDesign& design) noe
     const double binCount = 2.0 * design.tapCount;
     for (std::size_t bin = 0; bin < design.tapCount; ++bin) {
         const double frequencyHz = static_cast<double>(bin) * design.sampleRateHz / binCount;
-        minimumPhase.setMagnitude(bin, magnitude.of(response.gainDb(frequencyHz)));
+        const float wanted = magnitude.of(response.gainDb(frequencyHz));
+        // A gain beyond all bounds, or a stretch that begins at 0 Hz or below, where frequency has no logarithm.
+        if (!std::isfinite(wanted)) {
+            return {};
+        }
+        minimumPhase.setMagnitude(bin, wanted);
     }
     auto h = minimumPhase.impulseResponse();
     const auto isFinite = [](float tap) { return std::isfinite(tap); };

@@ -1,18 +1,20 @@
 #include "filters/FftPlan.h"
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 namespace tovix {
 namespace {
 
-/// The lock around FFTW's planner. It yields instead of blocking: plans take milliseconds and meet rarely, and a
-/// mutex of the Windows toolchain allocates when it is first locked, by exception if it cannot.
+/// The lock around FFTW's planner. It naps instead of blocking: plans take milliseconds and meet rarely, and a mutex
+/// of the Windows toolchain allocates when it is first locked, by exception if it cannot. A nap, unlike a yield, also
+/// lets a holder of lower priority go on.
 class PlannerLock {
 public:
     PlannerLock() noexcept {
         while (busy.test_and_set(std::memory_order_acquire)) {
-            std::this_thread::yield();
+            std::this_thread::sleep_for(std::chrono::milliseconds{1});
         }
     }
     ~PlannerLock() { busy.clear(std::memory_order_release); }

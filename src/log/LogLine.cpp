@@ -28,7 +28,8 @@ std::string_view baseName(std::string_view path) noexcept {
 }
 
 /// A whole number through the scratch buffer that every number passes, which cuts it at its capacity.
-template <class Number> std::string_view formatted(std::array<char, numberCapacity>& scratch, Number value, bool hex) {
+template <class Number>
+std::string_view formatted(std::array<char, numberCapacity>& scratch, Number value, bool hex) {
     constexpr std::size_t longest = 24;
     std::array<char, longest> digits{};
     const auto end = std::to_chars(digits.data(), digits.data() + longest, value, hex ? 16 : 10).ptr;
@@ -93,7 +94,8 @@ LogLine& LogLine::real(double value) noexcept {
     constexpr int decimals = 6;
     constexpr std::size_t longest = 330;
     std::array<char, longest> digits{};
-    const auto end = std::to_chars(digits.data(), digits.data() + longest, value, std::chars_format::fixed, decimals).ptr;
+    const auto end =
+        std::to_chars(digits.data(), digits.data() + longest, value, std::chars_format::fixed, decimals).ptr;
     append({digits.data(), std::min(static_cast<std::size_t>(end - digits.data()), numberCapacity - 1)});
     m_hex = false;
     return *this;

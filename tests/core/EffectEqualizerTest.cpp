@@ -181,6 +181,8 @@ TEST(EffectEqualizer, IsInertWhenThereIsNothingSoundToApply) {
     const std::vector<Case> cases{
         {"infinite gain", {{1000.0, 1e6}}, 48000.0F, 480, {L"L"}},
         {"overflow in the design", {{1000.0, 770.0}, {2000.0, -770.0}}, 48000.0F, 480, {L"L"}},
+        {"a curve that begins at 0 Hz", {{0.0, 0.0}, {1000.0, 6.0}}, 48000.0F, 480, {L"L"}},
+        {"a curve that begins below 0 Hz", {{-50.0, 3.0}, {1000.0, 6.0}}, 48000.0F, 480, {L"L"}},
         {"no frames", tilt, 48000.0F, 0, {L"L"}},
         {"no channels", tilt, 48000.0F, 480, {}},
     };
@@ -197,13 +199,9 @@ TEST(EffectEqualizer, IsInertWhenThereIsNothingSoundToApply) {
 }
 
 TEST(EffectEqualizer, StaysFiniteWhateverTheSettingsSay) {
-    const std::vector<std::vector<ResponsePoint>> settings{{{0.0, 0.0}, {1000.0, 6.0}},
-                                                           {{-50.0, 3.0}, {1000.0, 6.0}},
-                                                           {{1000.0, -1e9}},
-                                                           {{1000.0, 0.0}, {1000.0, 6.0}},
-                                                           {{1000.0, 300.0}},
-                                                           {{1e300, 5.0}},
-                                                           {{1e-300, 9.0}, {1e300, 5.0}}};
+    const std::vector<std::vector<ResponsePoint>> settings{
+        {{1000.0, -1e9}},  {{0.0, 6.0}},   {{1000.0, 0.0}, {1000.0, 6.0}},
+        {{1000.0, 300.0}}, {{1e300, 5.0}}, {{1e-300, 9.0}, {1e300, 5.0}}};
     for (const auto& points : settings) {
         for (const float sampleRateHz : {10.0F, 48000.0F, 384000.0F, 0.0F}) {
             EffectEqualizer equalizer{points, tapCount};

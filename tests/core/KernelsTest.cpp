@@ -155,4 +155,47 @@ TEST(Kernels, AreForcedByNameAndTheFastestUnlessForced) {
     EXPECT_EQ(&kernels(), availableKernels().back());
 }
 
+TEST_P(KernelsOf, AmplifyAPairOfChannelsUpToTheFirstFrameBeyondTheLimit) {
+    constexpr float gain = 3.0F;
+    constexpr std::size_t frames = 23;
+    for (const float bad : {0.34F, -0.5F, std::numeric_limits<float>::quiet_NaN()}) {
+        for (std::size_t at = 0; at <= frames; ++at) {
+            for (const bool inRight : {false, true}) {
+                std::vector<float> left(frames + 1, 0.25F);
+                std::vector<float> right(frames + 1, -0.3F);
+                (inRight ? right : left)[at] = bad;
+                ASSERT_EQ(m_kernels.applyGainWithin(left.data(), right.data(), frames, gain, 1.0F), at);
+                for (std::size_t f = 0; f < at; ++f) {
+                    ASSERT_EQ(left[f], gain * 0.25F);
+                    ASSERT_EQ(right[f], gain * -0.3F);
+                }
+                ASSERT_EQ(inRight ? left[at] : right[at], inRight ? 0.25F : -0.3F);
+            }
+        }
+    }
+}
+
+TEST_P(KernelsOf, AmplifyInDoublePrecisionAndFindThePeakOfWhatIsFinite) {
+    constexpr float inf = std::numeric_limits<float>::infinity();
+    constexpr double gain = 1.9952623149688795;
+    for (const std::uint32_t frames : frameCounts) {
+        std::vector<float> samples = noise(frames + 2, 5);
+        for (std::size_t i = 1; i + 1 < samples.size(); i += 3) {
+            samples[i] = i % 2 == 0 ? -inf : std::numeric_limits<float>::quiet_NaN();
+        }
+        std::vector<float> expected = samples;
+        float peak = 0.0F;
+        for (std::size_t i = 1; i + 1 < samples.size(); ++i) {
+            expected[i] = std::isfinite(samples[i]) ? samples[i] : 0.0F;
+            peak = std::max(peak, std::fabs(expected[i]));
+        }
+        ASSERT_EQ(m_kernels.silenceNonFinite(samples.data() + 1, frames), peak);
+        ASSERT_EQ(samples, expected);
+        m_kernels.applyPreciseGain(samples.data() + 1, frames, gain);
+        for (std::size_t i = 1; i + 1 < samples.size(); ++i) {
+            ASSERT_EQ(samples[i], static_cast<float>(expected[i] * gain));
+        }
+    }
+}
+
 } // namespace

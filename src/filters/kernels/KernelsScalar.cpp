@@ -1,6 +1,7 @@
 #include "filters/kernels/ScalarLoops.h"
 
 #include <bit>
+#include <cmath>
 
 namespace tovix {
 namespace {
@@ -41,9 +42,40 @@ RT_SECTION void applyGain(float* samples, std::size_t count, float gain) noexcep
     }
 }
 
+RT_SECTION std::size_t applyGainWithin(float* left, float* right, std::size_t count, float gain,
+                                       float limit) noexcept {
+    for (std::size_t i = 0; i < count; ++i) {
+        const float l = gain * left[i];
+        const float r = gain * right[i];
+        if (!(std::fabs(l) <= limit && std::fabs(r) <= limit)) {
+            return i;
+        }
+        left[i] = l;
+        right[i] = r;
+    }
+    return count;
+}
+
+RT_SECTION void applyPreciseGain(float* samples, std::size_t count, double gain) noexcept {
+    for (std::size_t i = 0; i < count; ++i) {
+        samples[i] = static_cast<float>(static_cast<double>(samples[i]) * gain);
+    }
+}
+
+RT_SECTION float silenceNonFinite(float* samples, std::size_t count) noexcept {
+    float largest = 0.0F;
+    for (std::size_t i = 0; i < count; ++i) {
+        samples[i] = finiteOrZero(samples[i]);
+        const float magnitude = std::fabs(samples[i]);
+        largest = magnitude > largest ? magnitude : largest;
+    }
+    return largest;
+}
+
 } // namespace
 
-const Kernels scalarKernels{"scalar", multiplyAccumulate, deinterleave, interleave, add, applyGain};
+const Kernels scalarKernels{"scalar",  multiplyAccumulate, deinterleave,     interleave,      add,
+                            applyGain, applyGainWithin,    applyPreciseGain, silenceNonFinite};
 
 void scalar::deinterleave(const float* interleaved, float* const* channels, FrameRange range) noexcept {
     for (std::uint32_t c = 0; c < range.channelCount; ++c) {

@@ -13,6 +13,10 @@ RT_SECTION inline __m128 finiteOrZero(__m128 samples) noexcept {
     return _mm_and_ps(samples, _mm_castsi128_ps(finite));
 }
 
+RT_SECTION inline __m128 magnitude(__m128 samples) noexcept {
+    return _mm_and_ps(samples, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF)));
+}
+
 /// The operands of one row, so that the compiler knows them not to change under the stores.
 struct Row {
     const float* partitionRe;
@@ -236,8 +240,56 @@ RT_SECTION void applyGain(float* samples, std::size_t count, float gain) noexcep
     }
 }
 
+RT_SECTION std::size_t applyGainWithin(float* left, float* right, std::size_t count, float gain,
+                                       float limit) noexcept {
+    const __m128 gains = _mm_set1_ps(gain);
+    const __m128 limits = _mm_set1_ps(limit);
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        const __m128 l = _mm_mul_ps(_mm_loadu_ps(left + i), gains);
+        const __m128 r = _mm_mul_ps(_mm_loadu_ps(right + i), gains);
+        const __m128 within = _mm_and_ps(_mm_cmple_ps(magnitude(l), limits), _mm_cmple_ps(magnitude(r), limits));
+        if (_mm_movemask_ps(within) != 0xF) {
+            break;
+        }
+        _mm_storeu_ps(left + i, l);
+        _mm_storeu_ps(right + i, r);
+    }
+    return i + scalarKernels.applyGainWithin(left + i, right + i, count - i, gain, limit);
+}
+
+RT_SECTION void applyPreciseGain(float* samples, std::size_t count, double gain) noexcept {
+    const __m128d gains = _mm_set1_pd(gain);
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        const __m128 four = _mm_loadu_ps(samples + i);
+        const __m128 low = _mm_cvtpd_ps(_mm_mul_pd(_mm_cvtps_pd(four), gains));
+        const __m128 high = _mm_cvtpd_ps(_mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(four, four)), gains));
+        _mm_storeu_ps(samples + i, _mm_movelh_ps(low, high));
+    }
+    for (; i < count; ++i) {
+        samples[i] = static_cast<float>(static_cast<double>(samples[i]) * gain);
+    }
+}
+
+RT_SECTION float silenceNonFinite(float* samples, std::size_t count) noexcept {
+    __m128 largest = _mm_setzero_ps();
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        const __m128 finite = finiteOrZero(_mm_loadu_ps(samples + i));
+        _mm_storeu_ps(samples + i, finite);
+        largest = _mm_max_ps(largest, magnitude(finite));
+    }
+    largest = _mm_max_ps(largest, _mm_movehl_ps(largest, largest));
+    largest = _mm_max_ss(largest, _mm_shuffle_ps(largest, largest, _MM_SHUFFLE(1, 1, 1, 1)));
+    const float rest = scalarKernels.silenceNonFinite(samples + i, count - i);
+    const float vectors = _mm_cvtss_f32(largest);
+    return rest > vectors ? rest : vectors;
+}
+
 } // namespace
 
-const Kernels sse2Kernels{"sse2", multiplyAccumulate, deinterleave, interleave, add, applyGain};
+const Kernels sse2Kernels{"sse2",    multiplyAccumulate, deinterleave,     interleave,      add,
+                          applyGain, applyGainWithin,    applyPreciseGain, silenceNonFinite};
 
 } // namespace tovix
