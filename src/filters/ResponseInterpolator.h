@@ -14,7 +14,7 @@ struct ResponsePoint {
 /// flat below the first and above the last. [control]; lookups in rising order cost one logarithm each.
 ///
 /// The formula is not guarded: a point at 0 Hz or below has no finite logarithm, and a lookup above it and up to
-/// the next point answers NaN, which the equalizer's design takes for its lowest gain.
+/// the next point answers NaN.
 class ResponseInterpolator {
 public:
     /// Borrows `points`, in rising order of frequency; they must outlive the interpolator.

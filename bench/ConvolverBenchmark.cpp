@@ -1,0 +1,39 @@
+#include "BenchSignals.h"
+#include "filters/EffectEqualizer.h"
+
+#include <benchmark/benchmark.h>
+
+using namespace tovix;
+using namespace tovix::bench;
+
+namespace {
+
+/// Arguments: frames per block, channels. The counter is the time per sample of one channel.
+void convolver(benchmark::State& state) {
+    const auto blockFrames = static_cast<std::uint32_t>(state.range(0));
+    const auto channels = static_cast<std::uint32_t>(state.range(1));
+    ConvolverBank bank{channels, decayingNoise(tapCount), blockFrames};
+    if (!bank.ready()) {
+        state.SkipWithError("no memory");
+        return;
+    }
+    for (auto _ : state) {
+        bank.process();
+        benchmark::ClobberMemory();
+    }
+    const auto samples = static_cast<double>(state.iterations()) * blockFrames * channels;
+    state.counters["perSample"] =
+        benchmark::Counter(samples, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+BENCHMARK(convolver)->ArgsProduct({{64, 128, 441, 480, 512, 1024}, {1, 2, 8}});
+
+/// Design and set-up for stereo, once FFTW knows the lengths.
+void equalizerSetup(benchmark::State& state) {
+    EffectEqualizer equalizer{benchPoints(), tapCount};
+    for (auto _ : state) {
+        equalizer.setup(48000.0F, static_cast<std::uint32_t>(state.range(0)), {L"L", L"R"});
+    }
+}
+BENCHMARK(equalizerSetup)->Arg(128)->Arg(480)->Arg(1024)->Unit(benchmark::kMillisecond);
+
+} // namespace

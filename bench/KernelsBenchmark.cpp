@@ -1,0 +1,64 @@
+#include "BenchSignals.h"
+#include "filters/kernels/Kernels.h"
+
+#include <benchmark/benchmark.h>
+
+using namespace tovix;
+using namespace tovix::bench;
+
+namespace {
+
+constexpr std::uint32_t frames = 480;
+
+/// One block in both layouts.
+struct Block {
+    explicit Block(std::uint32_t channelCount) : interleaved(noise(std::size_t{frames} * channelCount)) {
+        planar.assign(channelCount, noise(frames));
+        for (auto& channel : planar) {
+            pointers.push_back(channel.data());
+        }
+    }
+    std::vector<float> interleaved;
+    std::vector<std::vector<float>> planar;
+    std::vector<float*> pointers;
+};
+
+void countSamples(benchmark::State& state, std::uint32_t channelCount) {
+    state.SetLabel(std::string{kernels().name});
+    state.SetItemsProcessed(state.iterations() * frames * channelCount);
+}
+
+void deinterleave(benchmark::State& state) {
+    const auto channelCount = static_cast<std::uint32_t>(state.range(0));
+    Block block{channelCount};
+    for (auto _ : state) {
+        kernels().deinterleave(block.interleaved.data(), block.pointers.data(), channelCount, frames);
+        benchmark::ClobberMemory();
+    }
+    countSamples(state, channelCount);
+}
+
+void interleave(benchmark::State& state) {
+    const auto channelCount = static_cast<std::uint32_t>(state.range(0));
+    Block block{channelCount};
+    for (auto _ : state) {
+        kernels().interleave(block.pointers.data(), block.interleaved.data(), channelCount, frames);
+        benchmark::ClobberMemory();
+    }
+    countSamples(state, channelCount);
+}
+
+void applyGain(benchmark::State& state) {
+    Block block{1};
+    for (auto _ : state) {
+        kernels().applyGain(block.interleaved.data(), frames, 1.0F);
+        benchmark::ClobberMemory();
+    }
+    countSamples(state, 1);
+}
+
+BENCHMARK(deinterleave)->Arg(1)->Arg(2)->Arg(6)->Arg(8)->Arg(12);
+BENCHMARK(interleave)->Arg(1)->Arg(2)->Arg(6)->Arg(8)->Arg(12);
+BENCHMARK(applyGain);
+
+} // namespace
