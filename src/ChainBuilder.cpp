@@ -31,11 +31,15 @@ bool appendAll(StageAppender& appender, FilterList filters) {
 
 } // namespace
 
-ChainBuilder::ChainBuilder(AnsiDecoder decodeAnsi) : m_decodeAnsi(decodeAnsi) {
-    m_factories.push_back(std::make_unique<EffectFactoryStep>());
-    m_factories.push_back(std::make_unique<EffectFactoryBoost>());
-    m_factories.push_back(std::make_unique<EffectFactoryEqualizer>());
+std::vector<std::unique_ptr<IFilterFactory>> makeFilterFactories() {
+    std::vector<std::unique_ptr<IFilterFactory>> factories;
+    factories.push_back(std::make_unique<EffectFactoryStep>());
+    factories.push_back(std::make_unique<EffectFactoryBoost>());
+    factories.push_back(std::make_unique<EffectFactoryEqualizer>());
+    return factories;
 }
+
+ChainBuilder::ChainBuilder(AnsiDecoder decodeAnsi) : m_factories(makeFilterFactories()), m_decodeAnsi(decodeAnsi) {}
 
 void ChainBuilder::configure(const StreamFormat& format, const GateSwitches& switches) {
     m_format = format;

@@ -22,8 +22,11 @@ struct BuiltChain {
     std::optional<bool> oldApo;
 };
 
-/// Turns settings text into filter chains. Owns the filter factories, in the order in which each line is offered to
-/// them: settings gate, boost, equalizer. All [control], one thread at a time.
+/// [control] The filter factories, in the order in which each settings line is offered to them: settings gate, boost,
+/// equalizer.
+std::vector<std::unique_ptr<IFilterFactory>> makeFilterFactories();
+
+/// Turns settings text into filter chains. Owns the filter factories. All [control], one thread at a time.
 class ChainBuilder {
 public:
     explicit ChainBuilder(AnsiDecoder decodeAnsi);

@@ -4,11 +4,6 @@
 #include "filters/ParameterText.h"
 
 namespace tovix {
-namespace {
-
-constexpr std::uint32_t equalizerTapCount = 16384;
-
-} // namespace
 
 FilterList EffectFactoryEqualizer::createFilter(std::wstring& name, const std::wstring& parameterText,
                                                 const std::wstring&) {

@@ -2,7 +2,12 @@
 
 #include "filters/IFilterFactory.h"
 
+#include <cstdint>
+
 namespace tovix {
+
+/// Length of every equalizer's impulse response.
+constexpr std::uint32_t equalizerTapCount = 16384;
 
 /// Builds EffectEqualizer from lines named "Equalizer". Any text is taken: see parseResponsePoints.
 class EffectFactoryEqualizer final : public IFilterFactory {

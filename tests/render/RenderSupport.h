@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace tovix::render {
+
+/// A folder of its own for each test, gone with it.
+class TestFolder {
+public:
+    TestFolder();
+    TestFolder(const TestFolder&) = delete;
+    TestFolder& operator=(const TestFolder&) = delete;
+    ~TestFolder();
+
+    /// The path of a file in it, in UTF-8.
+    [[nodiscard]] std::string file(const std::string& name) const;
+    /// The names in it, sorted.
+    [[nodiscard]] std::vector<std::string> names() const;
+
+private:
+    std::filesystem::path m_path;
+};
+
+void writeText(const std::string& path, const std::string& text);
+std::string readText(const std::string& path);
+/// The cells of a comma-separated table, row by row.
+std::vector<std::vector<std::string>> readTable(const std::string& path);
+
+/// A sound file as it lies on disk; interleaved samples.
+struct Sound {
+    int sampleRateHz = 48000;
+    int channels = 2;
+    /// libsndfile's format word.
+    int format;
+    std::vector<float> samples;
+    /// libsndfile's channel map, if the file names its speakers.
+    std::vector<int> channelMap;
+
+    /// A float WAV file.
+    Sound();
+    [[nodiscard]] std::size_t frames() const { return samples.size() / static_cast<std::size_t>(channels); }
+    [[nodiscard]] float at(std::size_t frame, int channel) const;
+};
+
+/// A sound of the given length whose sample at (seconds, channel) `sampleAt` gives.
+Sound makeSound(int channels, double seconds, const std::function<double(double, int)>& sampleAt);
+
+/// The same sine in every channel.
+Sound sineSound(int channels, double seconds, double hz, double amplitude);
+
+void writeSound(const std::string& path, const Sound& sound);
+Sound readSound(const std::string& path);
+
+/// What a run of the program gave.
+struct Outcome {
+    int status = 0;
+    std::string out;
+    std::string err;
+};
+
+/// Runs the whole program in this process.
+Outcome runRender(const std::vector<std::string>& arguments);
+
+} // namespace tovix::render

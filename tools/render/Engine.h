@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+namespace tovix::render {
+
+/// The stream that an engine is opened for.
+struct EngineFormat {
+    std::uint32_t sampleRateHz = 0;
+    std::uint32_t inputChannels = 0;
+    std::uint32_t outputChannels = 0;
+    /// The platform's speaker mask, 0 for none.
+    std::uint32_t channelMask = 0;
+    /// Frames of every block.
+    std::uint32_t blockFrames = 0;
+};
+
+/// What an engine did besides the audio.
+struct EngineStatistics {
+    /// Time from `open` to the first block, building the first chain.
+    double firstBuildMs = 0.0;
+    /// The longest build of a later chain.
+    double longestRebuildMs = 0.0;
+    std::uint32_t rebuildCount = 0;
+};
+
+/// Where the effect runs: what plays the audio engine and the control application to it. One stream, one thread.
+class IEngine {
+public:
+    virtual ~IEngine() = default;
+
+    /// Starts a stream with the settings text in force. Throws RenderError when the effect cannot be set up.
+    virtual void open(const EngineFormat& format, std::string_view settings) = 0;
+
+    /// Announces new settings; only the last text announced before a build counts, as with the real block.
+    virtual void changeSettings(std::string_view settings) = 0;
+
+    /// Stands for the time between two blocks: what the effect's own control thread has to do and can do gets done.
+    /// Call it before each block. Throws RenderError when a chain cannot be built.
+    virtual void attend() = 0;
+
+    /// Processes one whole block of interleaved samples: `blockFrames` frames of the input channels in, as many of
+    /// the output channels out.
+    virtual void process(const float* input, float* output) noexcept = 0;
+
+    /// Whether the last settings announced are in full effect: nothing waits and nothing fades.
+    [[nodiscard]] virtual bool isSettled() const noexcept = 0;
+
+    [[nodiscard]] virtual EngineStatistics statistics() const noexcept = 0;
+
+    /// Ends the stream; `open` may follow.
+    virtual void close() noexcept = 0;
+};
+
+/// The engine of this build.
+std::unique_ptr<IEngine> makeEngine();
+
+/// An engine for measurements beside the first one; it shares no state with it that could change the sound, so long
+/// as its settings hold no plain boost, whose level is one for the process.
+std::unique_ptr<IEngine> makeReplayEngine();
+
+} // namespace tovix::render

@@ -1,0 +1,8 @@
+#include "Arguments.h"
+#include "Program.h"
+
+#include <iostream>
+
+int main(int argc, char** argv) {
+    return tovix::render::runProgram(tovix::render::programArguments(argc, argv), std::cout, std::cerr);
+}

@@ -1,0 +1,116 @@
+#include "Options.h"
+
+#include "ExitStatus.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <charconv>
+#include <ostream>
+
+namespace tovix::render {
+namespace {
+
+constexpr auto description = "Plays a sound file through the effect, block by block, and says what that did to it.";
+
+constexpr auto footer = R"(Settings are lines of a name, a colon and parameters:
+  Boost: LEVEL dB MODE        LEVEL in tenths of a dB; MODE 1: with a limiter at full scale, else plain up to 20 dB
+  Equalizer: HZ DB HZ DB ...  the points of the response
+A leading '#' switches a line off. Filters run in the order of their lines. All lines together are at most 255 bytes.
+Without any line there is an equalizer, and a boost of 6 dB after it.
+
+Lines that come later (--set after --settings, --at after both) replace the lines of the same name, switched off or
+not, and keep all others; a line with a new name goes to the end. Several --set lines of one name all count.
+A change (--at) is announced before the first block that begins at or after its moment, and fades in over 10 ms.
+
+Sound files are what libsndfile reads and writes; the output's kind follows the ending of its name. Output appears
+under its name only when it is complete.
+
+Exit status: 0 done; 1 unexpected failure; 2 command line not understood; 3 input unreadable or empty; 4 rate (10 to
+384000 Hz) or channel count (1 to 4096) out of range; 5 settings longer than 255 bytes; 6 a settings line builds
+nothing; 7 block out of range (1 to 65536 frames); 8 changes out of order or beyond the end; 9 output cannot be
+written; 10 settings file unreadable; 130 interrupted.)";
+
+TimedLines timedLines(const std::vector<std::string>& group) {
+    TimedLines change;
+    const auto& text = group.front();
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), change.seconds);
+    if (error != std::errc{} || end != text.data() + text.size()) {
+        throw RenderError(ExitStatus::usage, "--at begins with a moment in seconds, and \"" + text + "\" is none.");
+    }
+    change.lines.assign(group.begin() + 1, group.end());
+    return change;
+}
+
+/// What CLI11 fills in and this program reads differently.
+struct RawOptions {
+    std::vector<std::string> files;
+    std::vector<std::vector<std::string>> changes;
+    std::string report = "text";
+    std::string format = "float";
+};
+
+void addOptions(CLI::App& app, Options& options, RawOptions& raw) {
+    constexpr int manyLines = 1000;
+    app.add_option("files", raw.files, "The sound file to read (not with --demo) and the one to write")
+        ->option_text("IN OUT");
+    app.add_flag("--demo", options.demo, "Play a built-in programme of 20 s instead of a file");
+    app.add_option("--set", options.setLines, "A settings line; may be repeated")
+        ->option_text("LINE")
+        ->allow_extra_args(false);
+    app.add_option("--settings", options.settingsPath, "A file of settings lines")->type_name("FILE");
+    app.add_option("--at", raw.changes, "Change these lines at this moment; may be repeated, in order of time")
+        ->option_text("SECONDS LINE...")
+        ->type_size(2, manyLines);
+    app.add_option("--block", options.blockFrames, "Frames of a block (10 ms)")->type_name("FRAMES");
+    app.add_option("--channels-out", options.outputChannels, "Channels of the output (as many as the input has)")
+        ->type_name("N");
+    app.add_option("--format", raw.format, "Samples of the output: float (32 bit, the default) or as in the input")
+        ->option_text("float|input")
+        ->check(CLI::IsMember({"float", "input"}));
+    app.add_option("--response", options.responsePath, "Write the equalizer's response, wanted and designed")
+        ->type_name("FILE.csv");
+    app.add_option("--levels", options.levelsPath, "Write the levels over time")->type_name("FILE.csv");
+    app.add_option("--report", raw.report, "How to report: text (the default) or json")
+        ->option_text("text|json")
+        ->check(CLI::IsMember({"text", "json"}));
+    app.add_flag("--quiet", options.quiet, "No progress bar and no text report");
+}
+
+void takeFiles(Options& options, const std::vector<std::string>& files) {
+    const std::size_t wanted = options.demo ? 1 : 2;
+    if (files.size() != wanted) {
+        throw RenderError(ExitStatus::usage,
+                          options.demo ? "--demo needs one file name, that of the output; see --help."
+                                       : "two file names are needed, the input's and the output's; see --help.");
+    }
+    options.inputPath = options.demo ? "" : files.front();
+    options.outputPath = files.back();
+}
+
+} // namespace
+
+std::optional<Options> parseOptions(const std::vector<std::string>& arguments, std::ostream& out) {
+    CLI::App app{description, "tovix-render"};
+    app.footer(footer);
+    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    Options options;
+    RawOptions raw;
+    addOptions(app, options, raw);
+    try {
+        // CLI11 takes the arguments from the back.
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    } catch (const CLI::CallForHelp&) {
+        out << app.help();
+        return std::nullopt;
+    } catch (const CLI::ParseError& error) {
+        throw RenderError(ExitStatus::usage, std::string(error.what()) + " (see --help).");
+    }
+    std::transform(raw.changes.begin(), raw.changes.end(), std::back_inserter(options.changes), timedLines);
+    options.reportFormat = raw.report == "json" ? ReportFormat::json : ReportFormat::text;
+    options.sampleFormat = raw.format == "input" ? SampleFormat::likeInput : SampleFormat::float32;
+    takeFiles(options, raw.files);
+    return options;
+}
+
+} // namespace tovix::render

@@ -1,0 +1,229 @@
+#include "Render.h"
+
+#include "BlockTiming.h"
+#include "ExitStatus.h"
+#include "FileSink.h"
+#include "Interruption.h"
+#include "LevelTrace.h"
+#include "NumberText.h"
+#include "ProgressBar.h"
+#include "ResponseReport.h"
+#include "SpeakerMask.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace tovix::render {
+namespace {
+
+constexpr std::int64_t largestBlock = 65536;
+constexpr std::int64_t mostChannels = 4096;
+constexpr std::uint32_t blocksPerSecond = 100;
+
+std::uint32_t blockFramesFor(const Options& options, const SourceFormat& source) {
+    const std::int64_t frames = options.blockFrames.value_or(std::max(source.sampleRateHz / blocksPerSecond, 1U));
+    if (frames < 1 || frames > largestBlock) {
+        throw RenderError(ExitStatus::blockSize, "a block of " + std::to_string(frames) +
+                                                     " frames is none; there are blocks of 1 to 65536.");
+    }
+    return static_cast<std::uint32_t>(frames);
+}
+
+EngineFormat engineFormat(const Options& options, const SourceFormat& source) {
+    const std::int64_t outputChannels = options.outputChannels.value_or(source.channels);
+    if (outputChannels < 1 || outputChannels > mostChannels) {
+        throw RenderError(ExitStatus::unsupportedFormat, "an output of " + std::to_string(outputChannels) +
+                                                             " channels is none; the effect gives 1 to 4096.");
+    }
+    const auto channels = static_cast<std::uint32_t>(outputChannels);
+    return {.sampleRateHz = source.sampleRateHz,
+            .inputChannels = source.channels,
+            .outputChannels = channels,
+            .channelMask = channels > source.channels ? usualSpeakerMask(channels) : source.channelMask,
+            .blockFrames = blockFramesFor(options, source)};
+}
+
+SinkFormat sinkFormat(const Options& options, const EngineFormat& format, const SourceFormat& source) {
+    const bool sameChannels = format.outputChannels == source.channels;
+    return {.samples = options.sampleFormat,
+            .channels = format.outputChannels,
+            .channelMask = sameChannels ? source.channelMask : usualSpeakerMask(format.outputChannels)};
+}
+
+/// Number of the first block that begins at or after the moment.
+double blockOf(double seconds, const EngineFormat& format) {
+    return std::ceil(seconds * format.sampleRateHz / format.blockFrames);
+}
+
+void checkChanges(const SettingsPlan& plan, const EngineFormat& format, std::uint64_t frames) {
+    for (const auto& change : plan.changes) {
+        if (blockOf(change.seconds, format) * format.blockFrames >= static_cast<double>(frames)) {
+            throw RenderError(ExitStatus::changeTime,
+                              "--at " + numberText(change.seconds) + " lies beyond the beginning of the last block.");
+        }
+    }
+}
+
+/// What a run is about, checked as far as that goes without writing anything.
+struct Job {
+    const Options& options;
+    SettingsPlan plan;
+    std::unique_ptr<ISource> source;
+    SourceFormat sound;
+    EngineFormat format;
+};
+
+Job prepare(const Options& options) {
+    SettingsPlan plan = planSettings(options);
+    auto source = options.demo ? openDemo() : openFile(options.inputPath);
+    const SourceFormat sound = source->format();
+    const EngineFormat format = engineFormat(options, sound);
+    checkChanges(plan, format, sound.frames);
+    return {options, std::move(plan), std::move(source), sound, format};
+}
+
+class Run {
+public:
+    /// Opens the outputs.
+    explicit Run(Job job);
+    Report perform();
+
+private:
+    void playBlock(std::size_t frameCount);
+    void attendEngine();
+    void commit();
+    [[nodiscard]] Report report() const;
+
+    Job m_job;
+    Interruption m_interruption;
+    FileSink m_sink;
+    std::optional<ResponseReport> m_response;
+    std::optional<LevelTrace> m_levels;
+
+    std::unique_ptr<IEngine> m_engine = makeEngine();
+    LimiterProbe m_limiter;
+    Loudness m_before;
+    Loudness m_after;
+    BlockTiming m_timing;
+    std::vector<float> m_input;
+    std::vector<float> m_output;
+    std::size_t m_nextChange = 0;
+    std::uint32_t m_rebuildsFollowed = 0;
+    std::uint64_t m_frames = 0;
+    double m_runSeconds = 0.0;
+};
+
+Run::Run(Job job)
+    : m_job(std::move(job)),
+      m_sink(m_job.options.outputPath, m_job.sound, sinkFormat(m_job.options, m_job.format, m_job.sound)),
+      m_limiter(m_job.format),
+      m_before(m_job.format.inputChannels, m_job.sound.channelMask, m_job.format.sampleRateHz),
+      m_after(m_job.format.outputChannels, m_job.format.channelMask, m_job.format.sampleRateHz),
+      m_input(std::size_t{m_job.format.blockFrames} * m_job.format.inputChannels),
+      m_output(std::size_t{m_job.format.blockFrames} * m_job.format.outputChannels) {
+    const auto& format = m_job.format;
+    if (!m_job.options.levelsPath.empty()) {
+        m_levels.emplace(m_job.options.levelsPath, TraceFormat{.sampleRateHz = format.sampleRateHz,
+                                                               .inputChannels = format.inputChannels,
+                                                               .outputChannels = format.outputChannels,
+                                                               .blockFrames = format.blockFrames,
+                                                               .frames = m_job.sound.frames});
+    }
+    if (!m_job.options.responsePath.empty()) {
+        m_response.emplace(m_job.options.responsePath, m_job.plan.initial, format.sampleRateHz);
+    }
+}
+
+Report Run::perform() {
+    const auto start = BlockTiming::Clock::now();
+    m_engine->open(m_job.format, m_job.plan.initial.text());
+    m_limiter.follow(m_job.plan.initial);
+    ProgressBar progress(!m_job.options.quiet, m_job.sound.frames);
+    while (const std::size_t frameCount = m_job.source->read(m_input.data(), m_job.format.blockFrames)) {
+        Interruption::check();
+        // The effect consumes whole blocks.
+        std::fill(m_input.begin() + static_cast<std::ptrdiff_t>(frameCount * m_job.format.inputChannels),
+                  m_input.end(), 0.0F);
+        playBlock(frameCount);
+        m_frames += frameCount;
+        progress.show(m_frames);
+    }
+    if (m_frames == 0) {
+        throw RenderError(ExitStatus::unreadableInput, m_job.sound.name + " holds no sound.");
+    }
+    Interruption::check();
+    // An open file cannot be replaced everywhere, and the output may be the input.
+    m_job.source.reset();
+    commit();
+    m_runSeconds = std::chrono::duration<double>(BlockTiming::Clock::now() - start).count();
+    return report();
+}
+
+void Run::attendEngine() {
+    const double block = static_cast<double>(m_timing.blockCount());
+    while (m_nextChange < m_job.plan.changes.size() &&
+           blockOf(m_job.plan.changes[m_nextChange].seconds, m_job.format) <= block) {
+        m_engine->changeSettings(m_job.plan.changes[m_nextChange++].settings.text());
+    }
+    m_engine->attend();
+    const std::uint32_t rebuilds = m_engine->statistics().rebuildCount;
+    if (rebuilds != m_rebuildsFollowed) {
+        m_rebuildsFollowed = rebuilds;
+        m_limiter.follow(m_job.plan.changes[m_nextChange - 1].settings);
+    }
+}
+
+void Run::playBlock(std::size_t frameCount) {
+    attendEngine();
+    const bool settled = m_engine->isSettled();
+    m_timing.measure([this] { m_engine->process(m_input.data(), m_output.data()); });
+    m_sink.write(m_output.data(), frameCount);
+    m_before.add(m_input.data(), frameCount);
+    m_after.add(m_output.data(), frameCount);
+    const auto reductionDb = m_limiter.addBlock(m_input.data(), m_output.data(), frameCount, settled);
+    if (m_levels) {
+        m_levels->addBlock(m_input.data(), m_output.data(), frameCount, reductionDb);
+    }
+}
+
+/// The sound last, so that where it appears all has.
+void Run::commit() {
+    if (m_levels) {
+        m_levels->commit();
+    }
+    if (m_response) {
+        m_response->commit();
+    }
+    m_sink.commit();
+}
+
+Report Run::report() const {
+    const double worstFrame = static_cast<double>(m_timing.worstBlock()) * m_job.format.blockFrames;
+    return {.source = m_job.sound,
+            .outputName = m_job.options.outputPath,
+            .outputKind = m_sink.kind(),
+            .format = m_job.format,
+            .settings = m_job.plan,
+            .before = m_before.figures(),
+            .after = m_after.figures(),
+            .limiter = m_limiter.activity(),
+            .engine = m_engine->statistics(),
+            .frames = m_frames,
+            .effectSeconds = m_timing.totalSeconds(),
+            .meanBlockMicroseconds = m_timing.meanMicroseconds(),
+            .worstBlockMicroseconds = m_timing.worstMicroseconds(),
+            .worstBlockAtSeconds = worstFrame / m_job.format.sampleRateHz,
+            .runSeconds = m_runSeconds};
+}
+
+} // namespace
+
+Report renderSound(const Options& options) {
+    return Run(prepare(options)).perform();
+}
+
+} // namespace tovix::render

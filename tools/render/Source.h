@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tovix::render {
+
+/// Where the sound comes from, as far as anyone after it cares.
+struct SourceFormat {
+    std::uint32_t sampleRateHz = 0;
+    std::uint32_t channels = 0;
+    /// Speakers by the file's own word, else the usual ones for the count, else 0.
+    std::uint32_t channelMask = 0;
+    std::uint64_t frames = 0;
+    /// Name and kind, for the report.
+    std::string name;
+    std::string kind;
+    /// libsndfile's format word.
+    int fileFormat = 0;
+};
+
+/// Interleaved sound, read once from front to back.
+class ISource {
+public:
+    virtual ~ISource() = default;
+    [[nodiscard]] virtual const SourceFormat& format() const noexcept = 0;
+    /// Reads up to `frameCount` frames and answers how many; fewer only at the end. Throws RenderError.
+    virtual std::size_t read(float* samples, std::size_t frameCount) = 0;
+};
+
+/// Opens a sound file. Throws RenderError when it is unreadable, holds nothing, or has a rate or channel count that
+/// the effect does not take.
+std::unique_ptr<ISource> openFile(const std::string& path);
+
+/// The built-in programme.
+std::unique_ptr<ISource> openDemo();
+
+} // namespace tovix::render
