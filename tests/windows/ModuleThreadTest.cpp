@@ -6,7 +6,7 @@ namespace tovix::test {
 namespace {
 
 TEST(ModuleThread, ModuleStaysUntilItsThreadHasEnded) {
-    constexpr const wchar_t* name = L"tovix-thread-module.dll";
+    constexpr const wchar_t* name = L"tovix-effect-module.dll";
     ModuleReference module(::LoadLibraryW(name));
     ASSERT_TRUE(module);
     auto* const pStart = moduleExport<HANDLE(HANDLE)>(module.get(), "StartThreadThatWaits");
