@@ -1,8 +1,8 @@
-#include "ControlSide.h"
-#include "OwnResources.h"
-#include "RegistryValue.h"
-#include "ThreadedLog.h"
 #include "helpers/ConfigHelper.h"
+#include "support/ControlSide.h"
+#include "support/OwnResources.h"
+#include "support/RegistryValue.h"
+#include "support/ThreadedLog.h"
 
 #include <gtest/gtest.h>
 
