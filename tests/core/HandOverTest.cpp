@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <cmath>
-#include <semaphore>
 #include <thread>
 
 using namespace tovix;
@@ -37,17 +36,23 @@ TEST(HandOver, ManyChangesUnderAudioNeitherClickNorLeakNorGetStuck) {
         ChainSlots slots;
         slots.reset(stream);
         ASSERT_EQ(slots.publish(constantChain(stream, 0.0F)), ChainSlots::Published::current);
-        std::counting_semaphore<1> token(1);
+        // No std::counting_semaphore: the cross compiler's loses wake-ups.
+        std::atomic<bool> token{true};
+        const auto acquire = [&token] {
+            while (!token.exchange(false)) {
+                std::this_thread::yield();
+            }
+        };
         std::atomic<bool> finished{false};
         std::thread builder([&] {
             for (int i = 1; i <= changes; ++i) {
-                token.acquire();
+                acquire();
                 slots.freeRetired();
                 EXPECT_EQ(slots.publish(constantChain(stream, i % 2 == 0 ? 0.0F : 1.0F)),
                           ChainSlots::Published::pending);
                 EXPECT_LE(CountedFilter::alive, 3);
             }
-            token.acquire();
+            acquire();
             finished = true;
         });
         const std::vector<float> input(32, 5.0F);
@@ -59,7 +64,7 @@ TEST(HandOver, ManyChangesUnderAudioNeitherClickNorLeakNorGetStuck) {
             std::this_thread::yield();
             if (slots.process(output.data(), input.data(), 16)) {
                 ++swaps;
-                token.release();
+                token = true;
             }
             for (std::size_t f = 0; f < 16; ++f) {
                 // The steepest step of a raised cosine over 48 frames.

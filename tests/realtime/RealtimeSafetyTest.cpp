@@ -104,7 +104,7 @@ TEST(RealtimeSafety, NoBlockMakesASystemCall) {
 
 TEST(RealtimeSafetyCheck, CatchesWhatItIsFor) {
     static std::mutex mutex;
-    static void* volatile pBlock = nullptr;
+    [[maybe_unused]] static void* volatile pBlock = nullptr;
     const struct {
         const char* call;
         std::function<void()> planted;

@@ -1,0 +1,1 @@
+#error "The core is portable: no Windows header here."

@@ -1,0 +1,39 @@
+# The Debian packages that the builds need, and their installation. Source it after common.sh.
+
+native_packages=(
+    build-essential cmake ninja-build pkg-config
+    libfftw3-dev libsndfile1-dev libebur128-dev libcli11-dev nlohmann-json3-dev
+    googletest libbenchmark-dev libzita-convolver-dev gnuplot-nox
+    libclang-rt-19-dev # only for RealtimeSanitizer's static runtime
+)
+check_packages=(clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14)
+windows_packages=(g++-mingw-w64-x86-64-posix wine64 dpkg-dev xz-utils)
+
+missing_packages() {
+    local package status
+    for package in "$@"; do
+        status=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) || status=
+        [ "$status" = installed ] || printf '%s\n' "$package"
+    done
+}
+
+# Installs those of the packages given that are not there yet; needs root, sudo or nothing.
+install_packages() {
+    local missing as_root=()
+    command -v dpkg-query >/dev/null || fail "this is no Debian system; install the packages that scripts/lib/packages.sh lists in your own way."
+    mapfile -t missing < <(missing_packages "$@")
+    [ ${#missing[@]} -gt 0 ] || return 0
+    say "installing ${#missing[@]} Debian packages: ${missing[*]}"
+    command -v apt-get >/dev/null || fail "these packages are missing and there is no apt-get to install them: ${missing[*]}"
+    if [ "$(id -u)" != 0 ]; then
+        command -v sudo >/dev/null || fail "these packages are missing; install them as root: ${missing[*]}"
+        if [ -t 0 ]; then as_root=(sudo); else as_root=(sudo -n); fi
+        "${as_root[@]}" true || fail "these packages are missing and sudo gives no rights to install them: ${missing[*]}"
+    fi
+    mkdir -p "$cache"
+    local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=600 -q -y)
+    logged "$cache/apt.log" "apt-get could not read the package lists; is the network there? (log: $cache/apt.log)" \
+        "${apt[@]}" update
+    logged "$cache/apt.log" "apt-get could not install ${missing[*]} (log: $cache/apt.log)." \
+        "${apt[@]}" install --no-install-recommends "${missing[@]}"
+}
