@@ -46,7 +46,8 @@ std::string_view formatted(std::array<char, numberCapacity>& scratch, Number val
 
 LogLine::LogLine(LogLevel level, const LogLocation& location, const void* pObject) noexcept {
     std::array<char, locationTagCapacity> tag{};
-    std::snprintf(tag.data(), tag.size(), "%s [%u] ", levelName(level), logBackend().threadId());
+    std::snprintf(tag.data(), tag.size(), "%s [%d] ", levelName(level),
+                  static_cast<std::int32_t>(logBackend().threadId()));
     append(tag.data());
     // Spelled out because the C libraries differ in how they print a pointer.
     std::snprintf(tag.data(), objectTagCapacity, "[this=0x%016llX] ",
