@@ -1,0 +1,198 @@
+#include "HeldProgram.h"
+#include "helpers/ConfigHelper.h"
+#include "support/ChildProcess.h"
+#include "support/RegistryValue.h"
+
+#include <gtest/gtest.h>
+
+#include <aclapi.h>
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <optional>
+#include <sddl.h>
+#include <thread>
+
+namespace tovix::test {
+namespace {
+
+constexpr const wchar_t* blockName = L"Global\\TovixConfigData";
+
+struct Answer {
+    DWORD exitStatus;
+    std::string output;
+};
+
+Answer control(const std::wstring& arguments) {
+    ChildProcess program({programFolder() / "tovixctl.exe", arguments});
+    std::string output = program.rest();
+    return {program.finish(), output};
+}
+
+std::string textOf(const ApoConfigManager& effect) {
+    std::ostringstream stream;
+    effect.ReadConfigData(stream);
+    return stream.str().substr(0, stream.str().find('\0'));
+}
+
+bool awaitText(const ApoConfigManager& effect, const std::string& text) {
+    for (int i = 0; i < 250 && textOf(effect) != text; ++i) {
+        ::Sleep(20);
+    }
+    return textOf(effect) == text;
+}
+
+/// Takes the block's name with an object of another kind, so that nobody can open or create the block.
+KernelHandle occupyBlockName() {
+    return KernelHandle(::CreateSemaphoreW(nullptr, 0, 1, blockName));
+}
+
+std::optional<DWORD> registryNumber(const wchar_t* name) {
+    DWORD value = 0;
+    DWORD size = sizeof value;
+    const LSTATUS error = ::RegGetValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quelmark\\Volmora", name,
+                                         RRF_RT_REG_DWORD | RRF_SUBKEY_WOW6464KEY, nullptr, &value, &size);
+    return error == ERROR_SUCCESS ? std::optional(value) : std::nullopt;
+}
+
+TEST(ControlProgram, EachChangeReachesARunningEffectAndItsEvent) {
+    const ApoConfigManager effect;
+    const struct {
+        const wchar_t* arguments;
+        const char* text;
+    } steps[] = {
+        {L"boost 6.0 --limit", "Boost: 60 dB 1"},
+        {L"eq \"100 -3 1000 0 10000 6\"", "Equalizer: 100 -3 1000 0 10000 6\nBoost: 60 dB 1"},
+        {L"boost off", "Equalizer: 100 -3 1000 0 10000 6\n#Boost: 60 dB 1"},
+        {L"eq off", "#Equalizer: 100 -3 1000 0 10000 6\n#Boost: 60 dB 1"},
+        {L"boost on --json", "#Equalizer: 100 -3 1000 0 10000 6\nBoost: 60 dB 1"},
+        {L"set \"Equalizer: 20 1\" \"#note\"", "Equalizer: 20 1\nBoost: 60 dB 1\n#note"},
+    };
+    for (const auto& step : steps) {
+        EXPECT_EQ(control(step.arguments).exitStatus, 0U);
+        EXPECT_EQ(::WaitForSingleObject(effect.updateEvent(), 0), WAIT_OBJECT_0);
+        EXPECT_EQ(textOf(effect), step.text);
+    }
+    const auto status = control(L"status --json").output;
+    EXPECT_NE(status.find(R"("text":"Equalizer: 20 1\nBoost: 60 dB 1\n#note")"), std::string::npos) << status;
+    EXPECT_NE(status.find(R"("holders":1)"), std::string::npos) << status;
+}
+
+TEST(ControlProgram, OneChangeWakesEveryEffectThatWaits) {
+    const std::array<ApoConfigManager, 3> effects;
+    std::array<DWORD, 3> results{};
+    std::array<std::thread, 3> threads;
+    for (std::size_t i = 0; i < effects.size(); ++i) {
+        threads.at(i) =
+            std::thread([&, i] { results.at(i) = ::WaitForSingleObject(effects.at(i).updateEvent(), 5000); });
+    }
+    ::Sleep(100);
+    control(L"boost 1");
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(std::count(results.begin(), results.end(), DWORD{WAIT_OBJECT_0}), 3);
+}
+
+TEST(ControlProgram, EffectsThatWaitForTheBlockAreReleasedAndDoNotOverwriteTheChange) {
+    const RegistryValue oldApo(L"EnableOldApo", 0);
+    KernelHandle other = occupyBlockName();
+    const std::array<ApoConfigManager, 2> effects;
+    EXPECT_EQ(control(L"boost 6").exitStatus, 4U) << "the name is taken";
+    other.reset();
+    EXPECT_EQ(control(L"eq \"100 -3\"").exitStatus, 0U);
+    for (const auto& effect : effects) {
+        EXPECT_TRUE(awaitText(effect, "Equalizer: 100 -3\n#Boost: 0 dB 0\n#EnableOldApo:")) << textOf(effect);
+    }
+}
+
+TEST(ControlProgram, SettingsThatAreHeldWaitForTheEffectWithTheEffectsOwnSecurity) {
+    const HeldProgram held(L"boost 2.5 --hold");
+    ASSERT_TRUE(held.says("Boost: 25 dB 0"));
+    const ApoConfigManager effect;
+    EXPECT_TRUE(awaitText(effect, "Boost: 25 dB 0"));
+    const KernelHandle mapping(::OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE, blockName));
+    PSECURITY_DESCRIPTOR pDescriptor = nullptr;
+    ASSERT_EQ(::GetSecurityInfo(mapping.get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr,
+                                nullptr, &pDescriptor),
+              DWORD{ERROR_SUCCESS});
+    const LocalBlock<void> descriptor(pDescriptor);
+    char* pText = nullptr;
+    ASSERT_NE(::ConvertSecurityDescriptorToStringSecurityDescriptorA(pDescriptor, SDDL_REVISION_1,
+                                                                     DACL_SECURITY_INFORMATION, &pText, nullptr),
+              FALSE);
+    const LocalBlock<char> text(pText);
+    for (const char* const who : {";AU)", ";BA)", ";WD)", ";SY)"}) {
+        EXPECT_NE(std::string(text.get()).find(who), std::string::npos) << text.get();
+    }
+}
+
+TEST(ControlProgram, WatchingShowsChangesKeepsTheBlockAndTakesNoSignal) {
+    auto pEffect = std::make_unique<ApoConfigManager>();
+    const HeldProgram watch(L"watch --json");
+    ASSERT_TRUE(watch.says(R"("text":"")"));
+    ::SetEvent(pEffect->updateEvent());
+    ::Sleep(600);
+    EXPECT_EQ(::WaitForSingleObject(pEffect->updateEvent(), 0), WAIT_OBJECT_0);
+    control(L"boost 3");
+    EXPECT_TRUE(watch.says(R"("text":"Boost: 30 dB 0")"));
+    pEffect.reset();
+    EXPECT_EQ(textOf(ApoConfigManager()), "Boost: 30 dB 0");
+}
+
+TEST(ControlProgram, RefusalsHaveTheirExitStatusAndLeaveTheSettingsAlone) {
+    const ApoConfigManager effect;
+    control(L"boost 1");
+    ::WaitForSingleObject(effect.updateEvent(), 0);
+    const struct {
+        const wchar_t* arguments;
+        DWORD exitStatus;
+    } cases[] = {
+        {L"boost 30", 3},
+        {L"boost loud", 3},
+        {L"boost off --limit", 2},
+        {L"boost", 2},
+        {L"louder 3", 2},
+        {L"", 2},
+        {L"eq", 2},
+        {L"eq \"1 1\" --file x", 2},
+        {L"eq --file missing.txt", 6},
+        {L"eq \"2 1 1 1\"", 3},
+        {L"eq \"1 1\" --fit 0", 2},
+        {L"set \"Bost: 1 dB 1\"", 3},
+        {L"old-apo perhaps", 2},
+        {L"log-level 6", 2},
+        {L"--help", 0},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(control(c.arguments).exitStatus, c.exitStatus) << std::filesystem::path(c.arguments).string();
+    }
+    EXPECT_EQ(textOf(effect), "Boost: 10 dB 0");
+    EXPECT_EQ(::WaitForSingleObject(effect.updateEvent(), 0), DWORD{WAIT_TIMEOUT});
+}
+
+TEST(ControlProgram, ReadsACurveFileWhoseNameNeedsUnicode) {
+    const TemporaryFolder folder;
+    const auto file = folder.path() / L"kurve \u0436.txt";
+    std::ofstream(file) << "GraphicEQ: 20 -3.1; 25 -2.9\n";
+    const ApoConfigManager effect;
+    EXPECT_EQ(control(L"eq --file \"" + file.wstring() + L"\"").exitStatus, 0U);
+    EXPECT_EQ(textOf(effect), "Equalizer: 20 -3.1 25 -2.9");
+}
+
+TEST(ControlProgram, RegistryValuesAreWrittenAsTheEffectReadsThem) {
+    const RegistryValue level(L"MLS", 1);
+    const RegistryValue oldApo(L"EnableOldApo", 0);
+    const ApoConfigManager effect;
+    EXPECT_EQ(control(L"log-level 5").exitStatus, 0U);
+    EXPECT_EQ(registryNumber(L"MLS"), 5U);
+    EXPECT_EQ(control(L"old-apo on").exitStatus, 0U);
+    EXPECT_EQ(registryNumber(L"EnableOldApo"), 1U);
+    EXPECT_EQ(textOf(effect), "EnableOldApo:");
+    EXPECT_EQ(control(L"old-apo off").exitStatus, 0U);
+    EXPECT_EQ(registryNumber(L"EnableOldApo"), 0U);
+    EXPECT_EQ(textOf(effect), "#EnableOldApo:");
+}
+
+} // namespace
+} // namespace tovix::test

@@ -1,0 +1,26 @@
+#include "RegistryValues.h"
+
+#include "Refusal.h"
+#include "SystemError.h"
+#include "helpers/Utf.h"
+#include "helpers/WinHandles.h"
+
+namespace tovix::control {
+
+void writeRegistryValue(const wchar_t* name, std::uint32_t value, const char* consequence) {
+    HKEY hKey = nullptr;
+    LSTATUS error = ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quelmark\\Volmora", 0, nullptr, 0,
+                                      KEY_SET_VALUE | KEY_WOW64_64KEY, nullptr, &hKey, nullptr);
+    const RegistryKey key(error == ERROR_SUCCESS ? hKey : nullptr);
+    if (key) {
+        error = ::RegSetValueExW(key.get(), name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof value);
+    }
+    if (error != ERROR_SUCCESS) {
+        throw Refusal("The registry value \"" + encodeUtf8(name) +
+                          "\" cannot be written, which takes an administrator: " +
+                          describeSystemError(static_cast<DWORD>(error)) + "; " + consequence + ".",
+                      ExitStatus::noRegistry);
+    }
+}
+
+} // namespace tovix::control

@@ -1,0 +1,121 @@
+#include "StatusReport.h"
+
+#include "SettingsDiagnosis.h"
+#include "helpers/Utf.h"
+
+#include <array>
+#include <nlohmann/json.hpp>
+
+namespace tovix::control {
+namespace {
+
+constexpr std::array levelNames{"none", "fatal", "error", "warning", "info", "debug"};
+
+const char* outcomeName(LineOutcome outcome) {
+    switch (outcome) {
+    case LineOutcome::buildsFilter:
+        return "filter";
+    case LineOutcome::oldApoOn:
+        return "oldApoOn";
+    case LineOutcome::oldApoOff:
+        return "oldApoOff";
+    case LineOutcome::switchedOff:
+        return "switchedOff";
+    case LineOutcome::blank:
+        return "blank";
+    case LineOutcome::noColon:
+        return "noColon";
+    case LineOutcome::unknownName:
+        return "unknownName";
+    case LineOutcome::wrongParameters:
+        return "wrongParameters";
+    }
+    return "";
+}
+
+std::string_view textOf(std::string_view block) {
+    return block.substr(0, block.find('\0'));
+}
+
+std::string describeHolders(const Status& status) {
+    if (!status.holders) {
+        return {};
+    }
+    return ", held by " + std::to_string(*status.holders) +
+           (*status.holders == 1 ? " other handle" : " other handles");
+}
+
+} // namespace
+
+std::string utf8Text(std::string_view bytes) {
+    return encodeUtf8(decodeSettingsLine(bytes, decodeLatin1));
+}
+
+std::string printable(std::string_view text) {
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    std::string shown;
+    for (const char c : utf8Text(text)) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte == 0x7F) {
+            shown += std::string("\\x") + digits[byte >> 4U] + digits[byte & 15U];
+        } else {
+            shown += c;
+        }
+    }
+    return shown;
+}
+
+std::string describeLines(std::string_view block) {
+    std::string text;
+    for (const auto& diagnosis : diagnoseSettings(block, decodeLatin1)) {
+        text += "  " + printable(diagnosis.line) + (isMistake(diagnosis.outcome) ? "   -> ignored: " : "   -> ") +
+                printable(diagnosis.explanation) + "\n";
+    }
+    return text.empty() ? "  (no lines)\n" : text;
+}
+
+std::string describeStatus(const Status& status) {
+    std::string text;
+    if (status.block) {
+        text = "Settings: " + std::to_string(textOf(*status.block).size()) + " of 255 bytes" +
+               describeHolders(status) + "\n" + describeLines(*status.block);
+    } else {
+        text = "Settings: there is no block; neither an effect nor a control program is running.\n";
+    }
+    text += std::string("Log level (registry, MLS): ") + std::to_string(status.logLevel) + ", " +
+            levelNames.at(status.logLevel) + "\n";
+    return text + "Previous effect (registry, EnableOldApo): " + (status.oldApo ? "on" : "off") + "\n";
+}
+
+nlohmann::json linesData(std::string_view block) {
+    nlohmann::json lines = nlohmann::json::array();
+    for (const auto& diagnosis : diagnoseSettings(block, decodeLatin1)) {
+        nlohmann::json line{{"line", utf8Text(diagnosis.line)},
+                            {"outcome", outcomeName(diagnosis.outcome)},
+                            {"explanation", diagnosis.explanation}};
+        if (diagnosis.boost) {
+            line["boost"] = {{"levelDb", diagnosis.boost->level / 10.0}, {"limiter", diagnosis.boost->mode == 1}};
+        }
+        if (diagnosis.equalizer) {
+            line["points"] = nlohmann::json::array();
+            for (const auto& point : *diagnosis.equalizer) {
+                line["points"].push_back({{"frequencyHz", point.frequencyHz}, {"gainDb", point.gainDb}});
+            }
+        }
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+nlohmann::json statusData(const Status& status) {
+    nlohmann::json data{{"block", nullptr},
+                        {"registry", {{"logLevel", status.logLevel}, {"enableOldApo", status.oldApo}}}};
+    if (status.block) {
+        const auto text = textOf(*status.block);
+        data["block"] = {{"text", utf8Text(text)}, {"bytes", text.size()}, {"lines", linesData(*status.block)}};
+        data["block"]["holders"] = status.holders ? nlohmann::json(*status.holders) : nlohmann::json(nullptr);
+    }
+    return data;
+}
+
+} // namespace tovix::control

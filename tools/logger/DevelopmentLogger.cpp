@@ -1,0 +1,59 @@
+#include "DevelopmentLogger.h"
+
+#include "helpers/Utf.h"
+
+#include <algorithm>
+#include <array>
+#include <new>
+
+namespace tovix::logger {
+namespace {
+
+constexpr std::int32_t highestLevel = 5;
+
+std::int32_t wantedLevel(std::int32_t offeredLevel) {
+    const std::wstring text = environmentText(L"TOVIX_LOG_LEVEL");
+    if (text.size() == 1 && text.front() >= L'0' && text.front() <= L'0' + highestLevel) {
+        return text.front() - L'0';
+    }
+    return std::clamp(offeredLevel, 0, highestLevel);
+}
+
+std::wstring ownProgram() {
+    std::array<wchar_t, MAX_PATH> path{};
+    return {path.data(), ::GetModuleFileNameW(nullptr, path.data(), MAX_PATH)};
+}
+
+} // namespace
+
+std::unique_ptr<DevelopmentLogger> DevelopmentLogger::make(const wchar_t* applicationName,
+                                                           std::int32_t offeredLevel) noexcept {
+    try {
+        const std::int32_t level = wantedLevel(offeredLevel);
+        auto pWriter = level > 0 ? LineWriter::start() : nullptr;
+        if (!pWriter) {
+            return nullptr;
+        }
+        pWriter->write("---- " + encodeUtf8(applicationName != nullptr ? applicationName : L"?") + " in " +
+                       encodeUtf8(ownProgram()) + ", level " + std::to_string(level));
+        return std::unique_ptr<DevelopmentLogger>(new DevelopmentLogger(std::move(pWriter), level));
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+void* DevelopmentLogger::deletingDestructor(std::uint32_t /*flags*/) noexcept {
+    return nullptr;
+}
+
+void DevelopmentLogger::writeLine(const char* line) noexcept {
+    if (line != nullptr) {
+        m_pWriter->write(line);
+    }
+}
+
+void DevelopmentLogger::reserved() noexcept {
+    // The slot is there for its place in the table only.
+}
+
+} // namespace tovix::logger

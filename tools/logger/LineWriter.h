@@ -1,0 +1,54 @@
+#pragma once
+
+#include "LineQueue.h"
+#include "LogFile.h"
+
+#include <memory>
+#include <string_view>
+
+namespace tovix::logger {
+
+/// Brings lines to the log file and to a debugger, on a thread of its own: a caller never waits for a disk, a
+/// debugger or another process, only for the copying of another caller's line. What the thread cannot keep up with is
+/// dropped and counted in the file.
+///
+/// The thread shares the writer, because nobody can wait for its end: a library is released under the loader's lock,
+/// which an ending thread needs. It holds the library's module as well.
+class LineWriter {
+public:
+    /// A writer with its thread running; null without memory or thread.
+    static std::shared_ptr<LineWriter> start() noexcept;
+
+    /// Any thread.
+    void write(std::string_view line) noexcept;
+
+    /// Lets the thread write what there is and end; waits at most a second for the writing. No line may follow.
+    void finish() noexcept;
+
+    /// For the end of the process, when the system has ended all threads but the calling one, wherever they stood:
+    /// writes what is left of each writer, which from now on writes on the caller's thread.
+    static void takeOverAll() noexcept;
+
+    ~LineWriter();
+    LineWriter(const LineWriter&) = delete;
+    LineWriter& operator=(const LineWriter&) = delete;
+
+private:
+    LineWriter();
+
+    static DWORD run(void* pShared) noexcept;
+    void runUntilFinished() noexcept;
+    void writeBatch(const LineQueue::Batch& batch) const noexcept;
+    void takeOver() noexcept;
+
+    LogFile m_file;
+    KernelHandle m_hFinished;
+    SRWLOCK m_lock = SRWLOCK_INIT;
+    CONDITION_VARIABLE m_filled = CONDITION_VARIABLE_INIT;
+    LineQueue m_queue;
+    bool m_finishing = false;
+    bool m_threadsAreGone = false;
+    LineWriter* m_pNext = nullptr;
+};
+
+} // namespace tovix::logger

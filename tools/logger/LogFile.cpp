@@ -1,0 +1,94 @@
+#include "LogFile.h"
+
+#include <algorithm>
+#include <array>
+
+namespace tovix::logger {
+namespace {
+
+constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+KernelHandle openToAppend(const std::wstring& path, DWORD share, DWORD disposition) noexcept {
+    const HANDLE hFile = ::CreateFileW(path.c_str(), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE, share,
+                                       nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+    return hFile == INVALID_HANDLE_VALUE ? KernelHandle() : KernelHandle(hFile);
+}
+
+/// Opens the file although another process may be moving it aside at this moment.
+KernelHandle openShared(const std::wstring& path) noexcept {
+    constexpr int attempts = 20;
+    constexpr DWORD pauseMs = 5;
+    for (int i = 0;; ++i) {
+        KernelHandle file = openToAppend(path, shareAll, OPEN_ALWAYS);
+        if (file || ::GetLastError() != ERROR_SHARING_VIOLATION || i == attempts) {
+            return file;
+        }
+        ::Sleep(pauseMs);
+    }
+}
+
+std::int64_t sizeOf(const KernelHandle& file) noexcept {
+    LARGE_INTEGER size{};
+    // What is no disk file has no size, and needs no rotation.
+    return ::GetFileSizeEx(file.get(), &size) != FALSE ? size.QuadPart : 0;
+}
+
+/// Moves a full file aside. Nobody else may have it open for writing meanwhile, and the size is looked at again, so
+/// that of two processes that find it full only one moves it.
+void rotate(const std::wstring& path, std::int64_t addedBytes) noexcept {
+    const KernelHandle file = openToAppend(path, FILE_SHARE_READ | FILE_SHARE_DELETE, OPEN_EXISTING);
+    if (file && sizeOf(file) + addedBytes > rotationBytes) {
+        try {
+            ::MoveFileExW(path.c_str(), (path + L".1").c_str(), MOVEFILE_REPLACE_EXISTING);
+        } catch (const std::bad_alloc&) {
+            return;
+        }
+    }
+}
+
+bool appendTo(const std::wstring& path, std::string_view text) noexcept {
+    const auto addedBytes = static_cast<std::int64_t>(text.size());
+    KernelHandle file = openShared(path);
+    if (file && sizeOf(file) + addedBytes > rotationBytes) {
+        file.reset();
+        rotate(path, addedBytes);
+        file = openShared(path);
+    }
+    // A file that somebody's open handle keeps in its place must not grow for ever either.
+    if (!file || sizeOf(file) + addedBytes > 2 * rotationBytes) {
+        return false;
+    }
+    DWORD written = 0;
+    return ::WriteFile(file.get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr) != FALSE;
+}
+
+} // namespace
+
+bool LogFile::append(std::string_view text) const noexcept {
+    return std::any_of(m_paths.begin(), m_paths.end(), [text](const auto& path) { return appendTo(path, text); });
+}
+
+std::wstring environmentText(const wchar_t* name) {
+    std::wstring value(::GetEnvironmentVariableW(name, nullptr, 0), L'\0');
+    value.resize(::GetEnvironmentVariableW(name, value.data(), static_cast<DWORD>(value.size())));
+    return value;
+}
+
+std::vector<std::wstring> logFilePaths() {
+    std::vector<std::wstring> paths;
+    if (auto chosen = environmentText(L"TOVIX_LOG_FILE"); !chosen.empty()) {
+        paths.push_back(std::move(chosen));
+    }
+    if (const auto programData = environmentText(L"ProgramData"); !programData.empty()) {
+        const std::wstring folder = programData + L"\\Tovix";
+        ::CreateDirectoryW(folder.c_str(), nullptr);
+        paths.push_back(folder + L"\\Tovix.log");
+    }
+    std::array<wchar_t, MAX_PATH + 1> temporary{};
+    if (::GetTempPathW(static_cast<DWORD>(temporary.size()), temporary.data()) != 0) {
+        paths.push_back(std::wstring(temporary.data()) + L"Tovix.log");
+    }
+    return paths;
+}
+
+} // namespace tovix::logger
