@@ -63,7 +63,7 @@ void requireFinite(const std::vector<float>& samples) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
-    static_cast<void>(diagnoseSettings(text));
+    static_cast<void>(diagnoseSettings(text, decodeLatin1));
     const StreamFormat& format = formats[size > 0 ? (data[0] ^ data[size - 1]) % std::size(formats) : 0];
     EffectBoost::setProcessLevel(0);
     ChainBuilder builder(decodeLatin1);
