@@ -35,6 +35,19 @@ count_junit() {
     grep '<testcase .*status="\(notrun\|disabled\)"' "$report" | sed 's/.*testcase name="\([^"]*\)".*/   not run: \1/' || true
 }
 
+# run_ctest PRESET REPORT [WRAPPER...]: a line that counts along on a terminal, elsewhere only what did not pass.
+run_ctest() {
+    local command=("${@:3}" ctest --preset "$1" -j "$jobs" --output-junit "$2") status=0
+    cd "$root"
+    if [ -t 1 ]; then
+        "${command[@]}" --progress </dev/null || status=$?
+    else
+        "${command[@]}" </dev/null > >(grep -vE '^ +Start|   Passed  ' || true) || status=$?
+        wait $!
+    fi
+    return $status
+}
+
 # run_tests PRESET [TARGET...]: builds it, runs its tests and counts them. A build or a run that breaks counts as one failure.
 run_tests() {
     local preset=$1 report=$root/build/$1.xml targets=("${@:2}") status=0 before=$failed fixed=()
@@ -43,7 +56,7 @@ run_tests() {
     rm -f "$report"
     # Without address randomisation, which recent kernels spread wider than the sanitizers of this compiler allow for.
     [[ $preset != *san ]] || ! setarch -R true 2>/dev/null || fixed=(setarch -R)
-    (cd "$root" && "${fixed[@]}" ctest --preset "$preset" -j "$jobs" --progress --output-junit "$report") </dev/null || status=$?
+    run_ctest "$preset" "$report" "${fixed[@]}" || status=$?
     [ -f "$report" ] && count_junit "$report"
     if [ "$status" != 0 ] && [ "$failed" = "$before" ]; then
         say "$preset: ctest ended with status $status"
