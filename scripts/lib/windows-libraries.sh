@@ -46,7 +46,7 @@ prepare_private_apt() {
     cat /etc/apt/sources.list /etc/apt/sources.list.d/*.list 2>/dev/null |
         grep -E "^deb .* $codename(-updates|-security)? " | sed 's/^deb /deb-src /' >"$folder/parts/one-line.list" || true
     logged "$folder/log" "the lists of Debian's source packages could not be fetched; is the network there?" \
-        private_apt "$folder" update
+        private_apt "$folder" -o APT::Update::Error-Mode=any update
 }
 
 # fetch_source WORK PACKAGE VERSION [OPTION]: into the folder WORK/PACKAGE.
