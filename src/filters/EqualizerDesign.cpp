@@ -1,28 +1,21 @@
 #include "filters/EqualizerDesign.h"
 
+#include "filters/Decibels.h"
 #include "filters/MinimumPhase.h"
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <numbers>
 
 namespace tovix {
 namespace {
 
-/// A gain in dB as a factor; remembers the last one, as wide stretches are flat and the power is dear.
-class Magnitude {
-public:
-    float of(double gainDb) noexcept {
-        if (gainDb != m_gainDb) {
-            m_magnitude = static_cast<float>(std::pow(10.0, gainDb * 0.05));
-            m_gainDb = gainDb;
-        }
-        return m_magnitude;
-    }
-
-private:
-    double m_gainDb = 0.0;
-    float m_magnitude = 1.0F;
-};
+/// Whether a gain's factor is a finite number in single precision.
+bool isFiniteFactor(double gainDb) noexcept {
+    constexpr double largestDb = decibelsPerNeper * std::numbers::ln2 * std::numeric_limits<float>::max_exponent;
+    return gainDb < largestDb;
+}
 
 } // namespace
 
@@ -32,16 +25,15 @@ HeapAlignedArray<float> designImpulseResponse(const EqualizerDesign& design) noe
         return {};
     }
     ResponseInterpolator response{design.points};
-    Magnitude magnitude;
     const double binCount = 2.0 * design.tapCount;
     for (std::size_t bin = 0; bin < design.tapCount; ++bin) {
         const double frequencyHz = static_cast<double>(bin) * design.sampleRateHz / binCount;
-        const float wanted = magnitude.of(response.gainDb(frequencyHz));
+        const double gainDb = response.gainDb(frequencyHz);
         // A gain beyond all bounds, or a stretch that begins at 0 Hz or below, where frequency has no logarithm.
-        if (!std::isfinite(wanted)) {
+        if (!isFiniteFactor(gainDb)) {
             return {};
         }
-        minimumPhase.setMagnitude(bin, wanted);
+        minimumPhase.setMagnitude(bin, gainDb);
     }
     auto h = minimumPhase.impulseResponse();
     const auto isFinite = [](float tap) { return std::isfinite(tap); };

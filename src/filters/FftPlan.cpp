@@ -1,11 +1,16 @@
 #include "filters/FftPlan.h"
 
+#include <fftw3.h>
+
 #include <atomic>
 #include <chrono>
 #include <thread>
+#include <type_traits>
 
 namespace tovix {
 namespace {
+
+static_assert(std::is_same_v<ComplexBin, fftwf_complex> && std::is_same_v<fftwf_plan, fftwf_plan_s*>);
 
 /// The lock around FFTW's planner. It naps instead of blocking: plans take milliseconds and meet rarely, and a mutex
 /// of the Windows toolchain allocates when it is first locked, by exception if it cannot. A nap, unlike a yield, also
@@ -25,30 +30,30 @@ private:
     static inline std::atomic_flag busy;
 };
 
-fftwf_plan planComplex(int length, fftwf_complex* input, fftwf_complex* output, int sign) noexcept {
+fftwf_plan planComplex(int length, ComplexBin* input, ComplexBin* output, int sign) noexcept {
     const PlannerLock lock;
     return fftwf_plan_dft(1, &length, input, output, sign, FFTW_ESTIMATE);
 }
 
 } // namespace
 
-FftPlan FftPlan::realForward(int halfLength, float* time, fftwf_complex* spectrum) noexcept {
+FftPlan FftPlan::realForward(int halfLength, float* time, ComplexBin* spectrum) noexcept {
     const int length = 2 * halfLength;
     const PlannerLock lock;
     return FftPlan{fftwf_plan_dft_r2c(1, &length, time, spectrum, FFTW_ESTIMATE | FFTW_PRESERVE_INPUT)};
 }
 
-FftPlan FftPlan::realBackward(int halfLength, fftwf_complex* spectrum, float* time) noexcept {
+FftPlan FftPlan::realBackward(int halfLength, ComplexBin* spectrum, float* time) noexcept {
     const int length = 2 * halfLength;
     const PlannerLock lock;
     return FftPlan{fftwf_plan_dft_c2r(1, &length, spectrum, time, FFTW_ESTIMATE)};
 }
 
-FftPlan FftPlan::complexForward(int length, fftwf_complex* input, fftwf_complex* output) noexcept {
+FftPlan FftPlan::complexForward(int length, ComplexBin* input, ComplexBin* output) noexcept {
     return FftPlan{planComplex(length, input, output, FFTW_FORWARD)};
 }
 
-FftPlan FftPlan::complexBackward(int length, fftwf_complex* input, fftwf_complex* output) noexcept {
+FftPlan FftPlan::complexBackward(int length, ComplexBin* input, ComplexBin* output) noexcept {
     return FftPlan{planComplex(length, input, output, FFTW_BACKWARD)};
 }
 
@@ -56,7 +61,7 @@ void FftPlan::execute() const noexcept {
     fftwf_execute(m_pPlan.get());
 }
 
-void FftPlan::Destroy::operator()(fftwf_plan pPlan) const noexcept {
+void FftPlan::Destroy::operator()(fftwf_plan_s* pPlan) const noexcept {
     const PlannerLock lock;
     fftwf_destroy_plan(pPlan);
 }

@@ -1,16 +1,20 @@
 #include "filters/MinimumPhase.h"
 
+#include "filters/Decibels.h"
+
+#include <algorithm>
 #include <cmath>
+#include <complex>
 #include <numbers>
 
 namespace tovix {
 namespace {
 
-float& re(fftwf_complex& value) noexcept {
+float& re(ComplexBin& value) noexcept {
     return value[0];
 }
 
-float& im(fftwf_complex& value) noexcept {
+float& im(ComplexBin& value) noexcept {
     return value[1];
 }
 
@@ -24,8 +28,8 @@ MinimumPhase MinimumPhase::make(std::uint32_t tapCount) noexcept {
     const std::size_t binCount = 2 * std::size_t{tapCount};
     const auto length = static_cast<int>(binCount);
     design.m_tapCount = tapCount;
-    design.m_time = HeapAlignedArray<fftwf_complex>::make(binCount);
-    design.m_spectrum = HeapAlignedArray<fftwf_complex>::make(binCount);
+    design.m_time = HeapAlignedArray<ComplexBin>::make(binCount);
+    design.m_spectrum = HeapAlignedArray<ComplexBin>::make(binCount);
     if (design.m_time && design.m_spectrum) {
         design.m_forward = FftPlan::complexForward(length, design.m_time.data(), design.m_spectrum.data());
         design.m_backward = FftPlan::complexBackward(length, design.m_spectrum.data(), design.m_time.data());
@@ -33,10 +37,11 @@ MinimumPhase MinimumPhase::make(std::uint32_t tapCount) noexcept {
     return design;
 }
 
-void MinimumPhase::setMagnitude(std::size_t bin, float magnitude) noexcept {
-    const auto floorLog = static_cast<float>(std::log(magnitudeFloor));
-    const float logarithm = magnitude >= magnitudeFloor ? std::log(magnitude) : floorLog;
+/// The cepstrum wants the magnitude's natural logarithm, which is the gain in nepers: the way through the magnitude
+/// itself would cost a power and a logarithm, which are the slowest functions of the Windows toolchain.
+void MinimumPhase::setMagnitude(std::size_t bin, double gainDb) noexcept {
     const std::size_t mirror = 2 * std::size_t{m_tapCount} - 1 - bin;
+    const auto logarithm = static_cast<float>(std::max(gainDb, magnitudeFloorDb) * nepersPerDecibel);
     re(m_spectrum[bin]) = re(m_spectrum[mirror]) = logarithm;
     im(m_spectrum[bin]) = im(m_spectrum[mirror]) = 0.0F;
 }
@@ -51,11 +56,13 @@ HeapAlignedArray<float> MinimumPhase::impulseResponse() noexcept {
     m_forward.execute();
     takeExponential();
     m_backward.execute();
-    const auto binCount = 2.0F * static_cast<float>(m_tapCount);
+    const double binCount = 2.0 * m_tapCount;
+    const std::complex<double> step = std::polar(1.0, 2.0 * std::numbers::pi / binCount);
+    std::complex<double> turn = 1.0;
     for (std::size_t n = 0; n < m_tapCount; ++n) {
-        const float phase = 2.0F * std::numbers::pi_v<float> * static_cast<float>(n) / binCount;
-        const float window = (std::cos(phase) + 1.0F) * 0.5F;
-        h[n] = re(m_time[n]) / binCount * window;
+        const double window = (turn.real() + 1.0) * 0.5;
+        h[n] = static_cast<float>(re(m_time[n]) / binCount * window);
+        turn *= step;
     }
     return h;
 }
@@ -67,7 +74,7 @@ void MinimumPhase::foldCepstrum() noexcept {
     re(m_time[0]) /= scale;
     im(m_time[0]) /= scale;
     for (std::size_t n = 1; n < m_tapCount; ++n) {
-        fftwf_complex& late = m_time[binCount - n];
+        ComplexBin& late = m_time[binCount - n];
         re(m_time[n]) = re(m_time[n]) / scale + re(late) / scale;
         im(m_time[n]) = im(m_time[n]) / scale - im(late) / scale;
         re(late) = im(late) = 0.0F;

@@ -3,8 +3,6 @@
 #include "filters/AlignedArray.h"
 #include "filters/FftPlan.h"
 
-#include <fftw3.h>
-
 #include <cstdint>
 
 namespace tovix {
@@ -14,18 +12,18 @@ namespace tovix {
 class MinimumPhase {
 public:
     static constexpr std::uint32_t maxTapCount = 1U << 24U;
-    /// Magnitudes below this, and those that are not numbers, count as this: -100 dB.
-    static constexpr double magnitudeFloor = 1e-5;
+    /// The lowest magnitude; what is wanted below it counts as this.
+    static constexpr double magnitudeFloorDb = -100.0;
 
     /// Work space and plans for `tapCount` taps, 1 to `maxTapCount`; empty (`!*this`) when there is none.
     static MinimumPhase make(std::uint32_t tapCount) noexcept;
 
     explicit operator bool() const noexcept { return m_forward && m_backward; }
 
-    /// Wants `magnitude` at frequency sampleRate * bin / (2 * tapCount), bin < tapCount, and at its mirror. The
-    /// mirror of bin k is 2 * tapCount - 1 - k, not 2 * tapCount - k: the upper half of the spectrum stands one bin
-    /// too low, deliberately, and the designs of all existing settings come out of that.
-    void setMagnitude(std::size_t bin, float magnitude) noexcept;
+    /// Wants the magnitude `gainDb`, a number, at frequency sampleRate * bin / (2 * tapCount), bin < tapCount, and at
+    /// its mirror. The mirror of bin k is 2 * tapCount - 1 - k, not 2 * tapCount - k: the upper half of the spectrum
+    /// stands one bin too low, deliberately, and the designs of all existing settings come out of that.
+    void setMagnitude(std::size_t bin, double gainDb) noexcept;
 
     /// Designs from all the magnitudes set, using them up, and answers `tapCount` taps faded out by a half raised
     /// cosine; empty when there is no memory.
@@ -36,8 +34,8 @@ private:
     void takeExponential() noexcept;
 
     std::uint32_t m_tapCount = 0;
-    HeapAlignedArray<fftwf_complex> m_time;
-    HeapAlignedArray<fftwf_complex> m_spectrum;
+    HeapAlignedArray<ComplexBin> m_time;
+    HeapAlignedArray<ComplexBin> m_spectrum;
     FftPlan m_forward;
     FftPlan m_backward;
 };

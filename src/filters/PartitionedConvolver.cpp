@@ -12,7 +12,7 @@ namespace tovix {
 namespace {
 
 /// FFTW's bins as the kernels see them: interleaved frames of a real and an imaginary channel.
-RT_SECTION float* asFrames(const RtAlignedArray<fftwf_complex>& spectrum) noexcept {
+RT_SECTION float* asFrames(const RtAlignedArray<ComplexBin>& spectrum) noexcept {
     return &spectrum.data()[0][0];
 }
 
@@ -42,7 +42,7 @@ bool PartitionedConvolver::allocate() noexcept {
     const std::size_t binCount = blockLength + 1;
     schedule = RtArray<std::int32_t>::make(static_cast<std::size_t>(scheduleLength) + 1);
     timeBuffer = RtAlignedArray<float>::make(2 * blockLength);
-    spectrum = RtAlignedArray<fftwf_complex>::make(binCount);
+    spectrum = RtAlignedArray<ComplexBin>::make(binCount);
     inputRe = RtAlignedArray<float>::make(binCount);
     inputIm = RtAlignedArray<float>::make(binCount);
     overlap = RtAlignedArray<float>::make(blockLength);

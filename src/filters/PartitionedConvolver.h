@@ -52,7 +52,7 @@ private:
     /// Block i of a cycle processes partitions schedule[i] up to but excluding schedule[i + 1].
     RtArray<std::int32_t> schedule;
     RtAlignedArray<float> timeBuffer;
-    RtAlignedArray<fftwf_complex> spectrum;
+    RtAlignedArray<ComplexBin> spectrum;
     RtAlignedArray<float> inputRe;
     RtAlignedArray<float> inputIm;
     std::int32_t partitionCount = 0;
