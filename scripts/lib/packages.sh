@@ -34,6 +34,6 @@ install_packages() {
     local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=600 -q -y)
     logged "$cache/apt.log" "apt-get could not read the package lists; is the network there? (log: $cache/apt.log)" \
         "${apt[@]}" update
-    logged "$cache/apt.log" "apt-get could not install ${missing[*]} (log: $cache/apt.log)." \
+    logged "$cache/apt.log" "apt-get could not install ${missing[*]}; is the network there? (log: $cache/apt.log)." \
         "${apt[@]}" install --no-install-recommends "${missing[@]}"
 }

@@ -1,5 +1,5 @@
 # Cross-builds the static Windows libraries from Debian's source packages into the user's cache. Source it after
-# common.sh. The cache key covers this file, the toolchain and the versions, so a changed recipe builds anew and an old one stays usable.
+# common.sh. The cache key covers the recipe, the toolchain and the versions, so that a changed recipe builds anew.
 
 windows_headers=(CLI/CLI.hpp nlohmann/json.hpp)
 windows_archives=(libfftw3f.a libsndfile.a libebur128.a)
@@ -14,7 +14,11 @@ windows_prefix() {
     local versions hash
     versions="$(version_of libfftw3-dev) $(version_of libsndfile1-dev) $(version_of libebur128-dev) \
 $(version_of libcli11-dev) $(version_of nlohmann-json3-dev) $(version_of gcc-mingw-w64-x86-64-posix)"
-    hash=$({ printf '%s\n' "$versions"; cat "${BASH_SOURCE[0]}" "$root/cmake/mingw-w64.cmake"; } | sha256sum | cut -c1-12)
+    hash=$({
+        printf '%s\n' "$versions"
+        declare -f fetch_source cross_build build_windows_libraries
+        cat "$root/cmake/mingw-w64.cmake"
+    } | sha256sum | cut -c1-12)
     printf '%s/windows-fftw-%s-%s\n' "$cache" "$(version_of libfftw3-dev)" "$hash"
 }
 
@@ -46,7 +50,7 @@ prepare_private_apt() {
     cat /etc/apt/sources.list /etc/apt/sources.list.d/*.list 2>/dev/null |
         grep -E "^deb .* $codename(-updates|-security)? " | sed 's/^deb /deb-src /' >"$folder/parts/one-line.list" || true
     logged "$folder/log" "the lists of Debian's source packages could not be fetched; is the network there?" \
-        private_apt "$folder" update
+        private_apt "$folder" -o APT::Update::Error-Mode=any update
 }
 
 # fetch_source WORK PACKAGE VERSION [OPTION]: into the folder WORK/PACKAGE.
