@@ -22,12 +22,13 @@ LogBackend logBackend() noexcept {
     return currentBackend;
 }
 
+// Release and acquire, so that a thread that sees a level also sees the backend installed before it.
 LogLevel logLevel() noexcept {
-    return currentLevel.load(std::memory_order_relaxed);
+    return currentLevel.load(std::memory_order_acquire);
 }
 
 void setLogLevel(LogLevel level) noexcept {
-    currentLevel.store(level, std::memory_order_relaxed);
+    currentLevel.store(level, std::memory_order_release);
 }
 
 } // namespace tovix

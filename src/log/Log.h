@@ -15,7 +15,8 @@ struct LogBackend {
     std::uint32_t (*threadId)() noexcept;
 };
 
-/// [control] Replaces the backend for the whole process. Not while another thread logs.
+/// [control] Replaces the backend for the whole process. Not while another thread logs: install it before the
+/// first level is set.
 void installLogBackend(const LogBackend& backend) noexcept;
 LogBackend logBackend() noexcept;
 

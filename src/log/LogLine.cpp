@@ -28,7 +28,8 @@ std::string_view baseName(std::string_view path) noexcept {
 }
 
 /// A whole number through the scratch buffer that every number passes, which cuts it at its capacity.
-template <class Number> std::string_view formatted(std::array<char, numberCapacity>& scratch, Number value, bool hex) {
+template <class Number>
+std::string_view formatted(std::array<char, numberCapacity>& scratch, Number value, bool hex) {
     constexpr std::size_t longest = 24;
     std::array<char, longest> digits{};
     const auto end = std::to_chars(digits.data(), digits.data() + longest, value, hex ? 16 : 10).ptr;
@@ -45,7 +46,8 @@ template <class Number> std::string_view formatted(std::array<char, numberCapaci
 
 LogLine::LogLine(LogLevel level, const LogLocation& location, const void* pObject) noexcept {
     std::array<char, locationTagCapacity> tag{};
-    std::snprintf(tag.data(), tag.size(), "%s [%u] ", levelName(level), logBackend().threadId());
+    std::snprintf(tag.data(), tag.size(), "%s [%d] ", levelName(level),
+                  static_cast<std::int32_t>(logBackend().threadId()));
     append(tag.data());
     // Spelled out because the C libraries differ in how they print a pointer.
     std::snprintf(tag.data(), objectTagCapacity, "[this=0x%016llX] ",
@@ -93,7 +95,8 @@ LogLine& LogLine::real(double value) noexcept {
     constexpr int decimals = 6;
     constexpr std::size_t longest = 330;
     std::array<char, longest> digits{};
-    const auto end = std::to_chars(digits.data(), digits.data() + longest, value, std::chars_format::fixed, decimals).ptr;
+    const auto end =
+        std::to_chars(digits.data(), digits.data() + longest, value, std::chars_format::fixed, decimals).ptr;
     append({digits.data(), std::min(static_cast<std::size_t>(end - digits.data()), numberCapacity - 1)});
     m_hex = false;
     return *this;

@@ -1,0 +1,56 @@
+#include "helpers/AudioEngineAllocator.h"
+
+#include "helpers/RtAllocator.h"
+#include "helpers/WinHandles.h"
+
+#include <cstddef>
+
+namespace tovix {
+namespace {
+
+class AudioEngine {
+public:
+    AudioEngine() noexcept
+        : m_library(::LoadLibraryExW(L"audioeng.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)),
+          m_previous(rtAllocator()) {
+        if (m_library) {
+            m_pAllocate = moduleExport<AllocateFunction>(m_library.get(), "AERT_Allocate");
+            m_pFree = moduleExport<FreeFunction>(m_library.get(), "AERT_Free");
+        }
+        if (usable()) {
+            installRtAllocator({
+                [](std::size_t sizeBytes, void** ppBlock) noexcept -> RtResult {
+                    return instance().m_pAllocate(sizeBytes, ppBlock);
+                },
+                [](void* pBlock) noexcept -> RtResult { return instance().m_pFree(pBlock); },
+            });
+        }
+    }
+    ~AudioEngine() { installRtAllocator(m_previous); }
+    AudioEngine(const AudioEngine&) = delete;
+    AudioEngine& operator=(const AudioEngine&) = delete;
+
+    static AudioEngine& instance() noexcept {
+        static AudioEngine engine;
+        return engine;
+    }
+
+    [[nodiscard]] bool usable() const noexcept { return m_pAllocate != nullptr && m_pFree != nullptr; }
+
+private:
+    using AllocateFunction = HRESULT WINAPI(std::size_t sizeBytes, void** ppBlock);
+    using FreeFunction = HRESULT WINAPI(void* pBlock);
+
+    ModuleReference m_library;
+    RtAllocator m_previous;
+    AllocateFunction* m_pAllocate = nullptr;
+    FreeFunction* m_pFree = nullptr;
+};
+
+} // namespace
+
+bool installAudioEngineAllocator() noexcept {
+    return AudioEngine::instance().usable();
+}
+
+} // namespace tovix

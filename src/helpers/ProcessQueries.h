@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+
+namespace tovix {
+
+/// Questions about the current process. [control]; any thread. Those that throw throw the system's error code
+/// as a `std::uint32_t` after they have released what they held.
+
+/// Whether the user of the process belongs to the built-in Administrators, also when the process runs with a
+/// token that was filtered of that membership. Throws.
+bool IsUserAdmin();
+
+/// Whether the calling thread's effective token is a member of the built-in Administrators. Throws.
+bool IsRunningAsAdmin();
+
+/// The process token's elevation flag. Throws.
+bool IsProcessElevated();
+
+/// Relative identifier of the process token's integrity label: 0x1000 low, 0x2000 medium, 0x3000 high, 0x4000
+/// system. Throws; 0xFFFFFFFF when the label has no identifier.
+std::uint32_t GetProcessIntegrityRid();
+
+/// Whether a system of this version has filtered tokens: major × 10 + minor of at least 60.
+constexpr bool countsAsVista(std::uint32_t major, std::uint32_t minor) noexcept {
+    return major * 10U + minor >= 60U;
+}
+
+/// Whether the system has filtered tokens. An unknown system is treated as a new one.
+bool IsVistaOrLater() noexcept;
+
+} // namespace tovix
