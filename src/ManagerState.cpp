@@ -2,7 +2,6 @@
 
 #include "ChannelNames.h"
 #include "helpers/AnsiText.h"
-#include "log/Log.h"
 
 #include <algorithm>
 #include <array>

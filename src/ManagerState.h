@@ -6,6 +6,7 @@
 #include "helpers/ConfigHelper.h"
 #include "helpers/CriticalSection.h"
 #include "helpers/WinHandles.h"
+#include "log/Log.h"
 
 #include <atomic>
 #include <cstdint>
