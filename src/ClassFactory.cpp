@@ -2,6 +2,7 @@
 
 #include "ModuleState.h"
 #include "Tovix.h"
+#include "helpers/AudioEngineAllocator.h"
 #include "log/QuelLog.h"
 #include "platform/ComEdge.h"
 
@@ -46,6 +47,7 @@ HRESULT ClassFactory::CreateInstance(IUnknown* pOuter, REFIID riid, void** ppv) 
     if (pOuter != nullptr && !IsEqualIID(riid, IID_IUnknown)) {
         return E_NOINTERFACE; // and not the code for a refused aggregation, deliberately
     }
+    installAudioEngineAllocator();
     return atComEdge([&] {
         auto* const pTovix = new Tovix(pOuter);
         const HRESULT hr = pTovix->NonDelegatingQueryInterface(riid, ppv);
