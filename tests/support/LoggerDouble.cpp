@@ -1,0 +1,95 @@
+// A logger library that keeps a record of what is asked of it, in the file that DOUBLE_LOGGER_FILE names, and
+// behaves as DOUBLE_LOGGER says: plain, null, throw, platform-throw, slow, detach-inside, detach-other,
+// detach-joined, detach-while-asked.
+
+#include "helpers/CriticalSection.h"
+#include "helpers/WinHandles.h"
+#include "log/IQuelLoggerUser.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+using tovix::IQuelLoggerUser;
+
+std::string behaviour() {
+    const char* const value = std::getenv("DOUBLE_LOGGER");
+    return value != nullptr ? value : "plain";
+}
+
+void record(const std::string& event) {
+    static tovix::CriticalSection lock;
+    const std::lock_guard guard(lock);
+    FILE* const pFile = std::fopen(std::getenv("DOUBLE_LOGGER_FILE"), "ab");
+    std::fprintf(pFile, "%s\n", event.c_str());
+    std::fclose(pFile);
+}
+
+/// Throws, as this compiler or as the platform's does, when the behaviour is to throw.
+void misbehave() {
+    if (behaviour() == "throw") {
+        throw std::runtime_error("logger");
+    }
+    if (behaviour() == "platform-throw") {
+        ::RaiseException(0xE06D7363, EXCEPTION_NONCONTINUABLE, 0, nullptr);
+    }
+}
+
+DWORD WINAPI detach(void* pUser) {
+    record("detach");
+    record("detached " + std::to_string(static_cast<IQuelLoggerUser*>(pUser)->Detach()));
+    return 0;
+}
+
+class Logger final : public tovix::IQuelLogger {
+public:
+    IQuelLoggerUser* pUser = nullptr;
+
+    void* deletingDestructor(std::uint32_t /*flags*/) override {
+        record("slot 0");
+        return this;
+    }
+    void reserved() override { record("slot 2"); }
+    std::int32_t level() override { return 5; }
+
+    void writeLine(const char* line) override {
+        record(std::string("line ") + line);
+        misbehave();
+        const std::string how = behaviour();
+        if (how == "detach-inside") {
+            detach(pUser);
+        } else if (how == "detach-other" || how == "detach-joined") {
+            const tovix::KernelHandle thread(::CreateThread(nullptr, 0, &detach, pUser, 0, nullptr));
+            ::WaitForSingleObject(thread.get(), how == "detach-joined" ? INFINITE : 300);
+        } else if (how == "slow") {
+            ::Sleep(1000);
+        }
+        record("end");
+    }
+};
+
+Logger theLogger;
+
+} // namespace
+
+extern "C" __declspec(dllexport) tovix::IQuelLogger* ProvideLogger(const wchar_t* name, std::int32_t level,
+                                                                   IQuelLoggerUser* pUser) {
+    record("provide " + std::string(name, name + std::wcslen(name)) + " " + std::to_string(level));
+    theLogger.pUser = pUser;
+    if (behaviour() == "detach-while-asked") {
+        detach(pUser);
+    }
+    if (behaviour() == "throw-provide") {
+        throw 1;
+    }
+    return behaviour() == "null" ? nullptr : &theLogger;
+}
+
+extern "C" __declspec(dllexport) void ReleaseLogger(tovix::IQuelLogger* pLogger, IQuelLoggerUser* pUser) {
+    record(pLogger == &theLogger && pUser == theLogger.pUser ? "release" : "release of something else");
+    misbehave();
+}

@@ -1,0 +1,74 @@
+#include "OwnResources.h"
+
+#include "helpers/WinHandles.h"
+
+#include <tlhelp32.h>
+#include <winternl.h>
+
+#include <vector>
+
+namespace tovix::test {
+namespace {
+
+constexpr ULONG extendedHandleInformation = 64;
+
+struct HandleRow {
+    void* pObject;
+    ULONG_PTR processId;
+    ULONG_PTR handle;
+    ULONG access;
+    USHORT backTrace;
+    USHORT type;
+    ULONG attributes;
+    ULONG reserved;
+};
+
+struct HandleTable {
+    ULONG_PTR count;
+    ULONG_PTR reserved;
+    HandleRow rows[1];
+};
+
+} // namespace
+
+// The process's own count is not used: some systems answer 0 for it.
+std::size_t ownHandles() {
+    using Query = NTSTATUS NTAPI(ULONG, void*, ULONG, ULONG*);
+    auto* const pQuery = moduleExport<Query>(::GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation");
+    std::vector<char> buffer(1U << 16U);
+    while (pQuery(extendedHandleInformation, buffer.data(), static_cast<ULONG>(buffer.size()), nullptr) < 0) {
+        buffer.resize(2 * buffer.size());
+    }
+    const auto* const pTable = reinterpret_cast<const HandleTable*>(buffer.data());
+    std::size_t count = 0;
+    for (ULONG_PTR i = 0; i < pTable->count; ++i) {
+        count += pTable->rows[i].processId == ::GetCurrentProcessId() ? 1 : 0;
+    }
+    return count;
+}
+
+std::size_t ownHeapBytes() {
+    const HANDLE hHeap = ::GetProcessHeap();
+    std::size_t bytes = 0;
+    PROCESS_HEAP_ENTRY entry{};
+    ::HeapLock(hHeap);
+    while (::HeapWalk(hHeap, &entry) != FALSE) {
+        bytes += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? entry.cbData : 0;
+    }
+    ::HeapUnlock(hHeap);
+    return bytes;
+}
+
+std::size_t ownThreads() {
+    const KernelHandle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+    THREADENTRY32 entry{};
+    entry.dwSize = sizeof entry;
+    std::size_t count = 0;
+    for (BOOL more = ::Thread32First(snapshot.get(), &entry); more != FALSE;
+         more = ::Thread32Next(snapshot.get(), &entry)) {
+        count += entry.th32OwnerProcessID == ::GetCurrentProcessId() ? 1 : 0;
+    }
+    return count;
+}
+
+} // namespace tovix::test

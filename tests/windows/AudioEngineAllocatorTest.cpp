@@ -1,0 +1,67 @@
+#include "ChildProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+
+namespace tovix::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path engineDouble = "tovix-audio-engine-double.dll";
+const fs::path engineName = "audioeng.dll";
+
+fs::path systemFolder() {
+    std::array<wchar_t, MAX_PATH> path{};
+    ::GetSystemDirectoryW(path.data(), MAX_PATH);
+    return path.data();
+}
+
+std::string allocationIn(const fs::path& program, const fs::path& workingFolder, const fs::path& searchPath) {
+    ChildProcess effect({program, L"", workingFolder, {{L"PATH", searchPath.wstring()}}});
+    return effect.ask("allocate");
+}
+
+TEST(AudioEngineAllocator, LibraryOutsideTheSystemFolderIsNeverUsed) {
+    if (fs::exists(systemFolder() / engineName)) {
+        GTEST_SKIP() << "this system has the library";
+    }
+    const TemporaryFolder beside;
+    const TemporaryFolder current;
+    const TemporaryFolder onPath;
+    for (const auto* const pFolder : {&beside, &current, &onPath}) {
+        fs::copy_file(programFolder() / engineDouble, pFolder->path() / engineName);
+    }
+    fs::copy_file(programFolder() / "tovix-effect-side.exe", beside.path() / "effect.exe");
+    EXPECT_EQ(allocationIn(beside.path() / "effect.exe", current.path(), onPath.path()), "not installed heap -1 -1");
+}
+
+/// A library that stands in the system folder for the object's life. Only where that folder is a test
+/// environment's own.
+class InSystemFolder {
+public:
+    InSystemFolder() { fs::copy_file(programFolder() / engineDouble, m_path); }
+    ~InSystemFolder() {
+        std::error_code ignored;
+        fs::remove(m_path, ignored);
+    }
+    InSystemFolder(const InSystemFolder&) = delete;
+    InSystemFolder& operator=(const InSystemFolder&) = delete;
+
+private:
+    fs::path m_path = systemFolder() / engineName;
+};
+
+TEST(AudioEngineAllocator, LibraryOfTheSystemFolderGivesAndTakesTheBlocks) {
+    const bool isWine = ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+    if (!isWine || fs::exists(systemFolder() / engineName)) {
+        GTEST_SKIP() << "the system folder is not ours to change";
+    }
+    const InSystemFolder engine;
+    EXPECT_EQ(allocationIn(programFolder() / "tovix-effect-side.exe", fs::current_path(), programFolder()),
+              "installed locked 1 0");
+}
+
+} // namespace
+} // namespace tovix::test
