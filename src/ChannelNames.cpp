@@ -5,8 +5,8 @@
 namespace tovix {
 namespace {
 
-constexpr std::array<const wchar_t*, 18> speakerNames{L"FL", L"FR", L"FC",  L"LFE", L"BL",  L"BR",
-                                                      L"FLC", L"FRC", L"BC", L"SL",  L"SR",  L"TC",
+constexpr std::array<const wchar_t*, 18> speakerNames{L"FL",  L"FR",  L"FC",  L"LFE", L"BL",  L"BR",
+                                                      L"FLC", L"FRC", L"BC",  L"SL",  L"SR",  L"TC",
                                                       L"TFL", L"TFC", L"TFR", L"TBL", L"TBC", L"TBR"};
 
 } // namespace

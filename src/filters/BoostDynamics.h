@@ -18,10 +18,8 @@ public:
     /// [control] Rate of the frames to come; anything that is not a positive number is ignored.
     void setSampleRateHz(double sampleRateHz) noexcept;
 
-    /// [audio] Pre-gain, limiter and release over `frameCount` frames of two linked channels, in place.
-    void processStereo(float* left, float* right, std::size_t frameCount) noexcept RT_SECTION;
-
-    /// [audio] The same for any number of linked channels.
+    /// [audio] Pre-gain, limiter and release over `frameCount` frames of linked channels, in place. A sample that is
+    /// not finite plays as silence and leaves no trace. Output is within full scale to a float's last digit.
     void process(float* const* channels, std::size_t channelCount, std::size_t frameCount) noexcept RT_SECTION;
 
     /// Held peak level that the release has brought down so far, >= 0.
@@ -32,8 +30,12 @@ public:
     [[nodiscard]] double preGain() const noexcept { return m_preGain; }
 
 private:
+    [[nodiscard]] bool passesPlainly(double peak) const noexcept RT_SECTION;
+    void limitStereo(float* left, float* right, std::size_t frameCount) noexcept RT_SECTION;
+    void limit(float* const* channels, std::size_t channelCount, std::size_t frameCount) noexcept RT_SECTION;
     double reductionGain(double peak) noexcept RT_SECTION;
-    void updateEnvelope(double levelDb) noexcept RT_SECTION;
+    void attack(double levelDb) noexcept RT_SECTION;
+    void release(double levelDb) noexcept RT_SECTION;
     void lowerThreshold(double thresholdDb) noexcept RT_SECTION;
 
     double m_sampleRateHz = 44100.0;

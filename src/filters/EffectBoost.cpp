@@ -28,13 +28,15 @@ RT_SECTION std::int32_t clampLevel(std::int64_t level) noexcept {
 /// `level` moved towards `target` by one step at most. 64 bits hold every difference of two levels.
 RT_SECTION std::int32_t stepLevel(std::int32_t level, std::int32_t target) noexcept {
     const std::int64_t distance = std::int64_t{target} - level;
-    const std::int64_t step = distance > largestStep ? largestStep : distance < -largestStep ? -largestStep : distance;
+    const std::int64_t step = distance > largestStep    ? largestStep
+                              : distance < -largestStep ? -largestStep
+                                                        : distance;
     return clampLevel(level + step);
 }
 
 /// False for a sample that is not a number, too.
 [[gnu::always_inline]] inline bool insideGuard(float sample) noexcept {
-    return sample >= -clipGuard && sample <= clipGuard;
+    return std::fabs(sample) <= clipGuard;
 }
 
 } // namespace
@@ -59,12 +61,10 @@ ChannelList EffectBoost::setup(float sampleRateHz, std::uint32_t, ChannelList ch
 }
 
 void EffectBoost::process(float**, float** inputs, std::uint32_t frameCount) noexcept {
-    if (!m_dynamicsMode) {
-        processPlain(inputs, frameCount);
-    } else if (m_channelCount == 2) {
-        m_dynamics.processStereo(inputs[0], inputs[1], frameCount);
-    } else {
+    if (m_dynamicsMode) {
         m_dynamics.process(inputs, m_channelCount, frameCount);
+    } else {
+        processPlain(inputs, frameCount);
     }
 }
 
@@ -94,18 +94,12 @@ void EffectBoost::processPlain(float** channels, std::uint32_t frameCount) noexc
 }
 
 void EffectBoost::processPlainStereo(float* left, float* right, std::uint32_t frameCount) noexcept {
-    for (std::uint32_t f = 0; f < frameCount; ++f) {
-        float l = m_gain * left[f];
-        float r = m_gain * right[f];
-        if (!(insideGuard(l) && insideGuard(r))) {
-            l = left[f];
-            r = right[f];
-            if (!backOff(l, r)) {
-                return;
-            }
+    const Kernels& inner = kernels();
+    for (std::size_t f = 0; f < frameCount; ++f) {
+        f += inner.applyGainWithin(left + f, right + f, frameCount - f, m_gain, clipGuard);
+        if (f < frameCount && !backOff(left[f], right[f])) {
+            return;
         }
-        left[f] = l;
-        right[f] = r;
     }
 }
 

@@ -12,8 +12,8 @@ constexpr std::uint32_t mismatchLogLine = 30;
 
 void logMismatch(const EffectFactoryBoost* pFactory, std::uint32_t fieldCount) {
     if (logEnabled(LogLevel::Error)) {
-        LogLine(LogLevel::Error,
-                {"EffectFactoryBoost::createFilter", "filters\\EffectFactoryBoost", mismatchLogLine}, pFactory)
+        LogLine(LogLevel::Error, {"EffectFactoryBoost::createFilter", "filters\\EffectFactoryBoost", mismatchLogLine},
+                pFactory)
             .text("Couldn't create boost filter. Params mismatch=")
             .number(fieldCount)
             .write();

@@ -3,16 +3,28 @@
 #include "helpers/RtAllocator.h"
 #include "helpers/WinHandles.h"
 
+#include <array>
 #include <cstddef>
+#include <string_view>
 
 namespace tovix {
 namespace {
 
+/// By its full path, because a bare name also finds a library of that name that is loaded from elsewhere.
+ModuleReference loadFromSystemFolder(std::wstring_view fileName) noexcept {
+    std::array<wchar_t, MAX_PATH> path{};
+    const std::size_t length = ::GetSystemDirectoryW(path.data(), static_cast<UINT>(path.size()));
+    if (length == 0 || length + 1 + fileName.size() >= path.size()) {
+        return nullptr;
+    }
+    path[length] = L'\\';
+    fileName.copy(path.data() + length + 1, fileName.size());
+    return ModuleReference(::LoadLibraryExW(path.data(), nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
+}
+
 class AudioEngine {
 public:
-    AudioEngine() noexcept
-        : m_library(::LoadLibraryExW(L"audioeng.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)),
-          m_previous(rtAllocator()) {
+    AudioEngine() noexcept : m_library(loadFromSystemFolder(L"audioeng.dll")), m_previous(rtAllocator()) {
         if (m_library) {
             m_pAllocate = moduleExport<AllocateFunction>(m_library.get(), "AERT_Allocate");
             m_pFree = moduleExport<FreeFunction>(m_library.get(), "AERT_Free");

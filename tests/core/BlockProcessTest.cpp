@@ -83,7 +83,8 @@ TEST(BlockProcess, ASilentInputIsClearedAndItsOutputMarkedByWhatMaySound) {
         {false, 0.5F, BufferFlags::silent, 0.0F},
         {true, 0.5F, BufferFlags::valid, 0.5F},
         {true, -2e-10F, BufferFlags::valid, -2e-10F},
-        {true, justSilent, static_cast<double>(justSilent) > 1e-10 ? BufferFlags::valid : BufferFlags::silent, justSilent},
+        {true, justSilent, static_cast<double>(justSilent) > 1e-10 ? BufferFlags::valid : BufferFlags::silent,
+         justSilent},
         {true, 0.0F, BufferFlags::silent, 0.0F},
     };
     for (const auto& c : cases) {

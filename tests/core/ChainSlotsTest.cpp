@@ -40,8 +40,9 @@ std::vector<float> ramp(std::size_t count) {
 TEST(FilterChain, StagesRunInOrderWhetherTheyWorkInPlaceOrNot) {
     for (const std::uint32_t channels : {1U, 2U, 3U, 6U, 8U, 11U}) {
         const auto stream = format(channels, channels, 16);
-        const auto chain = chainOf(stream, DigitFilter(1), DigitFilter(2), DigitFilter(3, false), DigitFilter(4, false),
-                                   DigitFilter(5), DigitFilter(6, false), DigitFilter(7), DigitFilter(8));
+        const auto chain =
+            chainOf(stream, DigitFilter(1), DigitFilter(2), DigitFilter(3, false), DigitFilter(4, false),
+                    DigitFilter(5), DigitFilter(6, false), DigitFilter(7), DigitFilter(8));
         for (int block = 0; block < 3; ++block) {
             const auto input = ramp(std::size_t{channels} * 13);
             std::vector<float> output(input.size());
@@ -140,8 +141,8 @@ TEST_F(Fade, NewChainIsHeardInFullAfterTenMilliseconds) {
                 ASSERT_EQ(block(blockFrames), b + 1 == blocks) << "the swap ends the block that completes the fade";
                 for (std::uint32_t f = 0; f < blockFrames; ++f) {
                     const double position = b * blockFrames + f;
-                    const double weight = position >= r.frames ? 1.0
-                                                               : 0.5 - 0.5 * std::cos(std::numbers::pi * position / r.frames);
+                    const double weight =
+                        position >= r.frames ? 1.0 : 0.5 - 0.5 * std::cos(std::numbers::pi * position / r.frames);
                     ASSERT_NEAR(m_output[f * 2], 0.25 + 0.5 * weight, 2e-7);
                     ASSERT_EQ(m_output[f * 2], m_output[f * 2 + 1]);
                 }
@@ -178,7 +179,8 @@ TEST_F(Fade, ABlockLongerThanPromisedIsProcessedInPieces) {
 }
 
 TEST(ChainSlots, WithNothingToDoTheSamplesPassUntouched) {
-    const float odd[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(), 1e-42F, -3.0F};
+    const float odd[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(), 1e-42F,
+                         -3.0F};
     ChainSlots slots;
     for (const bool withEmptyChain : {false, true}) {
         slots.reset(format(2, 2, 2));

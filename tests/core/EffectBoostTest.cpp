@@ -254,7 +254,8 @@ TEST(DynamicsBoost, NoSampleAndNoLevelBreaksTheSoundForLonger) {
             EXPECT_FLOAT_EQ(boost.frame(0.25F, channels), static_cast<float>(0.25 * gainOf(60)));
         }
     }
-    for (const std::int32_t level : {std::numeric_limits<std::int32_t>::max(), std::numeric_limits<std::int32_t>::min()}) {
+    for (const std::int32_t level :
+         {std::numeric_limits<std::int32_t>::max(), std::numeric_limits<std::int32_t>::min()}) {
         Boosted boost(level, true, 2);
         for (const float sample : {0.0F, 1.0F, std::numeric_limits<float>::max(), 1e-30F}) {
             const float result = boost.frame(sample, 2);

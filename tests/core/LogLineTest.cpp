@@ -1,5 +1,5 @@
-#include "LogCapture.h"
 #include "log/Log.h"
+#include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
 

@@ -27,12 +27,12 @@ TEST(SettingsText, BytesThatAreNoUtf8AreReadInTheSystemsCodePage) {
         {"Boost: 60 dB 1", L"Boost: 60 dB 1"},
         {"gr\xC3\xBC\xC3\x9F\xE2\x82\xAC: 1", L"gr\u00FC\u00DF\u20AC: 1"},
         {"\xF0\x9F\x8E\xB5", L"\U0001F3B5"},
-        {"caf\xE9: 1", L"<ansi>"},           // Latin-1
-        {"\xC0\xAF", L"<ansi>"},             // overlong
-        {"\xED\xA0\x80", L"<ansi>"},         // a surrogate
-        {"\xF4\x90\x80\x80", L"<ansi>"},     // beyond the last code point
-        {"\xE2\x82", L"<ansi>"},             // cut off
-        {"\xEF\xBF\xBD", L"<ansi>"},         // the replacement character itself counts as one
+        {"caf\xE9: 1", L"<ansi>"},       // Latin-1
+        {"\xC0\xAF", L"<ansi>"},         // overlong
+        {"\xED\xA0\x80", L"<ansi>"},     // a surrogate
+        {"\xF4\x90\x80\x80", L"<ansi>"}, // beyond the last code point
+        {"\xE2\x82", L"<ansi>"},         // cut off
+        {"\xEF\xBF\xBD", L"<ansi>"},     // the replacement character itself counts as one
     };
     for (const auto& c : cases) {
         EXPECT_EQ(decodeSettingsLine(c.bytes, codePage), c.text) << c.bytes;

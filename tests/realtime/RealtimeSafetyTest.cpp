@@ -47,7 +47,8 @@ struct Stream {
     /// The audio thread's part, and nothing else.
     void play() {
         for (std::uint32_t b = 0; b < 40; ++b) {
-            const BlockConnection in{input.data(), format.maxFrames - b % 3, b % 5 == 4 ? BufferFlags::silent : BufferFlags::valid};
+            const BlockConnection in{input.data(), format.maxFrames - b % 3,
+                                     b % 5 == 4 ? BufferFlags::silent : BufferFlags::valid};
             BlockConnection out{output.data(), 0, BufferFlags::invalid};
             processBlock(chains, {format.inputChannels, format.outputChannels, b % 10 == 9, nullptr}, in, out);
         }
@@ -68,7 +69,9 @@ struct Case {
 const Case cases[] = {
     {{48000, 0, 2, 2, 3, 480}, "", "Boost: 120 dB 0"},
     {{48000, 0, 2, 2, 3, 480}, "Boost: 200 dB 0", "Boost: 120 dB 1"},
-    {{48000, 0, 2, 2, 3, 480}, "Boost: 60 dB 1\nEqualizer: 100 -3 1000 0 10000 6", "Equalizer: 1000 3\nBoost: 30 dB 0"},
+    {{48000, 0, 2, 2, 3, 480},
+     "Boost: 60 dB 1\nEqualizer: 100 -3 1000 0 10000 6",
+     "Equalizer: 1000 3\nBoost: 30 dB 0"},
     {{48000, 0, 8, 8, 0x63F, 128}, "Boost: 60 dB 1", "Equalizer: 100 -3 1000 0 10000 6"},
     {{44100, 0, 6, 2, 3, 441}, "Boost: 60 dB 0", "Equalizer: 1000 6"},
     {{48000, 0, 1, 6, 0x3F, 240}, "Equalizer: 50 3", ""},

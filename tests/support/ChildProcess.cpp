@@ -65,7 +65,8 @@ ChildProcess::ChildProcess(const Start& start) {
     if (::CreateProcessW(start.program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
                          CREATE_UNICODE_ENVIRONMENT, environment.data(), start.folder.c_str(), &startup,
                          &process) == FALSE) {
-        throw std::runtime_error("cannot start " + start.program.string());
+        throw std::runtime_error("cannot start " + start.program.string() + ", error " +
+                                 std::to_string(::GetLastError()));
     }
     const KernelHandle thread(process.hThread);
     m_process.reset(process.hProcess);

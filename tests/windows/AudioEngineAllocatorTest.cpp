@@ -1,4 +1,4 @@
-#include "ChildProcess.h"
+#include "support/ChildProcess.h"
 
 #include <gtest/gtest.h>
 
@@ -18,11 +18,6 @@ fs::path systemFolder() {
     return path.data();
 }
 
-std::string allocationIn(const fs::path& program, const fs::path& workingFolder, const fs::path& searchPath) {
-    ChildProcess effect({program, L"", workingFolder, {{L"PATH", searchPath.wstring()}}});
-    return effect.ask("allocate");
-}
-
 TEST(AudioEngineAllocator, LibraryOutsideTheSystemFolderIsNeverUsed) {
     if (fs::exists(systemFolder() / engineName)) {
         GTEST_SKIP() << "this system has the library";
@@ -34,7 +29,12 @@ TEST(AudioEngineAllocator, LibraryOutsideTheSystemFolderIsNeverUsed) {
         fs::copy_file(programFolder() / engineDouble, pFolder->path() / engineName);
     }
     fs::copy_file(programFolder() / "tovix-effect-side.exe", beside.path() / "effect.exe");
-    EXPECT_EQ(allocationIn(beside.path() / "effect.exe", current.path(), onPath.path()), "not installed heap -1 -1");
+    ChildProcess effect({beside.path() / "effect.exe", L"", current.path(), {{L"PATH", onPath.path().wstring()}}});
+    EXPECT_EQ(effect.ask("allocate"), "not installed heap -1 -1");
+
+    ChildProcess withForeignOne({beside.path() / "effect.exe", L""});
+    EXPECT_EQ(withForeignOne.ask("load " + (onPath.path() / engineName).string()), "ok");
+    EXPECT_EQ(withForeignOne.ask("allocate"), "not installed heap 0 0");
 }
 
 /// A library that stands in the system folder for the object's life. Only where that folder is a test
@@ -59,8 +59,8 @@ TEST(AudioEngineAllocator, LibraryOfTheSystemFolderGivesAndTakesTheBlocks) {
         GTEST_SKIP() << "the system folder is not ours to change";
     }
     const InSystemFolder engine;
-    EXPECT_EQ(allocationIn(programFolder() / "tovix-effect-side.exe", fs::current_path(), programFolder()),
-              "installed locked 1 0");
+    ChildProcess effect({programFolder() / "tovix-effect-side.exe", L""});
+    EXPECT_EQ(effect.ask("allocate"), "installed locked 1 0");
 }
 
 } // namespace

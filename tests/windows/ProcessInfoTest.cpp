@@ -1,7 +1,7 @@
 #include "log/ProcessInfo.h"
-#include "LogCapture.h"
 #include "helpers/ProcessQueries.h"
 #include "helpers/WinHandles.h"
+#include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#include "ChildProcess.h"
-#include "RegistryValue.h"
+#include "support/ChildProcess.h"
+#include "support/RegistryValue.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 #include "helpers/RegistrySettings.h"
-#include "RegistryValue.h"
+#include "support/RegistryValue.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "ControlSide.h"
 #include "helpers/ConfigHelper.h"
 #include "helpers/SecurityHelper.h"
+#include "support/ControlSide.h"
 
 #include <gtest/gtest.h>
 

@@ -7,23 +7,27 @@
 
 namespace tovix {
 
-/// Operands of one complex multiply-accumulate, in split form: acc += input * partition, bin by bin. All arrays
-/// are 16-byte aligned and hold at least `bins` floats; the accumulators overlap none of the others.
-struct SpectrumProduct {
-    float* accRe;
-    float* accIm;
+/// Operands of the complex multiply-accumulate of one input spectrum with a run of filter partitions, in split form:
+/// for every row r, acc[r] += input * partition[r], bin by bin. All spectra are 16-byte aligned and hold
+/// `blockFrames` + 1 bins; no accumulator overlaps any other spectrum.
+struct SpectrumProducts {
     const float* inputRe;
     const float* inputIm;
-    const float* partitionRe;
-    const float* partitionIm;
+    const float* const* partitionRe;
+    const float* const* partitionIm;
+    float* const* accRe;
+    float* const* accIm;
+    std::size_t rows;
+    std::size_t blockFrames;
 };
 
 /// The inner loops of the real-time path, one set per instruction set. Every function is [audio].
 struct Kernels {
     std::string_view name;
 
-    /// Adds the product of `bins` bins (a multiple of 4) to the accumulators.
-    void (*multiplyAccumulate)(const SpectrumProduct& product, std::size_t bins) noexcept;
+    /// Adds the products to the accumulators: bins 0 to 4 * floor(B / 4) - 1 and bin B of each row, B being
+    /// `blockFrames`. The bins between are left alone, deliberately.
+    void (*multiplyAccumulate)(const SpectrumProducts& products) noexcept;
 
     /// channels[c][f] = interleaved[f * channelCount + c].
     void (*deinterleave)(const float* interleaved, float* const* channels, std::uint32_t channelCount,
@@ -33,8 +37,21 @@ struct Kernels {
     void (*interleave)(const float* const* channels, float* interleaved, std::uint32_t channelCount,
                        std::uint32_t frameCount) noexcept;
 
+    /// sum[i] = a[i] + b[i] for `count` samples at any address; `sum` may be `a` or `b`.
+    void (*add)(const float* a, const float* b, float* sum, std::size_t count) noexcept;
+
     /// Multiplies `count` samples, at any address, by `gain`.
     void (*applyGain)(float* samples, std::size_t count, float gain) noexcept;
+
+    /// Multiplies the frames of two channels by `gain` up to the first that would leave -limit to +limit (or is not a
+    /// number), and answers how many those were; that frame and the rest stay as they are.
+    std::size_t (*applyGainWithin)(float* left, float* right, std::size_t count, float gain, float limit) noexcept;
+
+    /// `applyGain` in double precision, rounded once.
+    void (*applyPreciseGain)(float* samples, std::size_t count, double gain) noexcept;
+
+    /// Replaces every sample that is not finite by 0 and answers the largest magnitude of what is left.
+    float (*silenceNonFinite)(float* samples, std::size_t count) noexcept;
 };
 
 /// The reference: plain loops.

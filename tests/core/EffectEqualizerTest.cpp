@@ -1,0 +1,241 @@
+#include "filters/EffectEqualizer.h"
+
+#include "support/DirectConvolution.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <complex>
+#include <cstring>
+#include <thread>
+
+using namespace tovix;
+using namespace tovix::test;
+
+namespace {
+
+using Complex = std::complex<double>;
+
+constexpr std::uint32_t tapCount = 16384;
+const std::vector<ResponsePoint> tilt{{100.0, -3.0}, {1000.0, 0.0}, {10000.0, 6.0}};
+const std::vector<ResponsePoint> steep{
+    {80.0, -60.0}, {120.0, 6.0}, {5000.0, -12.0}, {5100.0, 12.0}, {15000.0, -40.0}};
+
+/// Fourier transform of a power of two of points, in double precision; `sign` is that of the exponent.
+std::vector<Complex> transform(const std::vector<Complex>& x, double sign) {
+    const std::size_t half = x.size() / 2;
+    if (half == 0) {
+        return x;
+    }
+    std::vector<Complex> even;
+    std::vector<Complex> odd;
+    for (std::size_t i = 0; i < half; ++i) {
+        even.push_back(x[2 * i]);
+        odd.push_back(x[2 * i + 1]);
+    }
+    even = transform(even, sign);
+    odd = transform(odd, sign);
+    std::vector<Complex> y(x.size());
+    for (std::size_t k = 0; k < half; ++k) {
+        const double phase = sign * std::numbers::pi * static_cast<double>(k) / static_cast<double>(half);
+        y[k] = even[k] + std::polar(1.0, phase) * odd[k];
+        y[k + half] = even[k] - std::polar(1.0, phase) * odd[k];
+    }
+    return y;
+}
+
+double wantedDb(const std::vector<ResponsePoint>& points, double frequencyHz) {
+    if (points.empty()) {
+        return 0.0;
+    }
+    if (frequencyHz <= points.front().frequencyHz) {
+        return points.front().gainDb;
+    }
+    for (std::size_t i = 1; i < points.size(); ++i) {
+        const auto& [low, high] = std::array{points[i - 1], points[i]};
+        if (frequencyHz <= high.frequencyHz) {
+            const double t = std::log(frequencyHz / low.frequencyHz) / std::log(high.frequencyHz / low.frequencyHz);
+            return low.gainDb + t * (high.gainDb - low.gainDb);
+        }
+    }
+    return points.back().gainDb;
+}
+
+/// The design in double precision: the cepstrum of the mirrored log-magnitude, folded, and windowed at the end.
+std::vector<double> designInDouble(const std::vector<ResponsePoint>& points, double sampleRateHz) {
+    const std::size_t bins = 2 * std::size_t{tapCount};
+    const auto scale = static_cast<double>(bins);
+    std::vector<Complex> spectrum(bins);
+    for (std::size_t k = 0; k < tapCount; ++k) {
+        const double gainDb = std::max(wantedDb(points, static_cast<double>(k) * sampleRateHz / scale), -100.0);
+        spectrum[k] = spectrum[bins - 1 - k] = gainDb * std::numbers::ln10 / 20.0;
+    }
+    std::vector<Complex> cepstrum = transform(spectrum, 1.0);
+    for (std::size_t n = 1; n < tapCount; ++n) {
+        cepstrum[n] += std::conj(cepstrum[bins - n]);
+        cepstrum[bins - n] = 0.0;
+    }
+    cepstrum[tapCount] = std::conj(cepstrum[tapCount]);
+    for (Complex& value : cepstrum) {
+        value /= scale;
+    }
+    spectrum = transform(cepstrum, -1.0);
+    std::transform(spectrum.begin(), spectrum.end(), spectrum.begin(), [](Complex value) { return std::exp(value); });
+    const std::vector<Complex> time = transform(spectrum, 1.0);
+    std::vector<double> h;
+    for (std::size_t n = 0; n < tapCount; ++n) {
+        const double window = 0.5 + 0.5 * std::cos(2.0 * std::numbers::pi * static_cast<double>(n) / scale);
+        h.push_back(time[n].real() / scale * window);
+    }
+    return h;
+}
+
+/// Runs whole blocks of planar channels through the equalizer, each block in place.
+void equalize(EffectEqualizer& equalizer, std::vector<std::vector<float>>& channels, std::size_t blockFrames) {
+    for (std::size_t start = 0; start < channels.front().size(); start += blockFrames) {
+        std::vector<float*> pointers;
+        for (auto& channel : channels) {
+            pointers.push_back(channel.data() + start);
+        }
+        equalizer.process(pointers.data(), pointers.data(), static_cast<std::uint32_t>(blockFrames));
+    }
+}
+
+std::vector<float> impulseResponseOf(EffectEqualizer& equalizer, std::uint32_t blockFrames) {
+    std::vector<std::vector<float>> channel(1);
+    channel[0].resize((tapCount + blockFrames) / blockFrames * blockFrames);
+    channel[0][0] = 1.0F;
+    equalize(equalizer, channel, blockFrames);
+    return channel[0];
+}
+
+TEST(EffectEqualizer, IsTheDirectConvolutionWithADoublePrecisionDesign) {
+    struct Case {
+        std::vector<ResponsePoint> points;
+        float sampleRateHz;
+        std::uint32_t blockFrames;
+    };
+    for (const Case& c : {Case{tilt, 48000.0F, 480}, Case{steep, 44100.0F, 1024}}) {
+        const std::vector<double> h = designInDouble(c.points, c.sampleRateHz);
+        EffectEqualizer equalizer{c.points, tapCount};
+        EXPECT_EQ(equalizer.setup(c.sampleRateHz, c.blockFrames, {L"L", L"R"}), (ChannelList{L"L", L"R"}));
+        const std::size_t frames = (2 * tapCount / c.blockFrames) * c.blockFrames;
+        const std::vector<std::vector<float>> inputs{noise(frames, 1), noise(frames, 2)};
+        std::vector<std::vector<float>> outputs = inputs;
+        equalize(equalizer, outputs, c.blockFrames);
+        for (std::size_t channel = 0; channel < 2; ++channel) {
+            RelativeError error;
+            for (std::size_t t = 0; t < frames; t += 37) {
+                error.add(outputs[channel][t], convolvedAt<double>(inputs[channel], h, t));
+            }
+            EXPECT_LT(error.rms(), 2e-5) << "channel " << channel << ", blocks of " << c.blockFrames;
+        }
+    }
+}
+
+TEST(EffectEqualizer, HasTheMagnitudesOfItsPoints) {
+    struct Case {
+        std::vector<ResponsePoint> points;
+        float sampleRateHz;
+        std::uint32_t blockFrames;
+    };
+    const std::vector<Case> cases{
+        {tilt, 48000.0F, 480}, {tilt, 44100.0F, 1024}, {tilt, 192000.0F, 1920}, {{{1000.0, 6.0}}, 48000.0F, 128}};
+    for (const Case& c : cases) {
+        EffectEqualizer equalizer{c.points, tapCount};
+        equalizer.setup(c.sampleRateHz, c.blockFrames, {L"L"});
+        const std::vector<float> h = impulseResponseOf(equalizer, c.blockFrames);
+        for (const double frequencyHz : {0.0, 40.0, 100.0, 316.0, 1000.0, 3162.0, 10000.0, 20000.0}) {
+            Complex response{};
+            for (std::size_t n = 0; n < h.size(); ++n) {
+                const double turns = frequencyHz * static_cast<double>(n) / c.sampleRateHz;
+                response += static_cast<double>(h[n]) * std::polar(1.0, -2.0 * std::numbers::pi * turns);
+            }
+            EXPECT_NEAR(20.0 * std::log10(std::abs(response)), wantedDb(c.points, frequencyHz), 0.05)
+                << frequencyHz << " Hz at " << c.sampleRateHz;
+        }
+    }
+}
+
+TEST(EffectEqualizer, WithoutPointsPassesTheSoundOnUnchanged) {
+    EffectEqualizer equalizer{{}, tapCount};
+    equalizer.setup(48000.0F, 480, {L"L"});
+    ASSERT_EQ(equalizer.channelCount(), 1U);
+    const std::vector<float> input = noise(40 * std::size_t{480}, 1);
+    std::vector<std::vector<float>> output{input};
+    equalize(equalizer, output, 480);
+    for (std::size_t t = 0; t < input.size(); ++t) {
+        ASSERT_NEAR(output[0][t], input[t], 1e-6) << t;
+    }
+}
+
+TEST(EffectEqualizer, IsInertWhenThereIsNothingSoundToApply) {
+    struct Case {
+        const char* why;
+        std::vector<ResponsePoint> points;
+        float sampleRateHz;
+        std::uint32_t blockFrames;
+        ChannelList channels;
+    };
+    const std::vector<Case> cases{
+        {"infinite gain", {{1000.0, 1e6}}, 48000.0F, 480, {L"L"}},
+        {"overflow in the design", {{1000.0, 770.0}, {2000.0, -770.0}}, 48000.0F, 480, {L"L"}},
+        {"a curve that begins at 0 Hz", {{0.0, 0.0}, {1000.0, 6.0}}, 48000.0F, 480, {L"L"}},
+        {"a curve that begins below 0 Hz", {{-50.0, 3.0}, {1000.0, 6.0}}, 48000.0F, 480, {L"L"}},
+        {"no frames", tilt, 48000.0F, 0, {L"L"}},
+        {"no channels", tilt, 48000.0F, 480, {}},
+    };
+    for (const Case& c : cases) {
+        EffectEqualizer equalizer{c.points, tapCount};
+        equalizer.setup(48000.0F, 480, {L"L", L"R"});
+        equalizer.setup(c.sampleRateHz, c.blockFrames, c.channels);
+        EXPECT_EQ(equalizer.channelCount(), 0U) << c.why;
+        std::vector<std::vector<float>> samples{noise(480, 1)};
+        const auto before = samples;
+        equalize(equalizer, samples, 480);
+        EXPECT_EQ(samples, before) << c.why;
+    }
+}
+
+TEST(EffectEqualizer, StaysFiniteWhateverTheSettingsSay) {
+    const std::vector<std::vector<ResponsePoint>> settings{
+        {{1000.0, -1e9}},  {{0.0, 6.0}},   {{1000.0, 0.0}, {1000.0, 6.0}},
+        {{1000.0, 300.0}}, {{1e300, 5.0}}, {{1e-300, 9.0}, {1e300, 5.0}}};
+    for (const auto& points : settings) {
+        for (const float sampleRateHz : {10.0F, 48000.0F, 384000.0F, 0.0F}) {
+            EffectEqualizer equalizer{points, tapCount};
+            equalizer.setup(sampleRateHz, 1024, {L"L"});
+            const std::vector<float> h = impulseResponseOf(equalizer, 1024);
+            EXPECT_TRUE(std::all_of(h.begin(), h.end(), [](float tap) { return std::isfinite(tap); }))
+                << points.front().frequencyHz << " Hz, " << points.front().gainDb << " dB at " << sampleRateHz;
+        }
+    }
+}
+
+TEST(EffectEqualizer, IsSetUpOnSeveralThreadsAtOnceWithTheSameResult) {
+    constexpr std::uint32_t taps = 1024;
+    std::array<std::vector<float>, 4> responses;
+    std::vector<std::thread> threads;
+    for (auto& response : responses) {
+        threads.emplace_back([&response] {
+            for (const std::uint32_t blockFrames : {480U, 441U, 256U, 512U}) {
+                EffectEqualizer equalizer{tilt, taps};
+                equalizer.setup(48000.0F, blockFrames, {L"L", L"R"});
+                std::vector<std::vector<float>> channels(2, std::vector<float>(3 * std::size_t{blockFrames}));
+                channels[0][0] = channels[1][0] = 1.0F;
+                equalize(equalizer, channels, blockFrames);
+                response = channels[1];
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_GT(responses[0][0], 0.1F);
+    for (const auto& response : responses) {
+        EXPECT_EQ(response, responses[0]);
+    }
+}
+
+} // namespace
