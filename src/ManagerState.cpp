@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <mutex>
-#include <ostream>
-#include <streambuf>
 
 namespace tovix {
 namespace {
@@ -23,16 +21,6 @@ std::int64_t counter() noexcept {
     ::QueryPerformanceCounter(&value);
     return value.QuadPart;
 }
-
-/// A stream's end in a fixed buffer, so that reading the settings takes no memory. What does not fit is dropped.
-class SettingsBuffer : public std::streambuf {
-public:
-    SettingsBuffer() { setp(m_bytes.data(), m_bytes.data() + m_bytes.size()); }
-    [[nodiscard]] std::string_view text() const { return {pbase(), static_cast<std::size_t>(pptr() - pbase())}; }
-
-private:
-    std::array<char, settingsBlockBytes> m_bytes{};
-};
 
 } // namespace
 
@@ -88,14 +76,9 @@ bool ManagerState::rebuild() noexcept {
 }
 
 BuiltChain ManagerState::buildFromSettings() noexcept {
-    try {
-        SettingsBuffer buffer;
-        std::ostream stream(&buffer);
-        m_config.ReadConfigData(stream);
-        return m_builder.build(buffer.text());
-    } catch (...) {
-        return {};
-    }
+    ConfigText text{};
+    const bool haveText = m_config.ReadConfigData(text);
+    return m_builder.build(haveText ? std::string_view(text.data(), text.size()) : std::string_view());
 }
 
 double ManagerState::lastBuildSeconds() noexcept {

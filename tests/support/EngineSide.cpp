@@ -1,4 +1,4 @@
-#include "EngineSide.h"
+#include "support/EngineSide.h"
 
 #include "RegistrationRecord.h"
 

@@ -1,4 +1,4 @@
-#include "EffectModule.h"
+#include "support/ModuleUnderTest.h"
 
 #include <gtest/gtest.h>
 
@@ -35,7 +35,7 @@ ULONG references(IUnknown& unknown) {
 }
 
 TEST(ComServer, ClassObjectAnswersItsTwoInterfacesForItsOneClass) {
-    const EffectModule module;
+    const ModuleUnderTest module;
     const struct {
         const CLSID& classId;
         const IID& iid;
@@ -57,7 +57,7 @@ TEST(ComServer, ClassObjectAnswersItsTwoInterfacesForItsOneClass) {
 }
 
 TEST(ComServer, ModuleStaysWhileAnEffectLivesOrTheServerIsLocked) {
-    const EffectModule module;
+    const ModuleUnderTest module;
     const auto factory = module.factory();
     EXPECT_EQ(module.canUnloadNow(), S_OK);
     auto effect = module.create();
@@ -72,7 +72,7 @@ TEST(ComServer, ModuleStaysWhileAnEffectLivesOrTheServerIsLocked) {
 }
 
 TEST(ComServer, ModuleStaysWhileSomebodyHoldsAProposal) {
-    const EffectModule module;
+    const ModuleUnderTest module;
     FormatDouble request(floatFormat(2, 5.0F));
     FormatDouble output(floatFormat(2));
     IAudioMediaType* pProposal = nullptr;
@@ -83,7 +83,7 @@ TEST(ComServer, ModuleStaysWhileSomebodyHoldsAProposal) {
 }
 
 TEST(ComServer, CreationAnswersTheGivenCodes) {
-    const EffectModule module;
+    const ModuleUnderTest module;
     const auto factory = module.factory();
     OuterUnknown outer;
     const struct {
@@ -106,7 +106,7 @@ TEST(ComServer, CreationAnswersTheGivenCodes) {
 }
 
 TEST(ComServer, EveryInterfaceReachesEveryOtherAndTheOneIdentity) {
-    const EffectModule module;
+    const ModuleUnderTest module;
     const auto effect = module.create();
     for (const IID* const pFrom : effectInterfaces) {
         const auto from = queryInterface<IUnknown>(*effect, *pFrom);
@@ -124,7 +124,7 @@ TEST(ComServer, EveryInterfaceReachesEveryOtherAndTheOneIdentity) {
 }
 
 TEST(ComServer, AnAggregatedEffectIsPartOfItsOuterObject) {
-    const EffectModule module;
+    const ModuleUnderTest module;
     OuterUnknown outer;
     void* pInner = nullptr;
     ASSERT_EQ(module.factory()->CreateInstance(&outer, IID_IUnknown, &pInner), S_OK);
@@ -144,7 +144,7 @@ TEST(ComServer, AnAggregatedEffectIsPartOfItsOuterObject) {
 }
 
 TEST(ComServer, InitializationTakesOneSizeAndSurvivesAnyEndpoint) {
-    const EffectModule module;
+    const ModuleUnderTest module;
     const Effect effect(module.create());
     PropertyStoreDouble store;
     APOInitSystemEffects data{};
@@ -168,7 +168,7 @@ TEST(ComServer, InitializationTakesOneSizeAndSurvivesAnyEndpoint) {
 }
 
 TEST(ComServer, RegistrationRecordIsTheEngines) {
-    const EffectModule module;
+    const ModuleUnderTest module;
     const Effect effect(module.create());
     APO_REG_PROPERTIES* pRecord = nullptr;
     ASSERT_EQ(effect.apo->GetRegistrationProperties(&pRecord), S_OK);

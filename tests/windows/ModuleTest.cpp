@@ -1,6 +1,6 @@
-#include "EffectModule.h"
-#include "OwnResources.h"
-#include "SettingsWriter.h"
+#include "support/ModuleUnderTest.h"
+#include "support/OwnResources.h"
+#include "support/SettingsWriter.h"
 
 #include <gtest/gtest.h>
 
@@ -30,7 +30,7 @@ private:
 };
 
 TEST(Module, ExportsFourFunctionsAndImportsSystemLibrariesAlone) {
-    const EffectModule module;
+    const ModuleUnderTest module;
     const ModuleImage image(module.handle());
     const auto& exports = image.directory<IMAGE_EXPORT_DIRECTORY>(IMAGE_DIRECTORY_ENTRY_EXPORT);
     std::set<std::string> names;
@@ -52,7 +52,7 @@ constexpr std::uintptr_t versionType = 16;
 constexpr std::uintptr_t manifestType = 24;
 
 /// Whether the module has any resource of the type.
-bool hasResource(const EffectModule& module, std::uintptr_t type) {
+bool hasResource(const ModuleUnderTest& module, std::uintptr_t type) {
     bool found = false;
     const auto take = [](HMODULE, LPCWSTR, LPWSTR, LONG_PTR context) -> BOOL {
         *reinterpret_cast<bool*>(context) = true;
@@ -63,7 +63,7 @@ bool hasResource(const EffectModule& module, std::uintptr_t type) {
 }
 
 TEST(Module, IsHardenedAndLoadsWhereManifestsAreRefused) {
-    const EffectModule module;
+    const ModuleUnderTest module;
     const ModuleImage image(module.handle());
     constexpr WORD hardening = IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE | IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA |
                                IMAGE_DLLCHARACTERISTICS_NX_COMPAT;
@@ -79,7 +79,7 @@ TEST(Module, IsHardenedAndLoadsWhereManifestsAreRefused) {
 
 /// One whole life of the module with a stream in it.
 void liveOnce() {
-    const EffectModule module;
+    const ModuleUnderTest module;
     Effect effect(module.create());
     ASSERT_EQ(effect.initialize(), S_OK);
     FormatDouble request(floatFormat(2, 5.0F));

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ChildProcess.h"
-#include "EngineSide.h"
+#include "support/ChildProcess.h"
+#include "support/EngineSide.h"
 #include "RegistrationRecord.h"
 
 #include <filesystem>
@@ -9,9 +9,9 @@
 namespace tovix::test {
 
 /// Tovix64.dll, loaded by its path as a host would without the registry.
-class EffectModule {
+class ModuleUnderTest {
 public:
-    explicit EffectModule(const std::filesystem::path& path = programFolder() / "Tovix64.dll")
+    explicit ModuleUnderTest(const std::filesystem::path& path = programFolder() / "Tovix64.dll")
         : m_module(::LoadLibraryW(path.c_str())) {}
 
     [[nodiscard]] HMODULE handle() const { return m_module.get(); }
