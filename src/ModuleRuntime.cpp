@@ -1,11 +1,13 @@
 // The parts of the compiler's run-time library that a module must have its own way when it is loaded and freed again
 // while the process lives. The library's own versions sit on a thread library that attaches two handles and memory to
-// every thread that comes through, and gives them back only when that thread ends; its reserve for exceptions is never
-// given back. The names and layouts are those of the platform-independent C++ ABI that the compiler follows.
+// every thread that comes through, gives them back only when that thread ends, and throws where it gets no memory for a
+// lock; and the reserve for exceptions is never given back. With these the thread library is not linked at all. Names
+// and layouts are those of the C++ ABI that the compiler follows and of the thread library's header.
 
 #include <windows.h>
 
 #include <cxxabi.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <cstdint>
@@ -117,3 +119,54 @@ __cxa_eh_globals* __cxa_get_globals() noexcept {
 } // extern "C"
 
 } // namespace __cxxabiv1
+
+extern "C" {
+
+// The run-time library's few mutexes guard its reserve for exceptions and its locales; they are seldom met and never
+// locked twice by one thread. What a static initialiser leaves in one is neither of the two values.
+constexpr pthread_mutex_t mutexFree = 0;
+constexpr pthread_mutex_t mutexHeld = 1;
+
+int pthread_mutex_init(pthread_mutex_t* pMutex, const pthread_mutexattr_t* /*pAttributes*/) {
+    *pMutex = mutexFree;
+    return 0;
+}
+
+int pthread_mutex_destroy(pthread_mutex_t* /*pMutex*/) {
+    return 0;
+}
+
+int pthread_mutex_lock(pthread_mutex_t* pMutex) {
+    while (__atomic_exchange_n(pMutex, mutexHeld, __ATOMIC_ACQUIRE) == mutexHeld) {
+        ::Sleep(1);
+    }
+    return 0;
+}
+
+int pthread_mutex_unlock(pthread_mutex_t* pMutex) {
+    __atomic_store_n(pMutex, mutexFree, __ATOMIC_RELEASE);
+    return 0;
+}
+
+int pthread_once(pthread_once_t* pOnce, void (*initialise)()) {
+    constexpr pthread_once_t done = 1;
+    static pthread_mutex_t mutex = mutexFree;
+    if (__atomic_load_n(pOnce, __ATOMIC_ACQUIRE) == done) {
+        return 0;
+    }
+    pthread_mutex_lock(&mutex);
+    if (*pOnce != done) {
+        initialise();
+        __atomic_store_n(pOnce, done, __ATOMIC_RELEASE);
+    }
+    pthread_mutex_unlock(&mutex);
+    return 0;
+}
+
+int nanosleep(const struct timespec* pDuration, struct timespec* /*pRemaining*/) {
+    constexpr long long nanosecondsPerMs = 1000000;
+    ::Sleep(static_cast<DWORD>(pDuration->tv_sec * 1000 + (pDuration->tv_nsec + nanosecondsPerMs - 1) / nanosecondsPerMs));
+    return 0;
+}
+
+} // extern "C"

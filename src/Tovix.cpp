@@ -210,8 +210,8 @@ HRESULT Tovix::fillOldApoSlot(IUnknown& oldApo) noexcept {
     return isLocked() ? APOERR_APO_LOCKED : atComEdge([&] { return m_oldApo.fill(oldApo); });
 }
 
-void Tovix::APOProcess(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
-                       APO_CONNECTION_PROPERTY** ppOutputs) noexcept {
+void Tovix::processConnections(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
+                               APO_CONNECTION_PROPERTY** ppOutputs) noexcept {
     const APO_CONNECTION_PROPERTY* const pInput = usableConnection(inputCount, ppInputs);
     APO_CONNECTION_PROPERTY* const pOutput = usableConnection(outputCount, ppOutputs);
     if (pInput == nullptr || pOutput == nullptr) {

@@ -49,13 +49,14 @@ public:
                                              APO_CONNECTION_DESCRIPTOR** ppOutputs) noexcept override;
     HRESULT STDMETHODCALLTYPE UnlockForProcess() noexcept override;
 
-    /// [audio] The first connection each way is used; without one, or without a buffer, nothing happens.
-    void STDMETHODCALLTYPE APOProcess(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
-                                      APO_CONNECTION_PROPERTY** ppOutputs) noexcept override RT_SECTION;
-
     /// [control] Not part of any interface: puts a previous effect, already initialized, into the slot.
     /// `APOERR_APO_LOCKED` while a stream is locked, `E_NOINTERFACE` when `oldApo` lacks an interface.
     HRESULT fillOldApoSlot(IUnknown& oldApo) noexcept;
+
+protected:
+    /// [audio] The first connection each way is used; without one, or without a buffer, nothing happens.
+    void processConnections(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
+                            APO_CONNECTION_PROPERTY** ppOutputs) noexcept override RT_SECTION;
 
 private:
     /// The arguments of a lock.

@@ -39,6 +39,19 @@ bool haveFormats(std::span<APO_CONNECTION_DESCRIPTOR* const> connections) noexce
 
 } // namespace
 
+void RealtimeEntry::APOProcess(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
+                               APO_CONNECTION_PROPERTY** ppOutputs) noexcept {
+    static_cast<CBaseAudioProcessingObject*>(this)->processConnections(inputCount, ppInputs, outputCount, ppOutputs);
+}
+
+UINT32 RealtimeEntry::CalcInputFrames(UINT32 outputFrames) noexcept {
+    return outputFrames;
+}
+
+UINT32 RealtimeEntry::CalcOutputFrames(UINT32 inputFrames) noexcept {
+    return inputFrames;
+}
+
 HRESULT CBaseAudioProcessingObject::GetRegistrationProperties(APO_REG_PROPERTIES** ppProperties) noexcept {
     if (ppProperties == nullptr) {
         return E_POINTER;
@@ -124,14 +137,6 @@ HRESULT CBaseAudioProcessingObject::GetInputChannelCount(UINT32* pChannelCount) 
     }
     *pChannelCount = m_samplesPerFrame;
     return S_OK;
-}
-
-UINT32 CBaseAudioProcessingObject::CalcInputFrames(UINT32 outputFrames) noexcept {
-    return outputFrames;
-}
-
-UINT32 CBaseAudioProcessingObject::CalcOutputFrames(UINT32 inputFrames) noexcept {
-    return inputFrames;
 }
 
 HRESULT CBaseAudioProcessingObject::LockForProcess(UINT32 inputCount, APO_CONNECTION_DESCRIPTOR** ppInputs,

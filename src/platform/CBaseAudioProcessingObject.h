@@ -8,13 +8,29 @@
 
 namespace tovix {
 
+/// The table of the real-time interface. Its entries stand in the real-time section because they belong to the class
+/// that the table starts; an entry overridden further down would be reached through an adjustment of the object's
+/// address, which the compiler puts among the ordinary code.
+class RealtimeEntry : public IAudioProcessingObjectRT {
+public:
+    /// [audio] Handed on to the derived class's `processConnections`.
+    void STDMETHODCALLTYPE APOProcess(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
+                                      APO_CONNECTION_PROPERTY** ppOutputs) noexcept final RT_SECTION;
+    /// [audio] Frame counts do not change on the way through.
+    UINT32 STDMETHODCALLTYPE CalcInputFrames(UINT32 outputFrames) noexcept final RT_SECTION;
+    UINT32 STDMETHODCALLTYPE CalcOutputFrames(UINT32 inputFrames) noexcept final RT_SECTION;
+
+protected:
+    ~RealtimeEntry() = default;
+};
+
 /// The behaviour that every audio processing object shares: registration record, format validation, negotiation
-/// from the record's flags, and the locked state. IUnknown and `APOProcess` are the derived class's.
+/// from the record's flags, and the locked state. IUnknown and the processing are the derived class's.
 ///
-/// All operations are [control] but the two frame counts. `Initialize` and the initialized state are the derived
+/// All operations are [control] but those of the real-time interface. `Initialize` and the initialized state are the derived
 /// class's too: nothing here sets that state, and `GetInputChannelCount` answers accordingly.
 class CBaseAudioProcessingObject : public IAudioProcessingObject,
-                                   public IAudioProcessingObjectRT,
+                                   public RealtimeEntry,
                                    public IAudioProcessingObjectConfiguration {
 public:
     CBaseAudioProcessingObject(const CBaseAudioProcessingObject&) = delete;
@@ -35,10 +51,6 @@ public:
                                                       IAudioMediaType** ppSupportedOutputFormat) noexcept override;
     HRESULT STDMETHODCALLTYPE GetInputChannelCount(UINT32* pChannelCount) noexcept override;
 
-    /// Frame counts do not change on the way through.
-    UINT32 STDMETHODCALLTYPE CalcInputFrames(UINT32 outputFrames) noexcept override RT_SECTION;
-    UINT32 STDMETHODCALLTYPE CalcOutputFrames(UINT32 inputFrames) noexcept override RT_SECTION;
-
     /// Locks the object. In the order of the checks: `APOERR_NUM_CONNECTIONS_INVALID` for counts outside the
     /// registration's, `E_POINTER` for null arrays, descriptors or formats, `APOERR_APO_LOCKED`, and
     /// `APOERR_INVALID_CONNECTION_FORMAT` for a format that the default validation would change or for unequal rates.
@@ -53,10 +65,15 @@ public:
     virtual ~CBaseAudioProcessingObject() = default;
 
 protected:
+    friend class RealtimeEntry;
+
     /// `registration` outlives the object.
     explicit CBaseAudioProcessingObject(const APO_REG_PROPERTIES& registration) noexcept
         : m_registration(registration) {}
 
+    /// [audio] The body of `APOProcess`, with its arguments.
+    virtual void processConnections(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
+                                    APO_CONNECTION_PROPERTY** ppOutputs) noexcept = 0;
     /// A further check of the connections before the object is locked.
     virtual HRESULT ValidateConnections(UINT32 inputCount, APO_CONNECTION_DESCRIPTOR** ppInputs, UINT32 outputCount,
                                         APO_CONNECTION_DESCRIPTOR** ppOutputs) noexcept;
