@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <mutex>
 #include <new>
-#include <ostream>
 
 namespace tovix {
 namespace {
@@ -215,26 +214,17 @@ void ConfigExchange::updateSharedData() noexcept {
                     "m_pSharedData DOESN'T EXIST");
 }
 
-void ConfigExchange::ReadConfigData(std::ostream& stream) noexcept {
-    ConfigText text{};
-    bool exists = false;
+bool ConfigExchange::ReadConfigData(ConfigText& text) noexcept {
     {
         const std::lock_guard guard(m_lock);
-        exists = m_pSharedData != nullptr;
-        if (exists) {
+        if (m_pSharedData) {
             m_pSharedData->copyTo(text);
+            return true;
         }
     }
-    if (!exists) {
-        configLog::line(LogLevel::Info, configLog::in("ApoConfigManager::ReadConfigData"), this,
-                        "m_pSharedData DOESN'T EXIST");
-        return;
-    }
-    try {
-        stream.write(text.data(), static_cast<std::streamsize>(text.size()));
-    } catch (...) {
-        // A stream that was told to throw has already marked itself bad.
-    }
+    configLog::line(LogLevel::Info, configLog::in("ApoConfigManager::ReadConfigData"), this,
+                    "m_pSharedData DOESN'T EXIST");
+    return false;
 }
 
 void ConfigExchange::SetSetting(std::int32_t section, std::int32_t key, std::int32_t value) noexcept {

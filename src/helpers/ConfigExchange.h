@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <iosfwd>
 #include <map>
 #include <memory>
 #include <string_view>
@@ -34,7 +33,7 @@ public:
     void tearDown() noexcept;
 
     /// As in ApoConfigManager.
-    void ReadConfigData(std::ostream& stream) noexcept;
+    bool ReadConfigData(ConfigText& text) noexcept;
     void updateSharedData() noexcept;
     void SetSetting(std::int32_t section, std::int32_t key, std::int32_t value) noexcept;
     [[nodiscard]] std::int32_t GetSetting(std::int32_t section, std::int32_t key) noexcept;

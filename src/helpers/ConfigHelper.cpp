@@ -1,5 +1,7 @@
 #include "helpers/ConfigHelper.h"
 
+#include <ostream>
+
 namespace tovix {
 
 ApoConfigManager::ApoConfigManager() noexcept : m_pExchange(ConfigExchange::make()) {
@@ -14,9 +16,19 @@ ApoConfigManager::~ApoConfigManager() {
     }
 }
 
+bool ApoConfigManager::ReadConfigData(ConfigText& text) const noexcept {
+    return m_pExchange && m_pExchange->ReadConfigData(text);
+}
+
 void ApoConfigManager::ReadConfigData(std::ostream& stream) const noexcept {
-    if (m_pExchange) {
-        m_pExchange->ReadConfigData(stream);
+    ConfigText text{};
+    if (!ReadConfigData(text)) {
+        return;
+    }
+    try {
+        stream.write(text.data(), static_cast<std::streamsize>(text.size()));
+    } catch (...) {
+        // A stream that was told to throw has already marked itself bad.
     }
 }
 

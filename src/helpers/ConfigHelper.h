@@ -35,6 +35,10 @@ public:
     /// Appends all 256 bytes of the block, as one copy, to `stream`; nothing while the block is not open.
     void ReadConfigData(std::ostream& stream) const noexcept;
 
+    /// The same into a caller's buffer; false, and nothing is changed, while the block is not open. A stream takes
+    /// locale data that the run-time library keeps for good, which a module that is unloaded again must not touch.
+    bool ReadConfigData(ConfigText& text) const noexcept;
+
     /// Writes the boost line and the old-effect line of the settings table into the block and signals.
     void updateSharedData() noexcept;
 

@@ -47,15 +47,19 @@ std::size_t ownHandles() {
     return count;
 }
 
+// All heaps, because the C run-time library may have one of its own.
 std::size_t ownHeapBytes() {
-    const HANDLE hHeap = ::GetProcessHeap();
+    std::vector<HANDLE> heaps(64);
+    heaps.resize(::GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data()));
     std::size_t bytes = 0;
-    PROCESS_HEAP_ENTRY entry{};
-    ::HeapLock(hHeap);
-    while (::HeapWalk(hHeap, &entry) != FALSE) {
-        bytes += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? entry.cbData : 0;
+    for (const HANDLE hHeap : heaps) {
+        PROCESS_HEAP_ENTRY entry{};
+        ::HeapLock(hHeap);
+        while (::HeapWalk(hHeap, &entry) != FALSE) {
+            bytes += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? entry.cbData : 0;
+        }
+        ::HeapUnlock(hHeap);
     }
-    ::HeapUnlock(hHeap);
     return bytes;
 }
 

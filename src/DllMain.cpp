@@ -1,0 +1,45 @@
+#include "ClassFactory.h"
+#include "ModuleState.h"
+#include "Registration.h"
+#include "RegistrationRecord.h"
+
+#include <new>
+
+using tovix::moduleState;
+
+/// Takes the instance handle and nothing else: the loader's lock is held here.
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID /*reserved*/) {
+    if (reason == DLL_PROCESS_ATTACH) {
+        moduleState.instance = instance;
+    }
+    return TRUE;
+}
+
+extern "C" HRESULT WINAPI DllCanUnloadNow() {
+    return moduleState.objects == 0 && moduleState.serverLocks == 0 ? S_OK : S_FALSE;
+}
+
+extern "C" HRESULT WINAPI DllGetClassObject(REFCLSID classId, REFIID riid, LPVOID* ppv) {
+    if (ppv == nullptr) {
+        return E_POINTER;
+    }
+    *ppv = nullptr;
+    if (!IsEqualCLSID(classId, tovix::effectClassId)) {
+        return CLASS_E_CLASSNOTAVAILABLE;
+    }
+    auto* const pFactory = new (std::nothrow) tovix::ClassFactory;
+    if (pFactory == nullptr) {
+        return E_OUTOFMEMORY;
+    }
+    const HRESULT hr = pFactory->QueryInterface(riid, ppv);
+    pFactory->Release();
+    return hr;
+}
+
+extern "C" HRESULT WINAPI DllRegisterServer() {
+    return tovix::registerServer(moduleState.instance);
+}
+
+extern "C" HRESULT WINAPI DllUnregisterServer() {
+    return tovix::unregisterServer();
+}

@@ -1,0 +1,172 @@
+// The parts of the compiler's run-time library that a module must have its own way when it is loaded and freed again
+// while the process lives. The library's own versions sit on a thread library that attaches two handles and memory to
+// every thread that comes through, gives them back only when that thread ends, and throws where it gets no memory for a
+// lock; and the reserve for exceptions is never given back. With these the thread library is not linked at all. Names
+// and layouts are those of the C++ ABI that the compiler follows and of the thread library's header.
+
+#include <windows.h>
+
+#include <cxxabi.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <cstdint>
+#include <exception>
+
+namespace __gnu_cxx {
+void __freeres(); // gives the exceptions' reserve back
+}
+
+namespace {
+
+SRWLOCK guardLock = SRWLOCK_INIT;
+CONDITION_VARIABLE guardChanged = CONDITION_VARIABLE_INIT;
+
+/// What stands in the guard of a function-local static.
+struct StaticGuard {
+    /// Read by the compiled code without any lock.
+    std::atomic<std::uint8_t> done;
+    std::uint8_t running;
+};
+
+StaticGuard& guardAt(__cxxabiv1::__guard* pGuard) noexcept {
+    return *reinterpret_cast<StaticGuard*>(pGuard);
+}
+
+void endInitialisation(__cxxabiv1::__guard* pGuard, bool done) noexcept {
+    ::AcquireSRWLockExclusive(&guardLock);
+    guardAt(pGuard).running = 0;
+    guardAt(pGuard).done.store(done ? 1 : 0, std::memory_order_release);
+    ::ReleaseSRWLockExclusive(&guardLock);
+    ::WakeAllConditionVariable(&guardChanged);
+}
+
+/// A thread's exceptions in flight.
+struct ThreadExceptions {
+    void* pCaught;
+    unsigned int uncaughtCount;
+};
+
+void WINAPI freeThreadExceptions(void* pExceptions) noexcept {
+    ::HeapFree(::GetProcessHeap(), 0, pExceptions);
+}
+
+SRWLOCK slotLock = SRWLOCK_INIT;
+/// The per-thread slot; freeing it frees what every thread has in it.
+std::atomic<DWORD> threadSlot{FLS_OUT_OF_INDEXES};
+
+DWORD makeThreadSlot() noexcept {
+    ::AcquireSRWLockExclusive(&slotLock);
+    if (threadSlot == FLS_OUT_OF_INDEXES) {
+        threadSlot = ::FlsAlloc(&freeThreadExceptions);
+    }
+    ::ReleaseSRWLockExclusive(&slotLock);
+    return threadSlot;
+}
+
+__attribute__((destructor)) void giveBackAtUnload() {
+    if (const DWORD slot = threadSlot.exchange(FLS_OUT_OF_INDEXES); slot != FLS_OUT_OF_INDEXES) {
+        ::FlsFree(slot);
+    }
+    __gnu_cxx::__freeres();
+}
+
+} // namespace
+
+namespace __cxxabiv1 {
+
+extern "C" {
+
+/// 1 when the caller is to initialise the static, 0 when that is done.
+int __cxa_guard_acquire(__guard* pGuard) noexcept {
+    ::AcquireSRWLockExclusive(&guardLock);
+    while (guardAt(pGuard).done == 0 && guardAt(pGuard).running != 0) {
+        ::SleepConditionVariableSRW(&guardChanged, &guardLock, INFINITE, 0);
+    }
+    const bool mine = guardAt(pGuard).done == 0;
+    if (mine) {
+        guardAt(pGuard).running = 1;
+    }
+    ::ReleaseSRWLockExclusive(&guardLock);
+    return mine ? 1 : 0;
+}
+
+void __cxa_guard_release(__guard* pGuard) noexcept {
+    endInitialisation(pGuard, true);
+}
+
+void __cxa_guard_abort(__guard* pGuard) noexcept {
+    endInitialisation(pGuard, false);
+}
+
+__cxa_eh_globals* __cxa_get_globals_fast() noexcept {
+    const DWORD slot = threadSlot;
+    return slot != FLS_OUT_OF_INDEXES ? static_cast<__cxa_eh_globals*>(::FlsGetValue(slot)) : nullptr;
+}
+
+__cxa_eh_globals* __cxa_get_globals() noexcept {
+    if (__cxa_eh_globals* const pHeld = __cxa_get_globals_fast()) {
+        return pHeld;
+    }
+    void* const pMade = ::HeapAlloc(::GetProcessHeap(), HEAP_ZERO_MEMORY, sizeof(ThreadExceptions));
+    const DWORD slot = threadSlot != FLS_OUT_OF_INDEXES ? threadSlot.load() : makeThreadSlot();
+    if (pMade == nullptr || slot == FLS_OUT_OF_INDEXES || ::FlsSetValue(slot, pMade) == FALSE) {
+        std::terminate();
+    }
+    return static_cast<__cxa_eh_globals*>(pMade);
+}
+
+} // extern "C"
+
+} // namespace __cxxabiv1
+
+extern "C" {
+
+// The run-time library's few mutexes guard its reserve for exceptions and its locales; they are seldom met and never
+// locked twice by one thread. What a static initialiser leaves in one is neither of the two values.
+constexpr pthread_mutex_t mutexFree = 0;
+constexpr pthread_mutex_t mutexHeld = 1;
+
+int pthread_mutex_init(pthread_mutex_t* pMutex, const pthread_mutexattr_t* /*pAttributes*/) {
+    *pMutex = mutexFree;
+    return 0;
+}
+
+int pthread_mutex_destroy(pthread_mutex_t* /*pMutex*/) {
+    return 0;
+}
+
+int pthread_mutex_lock(pthread_mutex_t* pMutex) {
+    while (__atomic_exchange_n(pMutex, mutexHeld, __ATOMIC_ACQUIRE) == mutexHeld) {
+        ::Sleep(1);
+    }
+    return 0;
+}
+
+int pthread_mutex_unlock(pthread_mutex_t* pMutex) {
+    __atomic_store_n(pMutex, mutexFree, __ATOMIC_RELEASE);
+    return 0;
+}
+
+int pthread_once(pthread_once_t* pOnce, void (*initialise)()) {
+    constexpr pthread_once_t done = 1;
+    static pthread_mutex_t mutex = mutexFree;
+    if (__atomic_load_n(pOnce, __ATOMIC_ACQUIRE) == done) {
+        return 0;
+    }
+    pthread_mutex_lock(&mutex);
+    if (*pOnce != done) {
+        initialise();
+        __atomic_store_n(pOnce, done, __ATOMIC_RELEASE);
+    }
+    pthread_mutex_unlock(&mutex);
+    return 0;
+}
+
+int nanosleep(const struct timespec* pDuration, struct timespec* /*pRemaining*/) {
+    constexpr long long nanosecondsPerMs = 1000000;
+    ::Sleep(static_cast<DWORD>(pDuration->tv_sec * 1000 + (pDuration->tv_nsec + nanosecondsPerMs - 1) / nanosecondsPerMs));
+    return 0;
+}
+
+} // extern "C"

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "platform/ApoInterfaces.h"
+#include "platform/ComReference.h"
+#include "platform/RtSection.h"
+
+#include <atomic>
+
+namespace tovix {
+
+/// The slot for the device's previous effect: its three interfaces, and whether it is locked for processing. All
+/// control operations are for one thread at a time; the audio thread reads `processing` alone.
+class OldApoSlot {
+public:
+    OldApoSlot() noexcept = default;
+    OldApoSlot(const OldApoSlot&) = delete;
+    OldApoSlot& operator=(const OldApoSlot&) = delete;
+
+    /// [control] Takes a previous effect into the slot, whatever it held before: its three interfaces, or
+    /// `E_NOINTERFACE` and an empty slot when it lacks one. Not while the stream is locked.
+    HRESULT fill(IUnknown& oldApo);
+
+    [[nodiscard]] bool present() const noexcept { return m_held.apo != nullptr; }
+    /// Borrowed; not null while `present`.
+    [[nodiscard]] IAudioProcessingObject& apo() const noexcept { return *m_held.apo; }
+    [[nodiscard]] IAudioProcessingObjectConfiguration& config() const noexcept { return *m_held.config; }
+
+    /// [control] Follows the outcome of the previous effect's locking.
+    void setLocked(bool locked) noexcept;
+
+    /// [audio] The previous effect's real-time interface while it is present and locked, else null.
+    [[nodiscard]] IAudioProcessingObjectRT* processing() const noexcept RT_SECTION;
+
+    /// [control] Empties the slot and gives the references back.
+    void release() noexcept;
+    /// [control] Empties the slot while blocks may be in flight: the references are kept until `giveBackRetired`.
+    void retire() noexcept;
+    /// [control] No block is in flight any more.
+    void giveBackRetired() noexcept;
+
+private:
+    /// In the order in which the references are given back.
+    struct Interfaces {
+        void release() noexcept;
+
+        ComReference<IAudioProcessingObject> apo;
+        ComReference<IAudioProcessingObjectRT> rt;
+        ComReference<IAudioProcessingObjectConfiguration> config;
+    };
+
+    Interfaces m_held;
+    Interfaces m_retired;
+    std::atomic<IAudioProcessingObjectRT*> m_pProcessing{nullptr};
+};
+
+} // namespace tovix

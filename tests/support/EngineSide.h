@@ -1,0 +1,87 @@
+#pragma once
+
+#include "platform/ApoInterfaces.h"
+#include "platform/ComReference.h"
+
+#include <propsys.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+/// The audio engine's side of an effect: formats, the endpoint's properties, connections, blocks.
+namespace tovix::test {
+
+UNCOMPRESSEDAUDIOFORMAT floatFormat(DWORD channels, float rateHz = 48000.0F, DWORD mask = 0);
+
+/// A media type on the stack whose reading can fail and whose references can be counted.
+class FormatDouble final : public IAudioMediaType {
+public:
+    explicit FormatDouble(const UNCOMPRESSEDAUDIOFORMAT& wanted) : format(wanted) {}
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** ppv) override;
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
+    ULONG STDMETHODCALLTYPE Release() override { return --references; }
+    HRESULT STDMETHODCALLTYPE IsCompressedFormat(BOOL*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE IsEqual(IAudioMediaType*, DWORD*) override { return E_NOTIMPL; }
+    const WAVEFORMATEX* STDMETHODCALLTYPE GetAudioFormat() override { return nullptr; }
+    HRESULT STDMETHODCALLTYPE GetUncompressedAudioFormat(UNCOMPRESSEDAUDIOFORMAT* pFormat) override {
+        *pFormat = format;
+        return readResult;
+    }
+
+    UNCOMPRESSEDAUDIOFORMAT format;
+    HRESULT readResult = S_OK;
+    ULONG references = 1;
+};
+
+/// An endpoint's properties: every key has the same value.
+class PropertyStoreDouble final : public IPropertyStore {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    HRESULT STDMETHODCALLTYPE GetCount(DWORD*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetAt(DWORD, PROPERTYKEY*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetValue(REFPROPERTYKEY key, PROPVARIANT* pValue) override;
+    HRESULT STDMETHODCALLTYPE SetValue(REFPROPERTYKEY, REFPROPVARIANT) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Commit() override { return E_NOTIMPL; }
+
+    HRESULT result = S_OK;
+    /// VT_LPWSTR, or a type without a string.
+    VARTYPE type = VT_LPWSTR;
+};
+
+/// One effect with its three interfaces, and the connections of its stream.
+class Effect {
+public:
+    /// Takes the reference; the object must have all three interfaces.
+    explicit Effect(ComReference<IUnknown> unknown);
+
+    HRESULT initialize();
+    /// Locks one connection each way; a format that is given stands in for the default one of its channels.
+    HRESULT lock(const UNCOMPRESSEDAUDIOFORMAT& input, const UNCOMPRESSEDAUDIOFORMAT& output, UINT32 inputMaxFrames,
+                 UINT32 outputMaxFrames = 0);
+    /// Processes one block of `inputChannels` and answers the output; 12345 stands where nothing was written.
+    std::vector<float> process(std::vector<float> input, DWORD inputChannels, DWORD outputChannels,
+                               APO_BUFFER_FLAGS flags = BUFFER_VALID);
+
+    ComReference<IUnknown> unknown;
+    ComReference<IAudioProcessingObject> apo;
+    ComReference<IAudioProcessingObjectRT> rt;
+    ComReference<IAudioProcessingObjectConfiguration> config;
+    /// The output connection after the last block.
+    APO_CONNECTION_PROPERTY output{};
+};
+
+/// What an input negotiation answered; the proposal's references are given back.
+struct Negotiation {
+    HRESULT result;
+    /// The type that was handed out, only to be compared.
+    const void* pHandedOut;
+    UNCOMPRESSEDAUDIOFORMAT proposed;
+};
+Negotiation negotiate(IAudioProcessingObject& apo, IAudioMediaType* pOpposite, IAudioMediaType* pRequested,
+                      bool input = true);
+
+} // namespace tovix::test

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "helpers/WinHandles.h"
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tovix::test {
+
+/// Every call that a loaded module makes through its import table passes here and is counted, on any thread, while the
+/// object lives.
+class ImportWatch {
+public:
+    explicit ImportWatch(HMODULE hModule);
+    ~ImportWatch();
+    ImportWatch(const ImportWatch&) = delete;
+    ImportWatch& operator=(const ImportWatch&) = delete;
+
+    void reset();
+    /// The functions called since the last reset, with the number of calls.
+    [[nodiscard]] std::map<std::string, std::uint32_t> calls() const;
+    [[nodiscard]] std::uint32_t calls(const std::string& function) const;
+
+    /// Sends the calls of one function elsewhere.
+    void redirect(const std::string& function, const void* pTarget);
+
+private:
+    /// Counts and jumps on to the target; machine code and its data in one executable block.
+    struct Thunk {
+        std::array<std::uint8_t, 16> code;
+        std::atomic<std::uint32_t> count;
+        const void* pTarget;
+    };
+    struct Import {
+        std::string name;
+        const void** pSlot;
+    };
+    struct FreePages {
+        void operator()(void* pPages) const noexcept { ::VirtualFree(pPages, 0, MEM_RELEASE); }
+    };
+
+    std::vector<Import> m_imports;
+    std::unique_ptr<Thunk, FreePages> m_thunks;
+};
+
+} // namespace tovix::test

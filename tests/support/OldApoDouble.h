@@ -1,0 +1,93 @@
+#pragma once
+
+#include "platform/ApoInterfaces.h"
+
+#include <string>
+#include <vector>
+
+namespace tovix::test {
+
+/// A previous effect that records its calls, can fail at each of them, and fills its output with one value.
+class OldApoDouble final : public IAudioProcessingObject,
+                           public IAudioProcessingObjectRT,
+                           public IAudioProcessingObjectConfiguration {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+        *ppv = nullptr;
+        if (IsEqualIID(riid, lacking)) {
+            return E_NOINTERFACE;
+        }
+        if (IsEqualIID(riid, IID_IAudioProcessingObjectRT)) {
+            *ppv = static_cast<IAudioProcessingObjectRT*>(this);
+        } else if (IsEqualIID(riid, IID_IAudioProcessingObjectConfiguration)) {
+            *ppv = static_cast<IAudioProcessingObjectConfiguration*>(this);
+        } else {
+            *ppv = static_cast<IAudioProcessingObject*>(this);
+        }
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
+    ULONG STDMETHODCALLTYPE Release() override { return --references; }
+
+    HRESULT STDMETHODCALLTYPE Reset() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetLatency(HNSTIME* pTime) override {
+        calls.emplace_back("latency");
+        *pTime = latency;
+        return latencyResult;
+    }
+    HRESULT STDMETHODCALLTYPE GetRegistrationProperties(APO_REG_PROPERTIES**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Initialize(UINT32, BYTE*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE IsInputFormatSupported(IAudioMediaType*, IAudioMediaType* pRequested,
+                                                     IAudioMediaType** ppSupported) override {
+        calls.emplace_back("negotiate");
+        if (formatResult == S_OK || pProposal != nullptr) {
+            *ppSupported = formatResult == S_OK ? pRequested : pProposal;
+            (*ppSupported)->AddRef();
+        }
+        return formatResult;
+    }
+    HRESULT STDMETHODCALLTYPE IsOutputFormatSupported(IAudioMediaType*, IAudioMediaType*, IAudioMediaType**) override {
+        calls.emplace_back("negotiate output");
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetInputChannelCount(UINT32*) override { return E_NOTIMPL; }
+
+    HRESULT STDMETHODCALLTYPE LockForProcess(UINT32, APO_CONNECTION_DESCRIPTOR**, UINT32,
+                                             APO_CONNECTION_DESCRIPTOR**) override {
+        calls.emplace_back("lock");
+        return lockResult;
+    }
+    HRESULT STDMETHODCALLTYPE UnlockForProcess() override {
+        calls.emplace_back("unlock");
+        return unlockResult;
+    }
+
+    void STDMETHODCALLTYPE APOProcess(UINT32, APO_CONNECTION_PROPERTY**, UINT32,
+                                      APO_CONNECTION_PROPERTY** ppOutputs) noexcept override {
+        ++blocks;
+        auto* const pSamples = reinterpret_cast<float*>(ppOutputs[0]->pBuffer);
+        for (std::size_t i = 0; i < samplesPerBlock; ++i) {
+            pSamples[i] = value;
+        }
+        ppOutputs[0]->u32BufferFlags = BUFFER_SILENT; // ours must overwrite it
+    }
+    UINT32 STDMETHODCALLTYPE CalcInputFrames(UINT32 frames) noexcept override { return frames; }
+    UINT32 STDMETHODCALLTYPE CalcOutputFrames(UINT32 frames) noexcept override { return frames; }
+
+    IID lacking{};
+    HRESULT formatResult = S_OK;
+    IAudioMediaType* pProposal = nullptr;
+    HRESULT lockResult = S_OK;
+    HRESULT unlockResult = S_OK;
+    HRESULT latencyResult = S_OK;
+    HNSTIME latency = 777;
+    float value = 0.25F;
+    std::size_t samplesPerBlock = 0;
+
+    std::vector<std::string> calls;
+    int blocks = 0;
+    ULONG references = 1;
+};
+
+} // namespace tovix::test

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "helpers/WinHandles.h"
+
+#include <cstring>
+#include <string_view>
+
+namespace tovix::test {
+
+/// The control application in this process: owns the settings block and rewrites it.
+class SettingsWriter {
+public:
+    explicit SettingsWriter(std::string_view text)
+        : m_mapping(::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, blockBytes,
+                                         L"Global\\TovixConfigData")),
+          m_view(static_cast<char*>(::MapViewOfFile(m_mapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, blockBytes))),
+          m_event(::CreateEventW(nullptr, FALSE, FALSE, L"Global\\TovixDataUpdate")) {
+        write(text);
+    }
+
+    /// Rewrites the text without a word to anybody.
+    void write(std::string_view text) {
+        std::memcpy(m_view.get(), text.data(), text.size());
+        m_view.get()[text.size()] = '\0';
+    }
+
+    void change(std::string_view text) {
+        write(text);
+        ::SetEvent(m_event.get());
+    }
+
+private:
+    static constexpr DWORD blockBytes = 256;
+
+    KernelHandle m_mapping;
+    MappedView<char> m_view;
+    KernelHandle m_event;
+};
+
+} // namespace tovix::test

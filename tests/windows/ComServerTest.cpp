@@ -1,0 +1,187 @@
+#include "support/ModuleUnderTest.h"
+
+#include <gtest/gtest.h>
+
+namespace tovix::test {
+namespace {
+
+constexpr GUID foreignId{0x11111111, 0x2222, 0x3333, {4, 4, 4, 4, 4, 4, 4, 4}};
+
+const IID* const effectInterfaces[] = {&IID_IAudioProcessingObject, &IID_IAudioProcessingObjectRT,
+                                       &IID_IAudioProcessingObjectConfiguration, &IID_IAudioSystemEffects};
+
+/// The outer object of an aggregate: hands out its own unknown, counts its references, asks the inner one for the rest.
+class OuterUnknown final : public IUnknown {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+        if (IsEqualIID(riid, IID_IUnknown)) {
+            *ppv = this;
+            AddRef();
+            return S_OK;
+        }
+        return pInner->QueryInterface(riid, ppv);
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
+    ULONG STDMETHODCALLTYPE Release() override { return --references; }
+
+    IUnknown* pInner = nullptr;
+    ULONG references = 1;
+};
+
+/// Takes `unknown`'s count without changing it.
+ULONG references(IUnknown& unknown) {
+    unknown.AddRef();
+    return unknown.Release();
+}
+
+TEST(ComServer, ClassObjectAnswersItsTwoInterfacesForItsOneClass) {
+    const ModuleUnderTest module;
+    const struct {
+        const CLSID& classId;
+        const IID& iid;
+        HRESULT result;
+    } cases[] = {
+        {effectClassId, IID_IUnknown, S_OK},
+        {effectClassId, IID_IClassFactory, S_OK},
+        {effectClassId, IID_IAudioProcessingObject, E_NOINTERFACE},
+        {foreignId, IID_IClassFactory, CLASS_E_CLASSNOTAVAILABLE},
+    };
+    for (const auto& c : cases) {
+        void* pObject = &pObject; // must be cleared
+        EXPECT_EQ(module.getClassObject(c.classId, c.iid, &pObject), c.result);
+        EXPECT_EQ(pObject != nullptr, c.result == S_OK);
+        const ComReference<IUnknown> object(static_cast<IUnknown*>(pObject));
+    }
+    EXPECT_EQ(module.getClassObject(effectClassId, IID_IUnknown, nullptr), E_POINTER);
+    EXPECT_EQ(module.canUnloadNow(), S_OK);
+}
+
+TEST(ComServer, ModuleStaysWhileAnEffectLivesOrTheServerIsLocked) {
+    const ModuleUnderTest module;
+    const auto factory = module.factory();
+    EXPECT_EQ(module.canUnloadNow(), S_OK);
+    auto effect = module.create();
+    EXPECT_EQ(module.canUnloadNow(), S_FALSE);
+    factory->LockServer(TRUE);
+    effect.reset();
+    EXPECT_EQ(module.canUnloadNow(), S_FALSE);
+    factory->LockServer(FALSE);
+    EXPECT_EQ(module.canUnloadNow(), S_OK);
+    factory->LockServer(FALSE);
+    EXPECT_EQ(module.canUnloadNow(), S_OK);
+}
+
+TEST(ComServer, ModuleStaysWhileSomebodyHoldsAProposal) {
+    const ModuleUnderTest module;
+    FormatDouble request(floatFormat(2, 5.0F));
+    FormatDouble output(floatFormat(2));
+    IAudioMediaType* pProposal = nullptr;
+    ASSERT_EQ(Effect(module.create()).apo->IsInputFormatSupported(&output, &request, &pProposal), S_FALSE);
+    EXPECT_EQ(module.canUnloadNow(), S_FALSE);
+    pProposal->Release();
+    EXPECT_EQ(module.canUnloadNow(), S_OK);
+}
+
+TEST(ComServer, CreationAnswersTheGivenCodes) {
+    const ModuleUnderTest module;
+    const auto factory = module.factory();
+    OuterUnknown outer;
+    const struct {
+        IUnknown* pOuter;
+        const IID& iid;
+        HRESULT result;
+    } cases[] = {
+        {nullptr, IID_IAudioProcessingObjectRT, S_OK},
+        {nullptr, foreignId, E_NOINTERFACE},
+        {&outer, IID_IAudioProcessingObject, E_NOINTERFACE},
+    };
+    for (const auto& c : cases) {
+        void* pObject = &outer; // must be cleared
+        EXPECT_EQ(factory->CreateInstance(c.pOuter, c.iid, &pObject), c.result);
+        EXPECT_EQ(pObject != nullptr, c.result == S_OK);
+        const ComReference<IUnknown> object(static_cast<IUnknown*>(pObject));
+    }
+    EXPECT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, nullptr), E_POINTER);
+    EXPECT_EQ(module.canUnloadNow(), S_OK);
+}
+
+TEST(ComServer, EveryInterfaceReachesEveryOtherAndTheOneIdentity) {
+    const ModuleUnderTest module;
+    const auto effect = module.create();
+    for (const IID* const pFrom : effectInterfaces) {
+        const auto from = queryInterface<IUnknown>(*effect, *pFrom);
+        ASSERT_TRUE(from);
+        for (const IID* const pTo : effectInterfaces) {
+            EXPECT_TRUE(queryInterface<IUnknown>(*from, *pTo));
+        }
+        EXPECT_EQ(queryInterface<IUnknown>(*from, IID_IUnknown).get(), effect.get());
+        void* pNothing = effect.get();
+        EXPECT_EQ(from->QueryInterface(foreignId, &pNothing), E_NOINTERFACE);
+        EXPECT_EQ(pNothing, nullptr);
+        EXPECT_EQ(from->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
+    }
+    EXPECT_EQ(references(*effect), 1U);
+}
+
+TEST(ComServer, AnAggregatedEffectIsPartOfItsOuterObject) {
+    const ModuleUnderTest module;
+    OuterUnknown outer;
+    void* pInner = nullptr;
+    ASSERT_EQ(module.factory()->CreateInstance(&outer, IID_IUnknown, &pInner), S_OK);
+    ComReference<IUnknown> inner(static_cast<IUnknown*>(pInner));
+    outer.pInner = inner.get();
+    EXPECT_EQ(outer.references, 1U);
+    {
+        const auto apo = queryInterface<IUnknown>(outer, IID_IAudioProcessingObject);
+        EXPECT_EQ(outer.references, 2U);
+        EXPECT_EQ(references(*inner), 1U);
+        EXPECT_EQ(queryInterface<IUnknown>(*apo, IID_IUnknown).get(), static_cast<IUnknown*>(&outer));
+        EXPECT_EQ(queryInterface<IUnknown>(*inner, IID_IUnknown).get(), inner.get());
+    }
+    EXPECT_EQ(outer.references, 1U);
+    inner.reset();
+    EXPECT_EQ(module.canUnloadNow(), S_OK);
+}
+
+TEST(ComServer, InitializationTakesOneSizeAndSurvivesAnyEndpoint) {
+    const ModuleUnderTest module;
+    const Effect effect(module.create());
+    PropertyStoreDouble store;
+    APOInitSystemEffects data{};
+    data.pAPOEndpointProperties = &store;
+    auto* const pData = reinterpret_cast<BYTE*>(&data);
+    const struct {
+        UINT32 size;
+        BYTE* pBytes;
+        HRESULT result;
+    } sizes[] = {{0, pData, E_POINTER},   {5, nullptr, E_INVALIDARG}, {0, nullptr, E_INVALIDARG},
+                 {55, pData, E_INVALIDARG}, {57, pData, E_INVALIDARG},  {56, pData, S_OK}};
+    for (const auto& c : sizes) {
+        EXPECT_EQ(effect.apo->Initialize(c.size, c.pBytes), c.result) << c.size;
+    }
+    store.type = VT_UI4; // no string counts as an empty one
+    EXPECT_EQ(effect.apo->Initialize(sizeof data, pData), S_OK);
+    store.result = E_ACCESSDENIED;
+    EXPECT_EQ(effect.apo->Initialize(sizeof data, pData), E_ACCESSDENIED);
+    data.pAPOEndpointProperties = nullptr;
+    EXPECT_EQ(effect.apo->Initialize(sizeof data, pData), E_INVALIDARG);
+}
+
+TEST(ComServer, RegistrationRecordIsTheEngines) {
+    const ModuleUnderTest module;
+    const Effect effect(module.create());
+    APO_REG_PROPERTIES* pRecord = nullptr;
+    ASSERT_EQ(effect.apo->GetRegistrationProperties(&pRecord), S_OK);
+    EXPECT_STREQ(pRecord->szFriendlyName, L"Tovix");
+    EXPECT_EQ(pRecord->Flags, 13U);
+    EXPECT_EQ(pRecord->u32MaxInstances, 0xFFFFFFFFU);
+    EXPECT_EQ(pRecord->u32NumAPOInterfaces, 1U);
+    EXPECT_TRUE(IsEqualIID(pRecord->iidAPOInterfaceList[0], IID_IAudioProcessingObject));
+    ::CoTaskMemFree(pRecord);
+    EXPECT_EQ(effect.apo->GetRegistrationProperties(nullptr), E_POINTER);
+    EXPECT_EQ(effect.rt->CalcInputFrames(441), 441U);
+    EXPECT_EQ(effect.rt->CalcOutputFrames(7), 7U);
+}
+
+} // namespace
+} // namespace tovix::test

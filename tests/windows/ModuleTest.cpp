@@ -1,0 +1,111 @@
+#include "support/ModuleUnderTest.h"
+#include "support/OwnResources.h"
+#include "support/SettingsWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+
+namespace tovix::test {
+namespace {
+
+/// The headers and directories of a loaded module.
+class ModuleImage {
+public:
+    explicit ModuleImage(HMODULE hModule) : m_pBase(reinterpret_cast<const BYTE*>(hModule)) {}
+
+    [[nodiscard]] const IMAGE_NT_HEADERS64& headers() const {
+        return at<IMAGE_NT_HEADERS64>(static_cast<DWORD>(reinterpret_cast<const IMAGE_DOS_HEADER*>(m_pBase)->e_lfanew));
+    }
+    template <class T> [[nodiscard]] const T& directory(std::size_t index) const {
+        return at<T>(headers().OptionalHeader.DataDirectory[index].VirtualAddress);
+    }
+    template <class T> [[nodiscard]] const T& at(DWORD address) const {
+        return *reinterpret_cast<const T*>(m_pBase + address);
+    }
+
+private:
+    const BYTE* m_pBase;
+};
+
+TEST(Module, ExportsFourFunctionsAndImportsSystemLibrariesAlone) {
+    const ModuleUnderTest module;
+    const ModuleImage image(module.handle());
+    const auto& exports = image.directory<IMAGE_EXPORT_DIRECTORY>(IMAGE_DIRECTORY_ENTRY_EXPORT);
+    std::set<std::string> names;
+    for (DWORD i = 0; i < exports.NumberOfNames; ++i) {
+        names.insert(&image.at<char>((&image.at<DWORD>(exports.AddressOfNames))[i]));
+    }
+    EXPECT_EQ(exports.NumberOfFunctions, 4U);
+    EXPECT_EQ(names, (std::set<std::string>{"DllCanUnloadNow", "DllGetClassObject", "DllRegisterServer",
+                                            "DllUnregisterServer"}));
+    const std::set<std::string> systemLibraries{"ADVAPI32.dll", "KERNEL32.dll", "NETAPI32.dll", "msvcrt.dll",
+                                                "ole32.dll"};
+    const auto* pImport = &image.directory<IMAGE_IMPORT_DESCRIPTOR>(IMAGE_DIRECTORY_ENTRY_IMPORT);
+    for (; pImport->Name != 0; ++pImport) {
+        EXPECT_EQ(systemLibraries.count(&image.at<char>(pImport->Name)), 1U) << &image.at<char>(pImport->Name);
+    }
+}
+
+constexpr std::uintptr_t versionType = 16;
+constexpr std::uintptr_t manifestType = 24;
+
+/// Whether the module has any resource of the type.
+bool hasResource(const ModuleUnderTest& module, std::uintptr_t type) {
+    bool found = false;
+    const auto take = [](HMODULE, LPCWSTR, LPWSTR, LONG_PTR context) -> BOOL {
+        *reinterpret_cast<bool*>(context) = true;
+        return FALSE;
+    };
+    ::EnumResourceNamesW(module.handle(), reinterpret_cast<LPCWSTR>(type), take, reinterpret_cast<LONG_PTR>(&found));
+    return found;
+}
+
+TEST(Module, IsHardenedAndLoadsWhereManifestsAreRefused) {
+    const ModuleUnderTest module;
+    const ModuleImage image(module.handle());
+    constexpr WORD hardening = IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE | IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA |
+                               IMAGE_DLLCHARACTERISTICS_NX_COMPAT;
+    EXPECT_EQ(image.headers().OptionalHeader.DllCharacteristics & hardening, hardening);
+    const auto* const pSection = reinterpret_cast<const IMAGE_SECTION_HEADER*>(&image.headers() + 1);
+    for (WORD i = 0; i < image.headers().FileHeader.NumberOfSections; ++i) {
+        constexpr DWORD writableCode = IMAGE_SCN_MEM_EXECUTE | IMAGE_SCN_MEM_WRITE;
+        EXPECT_NE(pSection[i].Characteristics & writableCode, writableCode) << pSection[i].Name;
+    }
+    EXPECT_TRUE(hasResource(module, versionType));
+    EXPECT_FALSE(hasResource(module, manifestType));
+}
+
+/// One whole life of the module with a stream in it.
+void liveOnce() {
+    const ModuleUnderTest module;
+    Effect effect(module.create());
+    ASSERT_EQ(effect.initialize(), S_OK);
+    FormatDouble request(floatFormat(2, 5.0F));
+    FormatDouble output(floatFormat(2));
+    ASSERT_EQ(negotiate(*effect.apo, &output, &request).result, S_FALSE);
+    ASSERT_EQ(effect.lock(floatFormat(2), floatFormat(2), 64), S_OK);
+    effect.process(std::vector<float>(128, 0.1F), 2, 2);
+    ASSERT_EQ(effect.config->UnlockForProcess(), S_OK);
+}
+
+TEST(ModuleSlow, AThousandLivesLeaveNothingBehind) {
+    SettingsWriter settings("Boost: 60 dB 1");
+    for (int i = 0; i < 20; ++i) {
+        liveOnce();
+    }
+    const std::size_t handles = ownHandles();
+    const std::size_t threads = ownThreads();
+    const std::size_t bytes = ownHeapBytes();
+    for (int i = 0; i < 1000; ++i) {
+        liveOnce();
+        ASSERT_EQ(::GetModuleHandleW(L"Tovix64.dll"), nullptr);
+    }
+    EXPECT_EQ(ownHandles(), handles);
+    EXPECT_EQ(ownThreads(), threads);
+    EXPECT_EQ(ownHeapBytes(), bytes);
+}
+
+} // namespace
+} // namespace tovix::test

@@ -1,0 +1,176 @@
+#include "Tovix.h"
+#include "support/EngineSide.h"
+#include "support/OldApoDouble.h"
+#include "support/RegistryValue.h"
+#include "support/SettingsWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+
+namespace tovix::test {
+namespace {
+
+using Calls = std::vector<std::string>;
+
+/// An effect with a previous effect in its slot, wanted by the settings.
+class OldApo : public testing::Test {
+protected:
+    OldApo() { EXPECT_EQ(pTovix->fillOldApoSlot(static_cast<IAudioProcessingObject&>(old)), S_OK); }
+
+    HRESULT lock(DWORD inputChannels, DWORD outputChannels) {
+        return effect.lock(floatFormat(inputChannels), floatFormat(outputChannels), blockFrames);
+    }
+    std::vector<float> process(DWORD inputChannels, DWORD outputChannels, float value = 0.5F) {
+        old.samplesPerBlock = blockFrames * outputChannels;
+        return effect.process(std::vector<float>(blockFrames * inputChannels, value), inputChannels, outputChannels);
+    }
+
+    static constexpr UINT32 blockFrames = 16;
+
+    OldApoDouble old;
+    SettingsWriter settings{"EnableOldApo:"};
+    Tovix* pTovix = new Tovix(nullptr);
+    Effect effect{ComReference<IUnknown>(static_cast<IAudioProcessingObject*>(pTovix))};
+};
+
+bool allEqual(const std::vector<float>& samples, float value) {
+    return !samples.empty() && samples == std::vector<float>(samples.size(), value);
+}
+
+TEST_F(OldApo, IsAskedFirstAndWorksAheadOfTheChain) {
+    FormatDouble request(floatFormat(2));
+    FormatDouble output(floatFormat(2));
+    EXPECT_EQ(negotiate(*effect.apo, &output, &request).result, S_OK);
+    EXPECT_EQ(request.references, 1U);
+    ASSERT_EQ(lock(2, 2), S_OK);
+    HNSTIME time = 0;
+    EXPECT_EQ(effect.apo->GetLatency(&time), S_OK);
+    EXPECT_EQ(time, 777);
+    EXPECT_TRUE(allEqual(process(2, 2), old.value));
+    EXPECT_EQ(effect.output.u32BufferFlags, BUFFER_VALID);
+    EXPECT_EQ(effect.output.u32ValidFrameCount, blockFrames);
+    EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
+    EXPECT_EQ(old.calls, (Calls{"negotiate", "lock", "latency", "unlock"}));
+    effect = Effect(ComReference<IUnknown>(static_cast<IAudioProcessingObject*>(new Tovix(nullptr))));
+    EXPECT_EQ(old.references, 1U);
+}
+
+TEST_F(OldApo, DecidesTheFormatAloneWhereItAnswers) {
+    FormatDouble request(floatFormat(6));
+    FormatDouble output(floatFormat(2));
+    EXPECT_EQ(negotiate(*effect.apo, &output, &request).result, S_OK); // the base would refuse
+    FormatDouble proposal(floatFormat(1));
+    old.formatResult = S_FALSE;
+    old.pProposal = &proposal;
+    const Negotiation answer = negotiate(*effect.apo, &output, &request);
+    EXPECT_EQ(answer.result, S_FALSE);
+    EXPECT_EQ(answer.pHandedOut, &proposal);
+    EXPECT_EQ(proposal.references, 1U);
+}
+
+TEST_F(OldApo, RefusalOfAFormatRemovesItForGood) {
+    FormatDouble request(floatFormat(2));
+    FormatDouble output(floatFormat(2));
+    for (const HRESULT refusal : {APOERR_FORMAT_NOT_SUPPORTED, S_FALSE}) { // S_FALSE without a proposal
+        old.calls.clear();
+        old.formatResult = S_OK;
+        ASSERT_EQ(pTovix->fillOldApoSlot(static_cast<IAudioProcessingObject&>(old)), S_OK);
+        old.formatResult = refusal;
+        EXPECT_EQ(negotiate(*effect.apo, &output, &request).result, S_OK);
+        EXPECT_EQ(negotiate(*effect.apo, &output, &request).result, S_OK);
+        EXPECT_EQ(old.calls, (Calls{"negotiate"}));
+        EXPECT_EQ(old.references, 1U);
+    }
+}
+
+TEST_F(OldApo, InitializationEmptiesTheSlot) {
+    EXPECT_EQ(effect.initialize(), S_OK);
+    EXPECT_EQ(old.references, 1U);
+    ASSERT_EQ(lock(2, 2), S_OK);
+    EXPECT_TRUE(old.calls.empty());
+}
+
+TEST_F(OldApo, FailureToLockOrUnlockNeverFailsTheEffect) {
+    old.lockResult = E_FAIL;
+    old.unlockResult = E_FAIL;
+    old.latencyResult = E_FAIL;
+    ASSERT_EQ(lock(2, 2), S_OK);
+    HNSTIME time = 0;
+    EXPECT_EQ(effect.apo->GetLatency(&time), S_OK);
+    EXPECT_TRUE(allEqual(process(2, 2), 0.5F));
+    EXPECT_EQ(old.blocks, 0);
+    EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
+}
+
+TEST_F(OldApo, IsNotLeftLockedWhenTheEffectsOwnLockFails) {
+    EXPECT_EQ(effect.lock(floatFormat(2), floatFormat(2, 44100), blockFrames), APOERR_INVALID_CONNECTION_FORMAT);
+    EXPECT_EQ(old.calls, (Calls{"lock", "unlock"}));
+
+    ASSERT_EQ(lock(2, 2), S_OK);
+    old.lockResult = APOERR_APO_LOCKED;
+    EXPECT_EQ(lock(2, 2), APOERR_APO_LOCKED);
+    EXPECT_TRUE(allEqual(process(2, 2), old.value)); // the first lock stands
+}
+
+TEST_F(OldApo, RemovedWhileLockedStaysAliveUntilTheUnlock) {
+    ASSERT_EQ(lock(2, 2), S_OK);
+    EXPECT_EQ(effect.initialize(), S_OK);
+    EXPECT_TRUE(allEqual(process(2, 2), 0.5F));
+    EXPECT_EQ(old.blocks, 0);
+    EXPECT_GT(old.references, 1U);
+    EXPECT_EQ(pTovix->fillOldApoSlot(static_cast<IAudioProcessingObject&>(old)), APOERR_APO_LOCKED);
+    EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
+    EXPECT_EQ(old.references, 1U);
+}
+
+TEST_F(OldApo, LackingAnInterfaceIsNotTaken) {
+    for (const IID& lacking : {IID_IAudioProcessingObjectRT, IID_IAudioProcessingObjectConfiguration}) {
+        old.lacking = lacking;
+        EXPECT_EQ(pTovix->fillOldApoSlot(static_cast<IAudioProcessingObject&>(old)), E_NOINTERFACE);
+        EXPECT_EQ(old.references, 1U);
+    }
+}
+
+/// A previous effect that does not run must not leave the chain reading other memory than the engine's input.
+TEST_F(OldApo, UnwantedLeavesTheChainTheEnginesOwnChannels) {
+    settings.write("#EnableOldApo:");
+    const struct {
+        DWORD inputs;
+        DWORD outputs;
+        std::vector<float> input;
+        std::vector<float> output;
+    } cases[] = {
+        {2, 2, {1, 2, 3, 4}, {1, 2, 3, 4}},
+        {1, 2, {1, 2}, {1, 1, 2, 2}},
+        {2, 4, {1, 2, 3, 4}, {1, 2, 0, 0, 3, 4, 0, 0}},
+        {1, 3, {1, 2}, {1, 1, 0, 2, 2, 0}},
+        {4, 2, {1, 2, 3, 4, 5, 6, 7, 8}, {1, 2, 5, 6}},
+    };
+    for (const auto& c : cases) {
+        ASSERT_EQ(lock(c.inputs, c.outputs), S_OK);
+        EXPECT_EQ(effect.process(c.input, c.inputs, c.outputs), c.output) << c.inputs << " into " << c.outputs;
+        EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
+    }
+    EXPECT_EQ(old.blocks, 0);
+}
+
+TEST(OldApoRegistry, SwitchOfTheMachineStandsUntilTheSettingsSayOtherwise) {
+    const RegistryValue wanted(L"EnableOldApo", 1);
+    SettingsWriter settings("");
+    OldApoDouble old;
+    old.samplesPerBlock = 32;
+    auto* const pTovix = new Tovix(nullptr);
+    Effect effect{ComReference<IUnknown>(static_cast<IAudioProcessingObject*>(pTovix))};
+    ASSERT_EQ(pTovix->fillOldApoSlot(static_cast<IAudioProcessingObject&>(old)), S_OK);
+    for (const char* const text : {"", "#EnableOldApo:", "Boost: 0 dB 0", "EnableOldApo:"}) {
+        settings.write(text);
+        ASSERT_EQ(effect.lock(floatFormat(2), floatFormat(2), 16), S_OK);
+        effect.process(std::vector<float>(32, 0.0F), 2, 2);
+        ASSERT_EQ(effect.config->UnlockForProcess(), S_OK);
+    }
+    EXPECT_EQ(old.blocks, 2); // with the first text and the last
+}
+
+} // namespace
+} // namespace tovix::test
