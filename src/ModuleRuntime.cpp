@@ -4,9 +4,12 @@
 // lock; and the reserve for exceptions is never given back. With these the thread library is not linked at all. Names
 // and layouts are those of the C++ ABI that the compiler follows and of the thread library's header.
 
+#include "log/LoggerLibrary.h"
+
 #include <windows.h>
 
 #include <cxxabi.h>
+#include <fftw3.h>
 #include <pthread.h>
 
 #include <atomic>
@@ -64,7 +67,13 @@ DWORD makeThreadSlot() noexcept {
     return threadSlot;
 }
 
+/// Runs after the destructors of statics. A process that ends gives everything back by itself, and threads that it has
+/// ended may hold the heap's locks.
 __attribute__((destructor)) void giveBackAtUnload() {
+    if (tovix::processIsEnding()) {
+        return;
+    }
+    ::fftwf_cleanup(); // what its planner has learnt
     if (const DWORD slot = threadSlot.exchange(FLS_OUT_OF_INDEXES); slot != FLS_OUT_OF_INDEXES) {
         ::FlsFree(slot);
     }
