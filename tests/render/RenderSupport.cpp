@@ -128,7 +128,14 @@ Sound readSound(const std::string& path) {
     return sound;
 }
 
-Outcome runRender(const std::vector<std::string>& arguments) {
+Outcome runRender(std::vector<std::string> arguments) {
+#ifdef _WIN32
+    arguments.emplace_back("--core");
+#endif
+    return runProgramAsIs(arguments);
+}
+
+Outcome runProgramAsIs(const std::vector<std::string>& arguments) {
     std::ostringstream out;
     std::ostringstream err;
     const int status = runProgram(arguments, out, err);

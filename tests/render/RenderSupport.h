@@ -63,7 +63,10 @@ struct Outcome {
     std::string err;
 };
 
-/// Runs the whole program in this process.
-Outcome runRender(const std::vector<std::string>& arguments);
+/// Runs the whole program in this process, with the core for its engine.
+Outcome runRender(std::vector<std::string> arguments);
+
+/// Runs it with the engine that it takes by itself.
+Outcome runProgramAsIs(const std::vector<std::string>& arguments);
 
 } // namespace tovix::render

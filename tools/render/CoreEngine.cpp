@@ -74,10 +74,6 @@ bool CoreEngine::isSettled() const noexcept {
     return m_tokenFree && !m_announced;
 }
 
-std::unique_ptr<IEngine> makeEngine() {
-    return std::make_unique<CoreEngine>();
-}
-
 std::unique_ptr<IEngine> makeReplayEngine() {
     return std::make_unique<CoreEngine>();
 }

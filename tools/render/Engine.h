@@ -1,5 +1,7 @@
 #pragma once
 
+#include "EngineChoice.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -20,9 +22,9 @@ struct EngineFormat {
 
 /// What an engine did besides the audio.
 struct EngineStatistics {
-    /// Time from `open` to the first block, building the first chain.
+    /// Time to build the first chain, with whatever else belongs to locking the format.
     double firstBuildMs = 0.0;
-    /// The longest build of a later chain.
+    /// The longest build of a later chain; 0 where the effect builds it unseen.
     double longestRebuildMs = 0.0;
     std::uint32_t rebuildCount = 0;
 };
@@ -55,8 +57,8 @@ public:
     virtual void close() noexcept = 0;
 };
 
-/// The engine of this build.
-std::unique_ptr<IEngine> makeEngine();
+/// The engine that was chosen. Throws RenderError when this build does not have it.
+std::unique_ptr<IEngine> makeEngine(const EngineChoice& choice);
 
 /// An engine for measurements beside the first one; it shares no state with it that could change the sound, so long
 /// as its settings hold no plain boost, whose level is one for the process.

@@ -74,6 +74,15 @@ void addOptions(CLI::App& app, Options& options, RawOptions& raw) {
     app.add_option("--report", raw.report, "How to report: text (the default) or json")
         ->option_text("text|json")
         ->check(CLI::IsMember({"text", "json"}));
+    app.add_flag("--realtime", options.realtime, "Take as long as the sound lasts");
+#ifdef _WIN32
+    app.add_option("--dll", options.engine.libraryPath, "The effect's library (Tovix64.dll beside this program)")
+        ->type_name("FILE");
+    app.add_flag("--registered", options.engine.registered, "The registered effect, through COM");
+    app.add_flag("--core", options.engine.core, "The effect's core within this program instead of the library");
+    app.add_flag("--watch", options.engine.watch,
+                 "Tell on the error stream when another process changes the settings");
+#endif
     app.add_flag("--quiet", options.quiet, "No progress bar and no text report");
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "EngineChoice.h"
+
 #include <cstdint>
 #include <iosfwd>
 #include <optional>
@@ -32,6 +34,9 @@ struct Options {
     SampleFormat sampleFormat = SampleFormat::float32;
     std::string responsePath;
     std::string levelsPath;
+    EngineChoice engine;
+    /// Slowed to the pace at which the sound would be heard.
+    bool realtime = false;
     ReportFormat reportFormat = ReportFormat::text;
     bool quiet = false;
 };

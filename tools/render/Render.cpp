@@ -6,6 +6,7 @@
 #include "Interruption.h"
 #include "LevelTrace.h"
 #include "NumberText.h"
+#include "Pace.h"
 #include "ProgressBar.h"
 #include "ResponseReport.h"
 #include "SpeakerMask.h"
@@ -104,7 +105,7 @@ private:
     std::optional<ResponseReport> m_response;
     std::optional<LevelTrace> m_levels;
 
-    std::unique_ptr<IEngine> m_engine = makeEngine();
+    std::unique_ptr<IEngine> m_engine = makeEngine(m_job.options.engine);
     LimiterProbe m_limiter;
     Loudness m_before;
     Loudness m_after;
@@ -142,6 +143,7 @@ Report Run::perform() {
     const auto start = BlockTiming::Clock::now();
     m_engine->open(m_job.format, m_job.plan.initial.text());
     m_limiter.follow(m_job.plan.initial);
+    const Pace pace(m_job.format.sampleRateHz, m_job.options.realtime);
     ProgressBar progress(!m_job.options.quiet, m_job.sound.frames);
     while (const std::size_t frameCount = m_job.source->read(m_input.data(), m_job.format.blockFrames)) {
         Interruption::check();
@@ -151,6 +153,7 @@ Report Run::perform() {
         playBlock(frameCount);
         m_frames += frameCount;
         progress.show(m_frames);
+        pace.keep(m_frames);
     }
     if (m_frames == 0) {
         throw RenderError(ExitStatus::unreadableInput, m_job.sound.name + " holds no sound.");

@@ -105,8 +105,10 @@ void writeSpeed(std::ostream& out, const Report& report) {
                              << fixed(report.worstBlockAtSeconds, 2) << " s)\n";
     label(out, "set-up") << fixed(report.engine.firstBuildMs, 1) << " ms";
     if (report.engine.rebuildCount > 0) {
-        out << ", " << plural(report.engine.rebuildCount, "change") << " of "
-            << fixed(report.engine.longestRebuildMs, 1) << " ms at most";
+        out << ", " << plural(report.engine.rebuildCount, "change");
+        if (report.engine.longestRebuildMs > 0.0) {
+            out << " of " << fixed(report.engine.longestRebuildMs, 1) << " ms at most";
+        }
     }
     out << '\n';
 }

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "EffectModule.h"
+#include "Engine.h"
+#include "EngineChoice.h"
+#include "HostSettings.h"
+#include "platform/ApoInterfaces.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tovix::render {
+
+/// Runs the effect's library and plays both sides to it: the audio engine (create, initialize, negotiate, lock,
+/// process, unlock, release) and the control application (settings block and update event).
+///
+/// The effect builds its chains on a thread of its own and tells nobody when one is ready. So that a render comes out
+/// the same every time, a change waits until the effect has taken the signal, and then for several times as long as
+/// the first build took.
+class DllEngine final : public IEngine {
+public:
+    explicit DllEngine(EngineChoice choice);
+    DllEngine(const DllEngine&) = delete;
+    DllEngine& operator=(const DllEngine&) = delete;
+    ~DllEngine() override;
+
+    void open(const EngineFormat& format, std::string_view settings) override;
+    void changeSettings(std::string_view settings) override;
+    void attend() override;
+    void process(const float* input, float* output) noexcept override;
+    [[nodiscard]] bool isSettled() const noexcept override;
+    [[nodiscard]] EngineStatistics statistics() const noexcept override { return m_statistics; }
+    void close() noexcept override;
+
+private:
+    /// COM on this thread, for as long as the engine lives.
+    class ComApartment {
+    public:
+        ComApartment() noexcept : m_entered(SUCCEEDED(::CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {}
+        ComApartment(const ComApartment&) = delete;
+        ComApartment& operator=(const ComApartment&) = delete;
+        ~ComApartment() {
+            if (m_entered) {
+                ::CoUninitialize();
+            }
+        }
+
+    private:
+        bool m_entered;
+    };
+
+    void initialize();
+    /// Settles on the channel count that the effect is fed; the engine would convert to it.
+    void negotiate(IAudioMediaType& input, IAudioMediaType& output);
+    void lock(IAudioMediaType& output);
+    void announce(const std::string& settings);
+    void watchSettings();
+
+    ComApartment m_apartment;
+    EngineChoice m_choice;
+    EngineFormat m_format;
+    std::optional<EffectModule> m_module;
+    std::optional<HostSettings> m_settings;
+    ComReference<IAudioProcessingObject> m_apo;
+    ComReference<IAudioProcessingObjectRT> m_rt;
+    ComReference<IAudioProcessingObjectConfiguration> m_config;
+    bool m_locked = false;
+    /// Channels of the input that the effect gets: all, or as many as it proposed.
+    std::uint32_t m_fedChannels = 0;
+    std::vector<float> m_input;
+    std::optional<std::string> m_announced;
+    /// The text that this engine or, while watching, somebody else wrote last.
+    std::string m_knownText;
+    bool m_foreignText = false;
+    std::uint32_t m_crossfadeFrames = 0;
+    /// Frames until the chain that fades in is there in full.
+    std::uint32_t m_fadeFramesLeft = 0;
+    std::uint64_t m_framesPlayed = 0;
+    EngineStatistics m_statistics;
+};
+
+} // namespace tovix::render
