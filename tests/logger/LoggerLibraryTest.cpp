@@ -157,7 +157,11 @@ TEST_F(LoggerLibrary, AFullFileIsMovedAsideAndNeitherGrowsPastItsLimit) {
     for (const auto& path : {file(), older}) {
         EXPECT_LE(sizeOf(path), limit);
         EXPECT_GT(sizeOf(path), limit / 2);
-        EXPECT_TRUE(contentOf(path).ends_with("y\r\n")) << "whole lines only";
+        std::istringstream text(contentOf(path));
+        for (std::string line; std::getline(text, line);) {
+            const bool whole = line.ends_with(std::string(600, 'y') + "\r");
+            ASSERT_TRUE(whole || line.ends_with("were lost here)\r") || line.ends_with("level 3\r")) << line;
+        }
     }
 }
 
@@ -204,26 +208,25 @@ TEST_F(LoggerLibrary, WhereTheFileCannotBeWrittenLinesGoToTheFallbackOrNowhere) 
 }
 
 TEST_F(LoggerLibrary, AFileThatAnotherProgramLocksKeepsNoCallerWaiting) {
-    DWORD slowestMs = 0;
+    int slowCalls = 0;
+    KernelHandle locked(
+        ::CreateFileW(file().c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, 0, nullptr));
+    ASSERT_NE(locked.get(), INVALID_HANDLE_VALUE);
     {
         Library logger(3);
-        {
-            const KernelHandle locked(
-                ::CreateFileW(file().c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, 0, nullptr));
-            ASSERT_NE(locked.get(), INVALID_HANDLE_VALUE);
-            for (int i = 0; i < 3000; ++i) {
-                const ULONGLONG before = ::GetTickCount64();
-                logger.write(std::string(200, 'z').c_str());
-                slowestMs = std::max(slowestMs, static_cast<DWORD>(::GetTickCount64() - before));
-            }
-            ::Sleep(400);
+        for (int i = 0; i < 20000; ++i) {
+            const ULONGLONG before = ::GetTickCount64();
+            logger.write(std::string(200, 'z').c_str());
+            slowCalls += ::GetTickCount64() - before >= 90 ? 1 : 0;
         }
+        ::Sleep(400);
+        locked.reset();
         logger.write("unlocked");
     }
-    // The writer tries such a file for 100 ms before it takes another one.
-    EXPECT_LT(slowestMs, 90U);
+    // The writer tries such a file for 100 ms before it takes another one; a busy machine may hold up a call or two.
+    EXPECT_LE(slowCalls, 3);
     EXPECT_NE(contentOf(fallback()).find("zzz\r\n"), std::string::npos);
-    EXPECT_NE(contentOf(fallback()).find(" lines were lost here)"), std::string::npos) << "600 KB exceed the queue";
+    EXPECT_NE(contentOf(fallback()).find(" lines were lost here)"), std::string::npos) << "4 MB exceed the queue";
     EXPECT_NE(contentOf(file()).find("unlocked"), std::string::npos);
 }
 

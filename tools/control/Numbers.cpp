@@ -65,9 +65,9 @@ std::string formatDecimal(double value) {
 std::string formatDecibels(double db) {
     std::array<char, 32> text{};
     const double tenths = std::round(db * 10.0) / 10.0;
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), tenths == 0.0 ? 0.0 : tenths,
-                                   std::chars_format::fixed, 1)
-                         .ptr;
+    auto* const end = std::to_chars(text.data(), text.data() + text.size(), tenths == 0.0 ? 0.0 : tenths,
+                                    std::chars_format::fixed, 1)
+                          .ptr;
     return std::string(text.data(), end) + " dB";
 }
 
