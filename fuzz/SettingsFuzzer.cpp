@@ -75,16 +75,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::abort();
     }
     chains.slots.publish(std::move(built.chain));
-    std::vector<float> input(std::size_t{format.maxFrames} * format.inputChannels);
-    std::vector<float> output(std::size_t{format.maxFrames} * format.outputChannels);
+    const std::uint32_t longestBlock = format.maxFrames * 2 + 1;
+    std::vector<float> input(std::size_t{longestBlock} * format.inputChannels);
+    std::vector<float> output(std::size_t{longestBlock} * format.outputChannels);
     constexpr std::uint32_t blocks = 12;
     for (std::uint32_t b = 0; b < blocks; ++b) {
         for (std::size_t i = 0; i < input.size(); ++i) {
             input[i] = sampleAt(static_cast<std::uint32_t>(b * input.size() + i));
         }
-        const BlockConnection in{input.data(), format.maxFrames - b % 2, BufferFlags::valid};
+        // Whole blocks, short ones and ones longer than promised; silence that may sound and silence that may not.
+        const std::uint32_t frames = b % 4 == 1 ? format.maxFrames / 2 : b % 4 == 3 ? longestBlock : format.maxFrames;
+        const BlockConnection in{input.data(), frames, b % 5 == 4 ? BufferFlags::silent : BufferFlags::valid};
         BlockConnection out{output.data(), 0, BufferFlags::invalid};
-        processBlock(chains, {format.inputChannels, format.outputChannels, false, nullptr}, in, out);
+        processBlock(chains, {format.inputChannels, format.outputChannels, b % 2 == 0, nullptr}, in, out);
         requireFinite(output);
     }
     return 0;

@@ -51,15 +51,13 @@ void ChainBuilder::configure(const StreamFormat& format, const GateSwitches& swi
 BuiltChain ChainBuilder::build(std::string_view settingsBlock) noexcept {
     primeExceptions();
     BuiltChain built;
-    if (m_format.maxFrames == 0 || m_format.inputChannels == 0 || m_format.outputChannels == 0) {
-        return built;
-    }
+    const bool streams = m_format.maxFrames != 0 && m_format.inputChannels != 0 && m_format.outputChannels != 0;
     try {
         StageAppender appender(m_format);
-        if (!collectStages(appender, settingsBlock, built.oldApo)) {
-            return built;
+        // Read in any case: what the text says about the previous effect does not depend on the format.
+        if (collectStages(appender, settingsBlock, built.oldApo) && streams) {
+            built.chain = FilterChain::make(appender.shape(), appender.stages());
         }
-        built.chain = FilterChain::make(appender.shape(), appender.stages());
     } catch (...) {
         built.chain = nullptr;
     }

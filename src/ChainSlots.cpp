@@ -1,8 +1,9 @@
 #include "ChainSlots.h"
 
+#include "ChannelAdapter.h"
+
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 namespace tovix {
 namespace {
@@ -60,6 +61,11 @@ bool ChainSlots::process(float* output, const float* input, std::uint32_t frameC
     if (frameCount <= m_format.maxFrames || m_format.maxFrames == 0) {
         return processPiece(output, input, frameCount);
     }
+    // In one buffer the first piece of a wider output would overwrite the input of the next.
+    if (output == input && m_format.outputChannels > m_format.inputChannels) {
+        passThrough(output, input, frameCount);
+        return false;
+    }
     bool swapped = false;
     for (std::uint32_t done = 0; done < frameCount;) {
         const std::uint32_t piece = std::min(frameCount - done, m_format.maxFrames);
@@ -105,22 +111,7 @@ void ChainSlots::fade(float* const* current, float* const* pending, std::uint32_
 }
 
 void ChainSlots::passThrough(float* output, const float* input, std::uint32_t frameCount) const noexcept {
-    const std::size_t in = m_format.inputChannels;
-    const std::size_t out = m_format.outputChannels;
-    if (in == out) {
-        if (output != input) {
-            std::memcpy(output, input, frameCount * in * sizeof(float));
-        }
-        return;
-    }
-    // Only before the first chain, or when none could be built. A wider output is filled from the last frame
-    // back, so that a shared buffer is read before it is overwritten.
-    const std::size_t shared = std::min(in, out);
-    for (std::size_t i = 0; i < frameCount; ++i) {
-        const std::size_t f = out > in ? frameCount - 1 - i : i;
-        std::memmove(output + f * out, input + f * in, shared * sizeof(float));
-        std::memset(output + f * out + shared, 0, (out - shared) * sizeof(float));
-    }
+    adaptChannels({output, input, m_format.outputChannels, m_format.inputChannels, frameCount});
 }
 
 } // namespace tovix

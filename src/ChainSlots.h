@@ -53,8 +53,9 @@ public:
     Published publish(RtPtr<FilterChain> chain) noexcept;
 
     /// [audio] Processes one block of interleaved samples; `output` and `input` may be the same buffer. Longer
-    /// blocks than the format's maximum are processed in pieces. Without any chain the samples pass unchanged.
-    /// Answers true when a pending chain has become current, which makes the token due.
+    /// blocks than the format's maximum are processed in pieces, or pass where pieces cannot share a buffer. Without
+    /// any chain the samples pass unchanged. Answers true when a pending chain has become current, which makes the
+    /// token due.
     [[nodiscard]] bool process(float* output, const float* input, std::uint32_t frameCount) noexcept RT_SECTION;
 
     /// Frames of a fade: 10 ms, truncated.

@@ -1,6 +1,8 @@
 #include "SettingsDiagnosis.h"
 
 #include "ChainBuilder.h"
+#include "filters/EffectFactoryEqualizer.h"
+#include "filters/EqualizerDesign.h"
 #include "helpers/Utf.h"
 
 #include <algorithm>
@@ -48,11 +50,10 @@ std::string describeBoost(const BoostParameters& boost) {
 
 /// Whether no response can be drawn through the points: a stretch that begins at 0 Hz or below, where frequency has
 /// no logarithm, or a gain without bounds. The effect leaves such an equalizer inert.
+/// Asks the design itself, at a common rate: which curves have no response depends on the rate by a hair only.
 bool hasNoResponse(const std::vector<ResponsePoint>& points) {
-    const auto next = std::find_if(points.begin(), points.end(), [](const auto& p) { return p.frequencyHz > 0.0; });
-    const bool beginsAtZero = next != points.begin() && next != points.end();
-    return beginsAtZero ||
-           std::any_of(points.begin(), points.end(), [](const auto& p) { return !std::isfinite(p.gainDb); });
+    constexpr float commonRateHz = 48000.0F;
+    return !designImpulseResponse({points, equalizerTapCount, commonRateHz});
 }
 
 std::string describeEqualizer(const std::vector<ResponsePoint>& points) {

@@ -14,8 +14,8 @@
 namespace tovix {
 namespace {
 
-constexpr PROPERTYKEY endpointGuidKey{
-    {0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 4};
+constexpr PROPERTYKEY endpointGuidKey{{0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}},
+                                      4};
 
 /// A property value that is released at the end of its scope.
 class PropertyValue {
@@ -55,6 +55,22 @@ private:
 
 void HostedApo::processBlock() noexcept {
     m_call.pApo->APOProcess(m_call.inputCount, m_call.ppInputs, m_call.outputCount, m_call.ppOutputs);
+}
+
+/// Stands in for a previous effect that does not run although the chain was laid out for its output: gives the chain
+/// the stream's own samples with the channel count that it expects.
+class AdaptedStream final : public IPreviousEffect {
+public:
+    [[gnu::always_inline]] explicit AdaptedStream(const ChannelChange& change) noexcept : m_change(change) {}
+
+    void processBlock() noexcept override RT_SECTION;
+
+private:
+    ChannelChange m_change;
+};
+
+void AdaptedStream::processBlock() noexcept {
+    adaptChannels(m_change);
 }
 
 /// The first connection's property, or null where there is none or it has no buffer.
@@ -180,7 +196,10 @@ HRESULT Tovix::initialize(const APOInitSystemEffects& data) {
     }
     const std::wstring endpointGuid = endpoint.text();
     if (logEnabled(LogLevel::Info)) {
-        LogLine(LogLevel::Info, inTovix("Tovix::Initialize"), this).text("Endpoint GUID: ").text(endpointGuid).write();
+        LogLine(LogLevel::Info, inTovix("Tovix::Initialize"), this)
+            .text("Endpoint GUID: ")
+            .text(endpointGuid)
+            .write();
     }
     m_effectManager.switches.switchB = true;
     return S_OK;
@@ -221,13 +240,13 @@ void Tovix::processConnections(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppIn
     BlockConnection output = blockConnection(*pOutput);
     IAudioProcessingObjectRT* const pOldApo = m_effectManager.oldApoSetting() ? m_oldApo.processing() : nullptr;
     HostedApo hosted({pOldApo, inputCount, ppInputs, outputCount, ppOutputs});
-    ChannelAdapter adapter(
+    AdaptedStream adapted(
         {output.samples, input.samples, m_channels.chainInput, m_channels.input, input.validFrameCount});
     BlockContext context{m_channels.input, m_channels.output, m_processSilence, nullptr};
     if (pOldApo != nullptr) {
         context.pPrevious = &hosted;
     } else if (m_channels.chainInput != m_channels.input) {
-        context.pPrevious = &adapter;
+        context.pPrevious = &adapted;
     }
     processBlock(m_effectManager, context, input, output);
     pOutput->u32ValidFrameCount = output.validFrameCount;

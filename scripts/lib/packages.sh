@@ -3,10 +3,10 @@
 native_packages=(
     build-essential cmake ninja-build pkg-config
     libfftw3-dev libsndfile1-dev libebur128-dev libcli11-dev nlohmann-json3-dev
-    googletest libbenchmark-dev libzita-convolver-dev gnuplot-nox
+    googletest libbenchmark-dev libzita-convolver-dev gnuplot-nox clang-format-14
     libclang-rt-19-dev # only for RealtimeSanitizer's static runtime
 )
-check_packages=(clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14)
+check_packages=(clang-14 libclang-rt-14-dev)
 windows_packages=(g++-mingw-w64-x86-64-posix wine64 dpkg-dev xz-utils)
 
 missing_packages() {

@@ -1,7 +1,6 @@
 #include "filters/BoostDynamics.h"
 
 #include "filters/Decibels.h"
-#include "filters/kernels/Kernels.h"
 
 #include <algorithm>
 #include <bit>
@@ -106,7 +105,7 @@ bool BoostDynamics::passesPlainly(double peak) const noexcept {
 }
 
 void BoostDynamics::process(float* const* channels, std::size_t channelCount, std::size_t frameCount) noexcept {
-    const Kernels& inner = kernels();
+    const Kernels& inner = *m_pKernels;
     float peak = 0.0F;
     for (std::size_t c = 0; c < channelCount; ++c) {
         // An infinite or undefined sample plays as silence; in the envelope it would stay for good.

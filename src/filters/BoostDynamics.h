@@ -1,5 +1,6 @@
 #pragma once
 
+#include "filters/kernels/Kernels.h"
 #include "platform/RtSection.h"
 
 #include <cstddef>
@@ -38,6 +39,7 @@ private:
     void release(double levelDb) noexcept RT_SECTION;
     void lowerThreshold(double thresholdDb) noexcept RT_SECTION;
 
+    const Kernels* m_pKernels = &kernels();
     double m_sampleRateHz = 44100.0;
     double m_releaseMs = 5000.0;
     double m_thresholdDb = 0.0;

@@ -1,7 +1,6 @@
 #include "filters/EffectBoost.h"
 
 #include "filters/Decibels.h"
-#include "filters/kernels/Kernels.h"
 
 #include <algorithm>
 #include <atomic>
@@ -89,12 +88,12 @@ void EffectBoost::processPlain(float** channels, std::uint32_t frameCount) noexc
         return;
     }
     for (std::uint64_t c = 0; c < m_channelCount; ++c) {
-        kernels().applyGain(channels[c], frameCount, m_gain);
+        m_pKernels->applyGain(channels[c], frameCount, m_gain);
     }
 }
 
 void EffectBoost::processPlainStereo(float* left, float* right, std::uint32_t frameCount) noexcept {
-    const Kernels& inner = kernels();
+    const Kernels& inner = *m_pKernels;
     for (std::size_t f = 0; f < frameCount; ++f) {
         f += inner.applyGainWithin(left + f, right + f, frameCount - f, m_gain, clipGuard);
         if (f < frameCount && !backOff(left[f], right[f])) {

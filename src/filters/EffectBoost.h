@@ -46,6 +46,7 @@ private:
     BoostDynamics m_dynamics;
     bool m_dynamicsMode;
     bool m_gainReady = false;
+    const Kernels* m_pKernels = &kernels();
 };
 
 } // namespace tovix

@@ -65,7 +65,9 @@ TEST(ChainBuilder, TheFiltersWorkOnEveryChannelOfTheStream) {
 }
 
 TEST(ChainBuilder, AFormatWithoutFramesOrChannelsOrMemoryGivesNoChain) {
-    EXPECT_FALSE(build("Boost: 60 dB 1", {48000.0F, 0, 2, 2, 3, 0}).chain);
+    const auto noFrames = build("Boost: 60 dB 1\nEqualizer: 1000 3\nEnableOldApo:", {48000.0F, 0, 2, 2, 3, 0});
+    EXPECT_FALSE(noFrames.chain);
+    EXPECT_EQ(noFrames.oldApo, true);
     EXPECT_FALSE(build("", {48000.0F, 0, 0, 2, 3, 480}).chain);
     EXPECT_FALSE(build("", {48000.0F, 0, 2, 0, 3, 480}).chain);
     const auto tooLarge = build("EnableOldApo:", {48000.0F, 0, 4096, 4096, 3, 0xFFFFFFFF});

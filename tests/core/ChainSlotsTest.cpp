@@ -178,6 +178,17 @@ TEST_F(Fade, ABlockLongerThanPromisedIsProcessedInPieces) {
     EXPECT_EQ(m_output[2 * 480], 0.75F);
 }
 
+TEST_F(Fade, ABlockLongerThanPromisedInOneBufferWithAWiderOutputPasses) {
+    start(format(1, 2, 100));
+    std::vector<float> samples = ramp(500);
+    const std::vector<float> before = samples;
+    EXPECT_FALSE(m_slots.process(samples.data(), samples.data(), 250));
+    for (std::size_t f = 0; f < 250; ++f) {
+        ASSERT_EQ(samples[2 * f], before[f]);
+        ASSERT_EQ(samples[2 * f + 1], before[f]);
+    }
+}
+
 TEST(ChainSlots, WithNothingToDoTheSamplesPassUntouched) {
     const float odd[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(), 1e-42F,
                          -3.0F};

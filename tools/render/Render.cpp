@@ -2,6 +2,7 @@
 
 #include "BlockTiming.h"
 #include "ExitStatus.h"
+#include "FilePath.h"
 #include "FileSink.h"
 #include "Interruption.h"
 #include "LevelTrace.h"
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -78,7 +80,24 @@ struct Job {
     EngineFormat format;
 };
 
+/// Each file of a run under a name of its own: two outputs of one name would replace each other, or the input.
+void checkNames(const Options& options) {
+    std::vector<std::filesystem::path> names;
+    for (const auto* const pName :
+         {&options.inputPath, &options.outputPath, &options.responsePath, &options.levelsPath}) {
+        if (pName->empty()) {
+            continue;
+        }
+        const auto name = std::filesystem::weakly_canonical(pathFromUtf8(*pName));
+        if (std::find(names.begin(), names.end(), name) != names.end()) {
+            throw RenderError(ExitStatus::usage, *pName + " is named twice; every file needs a name of its own.");
+        }
+        names.push_back(name);
+    }
+}
+
 Job prepare(const Options& options) {
+    checkNames(options);
     SettingsPlan plan = planSettings(options);
     auto source = options.demo ? openDemo() : openFile(options.inputPath);
     const SourceFormat sound = source->format();

@@ -1,7 +1,5 @@
 #include "filters/kernels/Kernels.h"
 
-#include "platform/RtSection.h"
-
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -19,7 +17,7 @@ std::span<const Kernels* const> availableKernels() noexcept {
     return runnable;
 }
 
-RT_SECTION const Kernels& kernels() noexcept {
+const Kernels& kernels() noexcept {
     return *inForce.load(std::memory_order_acquire);
 }
 

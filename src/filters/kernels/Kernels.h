@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/RtSection.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -63,7 +65,7 @@ extern const Kernels sse2Kernels;
 std::span<const Kernels* const> availableKernels() noexcept;
 
 /// The set in force: the fastest, chosen once, unless another was forced. [audio] once chosen.
-const Kernels& kernels() noexcept;
+const Kernels& kernels() noexcept RT_SECTION;
 
 /// [control] Forces the set of that name for chains built from now on; false, and no change, when this processor
 /// has no set of that name.
