@@ -74,6 +74,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!built.chain) {
         std::abort();
     }
+    // A chain without filters hands the samples on as they are, accidents included.
+    const bool passesThrough = built.chain->stageCount() == 0 && format.inputChannels == format.outputChannels;
     chains.slots.publish(std::move(built.chain));
     std::vector<float> input(std::size_t{format.maxFrames} * format.inputChannels);
     std::vector<float> output(std::size_t{format.maxFrames} * format.outputChannels);
@@ -85,7 +87,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const BlockConnection in{input.data(), format.maxFrames - b % 2, BufferFlags::valid};
         BlockConnection out{output.data(), 0, BufferFlags::invalid};
         processBlock(chains, {format.inputChannels, format.outputChannels, false, nullptr}, in, out);
-        requireFinite(output);
+        if (!passesThrough) {
+            requireFinite(output);
+        }
     }
     return 0;
 }
