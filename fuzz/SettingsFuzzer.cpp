@@ -74,6 +74,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!built.chain) {
         std::abort();
     }
+    // A chain without filters hands the samples on as they are, accidents included.
+    const bool passesThrough = built.chain->stageCount() == 0 && format.inputChannels == format.outputChannels;
     chains.slots.publish(std::move(built.chain));
     const std::uint32_t longestBlock = format.maxFrames * 2 + 1;
     std::vector<float> input(std::size_t{longestBlock} * format.inputChannels);
@@ -88,7 +90,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const BlockConnection in{input.data(), frames, b % 5 == 4 ? BufferFlags::silent : BufferFlags::valid};
         BlockConnection out{output.data(), 0, BufferFlags::invalid};
         processBlock(chains, {format.inputChannels, format.outputChannels, b % 2 == 0, nullptr}, in, out);
-        requireFinite(output);
+        if (!passesThrough) {
+            requireFinite(output);
+        }
     }
     return 0;
 }
