@@ -50,7 +50,8 @@ void EffectManager::initializeManager(const StreamFormat& format) noexcept {
 
 void EffectManager::startThread() noexcept {
     m_pState->createShutdownEvent();
-    std::unique_ptr<std::shared_ptr<ManagerState>> pReference(new (std::nothrow) std::shared_ptr<ManagerState>(m_pState));
+    std::unique_ptr<std::shared_ptr<ManagerState>> pReference(new (std::nothrow)
+                                                                  std::shared_ptr<ManagerState>(m_pState));
     if (!pReference) {
         return;
     }
@@ -68,7 +69,8 @@ void EffectManager::startThread() noexcept {
 }
 
 DWORD EffectManager::notificationThread(void* pState) noexcept {
-    const std::unique_ptr<std::shared_ptr<ManagerState>> pReference(static_cast<std::shared_ptr<ManagerState>*>(pState));
+    const std::unique_ptr<std::shared_ptr<ManagerState>> pReference(
+        static_cast<std::shared_ptr<ManagerState>*>(pState));
     (*pReference)->rebuildOnUpdates();
     return 0;
 }

@@ -26,8 +26,8 @@ public:
     /// Guards every change of the format and of the chains that is not the audio thread's.
     [[nodiscard]] CriticalSection& lock() noexcept { return m_lock; }
 
-    /// [control] Frees all chains, takes the format and builds the first chain. No block is processed meanwhile. Takes
-    /// the lock.
+    /// [control] Frees all chains, takes the format and builds the first chain. No block is processed meanwhile.
+    /// Takes the lock.
     ///
     /// The token is left alone: where a fade was pending it stays given away, and later updates wait until shutdown.
     void start(const StreamFormat& format, const GateSwitches& switches) noexcept;

@@ -1,8 +1,8 @@
 // The parts of the compiler's run-time library that a module must have its own way when it is loaded and freed again
 // while the process lives. The library's own versions sit on a thread library that attaches two handles and memory to
-// every thread that comes through, gives them back only when that thread ends, and throws where it gets no memory for a
-// lock; and the reserve for exceptions is never given back. With these the thread library is not linked at all. Names
-// and layouts are those of the C++ ABI that the compiler follows and of the thread library's header.
+// every thread that comes through, gives them back only when that thread ends, and throws where it gets no memory for
+// a lock; and the reserve for exceptions is never given back. With these the thread library is not linked at all.
+// Names and layouts are those of the C++ ABI that the compiler follows and of the thread library's header.
 
 #include "log/LoggerLibrary.h"
 
@@ -67,8 +67,8 @@ DWORD makeThreadSlot() noexcept {
     return threadSlot;
 }
 
-/// Runs after the destructors of statics. A process that ends gives everything back by itself, and threads that it has
-/// ended may hold the heap's locks.
+/// Runs after the destructors of statics. A process that ends gives everything back by itself, and threads that it
+/// has ended may hold the heap's locks.
 __attribute__((destructor)) void giveBackAtUnload() {
     if (tovix::processIsEnding()) {
         return;
@@ -174,7 +174,8 @@ int pthread_once(pthread_once_t* pOnce, void (*initialise)()) {
 
 int nanosleep(const struct timespec* pDuration, struct timespec* /*pRemaining*/) {
     constexpr long long nanosecondsPerMs = 1000000;
-    ::Sleep(static_cast<DWORD>(pDuration->tv_sec * 1000 + (pDuration->tv_nsec + nanosecondsPerMs - 1) / nanosecondsPerMs));
+    ::Sleep(static_cast<DWORD>(pDuration->tv_sec * 1000 +
+                               (pDuration->tv_nsec + nanosecondsPerMs - 1) / nanosecondsPerMs));
     return 0;
 }
 

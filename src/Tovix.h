@@ -34,7 +34,8 @@ public:
     /// [control] 0, or what the previous effect says; `APOERR_ALREADY_UNLOCKED` unless locked.
     HRESULT STDMETHODCALLTYPE GetLatency(HNSTIME* pTime) noexcept override;
 
-    /// [control] Takes an `APOInitSystemEffects` record. May be called again; empties the slot of the previous effect.
+    /// [control] Takes an `APOInitSystemEffects` record. May be called again; empties the slot of the previous
+    /// effect.
     HRESULT STDMETHODCALLTYPE Initialize(UINT32 cbDataSize, BYTE* pbyData) noexcept override;
 
     /// [control] The previous effect's decision, or else the base's, with one more rule: three or more input

@@ -14,7 +14,8 @@ inline LogLocation inTovix(const char* function, std::uint32_t line = __builtin_
     return {function, "Tovix", line};
 }
 
-inline void logText(LogLevel level, const LogLocation& location, const void* pObject, std::string_view text) noexcept {
+inline void logText(LogLevel level, const LogLocation& location, const void* pObject,
+                    std::string_view text) noexcept {
     if (logEnabled(level)) {
         LogLine(level, location, pObject).text(text).write();
     }
@@ -29,7 +30,8 @@ inline void logResult(LogLevel level, const LogLocation& location, const void* p
 }
 
 /// Appends a format's fields to a line that ends in the label of the first; a frame count goes before the last.
-LogLine& appendFormat(LogLine& line, const UNCOMPRESSEDAUDIOFORMAT& format, const UINT32* pFrameCount = nullptr) noexcept;
+LogLine& appendFormat(LogLine& line, const UNCOMPRESSEDAUDIOFORMAT& format,
+                      const UINT32* pFrameCount = nullptr) noexcept;
 
 /// An INFO line of `label`, a format's fields and `end`.
 void logFormat(const LogLocation& location, const void* pObject, std::string_view label,

@@ -34,7 +34,8 @@ HRESULT Tovix::IsInputFormatSupported(IAudioMediaType* pOppositeFormat, IAudioMe
     return atComEdge([&] { return negotiateInput(pOppositeFormat, pRequestedInputFormat, ppSupportedInputFormat); });
 }
 
-HRESULT Tovix::negotiateInput(IAudioMediaType* pOpposite, IAudioMediaType* pRequested, IAudioMediaType** ppSupported) {
+HRESULT Tovix::negotiateInput(IAudioMediaType* pOpposite, IAudioMediaType* pRequested,
+                              IAudioMediaType** ppSupported) {
     Formats formats;
     if (const HRESULT hr = readFormats(*pOpposite, *pRequested, formats); FAILED(hr)) {
         return hr;
@@ -79,7 +80,8 @@ std::optional<HRESULT> Tovix::askOldApo(IAudioMediaType* pOpposite, IAudioMediaT
         pRequested->AddRef();
         *ppSupported = pRequested;
     }
-    logText(LogLevel::Info, here(), this, "Tovix::IsInputFormatSupported() InputFormatSupported of old apo SUCCEEDED");
+    logText(LogLevel::Info, here(), this,
+            "Tovix::IsInputFormatSupported() InputFormatSupported of old apo SUCCEEDED");
     return hr;
 }
 
@@ -89,8 +91,9 @@ HRESULT Tovix::decideInput(IAudioMediaType* pOpposite, IAudioMediaType* pRequest
     if (hr != S_OK || !hasTooManyChannels(formats.requested, formats.output)) {
         return hr;
     }
-    logText(LogLevel::Warning, here(), this,
-            "AFTER CBaseAudioProcessingObject::IsInputFormatSupported() CreateAudioMediaTypeFromUncompressedAudioFormat");
+    logText(
+        LogLevel::Warning, here(), this,
+        "AFTER CBaseAudioProcessingObject::IsInputFormatSupported() CreateAudioMediaTypeFromUncompressedAudioFormat");
     const ComReference<IAudioMediaType> accepted(std::exchange(*ppSupported, nullptr));
     const HRESULT created = CreateAudioMediaTypeFromUncompressedAudioFormat(&formats.output, ppSupported);
     return FAILED(created) ? created : S_FALSE;

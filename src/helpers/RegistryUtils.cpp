@@ -40,10 +40,10 @@ KeyPath splitKey(const std::wstring& key) {
         throw RegistryException(L"Wrong format of the key: " + key);
     }
     std::wstring root = key.substr(0, backslash);
-    std::transform(root.begin(), root.end(), root.begin(), [](wchar_t c) {
-        return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - L'a' + L'A') : c;
-    });
-    const auto found = std::find_if(roots.begin(), roots.end(), [&](const auto& entry) { return entry.first == root; });
+    std::transform(root.begin(), root.end(), root.begin(),
+                   [](wchar_t c) { return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - L'a' + L'A') : c; });
+    const auto found =
+        std::find_if(roots.begin(), roots.end(), [&](const auto& entry) { return entry.first == root; });
     if (found == roots.end()) {
         throw RegistryException(L"Root registry key is incorrect:" + key);
     }
@@ -66,8 +66,7 @@ void createRegistryKey(const std::wstring& key) {
 RegistryKey openRegistryKey(const std::wstring& key) {
     const KeyPath where = splitKey(key);
     HKEY hKey = nullptr;
-    const LSTATUS error =
-        ::RegOpenKeyExW(where.root, where.path.c_str(), 0, KEY_SET_VALUE | KEY_WOW64_64KEY, &hKey);
+    const LSTATUS error = ::RegOpenKeyExW(where.root, where.path.c_str(), 0, KEY_SET_VALUE | KEY_WOW64_64KEY, &hKey);
     if (error != ERROR_SUCCESS) {
         throw RegistryException(L"Opening key " + key + L": " + systemMessage(error));
     }

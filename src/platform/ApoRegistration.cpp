@@ -24,9 +24,9 @@ constexpr const wchar_t* engineKeyPath = L"AudioEngine\\AudioProcessingObjects";
 
 LSTATUS openEngineKey(RegistryKey& engineKey) noexcept {
     HKEY hKey = nullptr;
-    const LSTATUS error =
-        ::RegCreateKeyExW(HKEY_CLASSES_ROOT, engineKeyPath, 0, nullptr, REG_OPTION_NON_VOLATILE,
-                          KEY_QUERY_VALUE | KEY_SET_VALUE | KEY_CREATE_SUB_KEY | KEY_WOW64_64KEY, nullptr, &hKey, nullptr);
+    const LSTATUS error = ::RegCreateKeyExW(HKEY_CLASSES_ROOT, engineKeyPath, 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                            KEY_QUERY_VALUE | KEY_SET_VALUE | KEY_CREATE_SUB_KEY | KEY_WOW64_64KEY,
+                                            nullptr, &hKey, nullptr);
     engineKey.reset(hKey);
     return error;
 }
@@ -101,8 +101,7 @@ HRESULT RegisterAPO(const APO_REG_PROPERTIES& properties) noexcept {
 
 HRESULT UnregisterAPO(REFCLSID classId) noexcept {
     HKEY hKey = nullptr;
-    LSTATUS error =
-        ::RegOpenKeyExW(HKEY_CLASSES_ROOT, engineKeyPath, 0, KEY_QUERY_VALUE | KEY_WOW64_64KEY, &hKey);
+    LSTATUS error = ::RegOpenKeyExW(HKEY_CLASSES_ROOT, engineKeyPath, 0, KEY_QUERY_VALUE | KEY_WOW64_64KEY, &hKey);
     const RegistryKey engineKey(hKey);
     if (error == ERROR_SUCCESS) {
         error = ::RegDeleteKeyExW(hKey, guidText(classId).data(), KEY_WOW64_64KEY, 0);

@@ -33,8 +33,9 @@ float correctedRate(float rateHz) noexcept {
 }
 
 bool haveFormats(std::span<APO_CONNECTION_DESCRIPTOR* const> connections) noexcept {
-    return std::all_of(connections.begin(), connections.end(),
-                       [](const auto* pConnection) { return pConnection != nullptr && pConnection->pFormat != nullptr; });
+    return std::all_of(connections.begin(), connections.end(), [](const auto* pConnection) {
+        return pConnection != nullptr && pConnection->pFormat != nullptr;
+    });
 }
 
 } // namespace
@@ -143,7 +144,8 @@ HRESULT CBaseAudioProcessingObject::LockForProcess(UINT32 inputCount, APO_CONNEC
                                                    UINT32 outputCount,
                                                    APO_CONNECTION_DESCRIPTOR** ppOutputs) noexcept {
     if (inputCount < m_registration.u32MinInputConnections || inputCount > m_registration.u32MaxInputConnections ||
-        outputCount < m_registration.u32MinOutputConnections || outputCount > m_registration.u32MaxOutputConnections) {
+        outputCount < m_registration.u32MinOutputConnections ||
+        outputCount > m_registration.u32MaxOutputConnections) {
         return APOERR_NUM_CONNECTIONS_INVALID;
     }
     if (ppInputs == nullptr || ppOutputs == nullptr || !haveFormats({ppInputs, inputCount}) ||
@@ -182,7 +184,8 @@ HRESULT CBaseAudioProcessingObject::UnlockForProcess() noexcept {
     return m_isLocked.exchange(false) ? S_OK : APOERR_ALREADY_UNLOCKED;
 }
 
-HRESULT CBaseAudioProcessingObject::ValidateConnections(UINT32 /*inputCount*/, APO_CONNECTION_DESCRIPTOR** /*ppInputs*/,
+HRESULT CBaseAudioProcessingObject::ValidateConnections(UINT32 /*inputCount*/,
+                                                        APO_CONNECTION_DESCRIPTOR** /*ppInputs*/,
                                                         UINT32 /*outputCount*/,
                                                         APO_CONNECTION_DESCRIPTOR** /*ppOutputs*/) noexcept {
     return S_OK;

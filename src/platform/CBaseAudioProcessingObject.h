@@ -27,8 +27,8 @@ protected:
 /// The behaviour that every audio processing object shares: registration record, format validation, negotiation
 /// from the record's flags, and the locked state. IUnknown and the processing are the derived class's.
 ///
-/// All operations are [control] but those of the real-time interface. `Initialize` and the initialized state are the derived
-/// class's too: nothing here sets that state, and `GetInputChannelCount` answers accordingly.
+/// All operations are [control] but those of the real-time interface. `Initialize` and the initialized state are the
+/// derived class's too: nothing here sets that state, and `GetInputChannelCount` answers accordingly.
 class CBaseAudioProcessingObject : public IAudioProcessingObject,
                                    public RealtimeEntry,
                                    public IAudioProcessingObjectConfiguration {

@@ -33,8 +33,8 @@ HRESULT PropertyStoreDouble::GetValue(REFPROPERTYKEY key, PROPVARIANT* pValue) {
 Effect::Effect(ComReference<IUnknown> object)
     : unknown(std::move(object)), apo(queryInterface<IAudioProcessingObject>(*unknown, IID_IAudioProcessingObject)),
       rt(queryInterface<IAudioProcessingObjectRT>(*unknown, IID_IAudioProcessingObjectRT)),
-      config(
-          queryInterface<IAudioProcessingObjectConfiguration>(*unknown, IID_IAudioProcessingObjectConfiguration)) {}
+      config(queryInterface<IAudioProcessingObjectConfiguration>(*unknown, IID_IAudioProcessingObjectConfiguration)) {
+}
 
 HRESULT Effect::initialize() {
     PropertyStoreDouble store;

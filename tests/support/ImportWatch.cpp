@@ -19,8 +19,8 @@ ImportWatch::ImportWatch(HMODULE hModule) {
     const auto* const pDos = reinterpret_cast<const IMAGE_DOS_HEADER*>(pBase);
     const auto* const pHeaders = reinterpret_cast<const IMAGE_NT_HEADERS64*>(pBase + pDos->e_lfanew);
     const DWORD address = pHeaders->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
-    for (const auto* pLibrary = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(pBase + address); pLibrary->Name != 0;
-         ++pLibrary) {
+    for (const auto* pLibrary = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(pBase + address);
+         pLibrary->Name != 0; ++pLibrary) {
         const auto* pName = reinterpret_cast<const ULONGLONG*>(pBase + pLibrary->OriginalFirstThunk);
         auto* pSlot = reinterpret_cast<const void**>(pBase + pLibrary->FirstThunk);
         for (; *pName != 0; ++pName, ++pSlot) {
@@ -28,13 +28,13 @@ ImportWatch::ImportWatch(HMODULE hModule) {
             m_imports.push_back({reinterpret_cast<const char*>(pByName->Name), pSlot});
         }
     }
-    m_thunks.reset(static_cast<Thunk*>(::VirtualAlloc(nullptr, m_imports.size() * sizeof(Thunk),
-                                                      MEM_RESERVE | MEM_COMMIT, PAGE_EXECUTE_READWRITE)));
+    m_thunks.reset(static_cast<Thunk*>(
+        ::VirtualAlloc(nullptr, m_imports.size() * sizeof(Thunk), MEM_RESERVE | MEM_COMMIT, PAGE_EXECUTE_READWRITE)));
     for (std::size_t i = 0; i < m_imports.size(); ++i) {
         static_assert(offsetof(Thunk, count) == 16 && offsetof(Thunk, pTarget) == 24);
         constexpr std::array<std::uint8_t, 16> code{
             0xF0, 0xFF, 0x05, 9, 0, 0, 0, // lock inc dword [count], 9 bytes past the instruction
-            0xFF, 0x25, 11, 0, 0, 0,      // jmp [target], 11 bytes past the instruction
+            0xFF, 0x25, 11,   0, 0, 0,    // jmp [target], 11 bytes past the instruction
         };
         Thunk& thunk = *new (&m_thunks.get()[i]) Thunk{code, 0, *m_imports[i].pSlot};
         writeSlot(m_imports[i].pSlot, &thunk);

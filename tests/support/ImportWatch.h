@@ -12,8 +12,8 @@
 
 namespace tovix::test {
 
-/// Every call that a loaded module makes through its import table passes here and is counted, on any thread, while the
-/// object lives.
+/// Every call that a loaded module makes through its import table passes here and is counted, on any thread, while
+/// the object lives.
 class ImportWatch {
 public:
     explicit ImportWatch(HMODULE hModule);

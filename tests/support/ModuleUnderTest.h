@@ -1,8 +1,8 @@
 #pragma once
 
+#include "RegistrationRecord.h"
 #include "support/ChildProcess.h"
 #include "support/EngineSide.h"
-#include "RegistrationRecord.h"
 
 #include <filesystem>
 
@@ -17,7 +17,8 @@ public:
     [[nodiscard]] HMODULE handle() const { return m_module.get(); }
 
     HRESULT getClassObject(REFCLSID classId, REFIID iid, void** ppv) const {
-        return moduleExport<HRESULT WINAPI(REFCLSID, REFIID, void**)>(handle(), "DllGetClassObject")(classId, iid, ppv);
+        return moduleExport<HRESULT WINAPI(REFCLSID, REFIID, void**)>(handle(), "DllGetClassObject")(classId, iid,
+                                                                                                     ppv);
     }
     [[nodiscard]] HRESULT call(const char* name) const { return moduleExport<HRESULT WINAPI()>(handle(), name)(); }
     [[nodiscard]] HRESULT canUnloadNow() const { return call("DllCanUnloadNow"); }

@@ -47,7 +47,8 @@ public:
         }
         return formatResult;
     }
-    HRESULT STDMETHODCALLTYPE IsOutputFormatSupported(IAudioMediaType*, IAudioMediaType*, IAudioMediaType**) override {
+    HRESULT STDMETHODCALLTYPE IsOutputFormatSupported(IAudioMediaType*, IAudioMediaType*,
+                                                      IAudioMediaType**) override {
         calls.emplace_back("negotiate output");
         return E_NOTIMPL;
     }

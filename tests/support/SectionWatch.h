@@ -8,8 +8,8 @@
 
 namespace tovix::test {
 
-/// While it lives, the ordinary code of a module cannot be executed without being noticed: each function in it that is
-/// entered from the module's real-time section or from outside is recorded by name, and then runs.
+/// While it lives, the ordinary code of a module cannot be executed without being noticed: each function in it that
+/// is entered from the module's real-time section or from outside is recorded by name, and then runs.
 ///
 /// One thread at a time may be inside the module. The module's file must have its symbols.
 class SectionWatch {

@@ -10,7 +10,8 @@ constexpr GUID foreignId{0x11111111, 0x2222, 0x3333, {4, 4, 4, 4, 4, 4, 4, 4}};
 const IID* const effectInterfaces[] = {&IID_IAudioProcessingObject, &IID_IAudioProcessingObjectRT,
                                        &IID_IAudioProcessingObjectConfiguration, &IID_IAudioSystemEffects};
 
-/// The outer object of an aggregate: hands out its own unknown, counts its references, asks the inner one for the rest.
+/// The outer object of an aggregate: hands out its own unknown, counts its references, asks the inner one for the
+/// rest.
 class OuterUnknown final : public IUnknown {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
@@ -154,7 +155,7 @@ TEST(ComServer, InitializationTakesOneSizeAndSurvivesAnyEndpoint) {
         UINT32 size;
         BYTE* pBytes;
         HRESULT result;
-    } sizes[] = {{0, pData, E_POINTER},   {5, nullptr, E_INVALIDARG}, {0, nullptr, E_INVALIDARG},
+    } sizes[] = {{0, pData, E_POINTER},     {5, nullptr, E_INVALIDARG}, {0, nullptr, E_INVALIDARG},
                  {55, pData, E_INVALIDARG}, {57, pData, E_INVALIDARG},  {56, pData, S_OK}};
     for (const auto& c : sizes) {
         EXPECT_EQ(effect.apo->Initialize(c.size, c.pBytes), c.result) << c.size;

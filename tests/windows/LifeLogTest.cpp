@@ -56,14 +56,13 @@ TEST(LifeLog, TellsAWholeLifeInTheGivenWords) {
     {
         const ModuleUnderTest module(logged.path());
         Effect effect(module.create());
-        EXPECT_EQ(logged.lines(),
-                  (Lines{"INFO ClassFactory::CreateInstance@ClassFactory entered",
-                         "INFO EffectManager::EffectManager@EffectManager ENTERED",
-                         "INFO ApoConfigManager::ApoConfigManager@ConfigHelper ENTERING",
-                         "INFO ApoConfigManager::CreateSharedConfigData@ConfigHelper "
-                         "m_pSharedData->Open( CONFIG_DATA_STRUCT ) SUCCEEDED",
-                         "INFO ApoConfigManager::ApoConfigManager@ConfigHelper LEAVING",
-                         "INFO Tovix::Tovix@Tovix CALLED"}));
+        EXPECT_EQ(logged.lines(), (Lines{"INFO ClassFactory::CreateInstance@ClassFactory entered",
+                                         "INFO EffectManager::EffectManager@EffectManager ENTERED",
+                                         "INFO ApoConfigManager::ApoConfigManager@ConfigHelper ENTERING",
+                                         "INFO ApoConfigManager::CreateSharedConfigData@ConfigHelper "
+                                         "m_pSharedData->Open( CONFIG_DATA_STRUCT ) SUCCEEDED",
+                                         "INFO ApoConfigManager::ApoConfigManager@ConfigHelper LEAVING",
+                                         "INFO Tovix::Tovix@Tovix CALLED"}));
 
         EXPECT_EQ(effect.apo->Initialize(0, nullptr), E_INVALIDARG);
         EXPECT_EQ(effect.initialize(), S_OK);
@@ -98,11 +97,11 @@ TEST(LifeLog, TellsAWholeLifeInTheGivenWords) {
         const std::string locked = "2, " + fields + "48000.000000, ChannelMask=3, InputFrameCount=";
         const std::string input = lock + "Input format= { SamplesPerFrame=" + locked + "480, guidFormatType=3 }";
         const std::string target = lock + "Output format= { SamplesPerFrame=" + locked + "441, guidFormatType=3 }";
-        EXPECT_EQ(logged.lines(),
-                  (Lines{input, target, lock + "SUCCEEDED",
-                         "INFO EffectManager::initializeManager@EffectManager Channel count= 2 Device= FL FR", input,
-                         target,
-                         "ERROR Tovix::LockForProcess@Tovix CBaseAudioProcessingObject::LockForProcess() FAILED"}));
+        EXPECT_EQ(
+            logged.lines(),
+            (Lines{input, target, lock + "SUCCEEDED",
+                   "INFO EffectManager::initializeManager@EffectManager Channel count= 2 Device= FL FR", input,
+                   target, "ERROR Tovix::LockForProcess@Tovix CBaseAudioProcessingObject::LockForProcess() FAILED"}));
 
         settings.change("Boost: loud");
         ::Sleep(300);

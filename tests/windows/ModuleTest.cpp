@@ -16,7 +16,8 @@ public:
     explicit ModuleImage(HMODULE hModule) : m_pBase(reinterpret_cast<const BYTE*>(hModule)) {}
 
     [[nodiscard]] const IMAGE_NT_HEADERS64& headers() const {
-        return at<IMAGE_NT_HEADERS64>(static_cast<DWORD>(reinterpret_cast<const IMAGE_DOS_HEADER*>(m_pBase)->e_lfanew));
+        return at<IMAGE_NT_HEADERS64>(
+            static_cast<DWORD>(reinterpret_cast<const IMAGE_DOS_HEADER*>(m_pBase)->e_lfanew));
     }
     template <class T> [[nodiscard]] const T& directory(std::size_t index) const {
         return at<T>(headers().OptionalHeader.DataDirectory[index].VirtualAddress);

@@ -158,12 +158,18 @@ TEST(Locking, RefusesWhatCannotBeProcessed) {
         APO_CONNECTION_DESCRIPTOR** ppOutputs;
         HRESULT result;
     } cases[] = {
-        {0, two, 1, two, APOERR_NUM_CONNECTIONS_INVALID},   {1, two, 0, two, APOERR_NUM_CONNECTIONS_INVALID},
-        {2, two, 1, two, APOERR_NUM_CONNECTIONS_INVALID},   {1, two, 2, two, APOERR_NUM_CONNECTIONS_INVALID},
-        {1, nullptr, 1, two, E_POINTER},                    {1, two, 1, nullptr, E_POINTER},
-        {1, none, 1, two, E_POINTER},                       {1, two, 1, none, E_POINTER},
-        {1, withoutFormat, 1, two, E_POINTER},              {1, withBadFormat, 1, two, E_UNEXPECTED},
-        {1, two, 1, withBadFormat, E_UNEXPECTED},           {1, two, 1, two, S_OK},
+        {0, two, 1, two, APOERR_NUM_CONNECTIONS_INVALID},
+        {1, two, 0, two, APOERR_NUM_CONNECTIONS_INVALID},
+        {2, two, 1, two, APOERR_NUM_CONNECTIONS_INVALID},
+        {1, two, 2, two, APOERR_NUM_CONNECTIONS_INVALID},
+        {1, nullptr, 1, two, E_POINTER},
+        {1, two, 1, nullptr, E_POINTER},
+        {1, none, 1, two, E_POINTER},
+        {1, two, 1, none, E_POINTER},
+        {1, withoutFormat, 1, two, E_POINTER},
+        {1, withBadFormat, 1, two, E_UNEXPECTED},
+        {1, two, 1, withBadFormat, E_UNEXPECTED},
+        {1, two, 1, two, S_OK},
         {1, two, 1, two, APOERR_APO_LOCKED},
     };
     for (const auto& c : cases) {

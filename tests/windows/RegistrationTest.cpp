@@ -136,7 +136,8 @@ TEST(RegistryUtils, FailuresNameTheStepAndTheKey) {
     const std::wstring tooLong = L"HKEY_CURRENT_USER\\" + std::wstring(300, L'x');
     EXPECT_EQ(failureOf([] { createRegistryKey(L"HKEY_LOCAL_MACHINE"); }),
               L"Wrong format of the key: HKEY_LOCAL_MACHINE");
-    EXPECT_EQ(failureOf([] { openRegistryKey(L"HKLM\\SOFTWARE"); }), L"Root registry key is incorrect:HKLM\\SOFTWARE");
+    EXPECT_EQ(failureOf([] { openRegistryKey(L"HKLM\\SOFTWARE"); }),
+              L"Root registry key is incorrect:HKLM\\SOFTWARE");
     const std::pair<std::wstring, std::wstring> failures[] = {
         {failureOf([&] { openRegistryKey(missing); }), L"Opening key " + missing + L": "},
         {failureOf([&] { writeRegistryValue(missing, L"v", L"x"); }), L"Opening key " + missing + L": "},
