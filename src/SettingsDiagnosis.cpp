@@ -33,7 +33,7 @@ bool buildsFilter(const Factories& factories, const SettingsLine& line, const st
 
 std::string decibels(std::int32_t level) {
     std::array<char, 32> text{};
-    const auto end =
+    char* const end =
         std::to_chars(text.data(), text.data() + text.size(), level / 10.0, std::chars_format::fixed, 1).ptr;
     return std::string(text.data(), end) + " dB";
 }
@@ -86,13 +86,13 @@ std::string explainUnknownName(std::wstring_view name) {
         return "there is no name before the colon";
     }
     std::string text = "there is no filter named \"" + encodeUtf8(name) + "\"";
-    const auto nearest = std::min_element(knownNames.begin(), knownNames.end(), [&](auto a, auto b) {
+    const auto* const nearest = std::min_element(knownNames.begin(), knownNames.end(), [&](auto a, auto b) {
         return editDistance(name, a) < editDistance(name, b);
     });
     if (editDistance(name, *nearest) <= largestTypoDistance) {
         return text + " (did you mean \"" + encodeUtf8(*nearest) + "\"?)";
     }
-    return text + "; there are \"Boost\" and \"Equalizer\"";
+    return text + R"(; there are "Boost" and "Equalizer")";
 }
 
 std::string explainBoostMismatch(const BoostParameters& boost) {

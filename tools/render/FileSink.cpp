@@ -33,7 +33,7 @@ int containerFor(const std::string& path, int inputFormat) {
     std::string ending = pathFromUtf8(path).extension().string();
     std::transform(ending.begin(), ending.end(), ending.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    const auto found =
+    const auto* const found =
         std::find_if(endings.begin(), endings.end(), [&](const auto& entry) { return entry.first == ending; });
     return found != endings.end() ? found->second : inputFormat & SF_FORMAT_TYPEMASK;
 }

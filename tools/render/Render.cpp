@@ -186,7 +186,7 @@ Report Run::perform() {
 }
 
 void Run::attendEngine() {
-    const double block = static_cast<double>(m_timing.blockCount());
+    const auto block = static_cast<double>(m_timing.blockCount());
     while (m_nextChange < m_job.plan.changes.size() &&
            blockOf(m_job.plan.changes[m_nextChange].seconds, m_job.format) <= block) {
         m_engine->changeSettings(m_job.plan.changes[m_nextChange++].settings.text());
