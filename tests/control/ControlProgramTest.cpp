@@ -162,6 +162,9 @@ TEST(ControlProgram, RefusalsHaveTheirExitStatusAndLeaveTheSettingsAlone) {
         {L"set \"Bost: 1 dB 1\"", 3},
         {L"old-apo perhaps", 2},
         {L"log-level 6", 2},
+        {L"log-level 5 --hold", 2},
+        {L"status --hold", 2},
+        {L"eq off --fit 3", 2},
         {L"--help", 0},
     };
     for (const auto& c : cases) {

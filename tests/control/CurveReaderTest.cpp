@@ -68,6 +68,9 @@ TEST(CurveReader, RefusesWhatItCannotReadAndSaysWhere) {
         {"Filter: ON LSC 12 dB Fc 100 Hz Gain 3 dB", "\"12\" is none of a filter's values"},
         {"Filter: ON HS Fc 100 Hz Gain 3 dB", "needs its Q"},
         {"Filter: ON PK Fc 100 Hz Gain 3 dB BW Oct 1", "\"BW\" is none"},
+        {"Filter: ON PK Fc 100 Hz Q 1", "no Gain"},
+        {"Filter: ON HSC Gain 3 dB Q 1", "no frequency (Fc)"},
+        {"Filter: ON PK Fc 100 Hz Gain 3 dB Q 1 Gain 6 dB", "its Gain twice"},
         {"Filter: ON PK Fc 30000 Hz Gain 3 dB Q 1", "below 24000 Hz"},
         {"Filter: ON PK Fc 1 kHz Gain 3 dB Q 1", "\"kHz\" where \"Hz\""},
         {"Filter: maybe", "ON or OFF"},
@@ -85,6 +88,11 @@ TEST(CurveReader, RefusesWhatItCannotReadAndSaysWhere) {
     EXPECT_THROW(readCurve(std::string("2\0000\000", 4)), Refusal);
     EXPECT_THROW(readPointList("20 1 30"), Refusal);
     EXPECT_THROW(readPointList("20,1,30,2"), Refusal);
+}
+
+TEST(CurveReader, ANarrowPeakIsPartOfTheCurveThatAThinningIsMeasuredBy) {
+    const auto peak = readCurve("Filter 1: ON PK Fc 1003 Hz Gain -12 dB Q 2000");
+    EXPECT_NEAR(deviationDb(peak.exact, Points{{1000.0, 0.0}}), 12.0, 0.01);
 }
 
 // Closed forms of the cookbook's sections: a peak has its gain at its centre and half of it, in dB, where

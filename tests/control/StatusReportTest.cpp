@@ -1,4 +1,5 @@
 #include "StatusReport.h"
+#include "helpers/Utf.h"
 
 #include <gtest/gtest.h>
 
@@ -38,12 +39,25 @@ TEST(StatusReport, AnyBytesInTheBlockAreShownWithoutReachingTheTerminalRaw) {
             c = static_cast<char>(random() >> 8U);
         }
         const std::string text = describeStatus({.block = block});
-        for (const char c : text) {
-            ASSERT_TRUE(c == '\n' || static_cast<unsigned char>(c) >= 0x20) << static_cast<int>(c);
+        for (const wchar_t c : decodeUtf8(text)) {
+            ASSERT_TRUE(c == L'\n' || (c >= 0x20 && c < 0x7F) || c > 0x9F) << static_cast<int>(c);
         }
         ASSERT_NO_THROW(static_cast<void>(statusData({.block = block}).dump()));
     }
     EXPECT_EQ(printable("a\x1B[2J\xFF"), "a\\x1B[2J\xC3\xBF");
+    EXPECT_EQ(printable("\xC2\x9B"
+                        "2J \xC2\xA0"),
+              "\\x9B2J \xC2\xA0");
+    EXPECT_EQ(printable("\x9B"
+                        "2J"),
+              "\\x9B2J");
+}
+
+TEST(StatusReport, AChangeWhoseNotesQuoteBytesOfTheBlockHasItsData) {
+    const auto data = changeData(switchLines("#Boost: \xFF", "Boost", false));
+    ASSERT_EQ(data["notes"].size(), 1U);
+    EXPECT_NE(data["notes"][0].get<std::string>().find("Boost: \xC3\xBF"), std::string::npos);
+    EXPECT_NO_THROW(static_cast<void>(data.dump()));
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "Commands.h"
 #include "Refusal.h"
 #include "SettingsRules.h"
+#include "StatusReport.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -32,6 +33,13 @@ struct Wishes {
     std::uint32_t logLevel = 0;
     std::vector<std::string> lines;
 };
+
+void refuseHold(const Wishes& w) {
+    if (w.output.hold) {
+        throw CLI::ValidationError("--hold",
+                                   "goes with a change of the settings; without one, watch keeps them open");
+    }
+}
 
 const CLI::Validator onOrOff = CLI::IsMember({"on", "off"});
 
@@ -68,12 +76,16 @@ void addEqualizer(CLI::App& app, Wishes& w) {
     auto* const file = command->add_option("--file", w.file,
                                            "Read the curve from a file: one point a line, a GraphicEQ line, or a "
                                            "parametric list (PK, LS, LSC, HS, HSC with Fc, Gain and Q)");
-    command->add_option("--fit", w.fitPoints, "Thin the curve to at most N points, with the least change")
-        ->check(CLI::Range(1, 1000));
+    auto* const fit =
+        command->add_option("--fit", w.fitPoints, "Thin the curve to at most N points, with the least change")
+            ->check(CLI::Range(1, 1000));
     points->excludes(file);
-    command->callback([&w, points, file] {
+    command->callback([&w, points, file, fit] {
         if (points->count() + file->count() == 0) {
             throw CLI::RequiredError("POINTS or --file");
+        }
+        if ((w.value == "on" || w.value == "off") && fit->count() > 0) {
+            throw CLI::ValidationError("--fit", "goes with a curve, not with on or off");
         }
         runEqualizer(w);
     });
@@ -100,7 +112,10 @@ void addLogLevel(CLI::App& app, Wishes& w) {
     command->add_option("N", w.logLevel, "0 none, 1 fatal, 2 error, 3 warning, 4 info, 5 debug")
         ->required()
         ->check(CLI::Range(std::uint32_t{0}, highestLevel));
-    command->callback([&w] { setLogLevel(w.logLevel); });
+    command->callback([&w] {
+        refuseHold(w);
+        setLogLevel(w.logLevel, w.output);
+    });
 }
 
 void addCommands(CLI::App& app, Wishes& w) {
@@ -110,6 +125,7 @@ void addCommands(CLI::App& app, Wishes& w) {
     app.add_flag("--json", w.output.json, "Answer with data, one JSON object a line");
     app.add_flag("--hold", w.output.hold, "After a change keep the settings open until Ctrl-C");
     app.add_subcommand("status", "Show the settings, what each line does, and the registry values")->callback([&w] {
+        refuseHold(w);
         showStatus(w.output);
     });
     addBoost(app, w);
@@ -134,7 +150,7 @@ int runCommandLine(std::vector<std::string> arguments) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : static_cast<int>(ExitStatus::usage);
     } catch (const Refusal& refusal) {
-        std::cerr << "tovixctl: " << refusal.what() << "\n";
+        std::cerr << "tovixctl: " << printable(refusal.what()) << "\n";
         return static_cast<int>(refusal.status());
     } catch (const std::exception& error) {
         std::cerr << "tovixctl: " << error.what() << "\n";

@@ -1,6 +1,5 @@
 #include "Commands.h"
 
-#include "Numbers.h"
 #include "Refusal.h"
 #include "RegistryValues.h"
 #include "SettingsBlock.h"
@@ -8,7 +7,7 @@
 #include "helpers/RegistrySettings.h"
 #include "helpers/Utf.h"
 
-#include <cmath>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -43,34 +42,18 @@ void show(const Status& status, const Output& output) {
     }
 }
 
-void report(const Change& change, const Output& output) {
-    if (output.json) {
-        nlohmann::json data{
-            {"text", utf8Text(change.text)}, {"lines", linesData(change.text)}, {"notes", change.notes}};
-        if (change.thinned) {
-            data["thinned"] = {{"points", change.thinned->points.size()},
-                               {"largestDeviationDb", change.thinned->deviationDb}};
-        }
-        std::cout << data.dump() << std::endl;
-        return;
-    }
-    std::cout << describeLines(change.text);
-    if (change.thinned) {
-        constexpr double hundredths = 100.0;
-        std::cout << "Thinned to " << change.thinned->points.size() << " points; the curve changes by at most "
-                  << formatDecimal(std::round(change.thinned->deviationDb * hundredths) / hundredths) << " dB.\n";
-    }
-    std::cout << std::flush;
-    for (const auto& note : change.notes) {
-        std::cerr << "Note: " << note << "\n";
-    }
-}
-
 SettingsBlock apply(const std::function<Change(std::string_view)>& change, const Output& output) {
     SettingsBlock block = SettingsBlock::openOrCreate();
     const Change changed = change(block.bytes());
+    // Before the write, so that a report that cannot be made leaves no change behind.
+    const std::string report = output.json ? changeData(changed).dump() + "\n" : describeChange(changed);
     block.write(changed.text);
-    report(changed, output);
+    std::cout << report << std::flush;
+    if (!output.json) {
+        for (const auto& note : changed.notes) {
+            std::cerr << "Note: " << printable(note) << "\n";
+        }
+    }
     return block;
 }
 
@@ -111,9 +94,13 @@ void setOldApo(bool on, const Output& output) {
     leave(*block, output);
 }
 
-void setLogLevel(std::uint32_t level) {
+void setLogLevel(std::uint32_t level, const Output& output) {
     writeRegistryValue(L"MLS", level, "the log level stays as it is");
-    std::cout << "Log level " << level << "; an effect takes it when it next attaches its logger.\n";
+    if (output.json) {
+        std::cout << nlohmann::json{{"logLevel", level}}.dump() << "\n";
+    } else {
+        std::cout << "Log level " << level << "; an effect takes it when it next attaches its logger.\n";
+    }
 }
 
 void watchSettings(const Output& output) {
@@ -124,8 +111,12 @@ void watchSettings(const Output& output) {
             block = SettingsBlock::open();
         }
         const Status status = statusOf(block);
-        if (first || status.block != shown) {
-            shown = status.block;
+        auto text = status.block;
+        if (text) {
+            text->resize(std::min(text->find('\0'), text->size()));
+        }
+        if (first || text != shown) {
+            shown = std::move(text);
             show(status, output);
         }
         ::Sleep(watchPeriodMs);

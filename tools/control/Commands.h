@@ -27,9 +27,10 @@ void changeSettings(const std::function<Change(std::string_view block)>& change,
 /// The line in the block, which effects follow at once, and the registry value, with which later ones begin.
 void setOldApo(bool on, const Output& output);
 
-void setLogLevel(std::uint32_t level);
+void setLogLevel(std::uint32_t level, const Output& output);
 
-/// Shows the settings now and after each change, and keeps the block open; does not return.
+/// Shows the settings now and, looking five times a second, whenever their text is another one; keeps the block open
+/// and does not return.
 [[noreturn]] void watchSettings(const Output& output);
 
 /// The bytes of a curve file; its name in UTF-8.

@@ -84,7 +84,45 @@ ParametricFilter::Kind readKind(std::string_view word, std::string_view where) {
     refuse(where, "filters of the kind " + quoted(word) + " are not known; there are PK, LS, LSC, HS and HSC.");
 }
 
-void requireUsable(const ParametricFilter& filter, std::string_view where) {
+/// A filter's values as they are written, in any order.
+struct FilterValues {
+    std::optional<double> frequencyHz;
+    std::optional<double> gainDb;
+    std::optional<double> q;
+};
+
+FilterValues readValues(Words& words, std::string_view where) {
+    FilterValues values;
+    while (!words.atEnd()) {
+        const auto name = words.take();
+        const auto readOnce = [&](std::optional<double>& value, std::string_view unit) {
+            if (value) {
+                refuse(where, "the filter has its " + std::string(name) + " twice.");
+            }
+            value = words.takeNumber(unit);
+        };
+        if (name == "Fc") {
+            readOnce(values.frequencyHz, "Hz");
+        } else if (name == "Gain") {
+            readOnce(values.gainDb, "dB");
+        } else if (name == "Q") {
+            readOnce(values.q, "");
+        } else {
+            refuse(where, quoted(name) + " is none of a filter's values, which are Fc, Gain and Q.");
+        }
+    }
+    return values;
+}
+
+/// All kinds that there are need all three values.
+ParametricFilter usableFilter(ParametricFilter::Kind kind, const FilterValues& values, std::string_view where) {
+    if (!values.frequencyHz) {
+        refuse(where, "the filter has no frequency (Fc).");
+    }
+    if (!values.gainDb) {
+        refuse(where, "the filter has no Gain.");
+    }
+    const ParametricFilter filter{kind, *values.frequencyHz, *values.gainDb, values.q.value_or(0.0)};
     if (filter.frequencyHz <= 0.0 || filter.frequencyHz >= parametricSampleRateHz / 2.0) {
         refuse(where, "a filter's frequency (Fc) must lie above 0 and below " +
                           formatDecimal(parametricSampleRateHz / 2.0) + " Hz.");
@@ -92,6 +130,7 @@ void requireUsable(const ParametricFilter& filter, std::string_view where) {
     if (filter.q <= 0.0) {
         refuse(where, "a filter needs its Q, above 0; what a shelf without one is differs from program to program.");
     }
+    return filter;
 }
 
 void readFilter(std::string_view text, std::string_view where, CurveParts& parts) {
@@ -107,21 +146,8 @@ void readFilter(std::string_view text, std::string_view where, CurveParts& parts
     if (kindName == "None") {
         return;
     }
-    ParametricFilter filter{.kind = readKind(kindName, where)};
-    while (!words.atEnd()) {
-        const auto name = words.take();
-        if (name == "Fc") {
-            filter.frequencyHz = words.takeNumber("Hz");
-        } else if (name == "Gain") {
-            filter.gainDb = words.takeNumber("dB");
-        } else if (name == "Q") {
-            filter.q = words.takeNumber("");
-        } else {
-            refuse(where, quoted(name) + " is none of a filter's values, which are Fc, Gain and Q.");
-        }
-    }
-    requireUsable(filter, where);
-    parts.filters.push_back(filter);
+    const auto kind = readKind(kindName, where);
+    parts.filters.push_back(usableFilter(kind, readValues(words, where), where));
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <numeric>
 #include <string>
+#include <utility>
 
 namespace tovix::control {
 namespace {
@@ -48,22 +49,32 @@ std::vector<double> frequencyGrid(double perOctave) {
     return frequencies;
 }
 
-WantedCurve computeCurve(const CurveParts& parts) {
-    std::vector<double> frequencies = frequencyGrid(48.0);
+/// The grid and, between its frequencies, the parts' own, where a narrow filter has its peak and a line its corners.
+std::vector<double> frequenciesOf(const CurveParts& parts, double perOctave) {
+    std::vector<double> frequencies = frequencyGrid(perOctave);
     for (const auto& filter : parts.filters) {
         frequencies.push_back(filter.frequencyHz);
     }
     for (const auto& point : parts.points) {
         frequencies.push_back(point.frequencyHz);
     }
-    std::transform(frequencies.begin(), frequencies.end(), frequencies.begin(), roundFrequency);
+    return frequencies;
+}
+
+std::vector<double> risingWithoutEquals(std::vector<double> frequencies) {
     std::sort(frequencies.begin(), frequencies.end());
     frequencies.erase(std::unique(frequencies.begin(), frequencies.end()), frequencies.end());
+    return frequencies;
+}
+
+WantedCurve computeCurve(const CurveParts& parts) {
+    std::vector<double> frequencies = frequenciesOf(parts, 48.0);
+    std::transform(frequencies.begin(), frequencies.end(), frequencies.begin(), roundFrequency);
     WantedCurve curve{.computed = true};
-    for (const double frequencyHz : frequencies) {
+    for (const double frequencyHz : risingWithoutEquals(std::move(frequencies))) {
         curve.points.push_back({frequencyHz, roundGain(gainOf(parts, frequencyHz))});
     }
-    for (const double frequencyHz : frequencyGrid(192.0)) {
+    for (const double frequencyHz : risingWithoutEquals(frequenciesOf(parts, 192.0))) {
         curve.exact.push_back({frequencyHz, gainOf(parts, frequencyHz)});
     }
     return curve;

@@ -61,8 +61,9 @@ SettingsBlock SettingsBlock::openOrCreate() {
 void SettingsBlock::create(SECURITY_ATTRIBUTES* sa) {
     // Before the block, so that an effect that comes to wait in between finds the event and its signal.
     m_hCreateEvent = createEvent(CONFIG_DATA_CREATE_EVENT, sa);
-    if (m_mapping.Create(sa) != IPCS_OK) {
-        const DWORD error = ::GetLastError();
+    const auto result = m_mapping.Create(sa);
+    const DWORD error = ::GetLastError();
+    if (result != IPCS_OK) {
         if (error == ERROR_ACCESS_DENIED) {
             refuse("is not there, and creating it takes an administrator or an effect that runs already (play "
                    "something)",
@@ -70,7 +71,10 @@ void SettingsBlock::create(SECURITY_ATTRIBUTES* sa) {
         }
         refuse("is not there and cannot be created", error);
     }
-    releaseWaiters();
+    // Whoever was faster in between has put a text there, and releases the waiters.
+    if (error != ERROR_ALREADY_EXISTS) {
+        releaseWaiters();
+    }
 }
 
 void SettingsBlock::releaseWaiters() {

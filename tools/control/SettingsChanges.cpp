@@ -41,31 +41,54 @@ std::string withEqualizer(SettingsEdit edit, const Points& points) {
     return edit.text();
 }
 
+bool hasRoom(const SettingsEdit& edit, const Points& points) {
+    return withEqualizer(edit, points).size() <= largestTextBytes;
+}
+
+std::optional<ThinnedCurve> thinToNumber(const Points& points, std::size_t most) {
+    return thinCurve(points, [most](const Points& kept) { return kept.size() <= most; });
+}
+
+/// Refuses `points`, for which there is no room, and offers the largest number that --fit can be given.
+[[noreturn]] void refuseForRoom(const SettingsEdit& edit, const WantedCurve& curve, const Points& points) {
+    const auto roomiest = thinCurve(curve.points, [&edit](const Points& kept) { return hasRoom(edit, kept); });
+    // As many points, chosen for their number alone, may be longer by a few digits.
+    for (std::size_t most = roomiest ? roomiest->points.size() : 0; most > 0; --most) {
+        const auto offered = thinToNumber(curve.points, most);
+        if (offered && hasRoom(edit, offered->points)) {
+            throw Refusal((points.size() == curve.points.size() ? "With all " : "With ") +
+                          std::to_string(points.size()) + " points the settings text would have " +
+                          lengthOf(withEqualizer(edit, points)) + "; --fit " + std::to_string(most) +
+                          " thins them to as many as there is room for, which changes the curve by up to " +
+                          formatDecimal(std::round(offered->deviationDb * 100.0) / 100.0) + " dB.");
+        }
+    }
+    throw Refusal("The other lines leave no room for a curve.");
+}
+
 /// The curve as it goes into the text; none where it goes as it is.
 std::optional<ThinnedCurve> thin(const SettingsEdit& edit, const WantedCurve& curve,
                                  std::optional<std::size_t> fitPoints) {
-    const bool fitsBytes = withEqualizer(edit, curve.points).size() <= largestTextBytes;
-    if (fitPoints ? curve.points.size() <= *fitPoints : fitsBytes) {
+    const std::size_t most = fitPoints.value_or(curve.points.size());
+    const bool fewEnough = curve.points.size() <= most;
+    if (fewEnough && hasRoom(edit, curve.points)) {
         return std::nullopt;
     }
-    const auto toRoom = [&edit](const Points& points) {
-        return withEqualizer(edit, points).size() <= largestTextBytes;
-    };
-    const auto toNumber = [&](const Points& points) {
-        return points.size() <= *fitPoints && (!curve.computed || toRoom(points));
-    };
-    auto thinned = fitPoints ? thinCurve(curve.points, toNumber) : thinCurve(curve.points, toRoom);
-    if (!thinned) {
-        throw Refusal("The other lines leave no room for a curve.");
-    }
-    if (fitPoints || curve.computed) {
+    if (curve.computed) {
+        auto thinned = thinCurve(
+            curve.points, [&edit, most](const Points& kept) { return kept.size() <= most && hasRoom(edit, kept); });
+        if (!thinned) {
+            throw Refusal("The other lines leave no room for a curve.");
+        }
         thinned->deviationDb = deviationDb(curve.exact, thinned->points);
         return thinned;
     }
-    throw Refusal("With all " + std::to_string(curve.points.size()) + " points the settings text would have " +
-                  lengthOf(withEqualizer(edit, curve.points)) + "; --fit " + std::to_string(thinned->points.size()) +
-                  " thins them to as many as there is room for, which changes the curve by up to " +
-                  formatDecimal(std::round(thinned->deviationDb * 100.0) / 100.0) + " dB.");
+    auto thinned = fewEnough ? std::nullopt : thinToNumber(curve.points, most);
+    const Points& points = thinned ? thinned->points : curve.points;
+    if (!hasRoom(edit, points)) {
+        refuseForRoom(edit, curve, points);
+    }
+    return thinned;
 }
 
 } // namespace
@@ -102,17 +125,17 @@ Change switchLines(std::string_view block, std::string_view name, bool on) {
     Change change;
     const auto changed = on ? edit.switchOn(name) : edit.switchOff(name);
     change.text = edit.text();
-    const std::string line = edit.find(name);
-    if (on && line.empty()) {
+    const auto lines = edit.find(name);
+    if (on && lines.empty()) {
         throw Refusal("There is no line named \"" + std::string(name) + "\" to switch on; give its value instead.");
     }
     if (changed == 0) {
-        change.notes.push_back(line.empty() ? "There is no line named \"" + std::string(name) + "\"."
-                                            : "\"" + line + "\" stood so already.");
+        change.notes.push_back(lines.empty() ? "There is no line named \"" + std::string(name) + "\"."
+                                             : "\"" + lines.front() + "\" stood so already.");
     }
     requireFits(change.text);
     if (on) {
-        checkLine(line);
+        std::for_each(lines.begin(), lines.end(), checkLine);
         addHint(change);
     }
     return change;

@@ -15,7 +15,8 @@ namespace tovix::control {
 /// A settings text ready to be written.
 struct Change {
     std::string text;
-    /// Sentences for the user: what was rounded, left out or removed, and hints.
+    /// Sentences for the user: what was rounded, left out or removed, and hints. They may quote the block, whose
+    /// bytes are any.
     std::vector<std::string> notes;
     /// Where a curve was thinned: its points, and how far it is from the wanted one at most.
     std::optional<ThinnedCurve> thinned;

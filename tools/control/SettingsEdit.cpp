@@ -3,6 +3,7 @@
 #include "SettingsText.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace tovix::control {
 
@@ -58,10 +59,11 @@ std::size_t SettingsEdit::switchOn(std::string_view name) {
     return changed;
 }
 
-std::string SettingsEdit::find(std::string_view name) const {
-    const auto place = std::find_if(m_lines.begin(), m_lines.end(),
-                                    [name](const std::string& line) { return lineName(line) == name; });
-    return place == m_lines.end() ? std::string() : *place;
+std::vector<std::string> SettingsEdit::find(std::string_view name) const {
+    std::vector<std::string> found;
+    std::copy_if(m_lines.begin(), m_lines.end(), std::back_inserter(found),
+                 [name](const std::string& line) { return lineName(line) == name; });
+    return found;
 }
 
 std::string SettingsEdit::text() const {

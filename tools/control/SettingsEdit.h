@@ -23,8 +23,8 @@ public:
     /// Takes the '#' off every line named `name` that has one; answers how many.
     std::size_t switchOn(std::string_view name);
 
-    /// The first line named `name`, as it stands; empty without one.
-    [[nodiscard]] std::string find(std::string_view name) const;
+    /// The lines named `name`, as they stand.
+    [[nodiscard]] std::vector<std::string> find(std::string_view name) const;
 
     /// The lines, with a line feed between two of them.
     [[nodiscard]] std::string text() const;

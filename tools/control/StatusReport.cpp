@@ -1,9 +1,11 @@
 #include "StatusReport.h"
 
+#include "Numbers.h"
 #include "SettingsDiagnosis.h"
 #include "helpers/Utf.h"
 
 #include <array>
+#include <cmath>
 #include <nlohmann/json.hpp>
 
 namespace tovix::control {
@@ -54,13 +56,20 @@ std::string utf8Text(std::string_view bytes) {
 std::string printable(std::string_view text) {
     constexpr std::string_view digits = "0123456789ABCDEF";
     std::string shown;
+    bool afterC2 = false;
     for (const char c : utf8Text(text)) {
         const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte == 0x7F) {
+        // U+0080 to U+009F control a terminal too; in UTF-8 they are 0xC2 and their own number.
+        const bool isUpperControl = afterC2 && byte <= 0x9F;
+        if (isUpperControl) {
+            shown.pop_back();
+        }
+        if (byte < 0x20 || byte == 0x7F || isUpperControl) {
             shown += std::string("\\x") + digits[byte >> 4U] + digits[byte & 15U];
         } else {
             shown += c;
         }
+        afterC2 = byte == 0xC2;
     }
     return shown;
 }
@@ -74,13 +83,37 @@ std::string describeLines(std::string_view block) {
     return text.empty() ? "  (no lines)\n" : text;
 }
 
+std::string describeChange(const Change& change) {
+    std::string text = describeLines(change.text);
+    if (change.thinned) {
+        constexpr double hundredths = 100.0;
+        text += "Thinned to " + std::to_string(change.thinned->points.size()) +
+                " points; the curve changes by at most " +
+                formatDecimal(std::round(change.thinned->deviationDb * hundredths) / hundredths) + " dB.\n";
+    }
+    return text;
+}
+
+nlohmann::json changeData(const Change& change) {
+    nlohmann::json data{
+        {"text", utf8Text(change.text)}, {"lines", linesData(change.text)}, {"notes", nlohmann::json::array()}};
+    for (const auto& note : change.notes) {
+        data["notes"].push_back(utf8Text(note));
+    }
+    if (change.thinned) {
+        data["thinned"] = {{"points", change.thinned->points.size()},
+                           {"largestDeviationDb", change.thinned->deviationDb}};
+    }
+    return data;
+}
+
 std::string describeStatus(const Status& status) {
     std::string text;
     if (status.block) {
         text = "Settings: " + std::to_string(textOf(*status.block).size()) + " of 255 bytes" +
                describeHolders(status) + "\n" + describeLines(*status.block);
     } else {
-        text = "Settings: there is no block; neither an effect nor a control program is running.\n";
+        text = "Settings: there is no block; an effect may be waiting for one.\n";
     }
     text += std::string("Log level (registry, MLS): ") + std::to_string(status.logLevel) + ", " +
             levelNames.at(status.logLevel) + "\n";
@@ -92,7 +125,7 @@ nlohmann::json linesData(std::string_view block) {
     for (const auto& diagnosis : diagnoseSettings(block, decodeLatin1)) {
         nlohmann::json line{{"line", utf8Text(diagnosis.line)},
                             {"outcome", outcomeName(diagnosis.outcome)},
-                            {"explanation", diagnosis.explanation}};
+                            {"explanation", utf8Text(diagnosis.explanation)}};
         if (diagnosis.boost) {
             line["boost"] = {{"levelDb", diagnosis.boost->level / 10.0}, {"limiter", diagnosis.boost->mode == 1}};
         }

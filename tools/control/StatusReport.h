@@ -1,5 +1,7 @@
 #pragma once
 
+#include "SettingsChanges.h"
+
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
@@ -22,11 +24,18 @@ struct Status {
 /// `bytes` as UTF-8, whatever they are: what is none becomes Latin-1.
 std::string utf8Text(std::string_view bytes);
 
-/// `text` in UTF-8 for a terminal: control characters become "\x1B".
+/// `text` in UTF-8 for a terminal: control characters, U+0080 to U+009F among them, become "\x1B".
 std::string printable(std::string_view text);
 
 /// Each line of the settings text with what it does, one a line and indented; "(no lines)" without any.
 std::string describeLines(std::string_view block);
+
+/// The lines of a change and, where a curve was thinned, a sentence on that; the notes are not in it.
+std::string describeChange(const Change& change);
+
+/// The same as data: "text", "lines", "notes" and, where a curve was thinned, "thinned" ("points",
+/// "largestDeviationDb").
+nlohmann::json changeData(const Change& change);
 
 /// All of a status as text, ending in a line feed.
 std::string describeStatus(const Status& status);

@@ -50,7 +50,7 @@ void showToDebugger(std::string_view text) noexcept {
     }
     std::array<char, LineQueue::longestLine + std::tuple_size_v<Head> + 3> line{};
     while (!text.empty()) {
-        const auto length = std::min({text.find('\n') + 1, text.size(), line.size() - 1});
+        const auto length = std::min(std::min(text.find('\n'), text.size() - 1) + 1, line.size() - 1);
         *std::copy_n(text.data(), length, line.data()) = '\0';
         ::OutputDebugStringA(line.data());
         text.remove_prefix(length);

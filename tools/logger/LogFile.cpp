@@ -59,7 +59,8 @@ bool appendTo(const std::wstring& path, std::string_view text) noexcept {
         return false;
     }
     DWORD written = 0;
-    return ::WriteFile(file.get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr) != FALSE;
+    return ::WriteFile(file.get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr) != FALSE &&
+           written == text.size();
 }
 
 } // namespace
