@@ -53,7 +53,7 @@ TEST_F(Refusal, OfEachWrongInputHasItsStatusAndOneSentenceAndLeavesTheOutputAlon
         {{in, out, "--at", "soon", "Boost: 1 dB 1"}, ExitStatus::usage},
         {{in, out, "--at", "0.1"}, ExitStatus::usage},
         {{in, out, "--report", "xml"}, ExitStatus::usage},
-        {{in, in}, ExitStatus::usage},
+        {{in, out, "--levels", in}, ExitStatus::usage},
         {{in, out, "--levels", out}, ExitStatus::usage},
         {{in, out, "--levels", folder.file("t.csv"), "--response", folder.file("t.csv")}, ExitStatus::usage},
         {{folder.file("absent.wav"), out}, ExitStatus::unreadableInput},

@@ -80,7 +80,8 @@ struct Job {
     EngineFormat format;
 };
 
-/// Each file of a run under a name of its own: two outputs of one name would replace each other, or the input.
+/// Outputs under names of their own: two of one name would replace each other, and a table the input. The sound itself
+/// may replace the input, which it does when it is complete.
 void checkNames(const Options& options) {
     std::vector<std::filesystem::path> names;
     for (const auto* const pName :
@@ -89,7 +90,8 @@ void checkNames(const Options& options) {
             continue;
         }
         const auto name = std::filesystem::weakly_canonical(pathFromUtf8(*pName));
-        if (std::find(names.begin(), names.end(), name) != names.end()) {
+        const bool replacesInput = pName == &options.outputPath && *pName == options.inputPath;
+        if (!replacesInput && std::find(names.begin(), names.end(), name) != names.end()) {
             throw RenderError(ExitStatus::usage, *pName + " is named twice; every file needs a name of its own.");
         }
         names.push_back(name);
