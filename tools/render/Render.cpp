@@ -80,8 +80,8 @@ struct Job {
     EngineFormat format;
 };
 
-/// Outputs under names of their own: two of one name would replace each other, and a table the input. The sound itself
-/// may replace the input, which it does when it is complete.
+/// Outputs under names of their own: two of one name would replace each other, and a table the input. The sound
+/// itself may replace the input, which it does when it is complete.
 void checkNames(const Options& options) {
     std::vector<std::filesystem::path> names;
     for (const auto* const pName :
