@@ -130,7 +130,7 @@ Sound readSound(const std::string& path) {
 
 Outcome runRender(std::vector<std::string> arguments) {
 #ifdef _WIN32
-    arguments.emplace_back("--core");
+    arguments.insert(arguments.begin(), "--core");
 #endif
     return runProgramAsIs(arguments);
 }
