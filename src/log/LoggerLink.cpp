@@ -1,24 +1,11 @@
 #include "log/LoggerLink.h"
 
+#include "helpers/Exclusive.h"
 #include "log/ForeignCall.h"
 
 #include <utility>
 
 namespace tovix {
-namespace {
-
-class Exclusive {
-public:
-    explicit Exclusive(SRWLOCK& lock) noexcept : m_lock(lock) { ::AcquireSRWLockExclusive(&m_lock); }
-    ~Exclusive() { ::ReleaseSRWLockExclusive(&m_lock); }
-    Exclusive(const Exclusive&) = delete;
-    Exclusive& operator=(const Exclusive&) = delete;
-
-private:
-    SRWLOCK& m_lock;
-};
-
-} // namespace
 
 unsigned LoggerLink::generation() noexcept {
     const Exclusive guard(m_state);

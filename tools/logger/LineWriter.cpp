@@ -1,5 +1,6 @@
 #include "LineWriter.h"
 
+#include "helpers/Exclusive.h"
 #include "helpers/ModuleThread.h"
 
 #include <algorithm>
@@ -13,17 +14,6 @@ namespace {
 /// All writers of the process. Never destroyed, as they are asked for at the process's very end.
 SRWLOCK writersLock = SRWLOCK_INIT;
 LineWriter* pWriters = nullptr;
-
-class Exclusive {
-public:
-    explicit Exclusive(SRWLOCK& lock) noexcept : m_lock(lock) { ::AcquireSRWLockExclusive(&m_lock); }
-    ~Exclusive() { ::ReleaseSRWLockExclusive(&m_lock); }
-    Exclusive(const Exclusive&) = delete;
-    Exclusive& operator=(const Exclusive&) = delete;
-
-private:
-    SRWLOCK& m_lock;
-};
 
 using Head = std::array<char, 48>;
 
