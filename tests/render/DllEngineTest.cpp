@@ -1,12 +1,16 @@
 #include "RenderSupport.h"
+#include "helpers/SharedConfigMapping.h"
+#include "support/ChildProcess.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <thread>
 #include <vector>
 
+using namespace tovix;
 using namespace tovix::render;
 
 namespace {
@@ -17,6 +21,41 @@ Sound programme(int channels) {
         const double swell = 0.5 + 0.45 * std::sin(4.0 * t);
         return swell * std::sin(6.283185 * (220.0 + 30.0 * c) * t) * (c % 2 == 0 ? 1.0 : 0.7);
     });
+}
+
+float largestDifference(const Sound& a, const Sound& b) {
+    if (a.samples.size() != b.samples.size() || a.samples.empty()) {
+        return INFINITY;
+    }
+    float largest = 0.0F;
+    for (std::size_t i = 0; i < a.samples.size(); ++i) {
+        largest = std::max(largest, std::fabs(a.samples[i] - b.samples[i]));
+    }
+    return largest;
+}
+
+/// The largest magnitude of the sound between two moments.
+float peakBetween(const Sound& sound, double fromSeconds, double toSeconds) {
+    float peak = 0.0F;
+    for (auto f = std::lround(fromSeconds * sound.sampleRateHz); f < std::lround(toSeconds * sound.sampleRateHz);
+         ++f) {
+        peak = std::max(peak, std::fabs(sound.at(static_cast<std::size_t>(f), 0)));
+    }
+    return peak;
+}
+
+/// Calls an export of the library that lies beside this program.
+HRESULT callLibrary(const char* name) {
+    const ModuleReference library(::LoadLibraryW((test::programFolder() / "Tovix64.dll").c_str()));
+    return moduleExport<HRESULT WINAPI()>(library.get(), name)();
+}
+
+/// Waits, ten seconds at most, until somebody has the settings block open.
+void awaitSettingsBlock() {
+    SharedConfigMapping block;
+    for (int i = 0; i < 500 && block.Open() != IPCS_OK; ++i) {
+        ::Sleep(20);
+    }
 }
 
 TEST(DllEngine, GivesWhatTheCoreGives) {
@@ -40,22 +79,57 @@ TEST(DllEngine, GivesWhatTheCoreGives) {
     for (const auto& c : cases) {
         const TestFolder folder;
         writeSound(folder.file("in.wav"), programme(c.channels));
-        std::vector<std::string> arguments{folder.file("in.wav"), folder.file("core.wav"), "--quiet"};
+        std::vector<std::string> arguments{folder.file("in.wav"), folder.file("core.wav"), "--report", "json"};
         arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());
         const Outcome core = runRender(arguments);
         ASSERT_EQ(core.status, 0) << c.name << ": " << core.err;
         arguments[1] = folder.file("dll.wav");
         const Outcome dll = runProgramAsIs(arguments);
         ASSERT_EQ(dll.status, 0) << c.name << ": " << dll.err;
-        const Sound expected = readSound(folder.file("core.wav"));
-        const Sound rendered = readSound(folder.file("dll.wav"));
-        ASSERT_EQ(rendered.samples.size(), expected.samples.size()) << c.name;
-        float largest = 0.0F;
-        for (std::size_t i = 0; i < expected.samples.size(); ++i) {
-            largest = std::max(largest, std::fabs(rendered.samples[i] - expected.samples[i]));
-        }
-        EXPECT_LE(largest, 1e-6F) << c.name;
+        ASSERT_NE(dll.out.find("Tovix64.dll"), std::string::npos) << dll.out;
+        EXPECT_LE(largestDifference(readSound(folder.file("dll.wav")), readSound(folder.file("core.wav"))), 1e-6F)
+            << c.name;
     }
+}
+
+TEST(DllEngine, PlaysTheRegisteredLibraryThroughCom) {
+    const TestFolder folder;
+    writeSound(folder.file("in.wav"), programme(2));
+    const auto render = [&folder](const char* output, const char* engine) {
+        return runProgramAsIs({folder.file("in.wav"), folder.file(output), "--quiet", engine});
+    };
+    EXPECT_NE(render("none.wav", "--registered").err.find("the registered effect cannot be created"),
+              std::string::npos);
+    ASSERT_EQ(callLibrary("DllRegisterServer"), S_OK);
+    const Outcome registered = render("registered.wav", "--registered");
+    ASSERT_EQ(callLibrary("DllUnregisterServer"), S_OK);
+    ASSERT_EQ(registered.status, 0) << registered.err;
+    ASSERT_EQ(render("core.wav", "--core").status, 0);
+    EXPECT_LE(largestDifference(readSound(folder.file("registered.wav")), readSound(folder.file("core.wav"))), 1e-6F);
+}
+
+TEST(DllEngine, IsSteeredByTheControlProgramWhileItPlays) {
+    const TestFolder folder;
+    writeSound(folder.file("in.wav"), sineSound(2, 4.0, 997.0, 0.1));
+    writeText(folder.file("settings.txt"), "Boost: 0 dB 1\n#Equalizer:\n");
+    Outcome render;
+    testing::internal::CaptureStderr();
+    std::thread playing([&] {
+        render = runProgramAsIs({folder.file("in.wav"), folder.file("out.wav"), "--quiet", "--settings",
+                                 folder.file("settings.txt"), "--realtime", "--watch"});
+    });
+    awaitSettingsBlock();
+    ::Sleep(1000);
+    test::ChildProcess control({test::programFolder() / "tovixctl.exe", L"boost 12 --limit"});
+    const DWORD status = control.finish();
+    playing.join();
+    const std::string told = testing::internal::GetCapturedStderr();
+    ASSERT_EQ(render.status, 0) << render.err;
+    EXPECT_EQ(status, 0U);
+    EXPECT_NE(told.find("Boost: 120 dB 1"), std::string::npos) << told;
+    const Sound sound = readSound(folder.file("out.wav"));
+    EXPECT_NEAR(peakBetween(sound, 0.0, 0.5), 0.1, 0.001);
+    EXPECT_NEAR(peakBetween(sound, 3.5, 4.0), 0.1 * std::pow(10.0, 12.0 / 20.0), 0.004);
 }
 
 TEST(DllEngine, SaysWhatKeepsALibraryFromBeingUsed) {

@@ -119,6 +119,7 @@ void addLogLevel(CLI::App& app, Wishes& w) {
 }
 
 void addCommands(CLI::App& app, Wishes& w) {
+    app.allow_windows_style_options(false); // a path may begin with a slash
     app.require_subcommand(1);
     app.fallthrough();
     app.footer(footer);

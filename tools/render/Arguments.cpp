@@ -2,8 +2,7 @@
 
 #ifdef _WIN32
 #include "helpers/Utf.h"
-
-#include <windows.h>
+#include "helpers/WinHandles.h"
 
 #include <shellapi.h>
 #endif
@@ -14,15 +13,14 @@ namespace tovix::render {
 std::vector<std::string> programArguments(int argc, char** argv) {
     SetConsoleOutputCP(CP_UTF8);
     int count = 0;
-    wchar_t** const pArguments = CommandLineToArgvW(GetCommandLineW(), &count);
-    if (pArguments == nullptr) {
+    const LocalBlock<wchar_t*> pArguments(CommandLineToArgvW(GetCommandLineW(), &count));
+    if (!pArguments) {
         return {argv + 1, argv + argc};
     }
     std::vector<std::string> arguments;
     for (int i = 1; i < count; ++i) {
-        arguments.push_back(encodeUtf8(pArguments[i]));
+        arguments.push_back(encodeUtf8(pArguments.get()[i]));
     }
-    LocalFree(pArguments);
     return arguments;
 }
 #else

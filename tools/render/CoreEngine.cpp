@@ -75,6 +75,10 @@ bool CoreEngine::isSettled() const noexcept {
     return m_tokenFree && !m_announced;
 }
 
+std::string CoreEngine::description() const {
+    return "the core, within this program";
+}
+
 std::unique_ptr<IEngine> makeReplayEngine() {
     return std::make_unique<CoreEngine>();
 }

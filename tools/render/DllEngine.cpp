@@ -204,4 +204,8 @@ bool DllEngine::isSettled() const noexcept {
     return m_fadeFramesLeft == 0 && !m_announced && !m_foreignText;
 }
 
+std::string DllEngine::description() const {
+    return m_module ? m_module->description() : "";
+}
+
 } // namespace tovix::render

@@ -32,6 +32,7 @@ public:
     void process(const float* input, float* output) noexcept override;
     [[nodiscard]] bool isSettled() const noexcept override;
     [[nodiscard]] EngineStatistics statistics() const noexcept override { return m_statistics; }
+    [[nodiscard]] std::string description() const override;
     void close() noexcept override;
 
 private:

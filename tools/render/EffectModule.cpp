@@ -28,9 +28,10 @@ EffectModule::EffectModule(const EngineChoice& choice) : m_registered(choice.reg
         return;
     }
     const auto path = libraryPath(choice);
+    m_description = utf8Text(path);
     m_module.reset(::LoadLibraryW(path.c_str()));
     if (!m_module) {
-        throw RenderError(ExitStatus::failure, "the effect's library " + utf8Text(path) + " cannot be loaded.");
+        throw RenderError(ExitStatus::failure, "the effect's library " + m_description + " cannot be loaded.");
     }
 }
 

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 
 namespace tovix::render {
@@ -52,6 +53,9 @@ public:
     [[nodiscard]] virtual bool isSettled() const noexcept = 0;
 
     [[nodiscard]] virtual EngineStatistics statistics() const noexcept = 0;
+
+    /// Which effect it runs, for people.
+    [[nodiscard]] virtual std::string description() const = 0;
 
     /// Ends the stream; `open` may follow.
     virtual void close() noexcept = 0;

@@ -67,6 +67,7 @@ void writeJsonReport(std::ostream& out, const Report& report) {
                     {"output_channels", report.format.outputChannels},
                     {"channel_mask", report.format.channelMask},
                     {"block_frames", report.format.blockFrames},
+                    {"effect", report.effect},
                     {"settings", linesOf(report.settings.initial)},
                     {"changes", changesOf(report.settings)},
                     {"before", loudnessOf(report.before)},

@@ -102,6 +102,7 @@ void takeFiles(Options& options, const std::vector<std::string>& files) {
 std::optional<Options> parseOptions(const std::vector<std::string>& arguments, std::ostream& out) {
     CLI::App app{description, "tovix-render"};
     app.footer(footer);
+    app.allow_windows_style_options(false); // a path may begin with a slash
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     Options options;
     RawOptions raw;

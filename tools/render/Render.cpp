@@ -235,6 +235,7 @@ Report Run::report() const {
             .before = m_before.figures(),
             .after = m_after.figures(),
             .limiter = m_limiter.activity(),
+            .effect = m_engine->description(),
             .engine = m_engine->statistics(),
             .frames = m_frames,
             .effectSeconds = m_timing.totalSeconds(),

@@ -23,6 +23,7 @@ struct Report {
     LoudnessFigures before;
     LoudnessFigures after;
     LimiterActivity limiter;
+    std::string effect;
     EngineStatistics engine;
 
     std::uint64_t frames = 0;

@@ -118,6 +118,7 @@ void writeSpeed(std::ostream& out, const Report& report) {
 void writeTextReport(std::ostream& out, const Report& report) {
     out << "tovix-render\n";
     writeSound(out, report);
+    label(out, "effect") << report.effect << '\n';
     writeSettings(out, report.settings);
     writeLoudness(out, {"loudness", "LUFS", "below the gate"}, report.before.integratedLufs,
                   report.after.integratedLufs);
