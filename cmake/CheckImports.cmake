@@ -1,7 +1,7 @@
 # Fails when a Windows program or library in FOLDER would need one of the compiler's own run-time libraries.
 # cmake -D FOLDER=... -D OBJDUMP=... -P CheckImports.cmake
 
-file(GLOB programs ${FOLDER}/*.exe ${FOLDER}/*.dll)
+file(GLOB_RECURSE programs ${FOLDER}/*.exe ${FOLDER}/*.dll)
 if(NOT programs)
     message(FATAL_ERROR "No programs in ${FOLDER}.")
 endif()
