@@ -5,7 +5,6 @@
 #include "log/Log.h"
 
 #include <mutex>
-#include <new>
 
 namespace tovix {
 namespace {
@@ -26,7 +25,7 @@ void log(LogLevel level, const LogLocation& location, const void* pObject, std::
 
 EffectManager::EffectManager() {
     log(LogLevel::Info, in("EffectManager::EffectManager"), this, "ENTERED");
-    m_pState = std::make_shared<ManagerState>(this);
+    m_pState.reset(new ManagerState(this));
 }
 
 EffectManager::~EffectManager() {
@@ -50,12 +49,8 @@ void EffectManager::initializeManager(const StreamFormat& format) noexcept {
 
 void EffectManager::startThread() noexcept {
     m_pState->createShutdownEvent();
-    std::unique_ptr<std::shared_ptr<ManagerState>> pReference(new (std::nothrow)
-                                                                  std::shared_ptr<ManagerState>(m_pState));
-    if (!pReference) {
-        return;
-    }
-    m_hThread = startModuleThread(&notificationThread, pReference.get());
+    auto forThread = m_pState->addReference();
+    m_hThread = startModuleThread<&notificationThread>(forThread.get());
     // Compared with -1 and not with null, deliberately: a thread that could not be started is not reported, and the
     // next call tries again.
     if (m_hThread.get() == INVALID_HANDLE_VALUE) {
@@ -64,14 +59,13 @@ void EffectManager::startThread() noexcept {
             "E: Filed to create params change notification thread");
     }
     if (m_hThread) {
-        static_cast<void>(pReference.release());
+        static_cast<void>(forThread.release());
     }
 }
 
 DWORD EffectManager::notificationThread(void* pState) noexcept {
-    const std::unique_ptr<std::shared_ptr<ManagerState>> pReference(
-        static_cast<std::shared_ptr<ManagerState>*>(pState));
-    (*pReference)->rebuildOnUpdates();
+    const ManagerState::Reference pReference(static_cast<ManagerState*>(pState));
+    pReference->rebuildOnUpdates();
     return 0;
 }
 

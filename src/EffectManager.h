@@ -3,11 +3,11 @@
 #include "BlockProcess.h"
 #include "ChainSlots.h"
 #include "filters/IFilterFactory.h"
+#include "helpers/ThreadShared.h"
 #include "helpers/WinHandles.h"
 #include "platform/RtSection.h"
 
 #include <cstdint>
-#include <memory>
 
 namespace tovix {
 
@@ -49,7 +49,7 @@ private:
     void startThread() noexcept;
     static DWORD notificationThread(void* pState) noexcept;
 
-    std::shared_ptr<ManagerState> m_pState;
+    ThreadShared<ManagerState>::Reference m_pState;
     KernelHandle m_hThread;
 };
 

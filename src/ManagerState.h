@@ -5,6 +5,7 @@
 #include "ChainSlots.h"
 #include "helpers/ConfigHelper.h"
 #include "helpers/CriticalSection.h"
+#include "helpers/ThreadShared.h"
 #include "helpers/WinHandles.h"
 #include "log/Log.h"
 
@@ -14,14 +15,11 @@
 namespace tovix {
 
 /// What an EffectManager and its parameter-change thread share: the settings, the chain builder, the chains and the
-/// token for the pending chain. Both hold a reference, so that a thread that outlives the manager's last wait still
-/// finds everything in place.
-class ManagerState {
+/// token for the pending chain.
+class ManagerState : public ThreadShared<ManagerState> {
 public:
     /// [control] `pManager` stands in the log lines only.
     explicit ManagerState(const void* pManager);
-    ManagerState(const ManagerState&) = delete;
-    ManagerState& operator=(const ManagerState&) = delete;
 
     /// Guards every change of the format and of the chains that is not the audio thread's.
     [[nodiscard]] CriticalSection& lock() noexcept { return m_lock; }
@@ -51,6 +49,9 @@ public:
     [[nodiscard]] bool oldApoSetting() const noexcept RT_SECTION;
 
 private:
+    friend class ThreadShared<ManagerState>;
+    ~ManagerState() = default;
+
     /// When the last build began and ended, in units of the performance counter.
     struct BuildTimes {
         std::int64_t start = 0;

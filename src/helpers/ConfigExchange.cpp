@@ -25,17 +25,6 @@ ConfigExchange::Reference ConfigExchange::make() noexcept {
     return Reference(new (std::nothrow) ConfigExchange);
 }
 
-ConfigExchange::Reference ConfigExchange::addReference() noexcept {
-    m_references.fetch_add(1, std::memory_order_relaxed);
-    return Reference(this);
-}
-
-void ConfigExchange::drop() noexcept {
-    if (m_references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-        delete this;
-    }
-}
-
 void ConfigExchange::setUp() noexcept {
     static constexpr const char* function = "ApoConfigManager::ApoConfigManager";
     m_pSecurity.reset(new (std::nothrow) GlobalObjectSecurity);
@@ -125,7 +114,7 @@ void ConfigExchange::waitForCreation(SECURITY_ATTRIBUTES* sa) noexcept {
     m_hStopEvent = createAutoResetEvent(nullptr, nullptr);
     configLog::line(LogLevel::Info, configLog::in(function), this, "Starting a thread to wait for the data creation");
     Reference forThread = addReference();
-    m_hCreateThread = startModuleThread(&SharedDataCreateThread, forThread.get());
+    m_hCreateThread = startModuleThread<&SharedDataCreateThread>(forThread.get());
     if (m_hCreateThread) {
         static_cast<void>(forThread.release());
     }

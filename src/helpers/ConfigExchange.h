@@ -3,9 +3,9 @@
 #include "helpers/CriticalSection.h"
 #include "helpers/SecurityHelper.h"
 #include "helpers/SharedConfigMapping.h"
+#include "helpers/ThreadShared.h"
 #include "helpers/WinHandles.h"
 
-#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -13,18 +13,13 @@
 
 namespace tovix {
 
-/// What an ApoConfigManager and the thread that waits for the block share. It lives as long as either of them
-/// holds a reference, so that a thread that comes back after the manager's last wait finds it closed, not gone.
+/// What an ApoConfigManager and the thread that waits for the block share; a thread that comes back after the
+/// manager's last wait finds it closed, not gone.
 ///
 /// [control]. `m_lock` guards the members that the waiting thread reads or writes; nothing is logged and
 /// nothing is waited for while it is held, because a logger may be slow.
-class ConfigExchange {
+class ConfigExchange : public ThreadShared<ConfigExchange> {
 public:
-    struct DropReference {
-        void operator()(ConfigExchange* pExchange) const noexcept { pExchange->drop(); }
-    };
-    using Reference = std::unique_ptr<ConfigExchange, DropReference>;
-
     /// A closed exchange with one reference; null when there is no memory.
     static Reference make() noexcept;
 
@@ -40,11 +35,9 @@ public:
     [[nodiscard]] HANDLE updateEvent() const noexcept { return m_hUpdateEvent.get(); }
 
 private:
+    friend class ThreadShared<ConfigExchange>;
     ConfigExchange() noexcept = default;
     ~ConfigExchange() = default;
-
-    Reference addReference() noexcept;
-    void drop() noexcept;
 
     void createUpdateEvent(SECURITY_ATTRIBUTES* sa) noexcept;
     void CreateSharedConfigData(SECURITY_ATTRIBUTES* sa) noexcept;
@@ -66,7 +59,6 @@ private:
     CriticalSection m_lock;
     /// Ends this exchange's own wait where another process's waiter takes the creation event's one signal.
     KernelHandle m_hStopEvent;
-    std::atomic<int> m_references{1};
 };
 
 } // namespace tovix

@@ -1,29 +1,15 @@
 #include "helpers/ModuleThread.h"
 
-#include <new>
-
 namespace tovix {
 namespace {
 
-struct ThreadStart {
-    ThreadBody body;
-    void* pContext;
-    ModuleReference module;
-};
-
-DWORD WINAPI runThenLeaveModule(void* pParameter) noexcept {
-    std::unique_ptr<ThreadStart> pStart(static_cast<ThreadStart*>(pParameter));
-    const ThreadBody body = pStart->body;
-    void* const pContext = pStart->pContext;
-    // The reference is given up by the call below alone: code of a freed module cannot return from here.
-    const HMODULE hModule = pStart->module.release();
-    pStart.reset();
-    ::FreeLibraryAndExitThread(hModule, body(pContext));
+HMODULE ownModule() noexcept {
+    return moduleOfAddress(reinterpret_cast<const void*>(&leaveModule));
 }
 
 ModuleReference referenceToOwnModule() noexcept {
     HMODULE hModule = nullptr;
-    const auto* const pAddress = reinterpret_cast<LPCWSTR>(&runThenLeaveModule);
+    const auto* const pAddress = reinterpret_cast<LPCWSTR>(&leaveModule);
     if (::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, pAddress, &hModule) == FALSE) {
         return nullptr;
     }
@@ -32,24 +18,25 @@ ModuleReference referenceToOwnModule() noexcept {
 
 } // namespace
 
-KernelHandle startModuleThread(ThreadBody body, void* pContext) noexcept {
-    std::unique_ptr<ThreadStart> pStart(new (std::nothrow) ThreadStart{body, pContext, referenceToOwnModule()});
-    if (!pStart) {
-        ::SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+KernelHandle startThreadInModule(LPTHREAD_START_ROUTINE start, void* pContext) noexcept {
+    ModuleReference module = referenceToOwnModule();
+    if (!module) {
         return nullptr;
     }
-    if (!pStart->module) {
-        return nullptr;
-    }
-    KernelHandle thread(::CreateThread(nullptr, 0, &runThenLeaveModule, pStart.get(), 0, nullptr));
+    KernelHandle thread(::CreateThread(nullptr, 0, start, pContext, 0, nullptr));
     if (thread) {
-        static_cast<void>(pStart.release());
+        static_cast<void>(module.release()); // the thread's now
         return thread;
     }
     const DWORD error = ::GetLastError();
-    pStart.reset();
+    module.reset();
     ::SetLastError(error);
     return nullptr;
+}
+
+void leaveModule(DWORD exitCode) noexcept {
+    // The reference is given up by this call alone: code of a freed module cannot be returned to.
+    ::FreeLibraryAndExitThread(ownModule(), exitCode);
 }
 
 } // namespace tovix

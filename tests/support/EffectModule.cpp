@@ -14,7 +14,7 @@ DWORD waitFor(void* pEvent) noexcept {
 
 /// Starts a thread that ends with 42 once `hEvent` is signalled; the caller owns the handle.
 extern "C" __declspec(dllexport) HANDLE StartThreadThatWaits(HANDLE hEvent) {
-    return tovix::startModuleThread(&waitFor, hEvent).release();
+    return tovix::startModuleThread<&waitFor>(hEvent).release();
 }
 
 /// Attaches the logger and writes one line.

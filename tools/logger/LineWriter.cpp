@@ -53,7 +53,7 @@ std::shared_ptr<LineWriter> LineWriter::start() noexcept {
     try {
         std::shared_ptr<LineWriter> pWriter(new LineWriter);
         auto pShared = std::make_unique<std::shared_ptr<LineWriter>>(pWriter);
-        if (!pWriter->m_hFinished || !startModuleThread(&run, pShared.get())) {
+        if (!pWriter->m_hFinished || !startModuleThread<&run>(pShared.get())) {
             return nullptr;
         }
         static_cast<void>(pShared.release());
