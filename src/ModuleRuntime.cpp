@@ -4,7 +4,7 @@
 // a lock; and the reserve for exceptions is never given back. With these the thread library is not linked at all.
 // Names and layouts are those of the C++ ABI that the compiler follows and of the thread library's header.
 
-#include "log/LoggerLibrary.h"
+#include "helpers/ProcessEnd.h"
 
 #include <windows.h>
 
@@ -12,6 +12,7 @@
 #include <fftw3.h>
 #include <pthread.h>
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <exception>
@@ -30,7 +31,10 @@ struct StaticGuard {
     /// Read by the compiled code without any lock.
     std::atomic<std::uint8_t> done;
     std::uint8_t running;
+    /// Of the thread that runs the initialisation.
+    std::uint32_t threadId;
 };
+static_assert(sizeof(StaticGuard) == sizeof(__cxxabiv1::__guard));
 
 StaticGuard& guardAt(__cxxabiv1::__guard* pGuard) noexcept {
     return *reinterpret_cast<StaticGuard*>(pGuard);
@@ -57,14 +61,66 @@ void WINAPI freeThreadExceptions(void* pExceptions) noexcept {
 SRWLOCK slotLock = SRWLOCK_INIT;
 /// The per-thread slot; freeing it frees what every thread has in it.
 std::atomic<DWORD> threadSlot{FLS_OUT_OF_INDEXES};
+/// No slot is made once the module goes: nothing would free it.
+std::atomic<bool> slotClosed{false};
 
-DWORD makeThreadSlot() noexcept {
+DWORD provideThreadSlot() noexcept {
     ::AcquireSRWLockExclusive(&slotLock);
-    if (threadSlot == FLS_OUT_OF_INDEXES) {
+    if (threadSlot == FLS_OUT_OF_INDEXES && !slotClosed) {
         threadSlot = ::FlsAlloc(&freeThreadExceptions);
     }
     ::ReleaseSRWLockExclusive(&slotLock);
     return threadSlot;
+}
+
+/// For a thread that gets no memory or no slot just when it has to throw, which is when memory has run out. Kept for
+/// good: a later thread of the same identifier takes it over.
+struct Reserve {
+    std::atomic<DWORD> threadId;
+    ThreadExceptions exceptions;
+};
+std::array<Reserve, 64> reserves;
+std::atomic<bool> reservesUsed{false};
+
+ThreadExceptions* findReserve(DWORD threadId) noexcept {
+    for (Reserve& reserve : reserves) {
+        if (reserve.threadId == threadId) {
+            return &reserve.exceptions;
+        }
+    }
+    return nullptr;
+}
+
+ThreadExceptions* takeReserve(DWORD threadId) noexcept {
+    reservesUsed = true;
+    for (Reserve& reserve : reserves) {
+        DWORD nobody = 0;
+        if (reserve.threadId.compare_exchange_strong(nobody, threadId)) {
+            return &reserve.exceptions;
+        }
+    }
+    std::terminate();
+}
+
+ThreadExceptions* findThreadExceptions() noexcept {
+    const DWORD slot = threadSlot;
+    void* const pHeld = slot != FLS_OUT_OF_INDEXES ? ::FlsGetValue(slot) : nullptr;
+    return pHeld == nullptr && reservesUsed ? findReserve(::GetCurrentThreadId())
+                                            : static_cast<ThreadExceptions*>(pHeld);
+}
+
+ThreadExceptions* makeThreadExceptions() noexcept {
+    const DWORD slot = provideThreadSlot();
+    void* const pMade = slot != FLS_OUT_OF_INDEXES
+                            ? ::HeapAlloc(::GetProcessHeap(), HEAP_ZERO_MEMORY, sizeof(ThreadExceptions))
+                            : nullptr;
+    if (pMade != nullptr && ::FlsSetValue(slot, pMade) != FALSE) {
+        return static_cast<ThreadExceptions*>(pMade);
+    }
+    if (pMade != nullptr) {
+        freeThreadExceptions(pMade);
+    }
+    return takeReserve(::GetCurrentThreadId());
 }
 
 /// Runs after the destructors of statics. A process that ends gives everything back by itself, and threads that it
@@ -74,6 +130,7 @@ __attribute__((destructor)) void giveBackAtUnload() {
         return;
     }
     ::fftwf_cleanup(); // what its planner has learnt
+    slotClosed = true;
     if (const DWORD slot = threadSlot.exchange(FLS_OUT_OF_INDEXES); slot != FLS_OUT_OF_INDEXES) {
         ::FlsFree(slot);
     }
@@ -90,11 +147,15 @@ extern "C" {
 int __cxa_guard_acquire(__guard* pGuard) noexcept {
     ::AcquireSRWLockExclusive(&guardLock);
     while (guardAt(pGuard).done == 0 && guardAt(pGuard).running != 0) {
+        if (guardAt(pGuard).threadId == ::GetCurrentThreadId()) {
+            std::terminate(); // it would wait for itself
+        }
         ::SleepConditionVariableSRW(&guardChanged, &guardLock, INFINITE, 0);
     }
     const bool mine = guardAt(pGuard).done == 0;
     if (mine) {
         guardAt(pGuard).running = 1;
+        guardAt(pGuard).threadId = ::GetCurrentThreadId();
     }
     ::ReleaseSRWLockExclusive(&guardLock);
     return mine ? 1 : 0;
@@ -109,20 +170,12 @@ void __cxa_guard_abort(__guard* pGuard) noexcept {
 }
 
 __cxa_eh_globals* __cxa_get_globals_fast() noexcept {
-    const DWORD slot = threadSlot;
-    return slot != FLS_OUT_OF_INDEXES ? static_cast<__cxa_eh_globals*>(::FlsGetValue(slot)) : nullptr;
+    return reinterpret_cast<__cxa_eh_globals*>(findThreadExceptions());
 }
 
 __cxa_eh_globals* __cxa_get_globals() noexcept {
-    if (__cxa_eh_globals* const pHeld = __cxa_get_globals_fast()) {
-        return pHeld;
-    }
-    void* const pMade = ::HeapAlloc(::GetProcessHeap(), HEAP_ZERO_MEMORY, sizeof(ThreadExceptions));
-    const DWORD slot = threadSlot != FLS_OUT_OF_INDEXES ? threadSlot.load() : makeThreadSlot();
-    if (pMade == nullptr || slot == FLS_OUT_OF_INDEXES || ::FlsSetValue(slot, pMade) == FALSE) {
-        std::terminate();
-    }
-    return static_cast<__cxa_eh_globals*>(pMade);
+    ThreadExceptions* const pHeld = findThreadExceptions();
+    return reinterpret_cast<__cxa_eh_globals*>(pHeld != nullptr ? pHeld : makeThreadExceptions());
 }
 
 } // extern "C"
@@ -157,18 +210,24 @@ int pthread_mutex_unlock(pthread_mutex_t* pMutex) {
     return 0;
 }
 
+/// Each control word for itself, because an initialisation may call for another.
 int pthread_once(pthread_once_t* pOnce, void (*initialise)()) {
     constexpr pthread_once_t done = 1;
-    static pthread_mutex_t mutex = mutexFree;
-    if (__atomic_load_n(pOnce, __ATOMIC_ACQUIRE) == done) {
-        return 0;
-    }
-    pthread_mutex_lock(&mutex);
-    if (*pOnce != done) {
-        initialise();
+    constexpr pthread_once_t running = 2;
+    while (__atomic_load_n(pOnce, __ATOMIC_ACQUIRE) != done) {
+        pthread_once_t untouched = PTHREAD_ONCE_INIT;
+        if (!__atomic_compare_exchange_n(pOnce, &untouched, running, false, __ATOMIC_ACQUIRE, __ATOMIC_ACQUIRE)) {
+            ::Sleep(1);
+            continue;
+        }
+        try {
+            initialise();
+        } catch (...) {
+            __atomic_store_n(pOnce, untouched, __ATOMIC_RELEASE);
+            throw;
+        }
         __atomic_store_n(pOnce, done, __ATOMIC_RELEASE);
     }
-    pthread_mutex_unlock(&mutex);
     return 0;
 }
 

@@ -1,5 +1,6 @@
 #include "helpers/AudioEngineAllocator.h"
 
+#include "helpers/ProcessEnd.h"
 #include "helpers/RtAllocator.h"
 #include "helpers/WinHandles.h"
 
@@ -38,7 +39,12 @@ public:
             });
         }
     }
-    ~AudioEngine() { installRtAllocator(m_previous); }
+    ~AudioEngine() {
+        installRtAllocator(m_previous);
+        if (processIsEnding()) {
+            static_cast<void>(m_library.release());
+        }
+    }
     AudioEngine(const AudioEngine&) = delete;
     AudioEngine& operator=(const AudioEngine&) = delete;
 

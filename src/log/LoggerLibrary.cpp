@@ -25,10 +25,4 @@ LoggerLibraryPath loggerLibraryPath() noexcept {
     return path;
 }
 
-bool processIsEnding() noexcept {
-    using ShutdownQuery = BOOLEAN NTAPI();
-    auto* const pQuery = moduleExport<ShutdownQuery>(::GetModuleHandleW(L"ntdll.dll"), "RtlDllShutdownInProgress");
-    return pQuery != nullptr && pQuery() != FALSE;
-}
-
 } // namespace tovix

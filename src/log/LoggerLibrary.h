@@ -13,7 +13,4 @@ using LoggerLibraryPath = std::array<wchar_t, modulePathCapacity + 16>;
 /// own path cannot be had whole, so that a bare file name, which the loader would search for, never comes out.
 LoggerLibraryPath loggerLibraryPath() noexcept;
 
-/// [control] Whether the process is ending, so that other libraries may have been shut down already.
-bool processIsEnding() noexcept;
-
 } // namespace tovix

@@ -1,5 +1,6 @@
 #include "log/QuelLog.h"
 
+#include "helpers/ProcessEnd.h"
 #include "helpers/RegistrySettings.h"
 #include "log/ForeignCall.h"
 #include "log/LoggerLibrary.h"
