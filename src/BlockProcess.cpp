@@ -16,6 +16,13 @@ RT_SECTION void clear(float* samples, std::uint32_t frameCount, std::uint32_t ch
     std::memset(samples, 0, std::size_t{frameCount} * channels * sizeof(float));
 }
 
+RT_SECTION void markSilent(BlockConnection& output, std::uint32_t channels) noexcept {
+    if (output.samples != nullptr) {
+        clear(output.samples, output.validFrameCount, channels);
+    }
+    output.flags = BufferFlags::silent;
+}
+
 RT_SECTION bool isSilent(const float* samples, std::size_t count) noexcept {
     for (std::size_t i = 0; i < count; ++i) {
         if (static_cast<double>(std::fabs(samples[i])) > silenceMagnitude) {
@@ -27,13 +34,17 @@ RT_SECTION bool isSilent(const float* samples, std::size_t count) noexcept {
 
 } // namespace
 
-void processBlock(IBlockEffect& effect, const BlockContext& context, const BlockConnection& input,
+bool processBlock(IBlockEffect& effect, const BlockContext& context, const BlockConnection& input,
                   BlockConnection& output) noexcept {
     if (input.flags != BufferFlags::valid && input.flags != BufferFlags::silent) {
-        return;
+        return false;
     }
-    const DenormalsOff denormalsOff;
     const std::uint32_t frameCount = input.validFrameCount;
+    output.validFrameCount = frameCount;
+    if (input.samples == nullptr || output.samples == nullptr) {
+        markSilent(output, context.outputChannels);
+        return true;
+    }
     if (input.flags == BufferFlags::silent) {
         clear(input.samples, frameCount, context.inputChannels);
     }
@@ -42,19 +53,21 @@ void processBlock(IBlockEffect& effect, const BlockContext& context, const Block
         context.pPrevious->processBlock();
         chainInput = output.samples;
     }
-    effect.process(output.samples, chainInput, frameCount);
-    output.validFrameCount = frameCount;
+    {
+        const DenormalsOff denormalsOff;
+        effect.process(output.samples, chainInput, frameCount);
+    }
     if (input.flags == BufferFlags::valid) {
         output.flags = BufferFlags::valid;
-        return;
+        return true;
     }
     if (!context.processSilence) {
-        clear(output.samples, frameCount, context.outputChannels);
-        output.flags = BufferFlags::silent;
-        return;
+        markSilent(output, context.outputChannels);
+        return true;
     }
     const bool silent = isSilent(output.samples, std::size_t{frameCount} * context.outputChannels);
     output.flags = silent ? BufferFlags::silent : BufferFlags::valid;
+    return true;
 }
 
 } // namespace tovix

@@ -26,10 +26,11 @@ protected:
     ~IBlockEffect() = default;
 };
 
-/// A previous effect that works on the block before ours.
+/// What works on the block before our effect: a previous effect, or what stands in for one that does not run.
 class IPreviousEffect {
 public:
-    /// [audio] Processes the engine's block from its input connection to its output connection.
+    /// [audio] Processes the engine's block from its input connection to its output connection, where our effect then
+    /// works in place.
     virtual void processBlock() noexcept = 0;
 
 protected:
@@ -42,14 +43,17 @@ struct BlockContext {
     std::uint32_t outputChannels = 0;
     /// Whether a silent input may give a sounding output (a filter's tail).
     bool processSilence = false;
-    /// Null unless a previous effect is present, locked and wanted.
+    /// Null where the effect takes the input connection's samples as they are.
     IPreviousEffect* pPrevious = nullptr;
 };
 
 /// [audio] The body of `APOProcess`: clears a silent input, runs the previous effect where there is one and then
-/// `effect`, and marks the output valid or silent. A block marked invalid leaves everything untouched. Denormal
-/// numbers count as zero meanwhile; the caller's floating-point control state is restored.
-void processBlock(IBlockEffect& effect, const BlockContext& context, const BlockConnection& input,
+/// `effect`, and marks the output valid or silent. Denormal numbers count as zero in `effect`; the floating-point
+/// control state is restored. Where either side has no samples, nothing runs and what there is of the output is
+/// silent.
+///
+/// Answers false for a block marked invalid, which leaves everything untouched.
+bool processBlock(IBlockEffect& effect, const BlockContext& context, const BlockConnection& input,
                   BlockConnection& output) noexcept RT_SECTION;
 
 } // namespace tovix

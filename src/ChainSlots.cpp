@@ -57,6 +57,10 @@ ChainSlots::Published ChainSlots::publish(RtPtr<FilterChain> chain) noexcept {
 }
 
 bool ChainSlots::process(float* output, const float* input, std::uint32_t frameCount) noexcept {
+    // The filters count in blocks of the maximum: none passes for a block of nothing.
+    if (frameCount == 0) {
+        return false;
+    }
     // With a maximum of 0 no chain can be built, and a piece of any length passes through.
     if (frameCount <= m_format.maxFrames || m_format.maxFrames == 0) {
         return processPiece(output, input, frameCount);

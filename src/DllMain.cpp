@@ -16,7 +16,8 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID /*reserv
 }
 
 extern "C" HRESULT WINAPI DllCanUnloadNow() {
-    return moduleState.objects == 0 && moduleState.serverLocks == 0 ? S_OK : S_FALSE;
+    const bool used = moduleState.objects != 0 || moduleState.destructions != 0 || moduleState.serverLocks != 0;
+    return used ? S_FALSE : S_OK;
 }
 
 extern "C" HRESULT WINAPI DllGetClassObject(REFCLSID classId, REFIID riid, LPVOID* ppv) {

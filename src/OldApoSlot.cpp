@@ -5,18 +5,18 @@
 namespace tovix {
 
 void OldApoSlot::Interfaces::release() noexcept {
-    apo.reset();
-    rt.reset();
-    config.reset();
+    m_pOldApo.reset();
+    m_pOldApoRT.reset();
+    m_pOldApoConfig.reset();
 }
 
 HRESULT OldApoSlot::fill(IUnknown& oldApo) {
     release();
-    m_held.apo = queryInterface<IAudioProcessingObject>(oldApo, IID_IAudioProcessingObject);
-    m_held.rt = queryInterface<IAudioProcessingObjectRT>(oldApo, IID_IAudioProcessingObjectRT);
-    m_held.config =
+    m_held.m_pOldApo = queryInterface<IAudioProcessingObject>(oldApo, IID_IAudioProcessingObject);
+    m_held.m_pOldApoRT = queryInterface<IAudioProcessingObjectRT>(oldApo, IID_IAudioProcessingObjectRT);
+    m_held.m_pOldApoConfig =
         queryInterface<IAudioProcessingObjectConfiguration>(oldApo, IID_IAudioProcessingObjectConfiguration);
-    if (m_held.apo && m_held.rt && m_held.config) {
+    if (m_held.m_pOldApo && m_held.m_pOldApoRT && m_held.m_pOldApoConfig) {
         return S_OK;
     }
     release();
@@ -24,7 +24,7 @@ HRESULT OldApoSlot::fill(IUnknown& oldApo) {
 }
 
 void OldApoSlot::setLocked(bool locked) noexcept {
-    m_pProcessing.store(locked ? m_held.rt.get() : nullptr, std::memory_order_release);
+    m_pProcessing.store(locked ? m_held.m_pOldApoRT.get() : nullptr, std::memory_order_release);
 }
 
 IAudioProcessingObjectRT* OldApoSlot::processing() const noexcept {

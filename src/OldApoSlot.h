@@ -20,10 +20,10 @@ public:
     /// `E_NOINTERFACE` and an empty slot when it lacks one. Not while the stream is locked.
     HRESULT fill(IUnknown& oldApo);
 
-    [[nodiscard]] bool present() const noexcept { return m_held.apo != nullptr; }
+    [[nodiscard]] bool present() const noexcept { return m_held.m_pOldApo != nullptr; }
     /// Borrowed; not null while `present`.
-    [[nodiscard]] IAudioProcessingObject& apo() const noexcept { return *m_held.apo; }
-    [[nodiscard]] IAudioProcessingObjectConfiguration& config() const noexcept { return *m_held.config; }
+    [[nodiscard]] IAudioProcessingObject& apo() const noexcept { return *m_held.m_pOldApo; }
+    [[nodiscard]] IAudioProcessingObjectConfiguration& config() const noexcept { return *m_held.m_pOldApoConfig; }
 
     /// [control] Follows the outcome of the previous effect's locking.
     void setLocked(bool locked) noexcept;
@@ -43,9 +43,9 @@ private:
     struct Interfaces {
         void release() noexcept;
 
-        ComReference<IAudioProcessingObject> apo;
-        ComReference<IAudioProcessingObjectRT> rt;
-        ComReference<IAudioProcessingObjectConfiguration> config;
+        ComReference<IAudioProcessingObject> m_pOldApo;
+        ComReference<IAudioProcessingObjectRT> m_pOldApoRT;
+        ComReference<IAudioProcessingObjectConfiguration> m_pOldApoConfig;
     };
 
     Interfaces m_held;

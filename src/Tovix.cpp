@@ -5,6 +5,7 @@
 #include "RegistrationRecord.h"
 #include "TovixLog.h"
 #include "helpers/RegistryUtils.h"
+#include "log/ForeignCall.h"
 #include "platform/ComEdge.h"
 
 #include <propsys.h>
@@ -73,10 +74,9 @@ void AdaptedStream::processBlock() noexcept {
     adaptChannels(m_change);
 }
 
-/// The first connection's property, or null where there is none or it has no buffer.
-RT_SECTION APO_CONNECTION_PROPERTY* usableConnection(UINT32 count, APO_CONNECTION_PROPERTY** ppConnections) noexcept {
-    APO_CONNECTION_PROPERTY* const pFirst = count != 0 && ppConnections != nullptr ? ppConnections[0] : nullptr;
-    return pFirst != nullptr && pFirst->pBuffer != 0 ? pFirst : nullptr;
+/// The first connection's property, or null where there is none.
+RT_SECTION APO_CONNECTION_PROPERTY* firstConnection(UINT32 count, APO_CONNECTION_PROPERTY** ppConnections) noexcept {
+    return count != 0 && ppConnections != nullptr ? ppConnections[0] : nullptr;
 }
 
 RT_SECTION BlockConnection blockConnection(const APO_CONNECTION_PROPERTY& property) noexcept {
@@ -146,7 +146,9 @@ ULONG Tovix::NonDelegatingAddRef() noexcept {
 ULONG Tovix::NonDelegatingRelease() noexcept {
     const ULONG left = --m_references;
     if (left == 0) {
+        ++moduleState.destructions;
         delete this;
+        --moduleState.destructions;
     }
     return left;
 }
@@ -160,7 +162,7 @@ HRESULT Tovix::GetLatency(HNSTIME* pTime) noexcept {
     }
     *pTime = 0;
     if (m_oldApo.present()) {
-        static_cast<void>(atComEdge([&] { return m_oldApo.apo().GetLatency(pTime); }));
+        static_cast<void>(resultOf([&] { return m_oldApo.apo().GetLatency(pTime); }));
     }
     return S_OK;
 }
@@ -212,7 +214,8 @@ void Tovix::logClassId(REFCLSID classId) const {
     try {
         const std::wstring text = classIdText(classId);
         LogLine(LogLevel::Info, inTovix("Tovix::Initialize"), this).text("APO GUID: ").text(text).write();
-    } catch (const RegistryException&) {
+    } catch (...) {
+        // No memory counts as the conversion's failure: a line of the log must not fail the initialization.
         logText(LogLevel::Error, inTovix("Tovix::Initialize"), this, "Failed to convert APO GUID to text");
     }
 }
@@ -231,8 +234,8 @@ HRESULT Tovix::fillOldApoSlot(IUnknown& oldApo) noexcept {
 
 void Tovix::processConnections(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
                                APO_CONNECTION_PROPERTY** ppOutputs) noexcept {
-    const APO_CONNECTION_PROPERTY* const pInput = usableConnection(inputCount, ppInputs);
-    APO_CONNECTION_PROPERTY* const pOutput = usableConnection(outputCount, ppOutputs);
+    const APO_CONNECTION_PROPERTY* const pInput = firstConnection(inputCount, ppInputs);
+    APO_CONNECTION_PROPERTY* const pOutput = firstConnection(outputCount, ppOutputs);
     if (pInput == nullptr || pOutput == nullptr) {
         return;
     }
@@ -248,7 +251,9 @@ void Tovix::processConnections(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppIn
     } else if (m_channels.chainInput != m_channels.input) {
         context.pPrevious = &adapted;
     }
-    processBlock(m_effectManager, context, input, output);
+    if (!processBlock(m_effectManager, context, input, output)) {
+        return;
+    }
     pOutput->u32ValidFrameCount = output.validFrameCount;
     pOutput->u32BufferFlags = static_cast<APO_BUFFER_FLAGS>(output.flags);
 }

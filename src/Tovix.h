@@ -55,7 +55,7 @@ public:
     HRESULT fillOldApoSlot(IUnknown& oldApo) noexcept;
 
 protected:
-    /// [audio] The first connection each way is used; without one, or without a buffer, nothing happens.
+    /// [audio] The first connection each way is used; without one nothing happens.
     void processConnections(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
                             APO_CONNECTION_PROPERTY** ppOutputs) noexcept override RT_SECTION;
 

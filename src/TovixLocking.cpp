@@ -1,6 +1,7 @@
 #include "Tovix.h"
 
 #include "TovixLog.h"
+#include "log/ForeignCall.h"
 #include "platform/ComEdge.h"
 
 namespace tovix {
@@ -55,7 +56,7 @@ HRESULT Tovix::lock(const Connections& connections) {
         configureStream(input, output);
     } else if (oldApoLocked && !wasLocked) {
         // A lock that fails leaves everything as it was, the previous effect included.
-        static_cast<void>(atComEdge([&] { return m_oldApo.config().UnlockForProcess(); }));
+        static_cast<void>(resultOf([&] { return m_oldApo.config().UnlockForProcess(); }));
     }
     return hr;
 }
@@ -77,7 +78,7 @@ bool Tovix::lockOldApo(const Connections& connections) noexcept {
     if (!m_oldApo.present()) {
         return false;
     }
-    const HRESULT hr = atComEdge([&] {
+    const HRESULT hr = resultOf([&] {
         return m_oldApo.config().LockForProcess(connections.inputCount, connections.ppInputs, connections.outputCount,
                                                 connections.ppOutputs);
     });
@@ -121,7 +122,7 @@ void Tovix::configureStream(const StreamEnd& input, const StreamEnd& output) noe
 
 HRESULT Tovix::UnlockForProcess() noexcept {
     if (m_oldApo.present()) {
-        const HRESULT hr = atComEdge([&] { return m_oldApo.config().UnlockForProcess(); });
+        const HRESULT hr = resultOf([&] { return m_oldApo.config().UnlockForProcess(); });
         if (FAILED(hr)) {
             logResult(LogLevel::Warning, inTovix("Tovix::UnlockForProcess"), this,
                       "Tovix::UnlockForProcess() for old apo FAILED. hr=", hr);

@@ -1,6 +1,7 @@
 #include "Tovix.h"
 
 #include "TovixLog.h"
+#include "log/ForeignCall.h"
 #include "platform/AudioMediaType.h"
 #include "platform/ComEdge.h"
 
@@ -65,7 +66,7 @@ std::optional<HRESULT> Tovix::askOldApo(IAudioMediaType* pOpposite, IAudioMediaT
     if (!m_oldApo.present()) {
         return std::nullopt;
     }
-    HRESULT hr = atComEdge([&] { return m_oldApo.apo().IsInputFormatSupported(pOpposite, pRequested, ppSupported); });
+    HRESULT hr = resultOf([&] { return m_oldApo.apo().IsInputFormatSupported(pOpposite, pRequested, ppSupported); });
     if (hr == S_FALSE && *ppSupported == nullptr) {
         hr = E_POINTER; // a proposal that is none would fail the whole negotiation
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <windows.h>
+
 namespace tovix {
 
 /// Calls `function(pContext)` and answers 1, or 0 when an exception of the platform's own C++ compiler came
@@ -14,6 +16,13 @@ template <class Call> bool returnsFrom(Call call) noexcept {
     } catch (...) {
         return false;
     }
+}
+
+/// [control] The result code of a method of a foreign object, or `E_FAIL` when it threw. `call` as above.
+template <class Call> HRESULT resultOf(Call call) noexcept {
+    HRESULT hr = E_FAIL;
+    static_cast<void>(returnsFrom([&] { hr = call(); }));
+    return hr;
 }
 
 } // namespace tovix
