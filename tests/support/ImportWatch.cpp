@@ -25,7 +25,7 @@ ImportWatch::ImportWatch(HMODULE hModule) {
         auto* pSlot = reinterpret_cast<const void**>(pBase + pLibrary->FirstThunk);
         for (; *pName != 0; ++pName, ++pSlot) {
             const auto* const pByName = reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(pBase + *pName);
-            m_imports.push_back({reinterpret_cast<const char*>(pByName->Name), pSlot});
+            m_imports.push_back({reinterpret_cast<const char*>(pByName->Name), pSlot, *pSlot});
         }
     }
     m_thunks.reset(static_cast<Thunk*>(
@@ -36,14 +36,14 @@ ImportWatch::ImportWatch(HMODULE hModule) {
             0xF0, 0xFF, 0x05, 9, 0, 0, 0, // lock inc dword [count], 9 bytes past the instruction
             0xFF, 0x25, 11,   0, 0, 0,    // jmp [target], 11 bytes past the instruction
         };
-        Thunk& thunk = *new (&m_thunks.get()[i]) Thunk{code, 0, *m_imports[i].pSlot};
+        Thunk& thunk = *new (&m_thunks.get()[i]) Thunk{code, 0, m_imports[i].pOriginal};
         writeSlot(m_imports[i].pSlot, &thunk);
     }
 }
 
 ImportWatch::~ImportWatch() {
-    for (std::size_t i = 0; i < m_imports.size(); ++i) {
-        writeSlot(m_imports[i].pSlot, m_thunks.get()[i].pTarget);
+    for (const Import& import : m_imports) {
+        writeSlot(import.pSlot, import.pOriginal);
     }
 }
 

@@ -39,6 +39,7 @@ private:
     struct Import {
         std::string name;
         const void** pSlot;
+        const void* pOriginal;
     };
     struct FreePages {
         void operator()(void* pPages) const noexcept { ::VirtualFree(pPages, 0, MEM_RELEASE); }

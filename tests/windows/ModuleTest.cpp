@@ -1,11 +1,14 @@
+#include "support/ImportWatch.h"
 #include "support/ModuleUnderTest.h"
 #include "support/OwnResources.h"
 #include "support/SettingsWriter.h"
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <set>
 #include <string>
+#include <thread>
 
 namespace tovix::test {
 namespace {
@@ -78,8 +81,81 @@ TEST(Module, IsHardenedAndLoadsWhereManifestsAreRefused) {
     EXPECT_FALSE(hasResource(module, manifestType));
 }
 
-/// One whole life of the module with a stream in it.
-void liveOnce() {
+/// Plays 0.1 until the effect gives `wanted`, five seconds at most.
+bool playUntil(Effect& effect, float wanted) {
+    for (int i = 0; i < 5000; ++i) {
+        if (std::fabs(effect.process(std::vector<float>(128, 0.1F), 2, 2).back() - wanted) < 1e-4F) {
+            return true;
+        }
+        ::Sleep(1);
+    }
+    return false;
+}
+
+/// Both kinds of threads that the effect has: for changes, and for a settings block that is still to come.
+TEST(Module, IsHeldByEachOfTheEffectsThreads) {
+    for (const bool blockIsThere : {true, false}) {
+        const KernelHandle nameTaken(blockIsThere ? nullptr
+                                                  : ::CreateSemaphoreW(nullptr, 0, 1, L"Global\\TovixConfigData"));
+        auto module = std::make_unique<ModuleUnderTest>();
+        Effect effect(module->create());
+        if (blockIsThere) {
+            ASSERT_EQ(effect.lock(floatFormat(2), floatFormat(2), 64), S_OK);
+        }
+        module.reset();
+        EXPECT_NE(::GetModuleHandleW(L"Tovix64.dll"), nullptr) << blockIsThere;
+        module = std::make_unique<ModuleUnderTest>();
+    }
+    EXPECT_EQ(::GetModuleHandleW(L"Tovix64.dll"), nullptr);
+}
+
+void* noMemory() {
+    return nullptr;
+}
+
+/// While it lives the module gets no memory, on a thread that has never thrown before either.
+class WithoutMemory {
+public:
+    explicit WithoutMemory(const ModuleUnderTest& module) : m_imports(module.handle()) {
+        for (const char* const function : {"malloc", "calloc", "realloc", "HeapAlloc"}) {
+            m_imports.redirect(function, reinterpret_cast<const void*>(&noMemory));
+        }
+    }
+
+private:
+    ImportWatch m_imports;
+};
+
+TEST(Module, WithoutMemoryRefusesAnEffectAndLocksWithoutAChain) {
+    SettingsWriter settings("Boost: 60 dB 1");
+    const ModuleUnderTest module;
+    const auto factory = module.factory();
+    HRESULT created = S_OK;
+    std::thread([&] {
+        const WithoutMemory none(module);
+        void* pEffect = nullptr;
+        created = factory->CreateInstance(nullptr, IID_IUnknown, &pEffect);
+    }).join();
+    EXPECT_EQ(created, E_OUTOFMEMORY);
+
+    Effect effect(module.create());
+    HRESULT locked = E_FAIL;
+    std::thread([&] {
+        const WithoutMemory none(module);
+        locked = effect.lock(floatFormat(2), floatFormat(2), 64);
+    }).join();
+    EXPECT_EQ(locked, S_OK);
+    EXPECT_EQ(effect.process(std::vector<float>(128, 0.1F), 2, 2), std::vector<float>(128, 0.1F));
+    // The first chain becomes current at once, and so the second needs the token that it must have given back.
+    settings.change("Boost: 60 dB 1");
+    EXPECT_TRUE(playUntil(effect, 0.1F * std::pow(10.0F, 0.3F)));
+    settings.change("Boost: 120 dB 1");
+    EXPECT_TRUE(playUntil(effect, 0.1F * std::pow(10.0F, 0.6F)));
+}
+
+/// One whole life of the module with a stream in it whose settings change.
+void liveOnce(SettingsWriter& settings, const char* text) {
+    settings.write(text);
     const ModuleUnderTest module;
     Effect effect(module.create());
     ASSERT_EQ(effect.initialize(), S_OK);
@@ -87,7 +163,9 @@ void liveOnce() {
     FormatDouble output(floatFormat(2));
     ASSERT_EQ(negotiate(*effect.apo, &output, &request).result, S_FALSE);
     ASSERT_EQ(effect.lock(floatFormat(2), floatFormat(2), 64), S_OK);
-    effect.process(std::vector<float>(128, 0.1F), 2, 2);
+    ASSERT_GT(effect.process(std::vector<float>(128, 0.1F), 2, 2).front(), 0.15F);
+    settings.change("Boost: 0 dB 1");
+    ASSERT_TRUE(playUntil(effect, 0.1F));
     ASSERT_EQ(effect.config->UnlockForProcess(), S_OK);
 }
 
@@ -95,8 +173,8 @@ TEST(ModuleSlow, AThousandLivesLeaveNothingBehind) {
     SettingsWriter settings("");
     const auto live = [&settings](int lives) {
         for (int i = 0; i < lives; ++i) {
-            settings.write(i % 10 == 0 ? "Boost: 60 dB 1\nEqualizer: 100 3" : "Boost: 60 dB 1");
-            liveOnce();
+            const char* const text = i % 10 == 0 ? "Boost: 60 dB 1\nEqualizer: 100 3" : "Boost: 60 dB 1";
+            std::thread([&] { liveOnce(settings, text); }).join();
         }
     };
     live(20);
