@@ -12,8 +12,8 @@ constexpr std::uint32_t highestLogLevel = 5;
 
 std::optional<std::uint32_t> readNumber(const wchar_t* name) noexcept {
     HKEY hKey = nullptr;
-    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quelmark\\Volmora", 0, KEY_QUERY_VALUE | KEY_WOW64_64KEY,
-                        &hKey) != ERROR_SUCCESS) {
+    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, settingsRegistryKey, 0, KEY_QUERY_VALUE | KEY_WOW64_64KEY, &hKey) !=
+        ERROR_SUCCESS) {
         return std::nullopt;
     }
     const RegistryKey key(hKey);

@@ -4,10 +4,11 @@
 
 namespace tovix {
 
-/// The machine's settings, under HKEY_LOCAL_MACHINE "SOFTWARE\Quelmark\Volmora" in the 64-bit view of the
-/// registry. The effect only reads them. Every function is [control], may be called from any thread, and
-/// never fails: a missing key, a missing value, another type than REG_DWORD, more than four bytes or a
-/// refused access give the default. Nothing is logged.
+/// The machine's settings, under HKEY_LOCAL_MACHINE in the 64-bit view of the registry. The effect only reads them.
+/// Every function is [control], may be called from any thread, and never fails: a missing key, a missing value,
+/// another type than REG_DWORD, more than four bytes or a refused access give the default. Nothing is logged.
+
+inline constexpr const wchar_t* settingsRegistryKey = L"SOFTWARE\\Quelmark\\Volmora";
 
 /// "MLS", the log level, 0 (none) to 5 (debug). The default, also for a larger number, is 3 (warning).
 std::uint32_t ReadLogLevelSetting() noexcept;

@@ -1,5 +1,7 @@
 #include "helpers/RegistryUtils.h"
 
+#include "helpers/SystemMessage.h"
+
 #include <objbase.h>
 
 #include <algorithm>
@@ -14,18 +16,6 @@ struct KeyPath {
     HKEY root;
     std::wstring path;
 };
-
-/// The system's text for `error`, without the line break that it ends with, which would split a line of the log.
-std::wstring systemMessage(LSTATUS error) {
-    wchar_t* pText = nullptr;
-    const DWORD length =
-        ::FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-                         nullptr, static_cast<DWORD>(error), 0, reinterpret_cast<LPWSTR>(&pText), 0, nullptr);
-    const LocalBlock<wchar_t> text(pText);
-    std::wstring message(text ? std::wstring_view(text.get(), length) : std::wstring_view());
-    message.erase(message.find_last_not_of(L"\r\n") + 1);
-    return message;
-}
 
 KeyPath splitKey(const std::wstring& key) {
     const std::array<std::pair<std::wstring_view, HKEY>, 5> roots{{
@@ -58,7 +48,7 @@ void createRegistryKey(const std::wstring& key) {
     const LSTATUS error = ::RegCreateKeyExW(where.root, where.path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
                                             KEY_SET_VALUE | KEY_WOW64_64KEY, nullptr, &hKey, nullptr);
     if (error != ERROR_SUCCESS) {
-        throw RegistryException(L"Creating key " + key + L": " + systemMessage(error));
+        throw RegistryException(L"Creating key " + key + L": " + systemMessage(static_cast<DWORD>(error)));
     }
     const RegistryKey created(hKey);
 }
@@ -68,7 +58,7 @@ RegistryKey openRegistryKey(const std::wstring& key) {
     HKEY hKey = nullptr;
     const LSTATUS error = ::RegOpenKeyExW(where.root, where.path.c_str(), 0, KEY_SET_VALUE | KEY_WOW64_64KEY, &hKey);
     if (error != ERROR_SUCCESS) {
-        throw RegistryException(L"Opening key " + key + L": " + systemMessage(error));
+        throw RegistryException(L"Opening key " + key + L": " + systemMessage(static_cast<DWORD>(error)));
     }
     return RegistryKey(hKey);
 }
@@ -79,7 +69,8 @@ void writeRegistryValue(const std::wstring& key, const std::wstring& valueName, 
     const LSTATUS error = ::RegSetValueExW(opened.get(), valueName.c_str(), 0, REG_SZ,
                                            reinterpret_cast<const BYTE*>(value.c_str()), bytes);
     if (error != ERROR_SUCCESS) {
-        throw RegistryException(L"Writing value " + key + L"\\" + valueName + L": " + systemMessage(error));
+        throw RegistryException(L"Writing value " + key + L"\\" + valueName + L": " +
+                                systemMessage(static_cast<DWORD>(error)));
     }
 }
 
@@ -87,7 +78,8 @@ void deleteRegistryKey(const std::wstring& key) {
     const KeyPath where = splitKey(key);
     const LSTATUS error = ::RegDeleteKeyExW(where.root, where.path.c_str(), KEY_WOW64_64KEY, 0);
     if (error != ERROR_SUCCESS) {
-        throw RegistryException(L"Failed to delete registry key " + key + L": " + systemMessage(error));
+        throw RegistryException(L"Failed to delete registry key " + key + L": " +
+                                systemMessage(static_cast<DWORD>(error)));
     }
 }
 

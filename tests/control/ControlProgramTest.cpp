@@ -78,6 +78,19 @@ TEST(ControlProgram, EachChangeReachesARunningEffectAndItsEvent) {
     EXPECT_NE(status.find(R"("holders":1)"), std::string::npos) << status;
 }
 
+TEST(ControlProgram, WaitsForItsTurnSoThatTwoAtOnceKeepEachOthersLines) {
+    const ApoConfigManager effect;
+    control(L"boost 3");
+    const KernelHandle turn(::CreateMutexW(nullptr, TRUE, L"Global\\TovixControl"));
+    std::thread second([] { control(L"eq \"100 -3\""); });
+    ::Sleep(1000);
+    const std::string meanwhile = textOf(effect);
+    ::ReleaseMutex(turn.get());
+    second.join();
+    EXPECT_EQ(meanwhile, "Boost: 30 dB 0");
+    EXPECT_EQ(textOf(effect), "Equalizer: 100 -3\nBoost: 30 dB 0");
+}
+
 TEST(ControlProgram, OneChangeWakesEveryEffectThatWaits) {
     const std::array<ApoConfigManager, 3> effects;
     std::array<DWORD, 3> results{};

@@ -1,5 +1,6 @@
 #include "Commands.h"
 
+#include "ControllersTurn.h"
 #include "Refusal.h"
 #include "RegistryValues.h"
 #include "SettingsBlock.h"
@@ -43,6 +44,7 @@ void show(const Status& status, const Output& output) {
 }
 
 SettingsBlock apply(const std::function<Change(std::string_view)>& change, const Output& output) {
+    const ControllersTurn turn;
     SettingsBlock block = SettingsBlock::openOrCreate();
     const Change changed = change(block.bytes());
     // Before the write, so that a report that cannot be made leaves no change behind.

@@ -2,6 +2,7 @@
 
 #include "Refusal.h"
 #include "SystemError.h"
+#include "helpers/RegistrySettings.h"
 #include "helpers/Utf.h"
 #include "helpers/WinHandles.h"
 
@@ -9,7 +10,7 @@ namespace tovix::control {
 
 void writeRegistryValue(const wchar_t* name, std::uint32_t value, const char* consequence) {
     HKEY hKey = nullptr;
-    LSTATUS error = ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quelmark\\Volmora", 0, nullptr, 0,
+    LSTATUS error = ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, settingsRegistryKey, 0, nullptr, 0,
                                       KEY_SET_VALUE | KEY_WOW64_64KEY, nullptr, &hKey, nullptr);
     const RegistryKey key(error == ERROR_SUCCESS ? hKey : nullptr);
     if (key) {
