@@ -91,8 +91,9 @@ build_windows_libraries() {
     cross_build "$work" libebur128 "$prefix" -DENABLE_INTERNAL_QUEUE_H=ON
     cross_build "$work" libsndfile "$prefix" -DENABLE_EXTERNAL_LIBS=OFF -DENABLE_MPEG=OFF -DBUILD_PROGRAMS=OFF \
         -DBUILD_EXAMPLES=OFF -DBUILD_TESTING=OFF -DENABLE_CPACK=OFF
-    # Its own allocator, because the C library's gives 16-byte alignment only.
-    cross_build "$work" fftw3 "$prefix" -DENABLE_FLOAT=ON -DENABLE_SSE2=ON -DENABLE_AVX=ON -DENABLE_AVX2=ON \
+    # Its own allocator, because the C library's gives 16-byte alignment only. The instruction sets are those of Debian's
+    # own build, so that both choose the same transforms and round alike.
+    cross_build "$work" fftw3 "$prefix" -DENABLE_FLOAT=ON -DENABLE_SSE2=ON -DENABLE_AVX=ON \
         -DDISABLE_FORTRAN=ON -DBUILD_TESTS=OFF -DCMAKE_C_FLAGS=-DWITH_OUR_MALLOC=1
 
     # The header-only libraries: the system's include folder itself must never be on the cross compiler's path.

@@ -83,13 +83,15 @@ void MinimumPhase::foldCepstrum() noexcept {
     im(m_time[m_tapCount]) /= -scale;
 }
 
+/// In double precision, because the last bit of the single-precision functions is another on every platform, and so
+/// would be the filter.
 void MinimumPhase::takeExponential() noexcept {
     const std::size_t binCount = 2 * std::size_t{m_tapCount};
     for (std::size_t k = 0; k < binCount; ++k) {
-        const float magnitude = std::exp(re(m_spectrum[k]));
-        const float phase = im(m_spectrum[k]);
-        re(m_spectrum[k]) = magnitude * std::cos(phase);
-        im(m_spectrum[k]) = magnitude * std::sin(phase);
+        const double magnitude = std::exp(double{re(m_spectrum[k])});
+        const double phase = im(m_spectrum[k]);
+        re(m_spectrum[k]) = static_cast<float>(magnitude * std::cos(phase));
+        im(m_spectrum[k]) = static_cast<float>(magnitude * std::sin(phase));
     }
 }
 
