@@ -1,12 +1,17 @@
+#include "RegistrationRecord.h"
 #include "RenderSupport.h"
 #include "helpers/SharedConfigMapping.h"
+#include "platform/ComReference.h"
 #include "support/ChildProcess.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <filesystem>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -50,13 +55,30 @@ HRESULT callLibrary(const char* name) {
     return moduleExport<HRESULT WINAPI()>(library.get(), name)();
 }
 
-/// Waits, ten seconds at most, until somebody has the settings block open.
-void awaitSettingsBlock() {
-    SharedConfigMapping block;
-    for (int i = 0; i < 500 && block.Open() != IPCS_OK; ++i) {
-        ::Sleep(20);
-    }
+std::string systemLibrary(const wchar_t* name) {
+    std::array<wchar_t, MAX_PATH> folder{};
+    ::GetSystemDirectoryW(folder.data(), MAX_PATH);
+    return (std::filesystem::path(folder.data()) / name).string();
 }
+
+/// The settings block that was on the machine before a render.
+class SettingsOfTheMachine {
+public:
+    explicit SettingsOfTheMachine(std::string_view settings) {
+        m_block.Create(nullptr);
+        ConfigText block{};
+        std::copy(settings.begin(), settings.end(), block.begin());
+        m_block.writeText(block);
+    }
+    [[nodiscard]] std::string text() const {
+        ConfigText block{};
+        m_block.copyTo(block);
+        return block.data();
+    }
+
+private:
+    SharedConfigMapping m_block;
+};
 
 TEST(DllEngine, GivesWhatTheCoreGives) {
     struct Case {
@@ -69,6 +91,11 @@ TEST(DllEngine, GivesWhatTheCoreGives) {
         {"limiter and equalizer", 2, {"--set", equalizer, "--set", "Boost: 60 dB 1"}},
         {"plain boost", 2, {"--set", "Boost: 90 dB 0"}},
         {"mono to stereo", 1, {"--set", equalizer, "--channels-out", "2"}},
+        {"six channels, of which two are wanted", 6, {"--set", "Boost: 120 dB 1", "--channels-out", "2"}},
+        {"three channels, of which two are wanted",
+         3,
+         {"--set", equalizer, "--channels-out", "2", "--at", "0.5", "Boost: 120 dB 1"}},
+        {"stereo to mono", 2, {"--set", "Boost: 120 dB 1", "--channels-out", "1"}},
         {"six channels, short blocks", 6, {"--set", "Boost: 120 dB 1", "--set", equalizer, "--block", "128"}},
         {"a change in mid-file", 2, {"--set", "Boost: 60 dB 1", "--at", "0.5", "Boost: 0 dB 1", equalizer}},
         {"a change that waits for a fade",
@@ -112,13 +139,17 @@ TEST(DllEngine, IsSteeredByTheControlProgramWhileItPlays) {
     const TestFolder folder;
     writeSound(folder.file("in.wav"), sineSound(2, 4.0, 997.0, 0.1));
     writeText(folder.file("settings.txt"), "Boost: 0 dB 1\n#Equalizer:\n");
+    const SettingsOfTheMachine machine("Boost: 33 dB 1");
     Outcome render;
     testing::internal::CaptureStderr();
     std::thread playing([&] {
         render = runProgramAsIs({folder.file("in.wav"), folder.file("out.wav"), "--quiet", "--settings",
                                  folder.file("settings.txt"), "--realtime", "--watch"});
     });
-    awaitSettingsBlock();
+    for (int i = 0; i < 500 && machine.text() == "Boost: 33 dB 1"; ++i) {
+        ::Sleep(20);
+    }
+    const Outcome second = runProgramAsIs({folder.file("in.wav"), folder.file("second.wav")});
     ::Sleep(1000);
     test::ChildProcess control({test::programFolder() / "tovixctl.exe", L"boost 12 --limit"});
     const DWORD status = control.finish();
@@ -126,21 +157,76 @@ TEST(DllEngine, IsSteeredByTheControlProgramWhileItPlays) {
     const std::string told = testing::internal::GetCapturedStderr();
     ASSERT_EQ(render.status, 0) << render.err;
     EXPECT_EQ(status, 0U);
+    EXPECT_EQ(second.status, 1);
+    EXPECT_NE(second.err.find("another render is running"), std::string::npos) << second.err;
+    EXPECT_NE(machine.text().find("Boost: 120 dB 1"), std::string::npos) << "somebody else's change stays";
     EXPECT_NE(told.find("Boost: 120 dB 1"), std::string::npos) << told;
     const Sound sound = readSound(folder.file("out.wav"));
     EXPECT_NEAR(peakBetween(sound, 0.0, 0.5), 0.1, 0.001);
     EXPECT_NEAR(peakBetween(sound, 3.5, 4.0), 0.1 * std::pow(10.0, 12.0 / 20.0), 0.004);
 }
 
+TEST(DllEngine, GivesTheMachineItsSettingsBack) {
+    const TestFolder folder;
+    writeSound(folder.file("in.wav"), programme(1));
+    const SettingsOfTheMachine machine("Boost: 33 dB 1");
+    const KernelHandle event(::CreateEventW(nullptr, FALSE, FALSE, CONFIG_DATA_UPDATE_EVENT));
+    const Outcome plain = runProgramAsIs({folder.file("in.wav"), folder.file("out.wav")});
+    EXPECT_EQ(plain.status, 0) << plain.err;
+    EXPECT_EQ(machine.text(), "Boost: 33 dB 1");
+    EXPECT_EQ(::WaitForSingleObject(event.get(), 0), WAIT_OBJECT_0) << "an effect that plays must hear of it";
+    const Outcome change =
+        runProgramAsIs({folder.file("in.wav"), folder.file("2.wav"), "--at", "0.5", "Boost: 1 dB 1"});
+    EXPECT_EQ(change.status, 1);
+    EXPECT_NE(change.err.find("could take the change"), std::string::npos) << change.err;
+    EXPECT_EQ(machine.text(), "Boost: 33 dB 1");
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"in.wav", "out.wav"}));
+}
+
+TEST(DllEngine, DoesNotCallARenderDoneWhoseLibraryIsStillInUse) {
+    const TestFolder folder;
+    writeSound(folder.file("in.wav"), programme(1));
+    const ModuleReference library(::LoadLibraryW((test::programFolder() / "Tovix64.dll").c_str()));
+    void* pFactory = nullptr;
+    using GetClassObject = HRESULT WINAPI(REFCLSID, REFIID, void**);
+    ASSERT_EQ(
+        moduleExport<GetClassObject>(library.get(), "DllGetClassObject")(effectClassId, IID_IClassFactory, &pFactory),
+        S_OK);
+    const ComReference<IClassFactory> factory(static_cast<IClassFactory*>(pFactory));
+    factory->LockServer(TRUE);
+    const Outcome outcome = runProgramAsIs({folder.file("in.wav"), folder.file("out.wav")});
+    factory->LockServer(FALSE);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.err.find("still in use"), std::string::npos) << outcome.err;
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"in.wav"});
+}
+
 TEST(DllEngine, SaysWhatKeepsALibraryFromBeingUsed) {
     const TestFolder folder;
     writeSound(folder.file("in.wav"), programme(1));
-    const auto run = [&folder](const std::string& library) {
-        return runProgramAsIs({folder.file("in.wav"), folder.file("out.wav"), "--dll", library});
-    };
     writeText(folder.file("text.dll"), "no library at all");
-    EXPECT_NE(run(folder.file("text.dll")).err.find("cannot be loaded"), std::string::npos);
-    EXPECT_NE(run("kernel32.dll").status, 0);
+    struct Case {
+        std::vector<std::string> options;
+        int status;
+        const char* told;
+    };
+    const std::vector<Case> cases{
+        {{"--dll", folder.file("text.dll")}, 1, "cannot be loaded: "},
+        {{"--dll", folder.file("absent.dll")}, 1, "(error 126)"},
+        {{"--dll", systemLibrary(L"kernel32.dll")}, 1, "has no DllGetClassObject"},
+        {{"--dll", systemLibrary(L"propsys.dll")}, 1, "does not hold the effect (0x80040111)"},
+        {{"--dll", "Tovix64.dll", "--registered"}, 2, "excludes"},
+        {{"--core", "--dll", "Tovix64.dll"}, 2, "excludes"},
+        {{"--core", "--registered"}, 2, "excludes"},
+        {{"--core", "--watch"}, 2, "excludes"},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> arguments{folder.file("in.wav"), folder.file("out.wav")};
+        arguments.insert(arguments.end(), c.options.begin(), c.options.end());
+        const Outcome outcome = runProgramAsIs(arguments);
+        EXPECT_EQ(outcome.status, c.status) << outcome.err;
+        EXPECT_NE(outcome.err.find(c.told), std::string::npos) << outcome.err;
+    }
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"in.wav", "text.dll"}));
 }
 

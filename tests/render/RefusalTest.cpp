@@ -42,6 +42,7 @@ TEST_F(Refusal, OfEachWrongInputHasItsStatusAndOneSentenceAndLeavesTheOutputAlon
     struct Case {
         Arguments arguments;
         ExitStatus status;
+        const char* sentence = "";
     };
     const std::string equalizer255 = "Equalizer: 1 1" + std::string(241, ' ');
     const std::vector<Case> cases{
@@ -52,6 +53,7 @@ TEST_F(Refusal, OfEachWrongInputHasItsStatusAndOneSentenceAndLeavesTheOutputAlon
         {{in, out, "--block", "many"}, ExitStatus::usage},
         {{in, out, "--at", "soon", "Boost: 1 dB 1"}, ExitStatus::usage},
         {{in, out, "--at", "0.1"}, ExitStatus::usage},
+        {{"--at", "0.1", "Boost: 1 dB 1", in, out}, ExitStatus::usage, "put the file names first"},
         {{in, out, "--report", "xml"}, ExitStatus::usage},
         {{in, out, "--levels", in}, ExitStatus::usage},
         {{in, out, "--levels", out}, ExitStatus::usage},
@@ -87,6 +89,7 @@ TEST_F(Refusal, OfEachWrongInputHasItsStatusAndOneSentenceAndLeavesTheOutputAlon
         const auto told = testing::PrintToString(test.arguments) + ": " + outcome.err;
         EXPECT_EQ(outcome.status, static_cast<int>(test.status)) << told;
         EXPECT_TRUE(outcome.err.starts_with("tovix-render: ")) << told;
+        EXPECT_NE(outcome.err.find(test.sentence), std::string::npos) << told;
         EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << told;
         EXPECT_EQ(outcome.out, "") << told;
     }

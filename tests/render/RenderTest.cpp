@@ -201,6 +201,22 @@ TEST(Render, MonoSoundsFromBothChannelsOfAStereoOutput) {
     }
 }
 
+TEST(Render, OfMoreChannelsThanTheOutputHasTheFirstOnesAreAllThatIsHeardAndMeasured) {
+    const TestFolder folder;
+    // The further channels are loud enough for the limiter, the first two are not.
+    const auto tone = [](double t, int c) { return (c < 2 ? 0.1 : 0.9) * std::sin(2765.0 * t + c); };
+    const std::vector<std::string> options{"--set", "Boost: 60 dB 1", "--channels-out", "2"};
+    const auto stereo = reportOf(folder, makeSound(2, 1.0, tone), options);
+    const auto expected = readSound(folder.file("out.wav")).samples;
+    auto report = reportOf(folder, makeSound(6, 1.0, tone), options);
+    EXPECT_EQ(readSound(folder.file("out.wav")).samples, expected);
+    EXPECT_EQ(report["input_channels"], 6);
+    EXPECT_EQ(report["effect_channels"], 2);
+    EXPECT_EQ(report["channel_mask"], 0x3) << "the speakers of the output, not the file's";
+    EXPECT_EQ(report["before"], stereo["before"]);
+    EXPECT_EQ(report["limiter"], stereo["limiter"]);
+}
+
 TEST(Render, ReplacesTheInputItselfOnlyWhenDone) {
     const TestFolder folder;
     const auto sound = sineSound(2, 0.1, 440.0, 0.5);

@@ -12,11 +12,12 @@ CoreEngine::CoreEngine() : m_builder(decodeLatin1) {}
 
 void CoreEngine::open(const EngineFormat& format, std::string_view settings) {
     close();
+    m_statistics = {};
     StreamFormat stream;
     stream.sampleRateHz = static_cast<float>(format.sampleRateHz);
     stream.inputChannels = format.inputChannels;
     stream.outputChannels = format.outputChannels;
-    stream.channelMask = format.channelMask;
+    stream.channelMask = format.outputMask;
     stream.maxFrames = format.blockFrames;
     m_context = {.inputChannels = format.inputChannels, .outputChannels = format.outputChannels};
     m_blockFrames = format.blockFrames;
@@ -25,11 +26,10 @@ void CoreEngine::open(const EngineFormat& format, std::string_view settings) {
     m_statistics.firstBuildMs = build(settings);
 }
 
-void CoreEngine::close() noexcept {
+void CoreEngine::close() {
     m_slots.reset({});
     m_announced.reset();
     m_tokenFree = true;
-    m_statistics = {};
 }
 
 double CoreEngine::build(std::string_view settings) {

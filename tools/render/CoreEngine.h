@@ -24,7 +24,7 @@ public:
     [[nodiscard]] bool isSettled() const noexcept override;
     [[nodiscard]] EngineStatistics statistics() const noexcept override { return m_statistics; }
     [[nodiscard]] std::string description() const override;
-    void close() noexcept override;
+    void close() override;
 
 private:
     void process(float* output, const float* input, std::uint32_t frameCount) noexcept override;

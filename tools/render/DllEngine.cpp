@@ -1,6 +1,7 @@
 #include "DllEngine.h"
 
 #include "ComFailure.h"
+#include "Interruption.h"
 #include "RegistrationRecord.h"
 #include "platform/AudioMediaType.h"
 
@@ -8,7 +9,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <iostream>
 #include <utility>
 
@@ -19,20 +19,20 @@ constexpr PROPERTYKEY endpointGuidKey{{0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 
                                       4};
 constexpr float crossfadeSeconds = 0.01F;
 
-ComReference<IAudioMediaType> mediaType(const EngineFormat& format, std::uint32_t channels, std::uint32_t mask) {
-    const UNCOMPRESSEDAUDIOFORMAT record{floatSubtype, channels, 4, 32, static_cast<float>(format.sampleRateHz),
-                                         mask};
+using Clock = std::chrono::steady_clock;
+
+ComReference<IAudioMediaType> mediaType(std::uint32_t sampleRateHz, std::uint32_t channels, std::uint32_t mask) {
+    const UNCOMPRESSEDAUDIOFORMAT record{floatSubtype, channels, 4, 32, static_cast<float>(sampleRateHz), mask};
     IAudioMediaType* pType = nullptr;
-    requireSuccess(CreateAudioMediaTypeFromUncompressedAudioFormat(&record, &pType),
-                   "the format cannot be described");
-    return ComReference<IAudioMediaType>(pType);
+    const HRESULT result = CreateAudioMediaTypeFromUncompressedAudioFormat(&record, &pType);
+    return requireObject<IAudioMediaType>(result, pType, "the format cannot be described");
 }
 
 /// The properties of an endpoint that exists for this render only.
 ComReference<IPropertyStore> endpointProperties() {
     void* pStore = nullptr;
-    requireSuccess(::PSCreateMemoryPropertyStore(IID_IPropertyStore, &pStore), "no property store can be made");
-    ComReference<IPropertyStore> store(static_cast<IPropertyStore*>(pStore));
+    const HRESULT result = ::PSCreateMemoryPropertyStore(IID_IPropertyStore, &pStore);
+    auto store = requireObject<IPropertyStore>(result, pStore, "no property store can be made");
     wchar_t text[] = L"{00000000-0000-0000-0000-000000000000}";
     // Borrowed: the store copies the value.
     PROPVARIANT value{};
@@ -50,8 +50,19 @@ template <class Interface> ComReference<Interface> requireInterface(IUnknown& ef
     return found;
 }
 
-double millisecondsSince(std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+double millisecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+/// How long to wait for the effect's build of these settings: far longer than the same build takes here.
+Clock::duration buildPatience(const EngineFormat& format, const std::string& settings) {
+    constexpr double buildTimes = 10.0;
+    constexpr double leastMs = 200.0;
+    const auto trial = makeReplayEngine();
+    trial->open(format, settings);
+    const double buildMs = trial->statistics().firstBuildMs;
+    return std::chrono::duration_cast<Clock::duration>(
+        std::chrono::duration<double, std::milli>(std::max(leastMs, buildTimes * buildMs)));
 }
 
 } // namespace
@@ -59,26 +70,31 @@ double millisecondsSince(std::chrono::steady_clock::time_point start) {
 DllEngine::DllEngine(EngineChoice choice) : m_choice(std::move(choice)) {}
 
 DllEngine::~DllEngine() {
-    close();
+    release();
 }
 
 void DllEngine::open(const EngineFormat& format, std::string_view settings) {
     close();
     m_format = format;
     m_crossfadeFrames = static_cast<std::uint32_t>(static_cast<float>(format.sampleRateHz) * crossfadeSeconds);
+    m_statistics = {};
+    // Before the settings, which are not touched for a library that is none.
+    m_module.emplace(m_choice);
+    m_description = m_module->description();
     m_settings.emplace(settings);
     m_knownText = settings;
-    m_module.emplace(m_choice);
     const auto effect = m_module->createEffect();
     m_apo = requireInterface<IAudioProcessingObject>(*effect, IID_IAudioProcessingObject);
     m_rt = requireInterface<IAudioProcessingObjectRT>(*effect, IID_IAudioProcessingObjectRT);
     m_config =
         requireInterface<IAudioProcessingObjectConfiguration>(*effect, IID_IAudioProcessingObjectConfiguration);
     initialize();
-    const auto input = mediaType(format, format.inputChannels, format.channelMask);
-    const auto output = mediaType(format, format.outputChannels, format.channelMask);
+    const auto input = mediaType(format.sampleRateHz, format.inputChannels, format.inputMask);
+    const auto output = mediaType(format.sampleRateHz, format.outputChannels, format.outputMask);
     negotiate(*input, *output);
-    lock(*output);
+    lock(*input, *output);
+    const bool inPlace = format.inputChannels == format.outputChannels;
+    m_input.resize(inPlace ? 0 : std::size_t{format.blockFrames} * format.inputChannels);
 }
 
 void DllEngine::initialize() {
@@ -92,33 +108,33 @@ void DllEngine::initialize() {
 
 void DllEngine::negotiate(IAudioMediaType& input, IAudioMediaType& output) {
     IAudioMediaType* pAccepted = nullptr;
-    requireSuccess(m_apo->IsInputFormatSupported(&output, &input, &pAccepted), "the effect refuses the format");
-    const ComReference<IAudioMediaType> accepted(pAccepted);
-    UNCOMPRESSEDAUDIOFORMAT format{};
-    requireSuccess(accepted->GetUncompressedAudioFormat(&format), "the effect's proposal cannot be read");
-    if (format.fFramesPerSecond != static_cast<float>(m_format.sampleRateHz) ||
-        format.dwSamplesPerFrame > m_format.inputChannels) {
-        throw RenderError(ExitStatus::unsupportedFormat, "the effect proposes a format that this file cannot have.");
+    const HRESULT result = m_apo->IsInputFormatSupported(&output, &input, &pAccepted);
+    const auto accepted = requireObject<IAudioMediaType>(result, pAccepted, "the effect refuses the format");
+    if (result != S_OK) {
+        throw RenderError(ExitStatus::unsupportedFormat, "the effect proposes another format than the sound has.");
     }
-    m_fedChannels = format.dwSamplesPerFrame;
 }
 
-void DllEngine::lock(IAudioMediaType& output) {
-    const auto input = mediaType(m_format, m_fedChannels, m_format.channelMask);
-    APO_CONNECTION_DESCRIPTOR source{APO_CONNECTION_BUFFER_TYPE_EXTERNAL, 0, m_format.blockFrames, input.get(),
+void DllEngine::lock(IAudioMediaType& input, IAudioMediaType& output) {
+    APO_CONNECTION_DESCRIPTOR source{APO_CONNECTION_BUFFER_TYPE_EXTERNAL, 0, m_format.blockFrames, &input,
                                      APO_CONNECTION_DESCRIPTOR_SIGNATURE};
     APO_CONNECTION_DESCRIPTOR target{APO_CONNECTION_BUFFER_TYPE_EXTERNAL, 0, m_format.blockFrames, &output,
                                      APO_CONNECTION_DESCRIPTOR_SIGNATURE};
     APO_CONNECTION_DESCRIPTOR* pSource = &source;
     APO_CONNECTION_DESCRIPTOR* pTarget = &target;
-    const auto start = std::chrono::steady_clock::now();
+    const auto start = Clock::now();
     requireSuccess(m_config->LockForProcess(1, &pSource, 1, &pTarget), "the effect cannot be locked");
     m_statistics.firstBuildMs = millisecondsSince(start);
     m_locked = true;
-    m_input.resize(std::size_t{m_format.blockFrames} * m_fedChannels);
 }
 
-void DllEngine::close() noexcept {
+void DllEngine::close() {
+    if (!release()) {
+        throw RenderError(ExitStatus::failure, "the effect's library says that it is still in use.");
+    }
+}
+
+bool DllEngine::release() noexcept {
     if (m_locked) {
         m_config->UnlockForProcess();
     }
@@ -126,16 +142,14 @@ void DllEngine::close() noexcept {
     m_config.reset();
     m_rt.reset();
     m_apo.reset();
-    if (m_module && !m_module->canUnload()) {
-        std::cerr << "tovix-render: the effect's library says that it is still in use.\n";
-    }
+    const bool free = !m_module || m_module->canUnload();
     m_module.reset();
     m_settings.reset();
     m_announced.reset();
     m_foreignText = false;
     m_fadeFramesLeft = 0;
     m_framesPlayed = 0;
-    m_statistics = {};
+    return free;
 }
 
 void DllEngine::changeSettings(std::string_view settings) {
@@ -152,20 +166,25 @@ void DllEngine::attend() {
 }
 
 void DllEngine::announce(const std::string& settings) {
-    constexpr DWORD takingLimitMs = 5000;
-    constexpr double buildTimes = 10.0;
-    constexpr double leastMs = 200.0;
+    const auto patience = buildPatience(m_format, settings);
     m_settings->announce(settings);
     m_knownText = settings;
-    for (DWORD waitedMs = 0; !m_settings->announcementTaken(); ++waitedMs) {
-        if (waitedMs == takingLimitMs) {
+    awaitTaking();
+    Interruption::sleepUntil(Clock::now() + patience);
+    m_fadeFramesLeft = m_crossfadeFrames;
+    ++m_statistics.rebuildCount;
+}
+
+void DllEngine::awaitTaking() {
+    constexpr std::chrono::seconds limit(5);
+    const auto end = Clock::now() + limit;
+    while (!m_settings->announcementTaken()) {
+        Interruption::check();
+        if (Clock::now() >= end) {
             throw RenderError(ExitStatus::failure, "the effect does not take the change of settings.");
         }
         ::Sleep(1);
     }
-    ::Sleep(static_cast<DWORD>(std::max(leastMs, buildTimes * m_statistics.firstBuildMs)));
-    m_fadeFramesLeft = m_crossfadeFrames;
-    ++m_statistics.rebuildCount;
 }
 
 void DllEngine::watchSettings() {
@@ -182,14 +201,9 @@ void DllEngine::watchSettings() {
 
 void DllEngine::process(const float* input, float* output) noexcept {
     const std::uint32_t frames = m_format.blockFrames;
-    if (m_fedChannels == m_format.inputChannels) {
-        std::memcpy(m_input.data(), input, m_input.size() * sizeof(float));
-    } else {
-        for (std::size_t f = 0; f < frames; ++f) {
-            std::copy_n(input + f * m_format.inputChannels, m_fedChannels, m_input.data() + f * m_fedChannels);
-        }
-    }
-    APO_CONNECTION_PROPERTY source{reinterpret_cast<UINT_PTR>(m_input.data()), frames, BUFFER_VALID,
+    float* const played = m_input.empty() ? output : m_input.data();
+    std::copy_n(input, std::size_t{frames} * m_format.inputChannels, played);
+    APO_CONNECTION_PROPERTY source{reinterpret_cast<UINT_PTR>(played), frames, BUFFER_VALID,
                                    APO_CONNECTION_PROPERTY_SIGNATURE};
     APO_CONNECTION_PROPERTY target{reinterpret_cast<UINT_PTR>(output), 0, BUFFER_INVALID,
                                    APO_CONNECTION_PROPERTY_SIGNATURE};
@@ -202,10 +216,6 @@ void DllEngine::process(const float* input, float* output) noexcept {
 
 bool DllEngine::isSettled() const noexcept {
     return m_fadeFramesLeft == 0 && !m_announced && !m_foreignText;
-}
-
-std::string DllEngine::description() const {
-    return m_module ? m_module->description() : "";
 }
 
 } // namespace tovix::render

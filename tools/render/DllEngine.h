@@ -18,7 +18,10 @@ namespace tovix::render {
 ///
 /// The effect builds its chains on a thread of its own and tells nobody when one is ready. So that a render comes out
 /// the same every time, a change waits until the effect has taken the signal, and then for several times as long as
-/// the first build took.
+/// the core in this process takes for the same build.
+///
+/// As the audio engine does with an effect that may work in place, it hands out one buffer for both sides where they
+/// have as many channels.
 class DllEngine final : public IEngine {
 public:
     explicit DllEngine(EngineChoice choice);
@@ -32,8 +35,8 @@ public:
     void process(const float* input, float* output) noexcept override;
     [[nodiscard]] bool isSettled() const noexcept override;
     [[nodiscard]] EngineStatistics statistics() const noexcept override { return m_statistics; }
-    [[nodiscard]] std::string description() const override;
-    void close() noexcept override;
+    [[nodiscard]] std::string description() const override { return m_description; }
+    void close() override;
 
 private:
     /// COM on this thread, for as long as the engine lives.
@@ -53,23 +56,27 @@ private:
     };
 
     void initialize();
-    /// Settles on the channel count that the effect is fed; the engine would convert to it.
+    /// The format is one that the effect takes as it is: whoever opened the engine knows its rule.
     void negotiate(IAudioMediaType& input, IAudioMediaType& output);
-    void lock(IAudioMediaType& output);
+    void lock(IAudioMediaType& input, IAudioMediaType& output);
+    /// Gives everything back; false when the library says that it is still in use.
+    bool release() noexcept;
     void announce(const std::string& settings);
+    /// Throws RenderError when it takes too long.
+    void awaitTaking();
     void watchSettings();
 
     ComApartment m_apartment;
     EngineChoice m_choice;
     EngineFormat m_format;
+    std::string m_description;
     std::optional<EffectModule> m_module;
     std::optional<HostSettings> m_settings;
     ComReference<IAudioProcessingObject> m_apo;
     ComReference<IAudioProcessingObjectRT> m_rt;
     ComReference<IAudioProcessingObjectConfiguration> m_config;
     bool m_locked = false;
-    /// Channels of the input that the effect gets: all, or as many as it proposed.
-    std::uint32_t m_fedChannels = 0;
+    /// A copy of the input that the effect may write to; empty where it works in the output.
     std::vector<float> m_input;
     std::optional<std::string> m_announced;
     /// The text that this engine or, while watching, somebody else wrote last.

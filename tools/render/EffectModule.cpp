@@ -3,12 +3,15 @@
 #include "ComFailure.h"
 #include "FilePath.h"
 #include "RegistrationRecord.h"
+#include "SystemError.h"
 
 #include <array>
 #include <filesystem>
 
 namespace tovix::render {
 namespace {
+
+constexpr const wchar_t* libraryName = L"Tovix64.dll";
 
 std::filesystem::path besideThisProgram(const wchar_t* name) {
     std::array<wchar_t, 1024> path{};
@@ -17,46 +20,58 @@ std::filesystem::path besideThisProgram(const wchar_t* name) {
 }
 
 std::filesystem::path libraryPath(const EngineChoice& choice) {
-    return choice.libraryPath.empty() ? besideThisProgram(L"Tovix64.dll")
+    return choice.libraryPath.empty() ? besideThisProgram(libraryName)
                                       : std::filesystem::absolute(pathFromUtf8(choice.libraryPath));
 }
 
 } // namespace
 
-EffectModule::EffectModule(const EngineChoice& choice) : m_registered(choice.registered) {
-    if (m_registered) {
-        return;
+EffectModule::EffectModule(const EngineChoice& choice) {
+    if (choice.registered) {
+        findRegistered();
+    } else {
+        load(choice);
     }
+}
+
+void EffectModule::load(const EngineChoice& choice) {
     const auto path = libraryPath(choice);
     m_description = utf8Text(path);
     m_module.reset(::LoadLibraryW(path.c_str()));
     if (!m_module) {
-        throw RenderError(ExitStatus::failure, "the effect's library " + m_description + " cannot be loaded.");
-    }
-}
-
-ComReference<IUnknown> EffectModule::createEffect() const {
-    void* pEffect = nullptr;
-    if (m_registered) {
-        requireSuccess(::CoCreateInstance(effectClassId, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, &pEffect),
-                       "the registered effect cannot be created");
-        return ComReference<IUnknown>(static_cast<IUnknown*>(pEffect));
+        const DWORD error = ::GetLastError();
+        throw RenderError(ExitStatus::failure, "the effect's library " + m_description +
+                                                   " cannot be loaded: " + control::describeSystemError(error) + ".");
     }
     auto* const getClassObject =
         moduleExport<HRESULT WINAPI(REFCLSID, REFIID, void**)>(m_module.get(), "DllGetClassObject");
     if (getClassObject == nullptr) {
-        throw RenderError(ExitStatus::failure, "the effect's library has no DllGetClassObject.");
+        throw RenderError(ExitStatus::failure, "the library " + m_description + " has no DllGetClassObject.");
     }
     void* pFactory = nullptr;
-    requireSuccess(getClassObject(effectClassId, IID_IClassFactory, &pFactory),
-                   "the library does not hold the effect");
-    const ComReference<IClassFactory> factory(static_cast<IClassFactory*>(pFactory));
-    requireSuccess(factory->CreateInstance(nullptr, IID_IUnknown, &pEffect), "the effect cannot be created");
-    return ComReference<IUnknown>(static_cast<IUnknown*>(pEffect));
+    const HRESULT result = getClassObject(effectClassId, IID_IClassFactory, &pFactory);
+    m_factory = requireObject<IClassFactory>(result, pFactory, "the library does not hold the effect");
 }
 
-bool EffectModule::canUnload() const noexcept {
-    auto* const canUnloadNow = m_module ? moduleExport<HRESULT WINAPI()>(m_module.get(), "DllCanUnloadNow") : nullptr;
+void EffectModule::findRegistered() {
+    m_description = "the registered library";
+    void* pFactory = nullptr;
+    const HRESULT result =
+        ::CoGetClassObject(effectClassId, CLSCTX_INPROC_SERVER, nullptr, IID_IClassFactory, &pFactory);
+    m_factory = requireObject<IClassFactory>(result, pFactory, "the registered effect cannot be created");
+}
+
+ComReference<IUnknown> EffectModule::createEffect() const {
+    void* pEffect = nullptr;
+    const HRESULT result = m_factory->CreateInstance(nullptr, IID_IUnknown, &pEffect);
+    return requireObject<IUnknown>(result, pEffect, "the effect cannot be created");
+}
+
+bool EffectModule::canUnload() noexcept {
+    m_factory.reset();
+    const HMODULE hModule = m_module ? m_module.get() : ::GetModuleHandleW(libraryName);
+    auto* const canUnloadNow =
+        hModule != nullptr ? moduleExport<HRESULT WINAPI()>(hModule, "DllCanUnloadNow") : nullptr;
     return canUnloadNow == nullptr || canUnloadNow() == S_OK;
 }
 

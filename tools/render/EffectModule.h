@@ -12,6 +12,7 @@ namespace tovix::render {
 /// [control]
 class EffectModule {
 public:
+    /// Loads the library and has it name the effect's class; no effect comes into being, so no settings are touched.
     /// Throws RenderError when the library cannot be loaded or is none of this effect.
     explicit EffectModule(const EngineChoice& choice);
 
@@ -21,13 +22,18 @@ public:
     /// Which library it is, for people.
     [[nodiscard]] const std::string& description() const noexcept { return m_description; }
 
-    /// What the library answers when it is asked whether it can go; true for a registered one, which COM asks.
-    [[nodiscard]] bool canUnload() const noexcept;
+    /// Gives the effect's class back, so that no effect can be created any more, and answers what the library says
+    /// when it is asked whether it can go.
+    [[nodiscard]] bool canUnload() noexcept;
 
 private:
-    bool m_registered;
-    std::string m_description = "the registered library";
+    void load(const EngineChoice& choice);
+    void findRegistered();
+
+    std::string m_description;
+    /// None where COM has loaded it, and frees it.
     ModuleReference m_module;
+    ComReference<IClassFactory> m_factory;
 };
 
 } // namespace tovix::render

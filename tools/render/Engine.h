@@ -13,10 +13,12 @@ namespace tovix::render {
 /// The stream that an engine is opened for.
 struct EngineFormat {
     std::uint32_t sampleRateHz = 0;
+    /// What the effect is fed; the file may have more.
     std::uint32_t inputChannels = 0;
     std::uint32_t outputChannels = 0;
-    /// The platform's speaker mask, 0 for none.
-    std::uint32_t channelMask = 0;
+    /// The platform's speaker masks, 0 for none.
+    std::uint32_t inputMask = 0;
+    std::uint32_t outputMask = 0;
     /// Frames of every block.
     std::uint32_t blockFrames = 0;
 };
@@ -42,7 +44,8 @@ public:
     virtual void changeSettings(std::string_view settings) = 0;
 
     /// Stands for the time between two blocks: what the effect's own control thread has to do and can do gets done.
-    /// Call it before each block. Throws RenderError when a chain cannot be built.
+    /// Call it before each block. Throws RenderError when a chain cannot be built, and when the wait for one is
+    /// interrupted.
     virtual void attend() = 0;
 
     /// Processes one whole block of interleaved samples: `blockFrames` frames of the input channels in, as many of
@@ -52,13 +55,15 @@ public:
     /// Whether the last settings announced are in full effect: nothing waits and nothing fades.
     [[nodiscard]] virtual bool isSettled() const noexcept = 0;
 
+    /// Of the stream, also when it has ended.
     [[nodiscard]] virtual EngineStatistics statistics() const noexcept = 0;
 
-    /// Which effect it runs, for people.
+    /// Which effect it runs or ran, for people.
     [[nodiscard]] virtual std::string description() const = 0;
 
-    /// Ends the stream; `open` may follow.
-    virtual void close() noexcept = 0;
+    /// Ends the stream; `open` may follow. Throws RenderError when the effect has not given everything back; the
+    /// stream has ended all the same.
+    virtual void close() = 0;
 };
 
 /// The engine that was chosen. Throws RenderError when this build does not have it.

@@ -1,6 +1,7 @@
 #include "HostSettings.h"
 
 #include "ExitStatus.h"
+#include "OtherHandles.h"
 #include "helpers/SecurityHelper.h"
 
 #include <algorithm>
@@ -19,24 +20,57 @@ using QueryEvent = LONG NTAPI(HANDLE hEvent, int informationClass, void* pInform
     throw RenderError(ExitStatus::failure, std::string("the settings block cannot be ") + what + ".");
 }
 
+KernelHandle claimHostMutex(SECURITY_ATTRIBUTES* sa) {
+    KernelHandle mutex(::CreateMutexW(sa, FALSE, L"Global\\TovixRenderHost"));
+    const DWORD error = ::GetLastError();
+    if (error == ERROR_ALREADY_EXISTS || error == ERROR_ACCESS_DENIED) {
+        throw RenderError(ExitStatus::failure, "another render is running, and the effect has one set of settings.");
+    }
+    if (!mutex) {
+        refuse("claimed");
+    }
+    return mutex;
+}
+
 } // namespace
 
 HostSettings::HostSettings(std::string_view text) {
     static_cast<void>(EnableCreateGlobalPrivilege(::GetCurrentProcess()));
     const GlobalObjectSecurity security;
-    if (m_mapping.Open() != IPCS_OK && m_mapping.Create(security.attributes()) != IPCS_OK) {
-        refuse("opened or created");
-    }
+    m_hHostMutex = claimHostMutex(security.attributes());
     m_hUpdateEvent.reset(::CreateEventW(security.attributes(), FALSE, FALSE, CONFIG_DATA_UPDATE_EVENT));
+    m_eventIsShared = ::GetLastError() == ERROR_ALREADY_EXISTS;
     if (!m_hUpdateEvent) {
         refuse("announced");
     }
+    openBlock(security.attributes());
     write(text);
     // A signal of an earlier user would make the effect build its first chain twice.
     ::ResetEvent(m_hUpdateEvent.get());
 }
 
+HostSettings::~HostSettings() {
+    // Text and signal of somebody else's change stand.
+    if (m_textBefore && text() == m_ownText) {
+        write(*m_textBefore);
+        signalAllOthers();
+    }
+}
+
+void HostSettings::openBlock(SECURITY_ATTRIBUTES* sa) {
+    if (m_mapping.Open() == IPCS_OK) {
+        m_textBefore = text();
+    } else if (m_mapping.Create(sa) != IPCS_OK) {
+        refuse("opened or created");
+    }
+}
+
 void HostSettings::announce(std::string_view text) {
+    if (m_eventIsShared) {
+        throw RenderError(ExitStatus::failure,
+                          "another program has the effect's settings open, and an effect outside "
+                          "of this render could take the change; --core does without them.");
+    }
     write(text);
     ::SetEvent(m_hUpdateEvent.get());
 }
@@ -45,6 +79,16 @@ void HostSettings::write(std::string_view text) {
     ConfigText block{};
     std::copy_n(text.begin(), std::min(text.size(), block.size() - 1), block.begin());
     m_mapping.writeText(block);
+    m_ownText = text;
+}
+
+/// One signal for each handle, as a signal wakes one waiter.
+void HostSettings::signalAllOthers() noexcept {
+    constexpr std::uint32_t largestSignalCount = 64;
+    const auto others = control::otherHandles(m_hUpdateEvent.get(), 1).value_or(1);
+    for (std::uint32_t i = 0; i < std::clamp<std::uint32_t>(others, 1, largestSignalCount); ++i) {
+        ::SetEvent(m_hUpdateEvent.get());
+    }
 }
 
 bool HostSettings::announcementTaken() const noexcept {

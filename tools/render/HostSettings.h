@@ -3,19 +3,26 @@
 #include "helpers/SharedConfigMapping.h"
 #include "helpers/WinHandles.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace tovix::render {
 
-/// The control application's part for one render: the settings block, held open, and its update event. [control]
+/// The control application's part for one render: the settings block, held open, and its update event. The system has
+/// one of each for all effects, so there is one host at a time; and a block that was there before gets its text back
+/// at the end, with a signal for whoever plays by it, unless somebody else has changed it meanwhile. [control]
 class HostSettings {
 public:
     /// Opens the block or creates it, with the effect's own security, and writes the text without a signal. Throws
-    /// RenderError when neither works.
+    /// RenderError when neither works and when another host is there, and has changed nothing then.
     explicit HostSettings(std::string_view text);
+    HostSettings(const HostSettings&) = delete;
+    HostSettings& operator=(const HostSettings&) = delete;
+    ~HostSettings();
 
-    /// Rewrites the text and signals once, for one effect.
+    /// Rewrites the text and signals once, for one effect. Throws RenderError when somebody had the event open before
+    /// this host: a signal wakes one waiter, and that could be an effect outside of this render.
     void announce(std::string_view text);
 
     /// Whether the last signal has been taken. True where the system does not tell.
@@ -25,10 +32,19 @@ public:
     [[nodiscard]] std::string text() const;
 
 private:
+    void openBlock(SECURITY_ATTRIBUTES* sa);
     void write(std::string_view text);
+    void signalAllOthers() noexcept;
 
+    /// Its existence keeps other hosts away.
+    KernelHandle m_hHostMutex;
     SharedConfigMapping m_mapping;
     KernelHandle m_hUpdateEvent;
+    bool m_eventIsShared = false;
+    /// What the block held before.
+    std::optional<std::string> m_textBefore;
+    /// What this host wrote last.
+    std::string m_ownText;
 };
 
 } // namespace tovix::render

@@ -21,7 +21,8 @@ Without any line there is an equalizer, and a boost of 6 dB after it.
 
 Lines that come later (--set after --settings, --at after both) replace the lines of the same name, switched off or
 not, and keep all others; a line with a new name goes to the end. Several --set lines of one name all count.
-A change (--at) is announced before the first block that begins at or after its moment, and fades in over 10 ms.
+A change (--at) is announced before the first block that begins at or after its moment, and fades in over 10 ms. File
+names stand before --at, which takes what follows it for lines.
 
 Sound files are what libsndfile reads and writes; the output's kind follows the ending of its name. Output appears
 under its name only when it is complete.
@@ -50,6 +51,24 @@ struct RawOptions {
     std::string format = "float";
 };
 
+#ifdef _WIN32
+void addEngineOptions(CLI::App& app, EngineChoice& engine) {
+    auto* const library =
+        app.add_option("--dll", engine.libraryPath, "The effect's library (Tovix64.dll beside this program)")
+            ->type_name("FILE");
+    auto* const registered = app.add_flag("--registered", engine.registered, "The registered effect, through COM");
+    auto* const core =
+        app.add_flag("--core", engine.core, "The effect's core within this program instead of the library");
+    auto* const watch = app.add_flag("--watch", engine.watch,
+                                     "Tell on the error stream when another program, such as tovixctl, changes the "
+                                     "settings; best with --realtime");
+    library->excludes(registered);
+    core->excludes(library)->excludes(registered)->excludes(watch);
+}
+#else
+void addEngineOptions(CLI::App& /*app*/, EngineChoice& /*engine*/) {}
+#endif
+
 void addOptions(CLI::App& app, Options& options, RawOptions& raw) {
     constexpr int manyLines = 1000;
     app.add_option("files", raw.files, "The sound file to read (not with --demo) and the one to write")
@@ -75,19 +94,16 @@ void addOptions(CLI::App& app, Options& options, RawOptions& raw) {
         ->option_text("text|json")
         ->check(CLI::IsMember({"text", "json"}));
     app.add_flag("--realtime", options.realtime, "Take as long as the sound lasts");
-#ifdef _WIN32
-    app.add_option("--dll", options.engine.libraryPath, "The effect's library (Tovix64.dll beside this program)")
-        ->type_name("FILE");
-    app.add_flag("--registered", options.engine.registered, "The registered effect, through COM");
-    app.add_flag("--core", options.engine.core, "The effect's core within this program instead of the library");
-    app.add_flag("--watch", options.engine.watch,
-                 "Tell on the error stream when another process changes the settings");
-#endif
+    addEngineOptions(app, options.engine);
     app.add_flag("--quiet", options.quiet, "No progress bar and no text report");
 }
 
 void takeFiles(Options& options, const std::vector<std::string>& files) {
     const std::size_t wanted = options.demo ? 1 : 2;
+    if (files.size() < wanted && !options.changes.empty()) {
+        throw RenderError(ExitStatus::usage, "a file name is missing; put the file names first, as --at takes what "
+                                             "follows it for settings lines.");
+    }
     if (files.size() != wanted) {
         throw RenderError(ExitStatus::usage,
                           options.demo ? "--demo needs one file name, that of the output; see --help."

@@ -1,8 +1,9 @@
 #pragma once
 
+#include "Interruption.h"
+
 #include <chrono>
 #include <cstdint>
-#include <thread>
 
 namespace tovix::render {
 
@@ -12,11 +13,11 @@ public:
     Pace(std::uint32_t sampleRateHz, bool realtime)
         : m_sampleRateHz(sampleRateHz), m_realtime(realtime), m_start(Clock::now()) {}
 
-    /// Waits until `frames` frames would have been heard.
+    /// Waits until `frames` frames would have been heard. Throws RenderError when interrupted.
     void keep(std::uint64_t frames) const {
         if (m_realtime) {
             const std::chrono::duration<double> heard(static_cast<double>(frames) / m_sampleRateHz);
-            std::this_thread::sleep_until(m_start + std::chrono::duration_cast<Clock::duration>(heard));
+            Interruption::sleepUntil(m_start + std::chrono::duration_cast<Clock::duration>(heard));
         }
     }
 

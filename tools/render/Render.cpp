@@ -2,19 +2,15 @@
 
 #include "BlockTiming.h"
 #include "ExitStatus.h"
-#include "FilePath.h"
 #include "FileSink.h"
 #include "Interruption.h"
+#include "Job.h"
 #include "LevelTrace.h"
-#include "NumberText.h"
 #include "Pace.h"
 #include "ProgressBar.h"
 #include "ResponseReport.h"
-#include "SpeakerMask.h"
 
 #include <algorithm>
-#include <cmath>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -23,89 +19,10 @@
 namespace tovix::render {
 namespace {
 
-constexpr std::int64_t largestBlock = 65536;
-constexpr std::int64_t mostChannels = 4096;
-constexpr std::uint32_t blocksPerSecond = 100;
-
-std::uint32_t blockFramesFor(const Options& options, const SourceFormat& source) {
-    const std::int64_t frames = options.blockFrames.value_or(std::max(source.sampleRateHz / blocksPerSecond, 1U));
-    if (frames < 1 || frames > largestBlock) {
-        throw RenderError(ExitStatus::blockSize, "a block of " + std::to_string(frames) +
-                                                     " frames is none; there are blocks of 1 to 65536.");
-    }
-    return static_cast<std::uint32_t>(frames);
-}
-
-EngineFormat engineFormat(const Options& options, const SourceFormat& source) {
-    const std::int64_t outputChannels = options.outputChannels.value_or(source.channels);
-    if (outputChannels < 1 || outputChannels > mostChannels) {
-        throw RenderError(ExitStatus::unsupportedFormat, "an output of " + std::to_string(outputChannels) +
-                                                             " channels is none; the effect gives 1 to 4096.");
-    }
-    const auto channels = static_cast<std::uint32_t>(outputChannels);
-    return {.sampleRateHz = source.sampleRateHz,
-            .inputChannels = source.channels,
-            .outputChannels = channels,
-            .channelMask = channels > source.channels ? usualSpeakerMask(channels) : source.channelMask,
-            .blockFrames = blockFramesFor(options, source)};
-}
-
-SinkFormat sinkFormat(const Options& options, const EngineFormat& format, const SourceFormat& source) {
-    const bool sameChannels = format.outputChannels == source.channels;
-    return {.samples = options.sampleFormat,
-            .channels = format.outputChannels,
-            .channelMask = sameChannels ? source.channelMask : usualSpeakerMask(format.outputChannels)};
-}
-
-/// Number of the first block that begins at or after the moment.
-double blockOf(double seconds, const EngineFormat& format) {
-    return std::ceil(seconds * format.sampleRateHz / format.blockFrames);
-}
-
-void checkChanges(const SettingsPlan& plan, const EngineFormat& format, std::uint64_t frames) {
-    for (const auto& change : plan.changes) {
-        if (blockOf(change.seconds, format) * format.blockFrames >= static_cast<double>(frames)) {
-            throw RenderError(ExitStatus::changeTime,
-                              "--at " + numberText(change.seconds) + " lies beyond the beginning of the last block.");
-        }
-    }
-}
-
-/// What a run is about, checked as far as that goes without writing anything.
-struct Job {
-    const Options& options;
-    SettingsPlan plan;
-    std::unique_ptr<ISource> source;
-    SourceFormat sound;
-    EngineFormat format;
-};
-
-/// Outputs under names of their own: two of one name would replace each other, and a table the input. The sound
-/// itself may replace the input, which it does when it is complete.
-void checkNames(const Options& options) {
-    std::vector<std::filesystem::path> names;
-    for (const auto* const pName :
-         {&options.inputPath, &options.outputPath, &options.responsePath, &options.levelsPath}) {
-        if (pName->empty()) {
-            continue;
-        }
-        const auto name = std::filesystem::weakly_canonical(pathFromUtf8(*pName));
-        const bool replacesInput = pName == &options.outputPath && *pName == options.inputPath;
-        if (!replacesInput && std::find(names.begin(), names.end(), name) != names.end()) {
-            throw RenderError(ExitStatus::usage, *pName + " is named twice; every file needs a name of its own.");
-        }
-        names.push_back(name);
-    }
-}
-
-Job prepare(const Options& options) {
-    checkNames(options);
-    SettingsPlan plan = planSettings(options);
-    auto source = options.demo ? openDemo() : openFile(options.inputPath);
-    const SourceFormat sound = source->format();
-    const EngineFormat format = engineFormat(options, sound);
-    checkChanges(plan, format, sound.frames);
-    return {options, std::move(plan), std::move(source), sound, format};
+SinkFormat sinkFormat(const Job& job) {
+    return {.samples = job.options.sampleFormat,
+            .channels = job.format.outputChannels,
+            .channelMask = job.format.outputMask};
 }
 
 class Run {
@@ -140,11 +57,10 @@ private:
 };
 
 Run::Run(Job job)
-    : m_job(std::move(job)),
-      m_sink(m_job.options.outputPath, m_job.sound, sinkFormat(m_job.options, m_job.format, m_job.sound)),
+    : m_job(std::move(job)), m_sink(m_job.options.outputPath, m_job.sound, sinkFormat(m_job)),
       m_limiter(m_job.format),
-      m_before(m_job.format.inputChannels, m_job.sound.channelMask, m_job.format.sampleRateHz),
-      m_after(m_job.format.outputChannels, m_job.format.channelMask, m_job.format.sampleRateHz),
+      m_before(m_job.format.inputChannels, m_job.format.inputMask, m_job.format.sampleRateHz),
+      m_after(m_job.format.outputChannels, m_job.format.outputMask, m_job.format.sampleRateHz),
       m_input(std::size_t{m_job.format.blockFrames} * m_job.format.inputChannels),
       m_output(std::size_t{m_job.format.blockFrames} * m_job.format.outputChannels) {
     const auto& format = m_job.format;
@@ -180,6 +96,7 @@ Report Run::perform() {
         throw RenderError(ExitStatus::unreadableInput, m_job.sound.name + " holds no sound.");
     }
     Interruption::check();
+    m_engine->close();
     // An open file cannot be replaced everywhere, and the output may be the input.
     m_job.source.reset();
     commit();
@@ -248,7 +165,7 @@ Report Run::report() const {
 } // namespace
 
 Report renderSound(const Options& options) {
-    return Run(prepare(options)).perform();
+    return Run(prepareJob(options)).perform();
 }
 
 } // namespace tovix::render

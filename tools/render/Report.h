@@ -20,6 +20,7 @@ struct Report {
     std::string outputKind;
     EngineFormat format;
     SettingsPlan settings;
+    /// Of the channels that the effect was fed.
     LoudnessFigures before;
     LoudnessFigures after;
     LimiterActivity limiter;

@@ -38,4 +38,7 @@ std::unique_ptr<ISource> openFile(const std::string& path);
 /// The built-in programme.
 std::unique_ptr<ISource> openDemo();
 
+/// The first channels of a source, which has as many or more, with the usual speakers for their count.
+std::unique_ptr<ISource> takeFirstChannels(std::unique_ptr<ISource> source, std::uint32_t channels);
+
 } // namespace tovix::render

@@ -40,6 +40,15 @@ void writeSound(std::ostream& out, const Report& report) {
                         << fixed(1000.0 * report.format.blockFrames / report.format.sampleRateHz, 2) << " ms)\n";
 }
 
+void writeEffect(std::ostream& out, const Report& report) {
+    label(out, "effect") << report.effect;
+    if (report.format.inputChannels != report.source.channels) {
+        out << "; takes the first " << report.format.inputChannels << " of the "
+            << plural(report.source.channels, "channel");
+    }
+    out << '\n';
+}
+
 void writeLines(std::ostream& out, const char* title, const Settings& settings) {
     std::size_t width = 0;
     for (const auto& line : settings.lines()) {
@@ -118,7 +127,7 @@ void writeSpeed(std::ostream& out, const Report& report) {
 void writeTextReport(std::ostream& out, const Report& report) {
     out << "tovix-render\n";
     writeSound(out, report);
-    label(out, "effect") << report.effect << '\n';
+    writeEffect(out, report);
     writeSettings(out, report.settings);
     writeLoudness(out, {"loudness", "LUFS", "below the gate"}, report.before.integratedLufs,
                   report.after.integratedLufs);

@@ -1,0 +1,103 @@
+#include "Job.h"
+
+#include "ExitStatus.h"
+#include "FilePath.h"
+#include "NumberText.h"
+#include "SpeakerMask.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <utility>
+#include <vector>
+
+namespace tovix::render {
+namespace {
+
+constexpr std::int64_t largestBlock = 65536;
+constexpr std::int64_t mostChannels = 4096;
+constexpr std::uint32_t blocksPerSecond = 100;
+
+std::uint32_t blockFramesFor(const Options& options, const SourceFormat& source) {
+    const std::int64_t frames = options.blockFrames.value_or(std::max(source.sampleRateHz / blocksPerSecond, 1U));
+    if (frames < 1 || frames > largestBlock) {
+        throw RenderError(ExitStatus::blockSize, "a block of " + std::to_string(frames) +
+                                                     " frames is none; there are blocks of 1 to 65536.");
+    }
+    return static_cast<std::uint32_t>(frames);
+}
+
+std::uint32_t outputChannelsFor(const Options& options, const SourceFormat& sound) {
+    const std::int64_t outputChannels = options.outputChannels.value_or(sound.channels);
+    if (outputChannels < 1 || outputChannels > mostChannels) {
+        throw RenderError(ExitStatus::unsupportedFormat, "an output of " + std::to_string(outputChannels) +
+                                                             " channels is none; the effect gives 1 to 4096.");
+    }
+    return static_cast<std::uint32_t>(outputChannels);
+}
+
+/// The effect's own rule of negotiation: of three channels or more it takes no more than it is to give.
+std::uint32_t fedChannelsFor(const SourceFormat& sound, std::uint32_t outputChannels) {
+    constexpr std::uint32_t fewestToNarrow = 3;
+    return sound.channels >= fewestToNarrow ? std::min(sound.channels, outputChannels) : sound.channels;
+}
+
+EngineFormat engineFormat(const Options& options, const SourceFormat& sound, const SourceFormat& fed,
+                          std::uint32_t outputChannels) {
+    return {.sampleRateHz = fed.sampleRateHz,
+            .inputChannels = fed.channels,
+            .outputChannels = outputChannels,
+            .inputMask = fed.channelMask,
+            .outputMask = outputChannels == sound.channels ? sound.channelMask : usualSpeakerMask(outputChannels),
+            .blockFrames = blockFramesFor(options, sound)};
+}
+
+void checkChanges(const SettingsPlan& plan, const EngineFormat& format, std::uint64_t frames) {
+    for (const auto& change : plan.changes) {
+        if (blockOf(change.seconds, format) * format.blockFrames >= static_cast<double>(frames)) {
+            throw RenderError(ExitStatus::changeTime,
+                              "--at " + numberText(change.seconds) + " lies beyond the beginning of the last block.");
+        }
+    }
+}
+
+/// Outputs under names of their own: two of one name would replace each other, and a table the input. The sound
+/// itself may replace the input, which it does when it is complete.
+void checkNames(const Options& options) {
+    std::vector<std::filesystem::path> names;
+    for (const auto* const pName :
+         {&options.inputPath, &options.outputPath, &options.responsePath, &options.levelsPath}) {
+        if (pName->empty()) {
+            continue;
+        }
+        const auto name = std::filesystem::weakly_canonical(pathFromUtf8(*pName));
+        const bool replacesInput = pName == &options.outputPath && *pName == options.inputPath;
+        if (!replacesInput && std::find(names.begin(), names.end(), name) != names.end()) {
+            throw RenderError(ExitStatus::usage, *pName + " is named twice; every file needs a name of its own.");
+        }
+        names.push_back(name);
+    }
+}
+
+} // namespace
+
+double blockOf(double seconds, const EngineFormat& format) {
+    return std::ceil(seconds * format.sampleRateHz / format.blockFrames);
+}
+
+Job prepareJob(const Options& options) {
+    checkNames(options);
+    SettingsPlan plan = planSettings(options);
+    auto source = options.demo ? openDemo() : openFile(options.inputPath);
+    const SourceFormat sound = source->format();
+    const std::uint32_t outputChannels = outputChannelsFor(options, sound);
+    if (const auto fedChannels = fedChannelsFor(sound, outputChannels); fedChannels != sound.channels) {
+        source = takeFirstChannels(std::move(source), fedChannels);
+    }
+    const EngineFormat format = engineFormat(options, sound, source->format(), outputChannels);
+    checkChanges(plan, format, sound.frames);
+    return {options, std::move(plan), std::move(source), sound, format};
+}
+
+} // namespace tovix::render
