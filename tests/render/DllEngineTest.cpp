@@ -61,24 +61,23 @@ std::string systemLibrary(const wchar_t* name) {
     return (std::filesystem::path(folder.data()) / name).string();
 }
 
-/// The settings block that was on the machine before a render.
-class SettingsOfTheMachine {
-public:
-    explicit SettingsOfTheMachine(std::string_view settings) {
-        m_block.Create(nullptr);
-        ConfigText block{};
-        std::copy(settings.begin(), settings.end(), block.begin());
-        m_block.writeText(block);
-    }
-    [[nodiscard]] std::string text() const {
-        ConfigText block{};
-        m_block.copyTo(block);
-        return block.data();
-    }
+constexpr std::string_view machineText = "Boost: 33 dB 1";
 
-private:
-    SharedConfigMapping m_block;
-};
+/// The settings block as it is on the machine before a render.
+SharedConfigMapping makeMachineSettings() {
+    SharedConfigMapping block;
+    block.Create(nullptr);
+    ConfigText text{};
+    std::copy(machineText.begin(), machineText.end(), text.begin());
+    block.writeText(text);
+    return block;
+}
+
+std::string textOf(const SharedConfigMapping& block) {
+    ConfigText text{};
+    block.copyTo(text);
+    return text.data();
+}
 
 TEST(DllEngine, GivesWhatTheCoreGives) {
     struct Case {
@@ -139,14 +138,14 @@ TEST(DllEngine, IsSteeredByTheControlProgramWhileItPlays) {
     const TestFolder folder;
     writeSound(folder.file("in.wav"), sineSound(2, 4.0, 997.0, 0.1));
     writeText(folder.file("settings.txt"), "Boost: 0 dB 1\n#Equalizer:\n");
-    const SettingsOfTheMachine machine("Boost: 33 dB 1");
+    const auto machine = makeMachineSettings();
     Outcome render;
     testing::internal::CaptureStderr();
     std::thread playing([&] {
         render = runProgramAsIs({folder.file("in.wav"), folder.file("out.wav"), "--quiet", "--settings",
                                  folder.file("settings.txt"), "--realtime", "--watch"});
     });
-    for (int i = 0; i < 500 && machine.text() == "Boost: 33 dB 1"; ++i) {
+    for (int i = 0; i < 500 && textOf(machine) == machineText; ++i) {
         ::Sleep(20);
     }
     const Outcome second = runProgramAsIs({folder.file("in.wav"), folder.file("second.wav")});
@@ -159,7 +158,7 @@ TEST(DllEngine, IsSteeredByTheControlProgramWhileItPlays) {
     EXPECT_EQ(status, 0U);
     EXPECT_EQ(second.status, 1);
     EXPECT_NE(second.err.find("another render is running"), std::string::npos) << second.err;
-    EXPECT_NE(machine.text().find("Boost: 120 dB 1"), std::string::npos) << "somebody else's change stays";
+    EXPECT_NE(textOf(machine).find("Boost: 120 dB 1"), std::string::npos) << "somebody else's change stays";
     EXPECT_NE(told.find("Boost: 120 dB 1"), std::string::npos) << told;
     const Sound sound = readSound(folder.file("out.wav"));
     EXPECT_NEAR(peakBetween(sound, 0.0, 0.5), 0.1, 0.001);
@@ -169,17 +168,17 @@ TEST(DllEngine, IsSteeredByTheControlProgramWhileItPlays) {
 TEST(DllEngine, GivesTheMachineItsSettingsBack) {
     const TestFolder folder;
     writeSound(folder.file("in.wav"), programme(1));
-    const SettingsOfTheMachine machine("Boost: 33 dB 1");
+    const auto machine = makeMachineSettings();
     const KernelHandle event(::CreateEventW(nullptr, FALSE, FALSE, CONFIG_DATA_UPDATE_EVENT));
     const Outcome plain = runProgramAsIs({folder.file("in.wav"), folder.file("out.wav")});
     EXPECT_EQ(plain.status, 0) << plain.err;
-    EXPECT_EQ(machine.text(), "Boost: 33 dB 1");
+    EXPECT_EQ(textOf(machine), machineText);
     EXPECT_EQ(::WaitForSingleObject(event.get(), 0), WAIT_OBJECT_0) << "an effect that plays must hear of it";
     const Outcome change =
         runProgramAsIs({folder.file("in.wav"), folder.file("2.wav"), "--at", "0.5", "Boost: 1 dB 1"});
     EXPECT_EQ(change.status, 1);
     EXPECT_NE(change.err.find("could take the change"), std::string::npos) << change.err;
-    EXPECT_EQ(machine.text(), "Boost: 33 dB 1");
+    EXPECT_EQ(textOf(machine), machineText);
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"in.wav", "out.wav"}));
 }
 
@@ -211,7 +210,7 @@ TEST(DllEngine, SaysWhatKeepsALibraryFromBeingUsed) {
         const char* told;
     };
     const std::vector<Case> cases{
-        {{"--dll", folder.file("text.dll")}, 1, "cannot be loaded: "},
+        {{"--dll", folder.file("text.dll")}, 1, "cannot be loaded: it is no 64-bit library."},
         {{"--dll", folder.file("absent.dll")}, 1, "(error 126)"},
         {{"--dll", systemLibrary(L"kernel32.dll")}, 1, "has no DllGetClassObject"},
         {{"--dll", systemLibrary(L"propsys.dll")}, 1, "does not hold the effect (0x80040111)"},

@@ -41,6 +41,8 @@ TEST(Interruption, LeavesTheOutputAsItWasAndNothingBesideIt) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
         ASSERT_EQ(folder.names().size(), 3U) << "the render has begun under another name";
+        // By then the one in real time is asleep.
+        std::this_thread::sleep_for(std::chrono::milliseconds(realtime ? 500 : 0));
         const auto start = std::chrono::steady_clock::now();
         kill(child, signal);
         int status = 0;

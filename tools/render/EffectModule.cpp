@@ -40,8 +40,11 @@ void EffectModule::load(const EngineChoice& choice) {
     m_module.reset(::LoadLibraryW(path.c_str()));
     if (!m_module) {
         const DWORD error = ::GetLastError();
-        throw RenderError(ExitStatus::failure, "the effect's library " + m_description +
-                                                   " cannot be loaded: " + control::describeSystemError(error) + ".");
+        // The system's own words for it have a gap for a name.
+        const std::string reason =
+            error == ERROR_BAD_EXE_FORMAT ? "it is no 64-bit library" : control::describeSystemError(error);
+        throw RenderError(ExitStatus::failure,
+                          "the effect's library " + m_description + " cannot be loaded: " + reason + ".");
     }
     auto* const getClassObject =
         moduleExport<HRESULT WINAPI(REFCLSID, REFIID, void**)>(m_module.get(), "DllGetClassObject");

@@ -1,5 +1,6 @@
 #include "HostSettings.h"
 
+#include "ControllersTurn.h"
 #include "ExitStatus.h"
 #include "OtherHandles.h"
 #include "helpers/SecurityHelper.h"
@@ -43,6 +44,7 @@ HostSettings::HostSettings(std::string_view text) {
     if (!m_hUpdateEvent) {
         refuse("announced");
     }
+    const control::ControllersTurn turn;
     openBlock(security.attributes());
     write(text);
     // A signal of an earlier user would make the effect build its first chain twice.
@@ -50,6 +52,7 @@ HostSettings::HostSettings(std::string_view text) {
 }
 
 HostSettings::~HostSettings() {
+    const control::ControllersTurn turn;
     // Text and signal of somebody else's change stand.
     if (m_textBefore && text() == m_ownText) {
         write(*m_textBefore);
