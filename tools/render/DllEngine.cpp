@@ -89,10 +89,9 @@ void DllEngine::open(const EngineFormat& format, std::string_view settings) {
     m_config =
         requireInterface<IAudioProcessingObjectConfiguration>(*effect, IID_IAudioProcessingObjectConfiguration);
     initialize();
-    const auto input = mediaType(format.sampleRateHz, format.inputChannels, format.inputMask);
+    const auto requested = mediaType(format.sampleRateHz, format.fileChannels, format.fileMask);
     const auto output = mediaType(format.sampleRateHz, format.outputChannels, format.outputMask);
-    negotiate(*input, *output);
-    lock(*input, *output);
+    lock(*negotiate(*requested, *output), *output);
     const bool inPlace = format.inputChannels == format.outputChannels;
     m_input.resize(inPlace ? 0 : std::size_t{format.blockFrames} * format.inputChannels);
 }
@@ -106,13 +105,17 @@ void DllEngine::initialize() {
                    "the effect cannot be initialized");
 }
 
-void DllEngine::negotiate(IAudioMediaType& input, IAudioMediaType& output) {
+ComReference<IAudioMediaType> DllEngine::negotiate(IAudioMediaType& requested, IAudioMediaType& output) {
     IAudioMediaType* pAccepted = nullptr;
-    const HRESULT result = m_apo->IsInputFormatSupported(&output, &input, &pAccepted);
-    const auto accepted = requireObject<IAudioMediaType>(result, pAccepted, "the effect refuses the format");
-    if (result != S_OK) {
-        throw RenderError(ExitStatus::unsupportedFormat, "the effect proposes another format than the sound has.");
+    const HRESULT result = m_apo->IsInputFormatSupported(&output, &requested, &pAccepted);
+    auto accepted = requireObject<IAudioMediaType>(result, pAccepted, "the effect refuses the format");
+    UNCOMPRESSEDAUDIOFORMAT format{};
+    requireSuccess(accepted->GetUncompressedAudioFormat(&format), "the effect's proposal cannot be read");
+    if (format.dwSamplesPerFrame != m_format.inputChannels ||
+        format.fFramesPerSecond != static_cast<float>(m_format.sampleRateHz)) {
+        throw RenderError(ExitStatus::unsupportedFormat, "the effect proposes a format that this sound cannot have.");
     }
+    return accepted;
 }
 
 void DllEngine::lock(IAudioMediaType& input, IAudioMediaType& output) {

@@ -56,8 +56,9 @@ private:
     };
 
     void initialize();
-    /// The format is one that the effect takes as it is: whoever opened the engine knows its rule.
-    void negotiate(IAudioMediaType& input, IAudioMediaType& output);
+    /// The format that the effect takes: the one that is asked for, or the effect's proposal. Throws RenderError when
+    /// that is not what the sound is fed in.
+    ComReference<IAudioMediaType> negotiate(IAudioMediaType& requested, IAudioMediaType& output);
     void lock(IAudioMediaType& input, IAudioMediaType& output);
     /// Gives everything back; false when the library says that it is still in use.
     bool release() noexcept;

@@ -13,10 +13,12 @@ namespace tovix::render {
 /// The stream that an engine is opened for.
 struct EngineFormat {
     std::uint32_t sampleRateHz = 0;
-    /// What the effect is fed; the file may have more.
+    /// What the file has, which an effect is asked for first, and what it is fed; these may be fewer.
+    std::uint32_t fileChannels = 0;
     std::uint32_t inputChannels = 0;
     std::uint32_t outputChannels = 0;
     /// The platform's speaker masks, 0 for none.
+    std::uint32_t fileMask = 0;
     std::uint32_t inputMask = 0;
     std::uint32_t outputMask = 0;
     /// Frames of every block.

@@ -46,8 +46,10 @@ std::uint32_t fedChannelsFor(const SourceFormat& sound, std::uint32_t outputChan
 EngineFormat engineFormat(const Options& options, const SourceFormat& sound, const SourceFormat& fed,
                           std::uint32_t outputChannels) {
     return {.sampleRateHz = fed.sampleRateHz,
+            .fileChannels = sound.channels,
             .inputChannels = fed.channels,
             .outputChannels = outputChannels,
+            .fileMask = sound.channelMask,
             .inputMask = fed.channelMask,
             .outputMask = outputChannels == sound.channels ? sound.channelMask : usualSpeakerMask(outputChannels),
             .blockFrames = blockFramesFor(options, sound)};
