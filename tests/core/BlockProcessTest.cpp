@@ -11,22 +11,28 @@ using namespace tovix;
 
 namespace {
 
-/// Writes a given value, and keeps what it was handed.
+/// Writes a given value, and keeps what it was handed and how often the previous effect ran before.
 class Recorder : public IBlockEffect, public IPreviousEffect {
 public:
     void process(float* output, const float* input, std::uint32_t frameCount) noexcept override {
         lastInput = input;
         firstInputSample = frameCount > 0 ? *input : 0.0F;
         controlWord = _mm_getcsr();
+        previousCallsBefore = previousCalls;
         std::fill_n(output, std::size_t{frameCount} * 2, value);
     }
-    void processBlock() noexcept override { ++previousCalls; }
+    void processBlock() noexcept override {
+        previousControlWord = _mm_getcsr();
+        ++previousCalls;
+    }
 
     float value = 0.5F;
     const float* lastInput = nullptr;
     float firstInputSample = -1.0F;
     unsigned controlWord = 0;
+    unsigned previousControlWord = 0;
     int previousCalls = 0;
+    int previousCallsBefore = 0;
 };
 
 struct Block {
@@ -69,6 +75,7 @@ TEST(BlockProcess, ThePreviousEffectsResultIsProcessedInPlace) {
     block.context.pPrevious = &block.effect;
     block.process();
     EXPECT_EQ(block.effect.previousCalls, 1);
+    EXPECT_EQ(block.effect.previousCallsBefore, 1) << "it comes first";
     EXPECT_EQ(block.effect.lastInput, block.out.data());
 }
 
@@ -105,16 +112,18 @@ TEST(BlockProcess, ASilentInputIsClearedAndItsOutputMarkedByWhatMaySound) {
     EXPECT_EQ(empty.output.flags, BufferFlags::silent);
 }
 
-TEST(BlockProcess, DenormalsCountAsZeroInsideAndTheCallersControlWordComesBack) {
+TEST(BlockProcess, DenormalsCountAsZeroInsideAloneAndTheCallersControlWordComesBack) {
     constexpr unsigned flushBits = 0x8040;
     for (const bool flushedBefore : {false, true}) {
         const unsigned before = (_mm_getcsr() & ~flushBits) | (flushedBefore ? flushBits : 0U);
         const unsigned outside = _mm_getcsr();
         _mm_setcsr(before);
         Block block;
+        block.context.pPrevious = &block.effect;
         block.process();
         const unsigned after = _mm_getcsr();
         _mm_setcsr(outside);
+        EXPECT_EQ(block.effect.previousControlWord, before) << "the previous effect runs as the engine calls it";
         EXPECT_EQ(block.effect.controlWord & flushBits, flushBits);
         EXPECT_EQ(after, before);
     }

@@ -19,10 +19,12 @@ HRESULT FormatDouble::QueryInterface(REFIID, void** ppv) {
 
 HRESULT PropertyStoreDouble::GetValue(REFPROPERTYKEY key, PROPVARIANT* pValue) {
     static const wchar_t text[] = L"{endpoint}";
+    static const PROPERTYKEY endpointGuid{
+        {0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 4};
     if (FAILED(result)) {
         return result;
     }
-    pValue->vt = key.pid == 4 ? type : static_cast<VARTYPE>(VT_EMPTY);
+    pValue->vt = IsEqualPropertyKey(key, endpointGuid) ? type : static_cast<VARTYPE>(VT_EMPTY);
     if (pValue->vt == VT_LPWSTR) {
         pValue->pwszVal = static_cast<wchar_t*>(::CoTaskMemAlloc(sizeof text));
         std::copy(std::begin(text), std::end(text), pValue->pwszVal);
@@ -36,8 +38,9 @@ Effect::Effect(ComReference<IUnknown> object)
       config(queryInterface<IAudioProcessingObjectConfiguration>(*unknown, IID_IAudioProcessingObjectConfiguration)) {
 }
 
-HRESULT Effect::initialize() {
+HRESULT Effect::initialize(HRESULT endpoint) {
     PropertyStoreDouble store;
+    store.result = endpoint;
     APOInitSystemEffects data{};
     data.APOInit = {sizeof data, effectClassId};
     data.pAPOEndpointProperties = &store;
@@ -48,12 +51,17 @@ HRESULT Effect::lock(const UNCOMPRESSEDAUDIOFORMAT& input, const UNCOMPRESSEDAUD
                      UINT32 inputMaxFrames, UINT32 outputMaxFrames) {
     FormatDouble in(input);
     FormatDouble out(outputFormat);
+    return lock(in, out, inputMaxFrames, outputMaxFrames);
+}
+
+HRESULT Effect::lock(FormatDouble& in, FormatDouble& out, UINT32 inputMaxFrames, UINT32 outputMaxFrames) {
     APO_CONNECTION_DESCRIPTOR source{APO_CONNECTION_BUFFER_TYPE_EXTERNAL, 0, inputMaxFrames, &in,
                                      APO_CONNECTION_DESCRIPTOR_SIGNATURE};
     APO_CONNECTION_DESCRIPTOR target{APO_CONNECTION_BUFFER_TYPE_EXTERNAL, 0, outputMaxFrames, &out,
                                      APO_CONNECTION_DESCRIPTOR_SIGNATURE};
     APO_CONNECTION_DESCRIPTOR* pSource = &source;
     APO_CONNECTION_DESCRIPTOR* pTarget = &target;
+    arguments = {1, &pSource, 1, &pTarget};
     return config->LockForProcess(1, &pSource, 1, &pTarget);
 }
 
@@ -66,6 +74,7 @@ std::vector<float> Effect::process(std::vector<float> input, DWORD inputChannels
     output = {reinterpret_cast<UINT_PTR>(result.data()), 99, BUFFER_INVALID, APO_CONNECTION_PROPERTY_SIGNATURE};
     APO_CONNECTION_PROPERTY* pIn = &in;
     APO_CONNECTION_PROPERTY* pOut = &output;
+    arguments = {1, &pIn, 1, &pOut};
     rt->APOProcess(1, &pIn, 1, &pOut);
     return result;
 }

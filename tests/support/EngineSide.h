@@ -6,6 +6,7 @@
 #include <propsys.h>
 
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -17,7 +18,8 @@ UNCOMPRESSEDAUDIOFORMAT floatFormat(DWORD channels, float rateHz = 48000.0F, DWO
 /// A media type on the stack whose reading can fail and whose references can be counted.
 class FormatDouble final : public IAudioMediaType {
 public:
-    explicit FormatDouble(const UNCOMPRESSEDAUDIOFORMAT& wanted) : format(wanted) {}
+    explicit FormatDouble(const UNCOMPRESSEDAUDIOFORMAT& wanted, HRESULT reading = S_OK)
+        : format(wanted), readResult(reading) {}
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** ppv) override;
     ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
@@ -31,11 +33,11 @@ public:
     }
 
     UNCOMPRESSEDAUDIOFORMAT format;
-    HRESULT readResult = S_OK;
+    HRESULT readResult;
     ULONG references = 1;
 };
 
-/// An endpoint's properties: every key has the same value.
+/// An endpoint's properties: its identifier is "{endpoint}", every other key has no value.
 class PropertyStoreDouble final : public IPropertyStore {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
@@ -52,16 +54,21 @@ public:
     VARTYPE type = VT_LPWSTR;
 };
 
+/// The four arguments of a lock or of a block, only to be compared.
+using CallArguments = std::tuple<UINT32, const void*, UINT32, const void*>;
+
 /// One effect with its three interfaces, and the connections of its stream.
 class Effect {
 public:
     /// Takes the reference; the object must have all three interfaces.
     explicit Effect(ComReference<IUnknown> unknown);
 
-    HRESULT initialize();
+    /// `endpoint` is what reading the endpoint's properties answers.
+    HRESULT initialize(HRESULT endpoint = S_OK);
     /// Locks one connection each way; a format that is given stands in for the default one of its channels.
     HRESULT lock(const UNCOMPRESSEDAUDIOFORMAT& input, const UNCOMPRESSEDAUDIOFORMAT& output, UINT32 inputMaxFrames,
                  UINT32 outputMaxFrames = 0);
+    HRESULT lock(FormatDouble& input, FormatDouble& output, UINT32 inputMaxFrames, UINT32 outputMaxFrames = 0);
     /// Processes one block of `inputChannels` and answers the output; 12345 stands where nothing was written.
     std::vector<float> process(std::vector<float> input, DWORD inputChannels, DWORD outputChannels,
                                APO_BUFFER_FLAGS flags = BUFFER_VALID);
@@ -72,6 +79,8 @@ public:
     ComReference<IAudioProcessingObjectConfiguration> config;
     /// The output connection after the last block.
     APO_CONNECTION_PROPERTY output{};
+    /// Those of the last lock or block.
+    CallArguments arguments;
 };
 
 /// What an input negotiation answered; the proposal's references are given back.

@@ -1,13 +1,14 @@
 #pragma once
 
-#include "platform/ApoInterfaces.h"
+#include "support/EngineSide.h"
 
 #include <string>
 #include <vector>
 
 namespace tovix::test {
 
-/// A previous effect that records its calls, can fail at each of them, and fills its output with one value.
+/// A previous effect that records its calls, can fail at each of them, and fills every frame of its output with
+/// 0.01 in the first channel, 0.02 in the second, and so on.
 class OldApoDouble final : public IAudioProcessingObject,
                            public IAudioProcessingObjectRT,
                            public IAudioProcessingObjectConfiguration {
@@ -38,9 +39,10 @@ public:
     }
     HRESULT STDMETHODCALLTYPE GetRegistrationProperties(APO_REG_PROPERTIES**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Initialize(UINT32, BYTE*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsInputFormatSupported(IAudioMediaType*, IAudioMediaType* pRequested,
+    HRESULT STDMETHODCALLTYPE IsInputFormatSupported(IAudioMediaType* pOpposite, IAudioMediaType* pRequested,
                                                      IAudioMediaType** ppSupported) override {
         calls.emplace_back("negotiate");
+        negotiated = {pOpposite, pRequested};
         if (formatResult == S_OK || pProposal != nullptr) {
             *ppSupported = formatResult == S_OK ? pRequested : pProposal;
             (*ppSupported)->AddRef();
@@ -54,9 +56,16 @@ public:
     }
     HRESULT STDMETHODCALLTYPE GetInputChannelCount(UINT32*) override { return E_NOTIMPL; }
 
-    HRESULT STDMETHODCALLTYPE LockForProcess(UINT32, APO_CONNECTION_DESCRIPTOR**, UINT32,
-                                             APO_CONNECTION_DESCRIPTOR**) override {
+    HRESULT STDMETHODCALLTYPE LockForProcess(UINT32 inputCount, APO_CONNECTION_DESCRIPTOR** ppInputs,
+                                             UINT32 outputCount, APO_CONNECTION_DESCRIPTOR** ppOutputs) override {
         calls.emplace_back("lock");
+        arguments = {inputCount, ppInputs, outputCount, ppOutputs};
+        UNCOMPRESSEDAUDIOFORMAT output{};
+        ppOutputs[0]->pFormat->GetUncompressedAudioFormat(&output);
+        frame.clear();
+        while (frame.size() < output.dwSamplesPerFrame) {
+            frame.push_back(0.01F * static_cast<float>(frame.size() + 1));
+        }
         return lockResult;
     }
     HRESULT STDMETHODCALLTYPE UnlockForProcess() override {
@@ -64,12 +73,13 @@ public:
         return unlockResult;
     }
 
-    void STDMETHODCALLTYPE APOProcess(UINT32, APO_CONNECTION_PROPERTY**, UINT32,
+    void STDMETHODCALLTYPE APOProcess(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
                                       APO_CONNECTION_PROPERTY** ppOutputs) noexcept override {
-        ++blocks;
+        calls.emplace_back("process");
+        arguments = {inputCount, ppInputs, outputCount, ppOutputs};
         auto* const pSamples = reinterpret_cast<float*>(ppOutputs[0]->pBuffer);
-        for (std::size_t i = 0; i < samplesPerBlock; ++i) {
-            pSamples[i] = value;
+        for (std::size_t i = 0; i < ppInputs[0]->u32ValidFrameCount * frame.size(); ++i) {
+            pSamples[i] = frame[i % frame.size()];
         }
         ppOutputs[0]->u32BufferFlags = BUFFER_SILENT; // ours must overwrite it
     }
@@ -83,11 +93,14 @@ public:
     HRESULT unlockResult = S_OK;
     HRESULT latencyResult = S_OK;
     HNSTIME latency = 777;
-    float value = 0.25F;
-    std::size_t samplesPerBlock = 0;
+    /// What it writes, as of the last lock.
+    std::vector<float> frame;
 
     std::vector<std::string> calls;
-    int blocks = 0;
+    /// What the last negotiation was about: the opposite format, the requested one.
+    std::pair<const void*, const void*> negotiated;
+    /// Those of the last lock or block.
+    CallArguments arguments;
     ULONG references = 1;
 };
 

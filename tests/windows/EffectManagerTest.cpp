@@ -34,15 +34,5 @@ TEST(EffectManagerSlow, ThreadThatOutlivesTheLastWaitFindsEverythingInPlace) {
     EXPECT_LT(ownHeapBytes(), bytes);
 }
 
-TEST(EffectManager, WithoutAnyChainPassesTheSamplesOn) {
-    SettingsWriter settings("Boost: 60 dB 1");
-    EffectManager manager;
-    manager.initializeManager({48000.0F, 2, 2, 2, 3, 0}); // no block length, no chain
-    const std::vector<float> input{1, 2, 3, 4};
-    std::vector<float> output(4);
-    manager.process(output.data(), input.data(), 2);
-    EXPECT_EQ(output, input);
-}
-
 } // namespace
 } // namespace tovix::test

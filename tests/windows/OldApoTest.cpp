@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
-#include <numeric>
+#include <algorithm>
+#include <cmath>
+#include <functional>
 
 namespace tovix::test {
 namespace {
@@ -21,37 +23,50 @@ protected:
     HRESULT lock(DWORD inputChannels, DWORD outputChannels) {
         return effect.lock(floatFormat(inputChannels), floatFormat(outputChannels), blockFrames);
     }
-    std::vector<float> process(DWORD inputChannels, DWORD outputChannels, float value = 0.5F) {
-        old.samplesPerBlock = blockFrames * outputChannels;
-        return effect.process(std::vector<float>(blockFrames * inputChannels, value), inputChannels, outputChannels);
+    std::vector<float> process(DWORD inputChannels, DWORD outputChannels) {
+        return effect.process(std::vector<float>(blockFrames * inputChannels, quiet), inputChannels, outputChannels);
     }
+    bool runs() { return std::count(old.calls.begin(), old.calls.end(), "process") > 0; }
 
     static constexpr UINT32 blockFrames = 16;
+    static constexpr float quiet = 0.05F;
 
     OldApoDouble old;
-    SettingsWriter settings{"EnableOldApo:"};
+    SettingsWriter settings{"EnableOldApo:\nBoost: 60 dB 1"};
     Tovix* pTovix = new Tovix(nullptr);
     Effect effect{ComReference<IUnknown>(static_cast<IAudioProcessingObject*>(pTovix))};
 };
 
-bool allEqual(const std::vector<float>& samples, float value) {
-    return !samples.empty() && samples == std::vector<float>(samples.size(), value);
+/// The samples against equal frames, raised by the settings' 6 dB.
+void expectBoosted(const std::vector<float>& samples, const std::vector<float>& frame) {
+    ASSERT_FALSE(samples.empty());
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        ASSERT_NEAR(samples[i], static_cast<double>(frame[i % frame.size()]) * std::pow(10.0, 0.3), 1e-6) << i;
+    }
 }
 
 TEST_F(OldApo, IsAskedFirstAndWorksAheadOfTheChain) {
     FormatDouble request(floatFormat(2));
     FormatDouble output(floatFormat(2));
-    EXPECT_EQ(negotiate(*effect.apo, &output, &request).result, S_OK);
-    EXPECT_EQ(request.references, 1U);
-    ASSERT_EQ(lock(2, 2), S_OK);
-    HNSTIME time = 0;
-    EXPECT_EQ(effect.apo->GetLatency(&time), S_OK);
-    EXPECT_EQ(time, 777);
-    EXPECT_TRUE(allEqual(process(2, 2), old.value));
-    EXPECT_EQ(effect.output.u32BufferFlags, BUFFER_VALID);
-    EXPECT_EQ(effect.output.u32ValidFrameCount, blockFrames);
-    EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
-    EXPECT_EQ(old.calls, (Calls{"negotiate", "lock", "latency", "unlock"}));
+    const std::pair<DWORD, DWORD> channelCounts[] = {{2, 2}, {1, 2}, {2, 6}, {6, 2}};
+    for (const auto& [inputs, outputs] : channelCounts) {
+        SCOPED_TRACE(testing::Message() << inputs << " into " << outputs);
+        old.calls.clear();
+        EXPECT_EQ(negotiate(*effect.apo, &output, &request).result, S_OK);
+        EXPECT_EQ(old.negotiated, (std::pair<const void*, const void*>(&output, &request)));
+        EXPECT_EQ(request.references, 1U);
+        ASSERT_EQ(lock(inputs, outputs), S_OK);
+        EXPECT_EQ(old.arguments, effect.arguments);
+        HNSTIME time = 0;
+        EXPECT_EQ(effect.apo->GetLatency(&time), S_OK);
+        EXPECT_EQ(time, 777);
+        expectBoosted(process(inputs, outputs), old.frame);
+        EXPECT_EQ(old.arguments, effect.arguments);
+        EXPECT_EQ(effect.output.u32BufferFlags, BUFFER_VALID);
+        EXPECT_EQ(effect.output.u32ValidFrameCount, blockFrames);
+        EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
+        EXPECT_EQ(old.calls, (Calls{"negotiate", "lock", "latency", "process", "unlock"}));
+    }
     effect = Effect(ComReference<IUnknown>(static_cast<IAudioProcessingObject*>(new Tovix(nullptr))));
     EXPECT_EQ(old.references, 1U);
 }
@@ -98,8 +113,8 @@ TEST_F(OldApo, FailureToLockOrUnlockNeverFailsTheEffect) {
     ASSERT_EQ(lock(2, 2), S_OK);
     HNSTIME time = 0;
     EXPECT_EQ(effect.apo->GetLatency(&time), S_OK);
-    EXPECT_TRUE(allEqual(process(2, 2), 0.5F));
-    EXPECT_EQ(old.blocks, 0);
+    expectBoosted(process(2, 2), {quiet, quiet});
+    EXPECT_FALSE(runs());
     EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
 }
 
@@ -110,18 +125,29 @@ TEST_F(OldApo, IsNotLeftLockedWhenTheEffectsOwnLockFails) {
     ASSERT_EQ(lock(2, 2), S_OK);
     old.lockResult = APOERR_APO_LOCKED;
     EXPECT_EQ(lock(2, 2), APOERR_APO_LOCKED);
-    EXPECT_TRUE(allEqual(process(2, 2), old.value)); // the first lock stands
+    expectBoosted(process(2, 2), old.frame); // the first lock stands
 }
 
 TEST_F(OldApo, RemovedWhileLockedStaysAliveUntilTheUnlock) {
-    ASSERT_EQ(lock(2, 2), S_OK);
-    EXPECT_EQ(effect.initialize(), S_OK);
-    EXPECT_TRUE(allEqual(process(2, 2), 0.5F));
-    EXPECT_EQ(old.blocks, 0);
-    EXPECT_GT(old.references, 1U);
-    EXPECT_EQ(pTovix->fillOldApoSlot(static_cast<IAudioProcessingObject&>(old)), APOERR_APO_LOCKED);
-    EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
-    EXPECT_EQ(old.references, 1U);
+    const std::function<HRESULT()> removals[] = {
+        [&] { return effect.initialize(); },
+        [&] {
+            FormatDouble format(floatFormat(2));
+            old.formatResult = APOERR_FORMAT_NOT_SUPPORTED;
+            return negotiate(*effect.apo, &format, &format).result;
+        },
+    };
+    for (const auto& remove : removals) {
+        ASSERT_EQ(pTovix->fillOldApoSlot(static_cast<IAudioProcessingObject&>(old)), S_OK);
+        ASSERT_EQ(lock(2, 2), S_OK);
+        EXPECT_EQ(remove(), S_OK);
+        expectBoosted(process(2, 2), {quiet, quiet});
+        EXPECT_FALSE(runs());
+        EXPECT_GT(old.references, 1U);
+        EXPECT_EQ(pTovix->fillOldApoSlot(static_cast<IAudioProcessingObject&>(old)), APOERR_APO_LOCKED);
+        EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
+        EXPECT_EQ(old.references, 1U);
+    }
 }
 
 TEST_F(OldApo, LackingAnInterfaceIsNotTaken) {
@@ -152,14 +178,13 @@ TEST_F(OldApo, UnwantedLeavesTheChainTheEnginesOwnChannels) {
         EXPECT_EQ(effect.process(c.input, c.inputs, c.outputs), c.output) << c.inputs << " into " << c.outputs;
         EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
     }
-    EXPECT_EQ(old.blocks, 0);
+    EXPECT_FALSE(runs());
 }
 
 TEST(OldApoRegistry, SwitchOfTheMachineStandsUntilTheSettingsSayOtherwise) {
     const RegistryValue wanted(L"EnableOldApo", 1);
     SettingsWriter settings("");
     OldApoDouble old;
-    old.samplesPerBlock = 32;
     auto* const pTovix = new Tovix(nullptr);
     Effect effect{ComReference<IUnknown>(static_cast<IAudioProcessingObject*>(pTovix))};
     ASSERT_EQ(pTovix->fillOldApoSlot(static_cast<IAudioProcessingObject&>(old)), S_OK);
@@ -169,7 +194,7 @@ TEST(OldApoRegistry, SwitchOfTheMachineStandsUntilTheSettingsSayOtherwise) {
         effect.process(std::vector<float>(32, 0.0F), 2, 2);
         ASSERT_EQ(effect.config->UnlockForProcess(), S_OK);
     }
-    EXPECT_EQ(old.blocks, 2); // with the first text and the last
+    EXPECT_EQ(std::count(old.calls.begin(), old.calls.end(), "process"), 2); // with the first text and the last
 }
 
 } // namespace
