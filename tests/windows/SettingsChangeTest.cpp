@@ -4,8 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <numbers>
 #include <thread>
 
@@ -47,17 +50,19 @@ public:
         return first;
     }
 
-    /// Plays until a block is not all `before`, ten seconds at most, and answers that block.
+    /// Plays until a block is not all `before`, two seconds at most, and answers that block.
     std::vector<float> firstChangedBlock(double before) {
-        for (int i = 0; i < 10000; ++i) {
+        const auto start = std::chrono::steady_clock::now();
+        do {
             const auto samples = block();
+            waited = std::chrono::steady_clock::now() - start;
             for (const float sample : samples) {
                 if (std::abs(sample - before) > 1e-7 * before) {
                     return samples;
                 }
             }
             ::Sleep(1);
-        }
+        } while (waited < std::chrono::seconds(2));
         ADD_FAILURE() << "no change was heard";
         return std::vector<float>(m_frames);
     }
@@ -68,6 +73,8 @@ private:
 
 public:
     Effect effect;
+    /// How long the last changed block was waited for.
+    std::chrono::duration<double, std::milli> waited{};
 };
 
 /// The frames of a block against a raised-cosine fade that began `position` frames before it.
@@ -88,6 +95,8 @@ TEST(SettingsChange, FadesInOverTenMillisecondsFromTheFirstFrameOfABlock) {
         expectFade(playing.block(), fadeFrames, 0, boosted(0));
         settings.change(boostText(120));
         expectFade(playing.firstChangedBlock(boosted(0)), 0, boosted(0), boosted(120));
+        std::printf("blocks of %lu frames: %.1f ms from the event to the first changed sample\n", frames,
+                    playing.waited.count());
         for (std::size_t position = frames; position < fadeFrames + frames; position += frames) {
             expectFade(playing.block(), position, boosted(0), boosted(120));
         }
@@ -109,7 +118,7 @@ TEST(SettingsChange, DuringAFadeWaitsForItsEndAndThenArrives) {
     expectFade(playing.firstChangedBlock(boosted(120)), 0, boosted(120), boosted(60));
 }
 
-TEST(SettingsChange, ThatCannotBeBuiltOrEndsInSilenceOfLinesStillLetsTheNextOneArrive) {
+TEST(SettingsChange, OfLinesThatMeanNothingStillLetsTheNextOneArrive) {
     const ModuleUnderTest module;
     SettingsWriter settings(boostText(60));
     Playing playing(module, 480);
@@ -119,26 +128,70 @@ TEST(SettingsChange, ThatCannotBeBuiltOrEndsInSilenceOfLinesStillLetsTheNextOneA
     expectFade(playing.firstChangedBlock(boosted(0)), 0, boosted(0), boosted(120));
 }
 
-TEST(SettingsChange, NewLockTakesTheNewestTextAndAnotherFormat) {
-    const ModuleUnderTest module;
-    SettingsWriter settings(boostText(0));
+/// Alternates between two levels and announces each, without a pause, from its own thread.
+class RestlessSettings {
+public:
+    RestlessSettings()
+        : m_thread([this] {
+              const std::string texts[] = {text(60), text(90)};
+              for (int i = 0; !m_stop; ++i) {
+                  m_settings.change(texts[i % 2]); // one byte differs: no reader sees half of it
+                  std::this_thread::yield();
+              }
+          }) {}
+    ~RestlessSettings() {
+        m_stop = true;
+        m_thread.join();
+    }
+    RestlessSettings(const RestlessSettings&) = delete;
+    RestlessSettings& operator=(const RestlessSettings&) = delete;
+
+    /// Whether the two levels can have made all samples of the quiet sound. The equalizer swings in by some percent.
+    static bool explain(const std::vector<float>& samples) {
+        return std::all_of(samples.begin(), samples.end(),
+                           [](float sample) { return sample >= boosted(60) * 0.97 && sample <= boosted(90) * 1.03; });
+    }
+
+    /// With an equalizer that changes nothing but takes its time to be built.
+    static std::string text(int tenthsOfDb) { return "Equalizer: 100 0 10000 0\n" + boostText(tenthsOfDb); }
+
+private:
+    SettingsWriter m_settings{text(60)};
+    std::atomic<bool> m_stop{false};
+    std::thread m_thread;
+};
+
+/// A few locks with other formats each time. The thread builds meanwhile, in every life until a lock meets a pending
+/// fade and keeps its token.
+void lockAgainAndAgain(const ModuleUnderTest& module, int life) {
+    const DWORD channelCounts[] = {2, 6, 1, 8, 3};
     Effect effect(module.create());
-    const DWORD channelCounts[] = {2, 6, 1, 8, 3, 2};
-    int level = 0;
     for (const DWORD channels : channelCounts) {
-        level += 10;
-        settings.change(boostText(level)); // arrives between the locks, and once more as an update
-        ASSERT_EQ(effect.lock(floatFormat(channels), floatFormat(channels), 0, 64), S_OK);
-        const auto samples = effect.process(std::vector<float>(64 * channels, quiet), channels, channels);
-        for (const float sample : samples) {
-            ASSERT_NEAR(sample, boosted(level), 1e-6);
-        }
-        for (int i = 0; i < 50; ++i) { // lets a pending fade finish, which holds the token otherwise
-            effect.process(std::vector<float>(64 * channels, quiet), channels, channels);
-            ::Sleep(1);
+        const UINT32 frames = channels % 2 == 0 ? 480 : 64 + static_cast<UINT32>(life % 4);
+        ASSERT_EQ(effect.lock(floatFormat(channels), floatFormat(channels), 0, frames), S_OK);
+        for (int i = 0; i < 12; ++i) {
+            const auto samples = effect.process(std::vector<float>(frames * channels, quiet), channels, channels);
+            ASSERT_TRUE(RestlessSettings::explain(samples));
+            std::this_thread::yield();
         }
         ASSERT_EQ(effect.config->UnlockForProcess(), S_OK);
     }
+}
+
+TEST(SettingsChange, ArrivingDuringTwoHundredLocksOfOtherFormatsNeitherHarmNorLeak) {
+    const ModuleUnderTest module;
+    std::size_t handles = 0;
+    std::size_t bytes = 0;
+    const RestlessSettings settings;
+    for (int life = 0; life < 40 && !testing::Test::HasFatalFailure(); ++life) {
+        lockAgainAndAgain(module, life);
+        if (life == 7) { // the transforms of all sizes are known by now
+            handles = ownHandles();
+            bytes = ownHeapBytes();
+        }
+    }
+    EXPECT_EQ(ownHandles(), handles);
+    EXPECT_EQ(ownHeapBytes(), bytes);
 }
 
 TEST(SettingsChangeSlow, TwoThousandUnderContinuousAudioMissNoBlockAndLeaveNothing) {
@@ -173,30 +226,36 @@ TEST(SettingsChangeSlow, TwoThousandUnderContinuousAudioMissNoBlockAndLeaveNothi
     EXPECT_EQ(ownHeapBytes(), bytes);
 }
 
+/// Lives of an effect whose thread builds one chain after another; answers how many blocks were not as they should.
+int playThroughChanges(const ModuleUnderTest& module, DWORD channels) {
+    int failures = 0;
+    for (int life = 0; life < 3; ++life) {
+        Effect effect(module.create());
+        if (effect.lock(floatFormat(channels), floatFormat(channels), 240) != S_OK) {
+            return 1;
+        }
+        float first = quiet;
+        bool changed = false;
+        for (int i = 0; i < 5000 && !changed; ++i) {
+            const auto samples = effect.process(std::vector<float>(240 * channels, quiet), channels, channels);
+            first = i == 0 ? samples.front() : first;
+            failures += RestlessSettings::explain(samples) ? 0 : 1;
+            changed = std::abs(samples.back() - first) > 0.1F * first;
+            ::Sleep(1);
+        }
+        failures += changed ? 0 : 1;
+        effect.config->UnlockForProcess();
+    }
+    return failures;
+}
+
 TEST(SettingsChange, ReachesSeveralEffectsThatBuildAtOnce) {
     const ModuleUnderTest module;
-    SettingsWriter settings("Equalizer: 100 0 10000 0\n" + boostText(60));
+    const RestlessSettings settings;
     std::atomic<int> failures{0};
     std::vector<std::thread> threads;
     for (DWORD channels = 1; channels <= 4; ++channels) {
-        threads.emplace_back([&, channels] {
-            for (int life = 0; life < 5; ++life) {
-                Effect effect(module.create());
-                if (effect.lock(floatFormat(channels), floatFormat(channels), 240) != S_OK) {
-                    ++failures;
-                    return;
-                }
-                // A flat equalizer passes the sound on, a fraction of a block later at most.
-                std::vector<float> samples;
-                for (int i = 0; i < 4; ++i) {
-                    samples = effect.process(std::vector<float>(240 * channels, quiet), channels, channels);
-                }
-                for (const float sample : samples) {
-                    failures += std::abs(sample - boosted(60)) > 1e-3 * boosted(60) ? 1 : 0;
-                }
-                effect.config->UnlockForProcess();
-            }
-        });
+        threads.emplace_back([&, channels] { failures += playThroughChanges(module, channels); });
     }
     for (std::thread& thread : threads) {
         thread.join();
