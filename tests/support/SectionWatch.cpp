@@ -59,12 +59,15 @@ SectionWatch::SectionWatch(HMODULE hModule, std::filesystem::path file)
     : m_file(std::move(file)), m_ordinary(find(hModule, ".text")), m_realtime(find(hModule, "RT_CODE")),
       m_pHandler(::AddVectoredExceptionHandler(1, &onException)) {
     pInstance = this;
-    m_ordinary.allow(false);
+}
+
+void SectionWatch::rest() {
+    m_ordinary.allow(true);
+    m_realtime.allow(true);
 }
 
 SectionWatch::~SectionWatch() {
-    m_ordinary.allow(true);
-    m_realtime.allow(true);
+    rest();
     ::RemoveVectoredExceptionHandler(m_pHandler);
     pInstance = nullptr;
 }

@@ -8,16 +8,19 @@
 
 namespace tovix::test {
 
-/// While it lives, the ordinary code of a module cannot be executed without being noticed: each function in it that
+/// While it watches, the ordinary code of a module cannot be executed without being noticed: each function in it that
 /// is entered from the module's real-time section or from outside is recorded by name, and then runs.
 ///
-/// One thread at a time may be inside the module. The module's file must have its symbols.
+/// One thread at a time may be inside the module meanwhile. The module's file must have its symbols.
 class SectionWatch {
 public:
     SectionWatch(HMODULE hModule, std::filesystem::path file);
     ~SectionWatch();
     SectionWatch(const SectionWatch&) = delete;
     SectionWatch& operator=(const SectionWatch&) = delete;
+
+    void watch() { m_ordinary.allow(false); }
+    void rest();
 
     /// The linker's names of the functions that were entered; an address that no symbol starts at as a number.
     [[nodiscard]] std::set<std::string> entered() const;
