@@ -99,13 +99,6 @@ TEST_F(OldApo, RefusalOfAFormatRemovesItForGood) {
     }
 }
 
-TEST_F(OldApo, InitializationEmptiesTheSlot) {
-    EXPECT_EQ(effect.initialize(), S_OK);
-    EXPECT_EQ(old.references, 1U);
-    ASSERT_EQ(lock(2, 2), S_OK);
-    EXPECT_TRUE(old.calls.empty());
-}
-
 TEST_F(OldApo, FailureToLockOrUnlockNeverFailsTheEffect) {
     old.lockResult = E_FAIL;
     old.unlockResult = E_FAIL;
