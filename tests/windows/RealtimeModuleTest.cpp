@@ -18,7 +18,9 @@
 namespace tovix::test {
 namespace {
 
-constexpr UINT32 blockFrames = 48;
+/// A low rate, and so a short fade of four blocks: the watch of the sections is slow.
+constexpr float rateHz = 8000.0F;
+constexpr UINT32 blockFrames = 20;
 constexpr const char* everyFilter = "Boost: 120 dB 0\nBoost: 60 dB 1\nEqualizer: 100 -3 1000 0 10000 6";
 
 enum class Previous { none, unwanted, running };
@@ -38,7 +40,8 @@ public:
             EXPECT_EQ(tovix.fillOldApoSlot(static_cast<IAudioProcessingObject&>(m_old)), S_OK);
         }
         settings.write(text(""));
-        EXPECT_EQ(effect.lock(floatFormat(stream.inputs), floatFormat(stream.outputs), blockFrames), S_OK);
+        EXPECT_EQ(effect.lock(floatFormat(stream.inputs, rateHz), floatFormat(stream.outputs, rateHz), blockFrames),
+                  S_OK);
         awaitIdleThread(1);
     }
     ~Watched() { effect.config->UnlockForProcess(); }
@@ -70,7 +73,7 @@ public:
         for (const char* const filters : {everyFilter, ""}) {
             play(2);
             change(filters);
-            play(12);
+            play(5);
             play(2, 3 * blockFrames + 5);
             play(2, blockFrames, BUFFER_SILENT);
             play(2, blockFrames, BUFFER_INVALID);
@@ -192,10 +195,10 @@ TEST(RealtimeModule, BuildWithoutMemoryLosesNoLaterChange) {
         watched.change(text); // cannot be built
         watched.watch.redirect("malloc", reinterpret_cast<const void*>(pMalloc));
         EXPECT_EQ(watched.watch.calls("ReleaseSemaphore"), 1U);
-        watched.play(12);
+        watched.play(5);
         EXPECT_EQ(watched.watch.calls("ReleaseSemaphore"), 0U);
         watched.change(text);
-        watched.play(12);
+        watched.play(5);
         EXPECT_EQ(watched.watch.calls("ReleaseSemaphore"), 1U);
     }
 }
