@@ -11,7 +11,7 @@ namespace tovix {
 /// What a stream looks like to the effect, fixed while it is locked.
 struct StreamFormat {
     float sampleRateHz = 0.0F;
-    /// Kept for the engine's sake; nothing reads it.
+    /// The channel count of the stream itself where a previous effect changes it; stored only.
     std::uint32_t formatWord = 0;
     std::uint32_t inputChannels = 0;
     std::uint32_t outputChannels = 0;
