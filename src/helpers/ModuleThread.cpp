@@ -24,14 +24,14 @@ KernelHandle startThreadInModule(LPTHREAD_START_ROUTINE start, void* pContext) n
         return nullptr;
     }
     KernelHandle thread(::CreateThread(nullptr, 0, start, pContext, 0, nullptr));
-    if (thread) {
+    if (thread && thread.get() != INVALID_HANDLE_VALUE) {
         static_cast<void>(module.release()); // the thread's now
         return thread;
     }
     const DWORD error = ::GetLastError();
     module.reset();
     ::SetLastError(error);
-    return nullptr;
+    return thread;
 }
 
 void leaveModule(DWORD exitCode) noexcept {

@@ -72,7 +72,7 @@ std::uint32_t ImportWatch::calls(const std::string& function) const {
 void ImportWatch::redirect(const std::string& function, const void* pTarget) {
     for (std::size_t i = 0; i < m_imports.size(); ++i) {
         if (m_imports[i].name == function) {
-            m_thunks.get()[i].pTarget = pTarget;
+            m_thunks.get()[i].pTarget = pTarget != nullptr ? pTarget : m_imports[i].pOriginal;
         }
     }
 }

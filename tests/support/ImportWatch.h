@@ -13,7 +13,7 @@
 namespace tovix::test {
 
 /// Every call that a loaded module makes through its import table passes here and is counted, on any thread, while
-/// the object lives.
+/// the object lives. No thread may be inside the module when it ends.
 class ImportWatch {
 public:
     explicit ImportWatch(HMODULE hModule);
@@ -26,7 +26,7 @@ public:
     [[nodiscard]] std::map<std::string, std::uint32_t> calls() const;
     [[nodiscard]] std::uint32_t calls(const std::string& function) const;
 
-    /// Sends the calls of one function elsewhere.
+    /// Sends the calls of one function elsewhere; null sends them where they belong.
     void redirect(const std::string& function, const void* pTarget);
 
 private:

@@ -158,6 +158,14 @@ HANDLE WINAPI noEvent(SECURITY_ATTRIBUTES*, BOOL, BOOL, LPCWSTR) {
     return nullptr;
 }
 
+HANDLE WINAPI invalidThread() {
+    return INVALID_HANDLE_VALUE;
+}
+
+LSTATUS WINAPI accessDenied() {
+    return ERROR_ACCESS_DENIED;
+}
+
 void failToInitialize(const ModuleUnderTest& module, Effect& effect) {
     ImportWatch watch(module.handle());
     watch.redirect("StringFromCLSID", reinterpret_cast<const void*>(&noText));
@@ -258,6 +266,27 @@ TEST(LifeLog, NamesTheSpeakersOfTheOutputOrOfAnInputOfTheSameCount) {
     EXPECT_EQ(lines, (Lines{count + "2 Device= FL FR", count + "2 Device= SL SR", count + "3 Device= 1 2 3"}));
 }
 
+TEST(LifeLog, TellsHowRegistrationWent) {
+    Lines lines = toldWith("Dll", [](const ModuleUnderTest& module) {
+        EXPECT_EQ(module.call("DllRegisterServer"), S_OK);
+        EXPECT_EQ(module.call("DllUnregisterServer"), S_OK);
+        EXPECT_EQ(module.call("DllUnregisterServer"), E_FAIL);
+        ImportWatch watch(module.handle());
+        watch.redirect("RegCreateKeyExW", reinterpret_cast<const void*>(&accessDenied));
+        EXPECT_EQ(module.call("DllRegisterServer"), E_ACCESSDENIED);
+    });
+    const std::string enter = " DllRegisterServer@DllMain ";
+    const std::string leave = " DllUnregisterServer@DllMain ";
+    const std::string missing = "ERROR" + leave +
+                                "RegistryException caught. msg=Failed to delete registry key HKEY_LOCAL_MACHINE\\"
+                                "SOFTWARE\\Classes\\CLSID\\{8B1D5C3E-6A47-4F0B-9E52-C7A3D8F41B60}\\InprocSer";
+    ASSERT_EQ(lines.size(), 8U);
+    lines[5].resize(std::min(lines[5].size(), missing.size())); // the line is full somewhere in the system's words
+    EXPECT_EQ(lines, (Lines{"INFO" + enter + "Entered", "INFO" + enter + "SUCCEEDED", "INFO" + leave + "Entered",
+                            "INFO" + leave + "SUCCEEDED", "INFO" + leave + "Entered", missing,
+                            "INFO" + enter + "Entered", "ERROR" + enter + "RegisterAPO() FAILED"}));
+}
+
 TEST(LifeLog, TellsWhyTheThreadEnded) {
     SettingsWriter settings("");
     const std::string thread = "EffectManager::notificationThread@EffectManager ";
@@ -282,6 +311,15 @@ TEST(LifeLog, TellsWhyTheThreadEnded) {
                            lock(module);
                        }),
               (Lines{"ERROR " + thread + "NO update event exists!", "INFO " + thread + "Shutdown event received 1"}));
+    EXPECT_EQ(toldWith("Filed",
+                       [&](const ModuleUnderTest& module) {
+                           ImportWatch watch(module.handle());
+                           watch.redirect("CreateThread", reinterpret_cast<const void*>(&invalidThread));
+                           lock(module);
+                       }),
+              (Lines{"ERROR EffectManager::initializeManager@EffectManager "
+                     "E: Filed to create params change notification thread"}));
+    EXPECT_EQ(::GetModuleHandleW(L"Tovix64.dll"), nullptr);
 }
 
 } // namespace

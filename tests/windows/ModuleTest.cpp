@@ -5,10 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <set>
 #include <string>
-#include <thread>
 
 namespace tovix::test {
 namespace {
@@ -109,42 +109,45 @@ TEST(Module, IsHeldByEachOfTheEffectsThreads) {
     EXPECT_EQ(::GetModuleHandleW(L"Tovix64.dll"), nullptr);
 }
 
+/// On a thread of the system's own: the compiler's threads leave things behind themselves.
+template <class Body> void onThread(Body body) {
+    const auto run = [](void* pBody) -> DWORD {
+        (*static_cast<Body*>(pBody))();
+        return 0;
+    };
+    const KernelHandle thread(::CreateThread(nullptr, 0, run, &body, 0, nullptr));
+    ::WaitForSingleObject(thread.get(), INFINITE);
+}
+
 void* noMemory() {
     return nullptr;
 }
 
-/// While it lives the module gets no memory, on a thread that has never thrown before either.
-class WithoutMemory {
-public:
-    explicit WithoutMemory(const ModuleUnderTest& module) : m_imports(module.handle()) {
-        for (const char* const function : {"malloc", "calloc", "realloc", "HeapAlloc"}) {
-            m_imports.redirect(function, reinterpret_cast<const void*>(&noMemory));
-        }
+/// Runs `body` without memory for the module, on a thread that has never thrown before either.
+template <class Body> void withoutMemory(ImportWatch& imports, Body body) {
+    constexpr std::array functions{"malloc", "calloc", "realloc", "HeapAlloc"};
+    for (const char* const function : functions) {
+        imports.redirect(function, reinterpret_cast<const void*>(&noMemory));
     }
-
-private:
-    ImportWatch m_imports;
-};
+    onThread(body);
+    for (const char* const function : functions) {
+        imports.redirect(function, nullptr);
+    }
+}
 
 TEST(Module, WithoutMemoryRefusesAnEffectAndLocksWithoutAChain) {
     SettingsWriter settings("Boost: 60 dB 1");
     const ModuleUnderTest module;
+    ImportWatch imports(module.handle());
     const auto factory = module.factory();
-    HRESULT created = S_OK;
-    std::thread([&] {
-        const WithoutMemory none(module);
-        void* pEffect = nullptr;
-        created = factory->CreateInstance(nullptr, IID_IUnknown, &pEffect);
-    }).join();
-    EXPECT_EQ(created, E_OUTOFMEMORY);
+    void* pEffect = nullptr;
+    HRESULT result = S_OK;
+    withoutMemory(imports, [&] { result = factory->CreateInstance(nullptr, IID_IUnknown, &pEffect); });
+    EXPECT_EQ(result, E_OUTOFMEMORY);
 
     Effect effect(module.create());
-    HRESULT locked = E_FAIL;
-    std::thread([&] {
-        const WithoutMemory none(module);
-        locked = effect.lock(floatFormat(2), floatFormat(2), 64);
-    }).join();
-    EXPECT_EQ(locked, S_OK);
+    withoutMemory(imports, [&] { result = effect.lock(floatFormat(2), floatFormat(2), 64); });
+    EXPECT_EQ(result, S_OK);
     EXPECT_EQ(effect.process(std::vector<float>(128, 0.1F), 2, 2), std::vector<float>(128, 0.1F));
     // The first chain becomes current at once, and so the second needs the token that it must have given back.
     settings.change("Boost: 60 dB 1");
@@ -174,7 +177,7 @@ TEST(ModuleSlow, AThousandLivesLeaveNothingBehind) {
     const auto live = [&settings](int lives) {
         for (int i = 0; i < lives; ++i) {
             const char* const text = i % 10 == 0 ? "Boost: 60 dB 1\nEqualizer: 100 3" : "Boost: 60 dB 1";
-            std::thread([&] { liveOnce(settings, text); }).join();
+            onThread([&] { liveOnce(settings, text); });
         }
     };
     live(20);
