@@ -39,6 +39,7 @@ bool processBlock(IBlockEffect& effect, const BlockContext& context, const Block
     if (input.flags != BufferFlags::valid && input.flags != BufferFlags::silent) {
         return false;
     }
+    const DenormalsOff denormalsOff;
     const std::uint32_t frameCount = input.validFrameCount;
     output.validFrameCount = frameCount;
     if (input.samples == nullptr || output.samples == nullptr) {
@@ -54,7 +55,7 @@ bool processBlock(IBlockEffect& effect, const BlockContext& context, const Block
         chainInput = output.samples;
     }
     {
-        const DenormalsOff denormalsOff;
+        const DenormalsOff whateverThePreviousEffectLeft;
         effect.process(output.samples, chainInput, frameCount);
     }
     if (input.flags == BufferFlags::valid) {

@@ -48,9 +48,9 @@ struct BlockContext {
 };
 
 /// [audio] The body of `APOProcess`: clears a silent input, runs the previous effect where there is one and then
-/// `effect`, and marks the output valid or silent. Denormal numbers count as zero in `effect`; the floating-point
-/// control state is restored. Where either side has no samples, nothing runs and what there is of the output is
-/// silent.
+/// `effect`, and marks the output valid or silent. Denormal numbers count as zero in both; the caller's
+/// floating-point control state is restored, whatever the previous effect does to it. Where either side has no
+/// samples, nothing runs and what there is of the output is silent.
 ///
 /// Answers false for a block marked invalid, which leaves everything untouched.
 bool processBlock(IBlockEffect& effect, const BlockContext& context, const BlockConnection& input,

@@ -25,6 +25,7 @@ struct EffectKey {
 
 constexpr std::size_t effectKeyCount = 8;
 
+/// Constant, in the module's read-only data: loading the module runs no code for it.
 extern const std::array<EffectKey, effectKeyCount> effectKeys;
 
 /// The same effect keys alone, in the same order.

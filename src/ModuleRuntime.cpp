@@ -74,7 +74,8 @@ DWORD provideThreadSlot() noexcept {
 }
 
 /// For a thread that gets no memory or no slot just when it has to throw, which is when memory has run out. Kept for
-/// good: a later thread of the same identifier takes it over.
+/// good, as nothing tells of the thread's end: a later thread of the same identifier takes it over. The first thread
+/// too many ends the process, as the first of all did without the reserve.
 struct Reserve {
     std::atomic<DWORD> threadId;
     ThreadExceptions exceptions;

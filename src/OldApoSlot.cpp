@@ -4,6 +4,10 @@
 
 namespace tovix {
 
+const std::array<EffectKey, effectKeyCount>& OldApoSlot::keys() noexcept {
+    return effectKeys;
+}
+
 void OldApoSlot::Interfaces::release() noexcept {
     m_pOldApo.reset();
     m_pOldApoRT.reset();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "EffectKeys.h"
 #include "platform/ApoInterfaces.h"
 #include "platform/ComReference.h"
 #include "platform/RtSection.h"
@@ -12,6 +13,10 @@ namespace tovix {
 /// control operations are for one thread at a time; the audio thread reads `processing` alone.
 class OldApoSlot {
 public:
+    /// [control] Where in the endpoint's properties the class of a previous effect may stand. Whoever is to fill the
+    /// slot starts here.
+    static const std::array<EffectKey, effectKeyCount>& keys() noexcept;
+
     OldApoSlot() noexcept = default;
     OldApoSlot(const OldApoSlot&) = delete;
     OldApoSlot& operator=(const OldApoSlot&) = delete;

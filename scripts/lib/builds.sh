@@ -15,8 +15,9 @@ configure_and_build() {
     [ $# -lt 2 ] || targets=(--target "${@:2}")
     mkdir -p "$root/build"
     say "$preset: building"
-    if ! (cd "$root" && cmake --preset "$preset" && cmake --build --preset "$preset" -j "$jobs" "${targets[@]}") \
-        >"$log" 2>&1 </dev/null; then
+    # One at a time in one folder: the build tool has no lock of its own.
+    if ! (flock 9 && cd "$root" && cmake --preset "$preset" &&
+        cmake --build --preset "$preset" -j "$jobs" "${targets[@]}") >"$log" 2>&1 </dev/null 9>"$log.lock"; then
         grep -nE -A3 'error:|CMake Error' "$log" | head -n 40 || true
         tail -n 12 "$log"
         say "$preset: does not build (log: build/$preset.log)"

@@ -23,6 +23,7 @@ public:
     }
     void processBlock() noexcept override {
         previousControlWord = _mm_getcsr();
+        _mm_setcsr(0x1F80); // it need not leave things as it found them
         ++previousCalls;
     }
 
@@ -112,7 +113,7 @@ TEST(BlockProcess, ASilentInputIsClearedAndItsOutputMarkedByWhatMaySound) {
     EXPECT_EQ(empty.output.flags, BufferFlags::silent);
 }
 
-TEST(BlockProcess, DenormalsCountAsZeroInsideAloneAndTheCallersControlWordComesBack) {
+TEST(BlockProcess, DenormalsCountAsZeroInsideAndTheCallersControlWordComesBack) {
     constexpr unsigned flushBits = 0x8040;
     for (const bool flushedBefore : {false, true}) {
         const unsigned before = (_mm_getcsr() & ~flushBits) | (flushedBefore ? flushBits : 0U);
@@ -123,7 +124,7 @@ TEST(BlockProcess, DenormalsCountAsZeroInsideAloneAndTheCallersControlWordComesB
         block.process();
         const unsigned after = _mm_getcsr();
         _mm_setcsr(outside);
-        EXPECT_EQ(block.effect.previousControlWord, before) << "the previous effect runs as the engine calls it";
+        EXPECT_EQ(block.effect.previousControlWord & flushBits, flushBits);
         EXPECT_EQ(block.effect.controlWord & flushBits, flushBits);
         EXPECT_EQ(after, before);
     }

@@ -178,6 +178,7 @@ TEST(DllEngine, GivesTheMachineItsSettingsBack) {
         runProgramAsIs({folder.file("in.wav"), folder.file("2.wav"), "--at", "0.5", "Boost: 1 dB 1"});
     EXPECT_EQ(change.status, 1);
     EXPECT_NE(change.err.find("could take the change"), std::string::npos) << change.err;
+    EXPECT_EQ(::WaitForSingleObject(event.get(), 0), DWORD{WAIT_TIMEOUT}) << "refused before anything was touched";
     EXPECT_EQ(textOf(machine), machineText);
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"in.wav", "out.wav"}));
 }

@@ -35,7 +35,7 @@ public:
     HRESULT STDMETHODCALLTYPE GetLatency(HNSTIME* pTime) override {
         calls.emplace_back("latency");
         *pTime = latency;
-        return latencyResult;
+        return answer(latencyResult);
     }
     HRESULT STDMETHODCALLTYPE GetRegistrationProperties(APO_REG_PROPERTIES**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Initialize(UINT32, BYTE*) override { return E_NOTIMPL; }
@@ -47,7 +47,7 @@ public:
             *ppSupported = formatResult == S_OK ? pRequested : pProposal;
             (*ppSupported)->AddRef();
         }
-        return formatResult;
+        return answer(formatResult);
     }
     HRESULT STDMETHODCALLTYPE IsOutputFormatSupported(IAudioMediaType*, IAudioMediaType*,
                                                       IAudioMediaType**) override {
@@ -66,11 +66,11 @@ public:
         while (frame.size() < output.dwSamplesPerFrame) {
             frame.push_back(0.01F * static_cast<float>(frame.size() + 1));
         }
-        return lockResult;
+        return answer(lockResult);
     }
     HRESULT STDMETHODCALLTYPE UnlockForProcess() override {
         calls.emplace_back("unlock");
-        return unlockResult;
+        return answer(unlockResult);
     }
 
     void STDMETHODCALLTYPE APOProcess(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
@@ -87,6 +87,8 @@ public:
     UINT32 STDMETHODCALLTYPE CalcOutputFrames(UINT32 frames) noexcept override { return frames; }
 
     IID lacking{};
+    /// Throws what it would answer.
+    bool throws = false;
     HRESULT formatResult = S_OK;
     IAudioMediaType* pProposal = nullptr;
     HRESULT lockResult = S_OK;
@@ -102,6 +104,14 @@ public:
     /// Those of the last lock or block.
     CallArguments arguments;
     ULONG references = 1;
+
+private:
+    [[nodiscard]] HRESULT answer(HRESULT result) const {
+        if (throws) {
+            throw result;
+        }
+        return result;
+    }
 };
 
 } // namespace tovix::test

@@ -274,17 +274,22 @@ TEST(LifeLog, TellsHowRegistrationWent) {
         ImportWatch watch(module.handle());
         watch.redirect("RegCreateKeyExW", reinterpret_cast<const void*>(&accessDenied));
         EXPECT_EQ(module.call("DllRegisterServer"), E_ACCESSDENIED);
+        watch.redirect("RegCreateKeyExW", nullptr);
+        watch.redirect("StringFromCLSID", reinterpret_cast<const void*>(&noText));
+        EXPECT_EQ(module.call("DllRegisterServer"), E_FAIL);
     });
     const std::string enter = " DllRegisterServer@DllMain ";
     const std::string leave = " DllUnregisterServer@DllMain ";
     const std::string missing = "ERROR" + leave +
                                 "RegistryException caught. msg=Failed to delete registry key HKEY_LOCAL_MACHINE\\"
                                 "SOFTWARE\\Classes\\CLSID\\{8B1D5C3E-6A47-4F0B-9E52-C7A3D8F41B60}\\InprocSer";
-    ASSERT_EQ(lines.size(), 8U);
+    ASSERT_EQ(lines.size(), 10U);
     lines[5].resize(std::min(lines[5].size(), missing.size())); // the line is full somewhere in the system's words
-    EXPECT_EQ(lines, (Lines{"INFO" + enter + "Entered", "INFO" + enter + "SUCCEEDED", "INFO" + leave + "Entered",
-                            "INFO" + leave + "SUCCEEDED", "INFO" + leave + "Entered", missing,
-                            "INFO" + enter + "Entered", "ERROR" + enter + "RegisterAPO() FAILED"}));
+    EXPECT_EQ(lines,
+              (Lines{"INFO" + enter + "Entered", "INFO" + enter + "SUCCEEDED", "INFO" + leave + "Entered",
+                     "INFO" + leave + "SUCCEEDED", "INFO" + leave + "Entered", missing, "INFO" + enter + "Entered",
+                     "ERROR" + enter + "RegisterAPO() FAILED", "INFO" + enter + "Entered",
+                     "ERROR" + enter + "RegistryException caught. msg=StringFromCLSID failed"}));
 }
 
 TEST(LifeLog, TellsWhyTheThreadEnded) {
@@ -302,6 +307,23 @@ TEST(LifeLog, TellsWhyTheThreadEnded) {
                            ::Sleep(200);
                            settings.change("Boost: 70 dB 1");
                            ::Sleep(200);
+                       }),
+              (Lines{"INFO " + thread + "Shutdown event received 2"}));
+    // A lock while a fade is pending loses the token for good, and the lock has taken the settings itself.
+    EXPECT_EQ(toldWith(thread,
+                       [&](const ModuleUnderTest& module) {
+                           settings.write("");
+                           Effect effect = lock(module);
+                           settings.change("Boost: 60 dB 1");
+                           ::Sleep(200);
+                           EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
+                           EXPECT_EQ(effect.lock(floatFormat(2), floatFormat(2), 480), S_OK);
+                           settings.change("Boost: 120 dB 1");
+                           ::Sleep(200);
+                           for (int block = 0; block < 3; ++block) {
+                               EXPECT_NEAR(effect.process(std::vector<float>(960, 0.1F), 2, 2).back(), 0.1995F,
+                                           1e-4F);
+                           }
                        }),
               (Lines{"INFO " + thread + "Shutdown event received 2"}));
     EXPECT_EQ(toldWith(thread,

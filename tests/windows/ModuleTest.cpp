@@ -1,3 +1,4 @@
+#include "OldApoSlot.h"
 #include "support/ImportWatch.h"
 #include "support/ModuleUnderTest.h"
 #include "support/OwnResources.h"
@@ -9,6 +10,7 @@
 #include <cmath>
 #include <set>
 #include <string>
+#include <string_view>
 
 namespace tovix::test {
 namespace {
@@ -79,6 +81,37 @@ TEST(Module, IsHardenedAndLoadsWhereManifestsAreRefused) {
     }
     EXPECT_TRUE(hasResource(module, versionType));
     EXPECT_FALSE(hasResource(module, manifestType));
+}
+
+TEST(Module, HoldsTheKeysUnderWhichAPreviousEffectMayStand) {
+    const ModuleUnderTest module;
+    const ModuleImage image(module.handle());
+    const std::string_view bytes(&image.at<char>(0), image.headers().OptionalHeader.SizeOfImage);
+    const std::wstring effects = L"{d04e05a6-594b-4fb6-a80d-01af5eed7d1d},";
+    const std::wstring modes = L"{d3993a3f-99c2-4402-b5ec-a92a0367664b},";
+    const struct {
+        const wchar_t* key;
+        const wchar_t* modesKey;
+        int side;
+        int kind;
+        int scope;
+    } rows[] = {
+        {L"1", nullptr, 0, 0, 1}, {L"2", nullptr, 1, 0, 1}, {L"5", L"5", 0, 1, 1},  {L"6", L"6", 0, 1, 1},
+        {L"7", L"7", 1, 1, 1},    {L"13", L"5", 0, 2, 7},   {L"14", L"6", 0, 2, 7}, {L"15", L"7", 1, 2, 7},
+    };
+    ASSERT_EQ(OldApoSlot::keys().size(), std::size(rows));
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        const EffectKey& key = OldApoSlot::keys()[i];
+        const std::wstring text = effects + rows[i].key;
+        EXPECT_EQ(key.key, text);
+        EXPECT_EQ(key.key, effectKeyNames[i]);
+        EXPECT_EQ(key.modesKey, rows[i].modesKey != nullptr ? modes + rows[i].modesKey : L"");
+        EXPECT_EQ(static_cast<int>(key.side), rows[i].side) << i;
+        EXPECT_EQ(static_cast<int>(key.kind), rows[i].kind) << i;
+        EXPECT_EQ(key.scope, rows[i].scope) << i;
+        const std::string_view inModule(reinterpret_cast<const char*>(text.c_str()), (text.size() + 1) * 2);
+        EXPECT_NE(bytes.find(inModule), std::string_view::npos) << i;
+    }
 }
 
 /// Plays 0.1 until the effect gives `wanted`, five seconds at most.

@@ -103,12 +103,17 @@ TEST_F(OldApo, FailureToLockOrUnlockNeverFailsTheEffect) {
     old.lockResult = E_FAIL;
     old.unlockResult = E_FAIL;
     old.latencyResult = E_FAIL;
-    ASSERT_EQ(lock(2, 2), S_OK);
-    HNSTIME time = 0;
-    EXPECT_EQ(effect.apo->GetLatency(&time), S_OK);
-    expectBoosted(process(2, 2), {quiet, quiet});
-    EXPECT_FALSE(runs());
-    EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
+    for (const bool throws : {false, true}) {
+        old.throws = throws;
+        ASSERT_EQ(lock(2, 2), S_OK);
+        HNSTIME time = 0;
+        EXPECT_EQ(effect.apo->GetLatency(&time), S_OK);
+        expectBoosted(process(2, 2), {quiet, quiet});
+        EXPECT_FALSE(runs());
+        EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
+    }
+    FormatDouble format(floatFormat(2));
+    EXPECT_EQ(negotiate(*effect.apo, &format, &format).result, S_OK);
 }
 
 TEST_F(OldApo, IsNotLeftLockedWhenTheEffectsOwnLockFails) {

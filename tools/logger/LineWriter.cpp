@@ -97,6 +97,10 @@ void LineWriter::finish() noexcept {
             return;
         }
         m_finishing = true;
+        if (!m_threadRuns) {
+            writeBatch(m_queue.take());
+            return;
+        }
     }
     ::WakeConditionVariable(&m_filled);
     constexpr DWORD longestWaitMs = 1000;
@@ -111,6 +115,10 @@ DWORD LineWriter::run(void* pShared) noexcept {
 }
 
 void LineWriter::runUntilFinished() noexcept {
+    {
+        const Exclusive guard(m_lock);
+        m_threadRuns = true;
+    }
     while (true) {
         LineQueue::Batch batch{};
         {

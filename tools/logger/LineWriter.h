@@ -22,7 +22,8 @@ public:
     /// Any thread.
     void write(std::string_view line) noexcept;
 
-    /// Lets the thread write what there is and end; waits at most a second for the writing. No line may follow.
+    /// Lets the thread write what there is and end; waits at most a second for the writing, or writes by itself where
+    /// the thread has not come to run yet. No line may follow.
     void finish() noexcept;
 
     /// For the end of the process, when the system has ended all threads but the calling one, wherever they stood:
@@ -47,6 +48,9 @@ private:
     CONDITION_VARIABLE m_filled = CONDITION_VARIABLE_INIT;
     LineQueue m_queue;
     bool m_finishing = false;
+    /// A new thread needs the loader's lock to start; a library that is released soon after it was loaded holds that
+    /// lock and would wait for the thread in vain.
+    bool m_threadRuns = false;
     bool m_threadsAreGone = false;
     LineWriter* m_pNext = nullptr;
 };

@@ -81,7 +81,7 @@ void DllEngine::open(const EngineFormat& format, std::string_view settings) {
     // Before the settings, which are not touched for a library that is none.
     m_module.emplace(m_choice);
     m_description = m_module->description();
-    m_settings.emplace(settings);
+    m_settings.emplace(settings, m_choice.announces);
     m_knownText = settings;
     const auto effect = m_module->createEffect();
     m_apo = requireInterface<IAudioProcessingObject>(*effect, IID_IAudioProcessingObject);

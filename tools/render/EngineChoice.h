@@ -14,6 +14,8 @@ struct EngineChoice {
     bool registered = false;
     /// Leave the settings to other processes once the stream runs, and say when they change them.
     bool watch = false;
+    /// Settings will be announced while the stream runs.
+    bool announces = false;
 };
 
 } // namespace tovix::render

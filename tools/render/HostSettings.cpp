@@ -3,6 +3,7 @@
 #include "ControllersTurn.h"
 #include "ExitStatus.h"
 #include "OtherHandles.h"
+#include "SystemError.h"
 #include "helpers/SecurityHelper.h"
 
 #include <algorithm>
@@ -17,8 +18,13 @@ struct EventBasicInformation {
 
 using QueryEvent = LONG NTAPI(HANDLE hEvent, int informationClass, void* pInformation, ULONG size, ULONG* pReturned);
 
-[[noreturn]] void refuse(const char* what) {
-    throw RenderError(ExitStatus::failure, std::string("the settings block cannot be ") + what + ".");
+[[noreturn]] void refuse(const char* what, DWORD error) {
+    const char* const remedy =
+        error == ERROR_ACCESS_DENIED
+            ? "; it takes an administrator, or an effect that runs already; --core does without."
+            : "; --core does without.";
+    throw RenderError(ExitStatus::failure, std::string("the settings block cannot be ") + what + ": " +
+                                               control::describeSystemError(error) + remedy);
 }
 
 KernelHandle claimHostMutex(SECURITY_ATTRIBUTES* sa) {
@@ -28,21 +34,27 @@ KernelHandle claimHostMutex(SECURITY_ATTRIBUTES* sa) {
         throw RenderError(ExitStatus::failure, "another render is running, and the effect has one set of settings.");
     }
     if (!mutex) {
-        refuse("claimed");
+        refuse("claimed", error);
     }
     return mutex;
 }
 
 } // namespace
 
-HostSettings::HostSettings(std::string_view text) {
+HostSettings::HostSettings(std::string_view text, bool announces) {
     static_cast<void>(EnableCreateGlobalPrivilege(::GetCurrentProcess()));
     const GlobalObjectSecurity security;
     m_hHostMutex = claimHostMutex(security.attributes());
     m_hUpdateEvent.reset(::CreateEventW(security.attributes(), FALSE, FALSE, CONFIG_DATA_UPDATE_EVENT));
-    m_eventIsShared = ::GetLastError() == ERROR_ALREADY_EXISTS;
+    const DWORD error = ::GetLastError();
     if (!m_hUpdateEvent) {
-        refuse("announced");
+        refuse("announced", error);
+    }
+    if (announces && error == ERROR_ALREADY_EXISTS) {
+        throw RenderError(
+            ExitStatus::failure,
+            "another program has the effect's settings open, and an effect outside of this render could "
+            "take the change of --at; --core does without them.");
     }
     const control::ControllersTurn turn;
     openBlock(security.attributes());
@@ -63,17 +75,16 @@ HostSettings::~HostSettings() {
 void HostSettings::openBlock(SECURITY_ATTRIBUTES* sa) {
     if (m_mapping.Open() == IPCS_OK) {
         m_textBefore = text();
-    } else if (m_mapping.Create(sa) != IPCS_OK) {
-        refuse("opened or created");
+        return;
+    }
+    const auto result = m_mapping.Create(sa);
+    const DWORD error = ::GetLastError();
+    if (result != IPCS_OK) {
+        refuse("opened or created", error);
     }
 }
 
 void HostSettings::announce(std::string_view text) {
-    if (m_eventIsShared) {
-        throw RenderError(ExitStatus::failure,
-                          "another program has the effect's settings open, and an effect outside "
-                          "of this render could take the change; --core does without them.");
-    }
     write(text);
     ::SetEvent(m_hUpdateEvent.get());
 }

@@ -15,14 +15,15 @@ namespace tovix::render {
 class HostSettings {
 public:
     /// Opens the block or creates it, with the effect's own security, and writes the text without a signal. Throws
-    /// RenderError when neither works and when another host is there, and has changed nothing then.
-    explicit HostSettings(std::string_view text);
+    /// RenderError when neither works, when another host is there, and when changes are to be announced but somebody
+    /// has the event open: a signal wakes one waiter, and that could be an effect outside of this render. Nothing has
+    /// been changed then.
+    HostSettings(std::string_view text, bool announces);
     HostSettings(const HostSettings&) = delete;
     HostSettings& operator=(const HostSettings&) = delete;
     ~HostSettings();
 
-    /// Rewrites the text and signals once, for one effect. Throws RenderError when somebody had the event open before
-    /// this host: a signal wakes one waiter, and that could be an effect outside of this render.
+    /// Rewrites the text and signals once, for one effect.
     void announce(std::string_view text);
 
     /// Whether the last signal has been taken. True where the system does not tell.
@@ -40,7 +41,6 @@ private:
     KernelHandle m_hHostMutex;
     SharedConfigMapping m_mapping;
     KernelHandle m_hUpdateEvent;
-    bool m_eventIsShared = false;
     /// What the block held before.
     std::optional<std::string> m_textBefore;
     /// What this host wrote last.

@@ -25,6 +25,12 @@ SinkFormat sinkFormat(const Job& job) {
             .channelMask = job.format.outputMask};
 }
 
+EngineChoice engineChoice(const Job& job) {
+    EngineChoice choice = job.options.engine;
+    choice.announces = !job.plan.changes.empty();
+    return choice;
+}
+
 class Run {
 public:
     /// Opens the outputs.
@@ -43,7 +49,7 @@ private:
     std::optional<ResponseReport> m_response;
     std::optional<LevelTrace> m_levels;
 
-    std::unique_ptr<IEngine> m_engine = makeEngine(m_job.options.engine);
+    std::unique_ptr<IEngine> m_engine = makeEngine(engineChoice(m_job));
     LimiterProbe m_limiter;
     Loudness m_before;
     Loudness m_after;
