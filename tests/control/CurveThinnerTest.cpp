@@ -1,5 +1,7 @@
 #include "CurveThinner.h"
 
+#include "support/DrawnCurve.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -19,22 +21,6 @@ Points randomCurve(unsigned seed, std::size_t count) {
     return curve;
 }
 
-/// The definition written out: straight lines in dB over the logarithm of frequency, flat ends.
-double drawn(const Points& points, double frequencyHz) {
-    if (frequencyHz <= points.front().frequencyHz) {
-        return points.front().gainDb;
-    }
-    for (std::size_t i = 1; i < points.size(); ++i) {
-        const auto& a = points[i - 1];
-        const auto& b = points[i];
-        if (frequencyHz <= b.frequencyHz) {
-            return a.gainDb + (b.gainDb - a.gainDb) * std::log(frequencyHz / a.frequencyHz) /
-                                  std::log(b.frequencyHz / a.frequencyHz);
-        }
-    }
-    return points.back().gainDb;
-}
-
 /// Tries every choice of at most `count` points.
 double smallestDeviation(const Points& curve, int count) {
     double smallest = INFINITY;
@@ -50,7 +36,7 @@ double smallestDeviation(const Points& curve, int count) {
         }
         double largest = 0.0;
         for (const auto& point : curve) {
-            largest = std::max(largest, std::abs(drawn(kept, point.frequencyHz) - point.gainDb));
+            largest = std::max(largest, std::abs(test::drawnDb(kept, point.frequencyHz) - point.gainDb));
         }
         smallest = std::min(smallest, largest);
     }
@@ -70,18 +56,6 @@ TEST(CurveThinner, NoChoiceOfPointsIsCloserToTheCurve) {
     }
 }
 
-TEST(CurveThinner, PointsOnStraightLinesAreLeftOutWithoutAnyChange) {
-    Points curve;
-    for (int i = 0; i <= 10; ++i) {
-        curve.push_back({100.0 * std::exp2(i), 3.0 - std::abs(i - 5)});
-    }
-    const auto thinned = thinCurve(curve, [](const Points& points) { return points.size() <= 3; });
-    ASSERT_TRUE(thinned);
-    ASSERT_EQ(thinned->points.size(), 3U);
-    EXPECT_EQ(thinned->points[1].frequencyHz, 3200.0);
-    EXPECT_LT(thinned->deviationDb, 1e-9);
-}
-
 TEST(CurveThinner, ACurveForWhichThereIsNoRoomAtAllIsNotThinned) {
     EXPECT_FALSE(thinCurve(randomCurve(1, 5), [](const Points&) { return false; }));
     EXPECT_FALSE(thinCurve({}, [](const Points&) { return true; }));
@@ -96,7 +70,8 @@ TEST(CurveThinner, TheLongestCurveThatIsTakenKeepsWithinItsTolerance) {
     const auto thinned = thinCurve(curve, [](const Points& points) { return points.size() <= 20; });
     ASSERT_TRUE(thinned);
     for (const auto& point : curve) {
-        ASSERT_LE(std::abs(drawn(thinned->points, point.frequencyHz) - point.gainDb), thinned->deviationDb + 1e-9);
+        ASSERT_LE(std::abs(test::drawnDb(thinned->points, point.frequencyHz) - point.gainDb),
+                  thinned->deviationDb + 1e-9);
     }
 }
 

@@ -33,7 +33,8 @@ TEST(ChainBuilder, EveryLineThatAFactoryKnowsBecomesAStage) {
         {std::string(256, '\0'), 0, {}},
         {"Boost: 60 dB 1", 1, {}},
         {"Boost: 60 dB 1\r\nEqualizer: 100 -3 1000 0\r\nBoost: 10 dB 0\n", 3, {}},
-        {"#Boost: 60 dB 1\nEnableOldApo:", 0, true},
+        {"#Boost: 60 dB 1\nEnableOldApo: 1:2", 0, true},
+        {"EnableOldApo :\nEnableOldApo2:\n##EnableOldApo:\nenableoldapo:", 0, {}},
         {"EnableOldApo:\n#EnableOldApo:\nEqualizer:", 1, false},
         {"Boost 60 dB 1\nboost: 60 dB 1\nBoost: loud\nNoSuchThing: 1\n:\n::", 0, {}},
         {"Boost: 60 dB 1\0Boost: 60 dB 1"s, 1, {}},
@@ -70,7 +71,7 @@ TEST(ChainBuilder, AFormatWithoutFramesOrChannelsOrMemoryGivesNoChain) {
     EXPECT_EQ(noFrames.oldApo, true);
     EXPECT_FALSE(build("", {48000.0F, 0, 0, 2, 3, 480}).chain);
     EXPECT_FALSE(build("", {48000.0F, 0, 2, 0, 3, 480}).chain);
-    const auto tooLarge = build("EnableOldApo:", {48000.0F, 0, 4096, 4096, 3, 0xFFFFFFFF});
+    const auto tooLarge = build("Equalizer: 1000 3\nEnableOldApo:", {48000.0F, 0, 4096, 4096, 3, 0xFFFFFFFF});
     EXPECT_FALSE(tooLarge.chain);
     EXPECT_EQ(tooLarge.oldApo, true) << "what the text says about the previous effect holds all the same";
 }

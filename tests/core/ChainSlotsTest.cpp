@@ -13,7 +13,6 @@
 using namespace tovix;
 using test::ConstantFilter;
 using test::DigitFilter;
-using test::SumFilter;
 
 namespace {
 
@@ -43,32 +42,17 @@ TEST(FilterChain, StagesRunInOrderWhetherTheyWorkInPlaceOrNot) {
         const auto chain =
             chainOf(stream, DigitFilter(1), DigitFilter(2), DigitFilter(3, false), DigitFilter(4, false),
                     DigitFilter(5), DigitFilter(6, false), DigitFilter(7), DigitFilter(8));
-        for (int block = 0; block < 3; ++block) {
-            const auto input = ramp(std::size_t{channels} * 13);
+        for (const std::uint32_t frames : {13U, 1U, 4U, 16U}) {
+            const auto input = ramp(std::size_t{channels} * frames);
             std::vector<float> output(input.size());
-            chain->run(input.data(), 13);
-            chain->writeOutput(output.data(), 13);
+            chain->run(input.data(), frames);
+            chain->writeOutput(output.data(), frames);
             for (std::size_t i = 0; i < input.size(); ++i) {
                 // 10^8 exceeds a float's whole numbers, so only their ratio is certain.
                 ASSERT_NEAR(output[i] / (input[i] * 1e8F + 12345678.0F), 1.0F, 1e-6F);
             }
         }
     }
-}
-
-TEST(FilterChain, AFilterMayAddAChannelThatLaterStagesSee) {
-    const auto stream = format(2, 3, 4);
-    StageAppender appender(stream);
-    ASSERT_TRUE(appender.append(makeRt<SumFilter>()));
-    ASSERT_TRUE(appender.append(makeRt<DigitFilter>(5.0F)));
-    EXPECT_EQ(appender.shape().bufferCount, 4U) << "three of the stream, one of the filter";
-    EXPECT_TRUE(appender.stages()[1]->inputIndices.size() == 0) << "the exchanged pointers are what it needs";
-    const auto chain = FilterChain::make(appender.shape(), appender.stages());
-    const std::vector<float> input{1, 2, 3, 4};
-    chain->run(input.data(), 2);
-    EXPECT_EQ(chain->buffers()[0][1], 35.0F);
-    EXPECT_EQ(chain->buffers()[3][0], 35.0F) << "1 + 2, times 10, plus 5";
-    EXPECT_EQ(chain->buffers()[3][1], 75.0F);
 }
 
 TEST(FilterChain, MonoFillsTheSecondChannelOfAWiderOutputAndNoMore) {
@@ -91,19 +75,6 @@ TEST(FilterChain, AShortBlockLeavesNoOldSamplesBehindIt) {
     for (std::size_t f = 3; f < 8; ++f) {
         EXPECT_EQ(chain->buffers()[0][f], 0.0F);
         EXPECT_EQ(chain->buffers()[1][f], 0.0F);
-    }
-}
-
-TEST(FilterChain, SamplesThatAreNotFiniteLeaveAsSilence) {
-    const auto stream = format(3, 3, 5);
-    const float values[] = {std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity(),
-                            std::numeric_limits<float>::quiet_NaN()};
-    for (const float value : values) {
-        const auto chain = chainOf(stream, ConstantFilter(value));
-        std::vector<float> output(15, 1.0F);
-        chain->run(ramp(15).data(), 5);
-        chain->writeOutput(output.data(), 5);
-        EXPECT_EQ(output, std::vector<float>(15, 0.0F));
     }
 }
 
@@ -151,12 +122,6 @@ TEST_F(Fade, NewChainIsHeardInFullAfterTenMilliseconds) {
             ASSERT_EQ(m_output[0], 0.75F);
         }
     }
-}
-
-TEST_F(Fade, StartsWithTheOldChainExactly) {
-    start(format(1, 1));
-    block(1);
-    EXPECT_EQ(m_output[0], 0.25F);
 }
 
 TEST_F(Fade, ResetInMidFadeStartsOverWithoutAnyChain) {

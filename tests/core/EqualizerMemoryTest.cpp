@@ -1,7 +1,9 @@
+// The test program is linked with --wrap=malloc,--wrap=free, which sends the calls of its own objects here. Shared
+// libraries are not concerned.
+
 #include "filters/EffectEqualizer.h"
 
 #include "support/DirectConvolution.h"
-#include "support/MallocRefusal.h"
 
 #include <gtest/gtest.h>
 
@@ -10,17 +12,48 @@ using namespace tovix::test;
 
 namespace {
 
+/// The request of this thread that is refused, counted from 1; 0 once it has been.
+thread_local int requestsLeft = 0;
+/// Blocks of this thread that were taken and not given back.
+thread_local int blocksHeld = 0;
+
+} // namespace
+
+// The linker's names for the functions it wraps.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
+extern "C" {
+void* __real_malloc(std::size_t sizeBytes);
+void __real_free(void* pBlock);
+
+void* __wrap_malloc(std::size_t sizeBytes) {
+    if (requestsLeft > 0 && --requestsLeft == 0) {
+        return nullptr;
+    }
+    void* const pBlock = __real_malloc(sizeBytes);
+    blocksHeld += pBlock != nullptr ? 1 : 0;
+    return pBlock;
+}
+
+void __wrap_free(void* pBlock) {
+    blocksHeld -= pBlock != nullptr ? 1 : 0;
+    __real_free(pBlock);
+}
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
+
 TEST(EqualizerMemory, AnySingleRefusalLeavesTheEqualizerInertAndLosesNothing) {
     constexpr std::uint32_t blockFrames = 48;
     const std::vector<float> sound = noise(blockFrames, 1);
     bool refused = true;
     int requests = 0;
     while (refused) {
-        const MallocRefusal refusal{++requests};
+        requestsLeft = ++requests;
+        blocksHeld = 0;
         {
             EffectEqualizer equalizer{{{100.0, -3.0}, {1000.0, 6.0}}, 256};
             equalizer.setup(48000.0F, blockFrames, {L"L", L"R"});
-            refused = MallocRefusal::happened();
+            refused = requestsLeft == 0;
+            requestsLeft = 0;
             ASSERT_EQ(equalizer.channelCount(), refused ? 0U : 2U) << "request " << requests;
             std::vector<float> left = sound;
             std::vector<float> right = sound;
@@ -28,21 +61,8 @@ TEST(EqualizerMemory, AnySingleRefusalLeavesTheEqualizerInertAndLosesNothing) {
             equalizer.process(channels, channels, blockFrames);
             ASSERT_EQ(left == sound && right == sound, refused) << "request " << requests;
         }
-        ASSERT_EQ(MallocRefusal::blocksHeld(), 0) << "request " << requests;
+        ASSERT_EQ(blocksHeld, 0) << "request " << requests;
     }
     // Work arrays, taps, records, and at least ten buffers for each of the two channels.
     EXPECT_GT(requests, 24) << "the refusals must reach every allocation of the set-up";
 }
-
-TEST(EqualizerMemory, SetsUpAgainAfterARefusal) {
-    EffectEqualizer equalizer{{}, 256};
-    {
-        const MallocRefusal refusal{9};
-        equalizer.setup(48000.0F, 480, {L"L"});
-        ASSERT_TRUE(MallocRefusal::happened());
-    }
-    equalizer.setup(48000.0F, 480, {L"L"});
-    EXPECT_EQ(equalizer.channelCount(), 1U);
-}
-
-} // namespace

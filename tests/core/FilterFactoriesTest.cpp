@@ -109,28 +109,4 @@ TEST(FilterFactories, ABoostThatDoesNotParseIsLogged) {
         << capture.lines()[0];
 }
 
-TEST(FilterFactories, TheGateBlanksNamesWhileBothSwitchesAreOn) {
-    EffectFactoryStep gate;
-    const auto passes = [&gate] {
-        std::wstring name = L"Boost";
-        EXPECT_TRUE(gate.createFilter(name, L"", L"").empty());
-        return name == L"Boost";
-    };
-    for (const bool a : {false, true}) {
-        for (const bool b : {false, true}) {
-            gate.configure({a, b});
-            gate.beginBuild();
-            EXPECT_EQ(passes(), !(a && b));
-        }
-    }
-    gate.saveState(); // closed
-    gate.configure({false, true});
-    gate.restoreState();
-    EXPECT_FALSE(passes()) << "the saved state comes back whatever the switches are by now";
-    gate.restoreState();
-    EXPECT_FALSE(passes()) << "with nothing saved the gate stays as it is";
-    gate.beginBuild();
-    EXPECT_TRUE(passes());
-}
-
 } // namespace

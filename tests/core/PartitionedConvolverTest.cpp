@@ -58,30 +58,6 @@ INSTANTIATE_TEST_SUITE_P(All, ConvolverLengths,
                                     std::to_string(instance.param.blockFrames);
                          });
 
-TEST(PartitionedConvolver, RefusesLengthsOutOfRangeAndCanBeBuiltAfterwards) {
-    const std::vector<float> h(10, 1.0F);
-    PartitionedConvolver convolver;
-    EXPECT_FALSE(convolver.init(h, 0));
-    EXPECT_FALSE(convolver.init({}, 480));
-    EXPECT_FALSE(convolver.init(h, PartitionedConvolver::maxBlockFrames + 1));
-    EXPECT_FALSE(convolver.init(h, std::numeric_limits<std::uint32_t>::max()));
-    EXPECT_TRUE(convolver.init(h, 4));
-    EXPECT_TRUE(convolver.init(h, 8)) << "a record in use is rebuilt";
-}
-
-TEST(PartitionedConvolver, ForgetsItsHistoryWhenItIsBuiltAgain) {
-    constexpr std::uint32_t blockFrames = 16;
-    const std::vector<float> h = noise(100, 1);
-    PartitionedConvolver convolver;
-    ASSERT_TRUE(convolver.init(h, blockFrames));
-    std::vector<float> sound = noise(5 * blockFrames, 2);
-    convolve(convolver, sound, blockFrames);
-    ASSERT_TRUE(convolver.init(h, blockFrames));
-    std::vector<float> silence(10 * blockFrames);
-    convolve(convolver, silence, blockFrames);
-    EXPECT_TRUE(std::all_of(silence.begin(), silence.end(), [](float sample) { return sample == 0.0F; }));
-}
-
 TEST(PartitionedConvolver, TakesSamplesThatAreNotFiniteAsSilence) {
     constexpr std::uint32_t blockFrames = 16;
     const std::vector<float> h = noise(100, 1);

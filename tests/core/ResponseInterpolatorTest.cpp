@@ -41,19 +41,4 @@ TEST(ResponseInterpolator, IsLinearInDecibelsOverTheLogarithmAndFlatOutside) {
     }
 }
 
-TEST(ResponseInterpolator, AnswersTheSameInWhateverOrderItIsAsked) {
-    std::mt19937 generator{7};
-    std::uniform_int_distribution<int> frequency{0, 40};
-    std::vector<ResponsePoint> points;
-    for (int i = 1; i < 40; i += i % 3) {
-        points.push_back({static_cast<double>(i), static_cast<double>(i * i % 17)});
-        points.push_back({static_cast<double>(i), static_cast<double>(i * i % 13)});
-    }
-    ResponseInterpolator veteran{points};
-    for (int i = 0; i < 2000; ++i) {
-        const double frequencyHz = 0.5 * frequency(generator) + 0.25 * (i % 2);
-        ASSERT_EQ(veteran.gainDb(frequencyHz), ResponseInterpolator{points}.gainDb(frequencyHz)) << frequencyHz;
-    }
-}
-
 } // namespace

@@ -69,17 +69,5 @@ TEST(SettingsDiagnosis, AgreesWithTheChainThatIsBuilt) {
     }
 }
 
-TEST(SettingsDiagnosis, GivesOneAnswerPerLineOfTheBlockAndStopsWhereItEnds) {
-    const std::string block = "Boost: 60 dB 1\r\n\nEqualizer: 1 2" + std::string(1, '\0') + "rest: 1\n";
-    const auto diagnoses = diagnoseSettings(block, decodeLatin1);
-    ASSERT_EQ(diagnoses.size(), 3U);
-    EXPECT_EQ(diagnoses[0].line, "Boost: 60 dB 1");
-    ASSERT_TRUE(diagnoses[0].boost);
-    EXPECT_EQ(diagnoses[0].boost->level, 60);
-    EXPECT_EQ(diagnoses[1].outcome, LineOutcome::blank);
-    ASSERT_TRUE(diagnoses[2].equalizer);
-    EXPECT_EQ(diagnoses[2].equalizer->size(), 1U);
-}
-
 } // namespace
 } // namespace tovix

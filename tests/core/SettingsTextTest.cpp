@@ -40,20 +40,3 @@ TEST(SettingsText, BytesThatAreNoUtf8AreReadInTheSystemsCodePage) {
     EXPECT_EQ(decodeSettingsLine("caf\xE9", decodeLatin1), L"caf\u00E9");
     EXPECT_EQ(encodeUtf8(L"\u00FC\u20AC\U0001F3B5"), "\xC3\xBC\xE2\x82\xAC\xF0\x9F\x8E\xB5");
 }
-
-TEST(SettingsText, TheFirstColonPartsNameAndParameters) {
-    const auto line = parseSettingsLine(L" Boost : 1:2");
-    ASSERT_TRUE(line);
-    EXPECT_EQ(line->key, L" Boost ");
-    EXPECT_EQ(line->value, L" 1:2");
-    EXPECT_FALSE(parseSettingsLine(L"Boost 60 dB 1"));
-    EXPECT_FALSE(parseSettingsLine(L""));
-}
-
-TEST(SettingsText, OnlyTheExactNameSwitchesThePreviousEffect) {
-    EXPECT_EQ(oldApoSetting({L"EnableOldApo", L" anything"}), std::optional(true));
-    EXPECT_EQ(oldApoSetting({L"#EnableOldApo", L""}), std::optional(false));
-    for (const auto* key : {L"enableoldapo", L"EnableOldApo ", L"##EnableOldApo", L"EnableOldApo2", L""}) {
-        EXPECT_EQ(oldApoSetting({key, L""}), std::nullopt);
-    }
-}

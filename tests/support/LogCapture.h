@@ -2,18 +2,22 @@
 
 #include "log/Log.h"
 
+#include <functional>
+#include <mutex>
 #include <string>
 #include <vector>
 
 namespace tovix::test {
 
-/// Collects the log's lines while it lives; the calling thread is number 7.
+/// Collects the log's lines, from any thread, while it lives; every thread is number 7. `onLine` is called for each
+/// of them on the thread that logs.
 class LogCapture {
 public:
-    explicit LogCapture(LogLevel level) : m_levelBefore(logLevel()), m_backendBefore(logBackend()) {
-        lines().clear();
-        installLogBackend({[](const char* line) noexcept { lines().emplace_back(line); },
-                           []() noexcept { return std::uint32_t{7}; }});
+    explicit LogCapture(LogLevel level, std::function<void(const std::string&)> onLine = nullptr)
+        : m_levelBefore(logLevel()), m_backendBefore(logBackend()) {
+        state().lines.clear();
+        state().onLine = std::move(onLine);
+        installLogBackend({&take, []() noexcept { return std::uint32_t{7}; }});
         setLogLevel(level);
     }
     ~LogCapture() {
@@ -23,12 +27,33 @@ public:
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
-    static std::vector<std::string>& lines() {
-        static std::vector<std::string> collected;
-        return collected;
+    static std::vector<std::string> lines() {
+        const std::lock_guard guard(state().lock);
+        return state().lines;
     }
 
 private:
+    struct State {
+        std::mutex lock;
+        std::vector<std::string> lines;
+        std::function<void(const std::string&)> onLine;
+    };
+
+    static State& state() {
+        static State instance;
+        return instance;
+    }
+
+    static void take(const char* line) noexcept {
+        {
+            const std::lock_guard guard(state().lock);
+            state().lines.emplace_back(line);
+        }
+        if (state().onLine) {
+            state().onLine(line);
+        }
+    }
+
     LogLevel m_levelBefore;
     LogBackend m_backendBefore;
 };

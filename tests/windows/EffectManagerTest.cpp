@@ -18,7 +18,7 @@ TEST(EffectManagerSlow, ThreadThatOutlivesTheLastWaitFindsEverythingInPlace) {
     SettingsWriter settings("Boost: 60 dB 1");
     const std::size_t threads = ownThreads();
     const ThreadedLog log([](const std::string& line) {
-        if (line == threadEnds) {
+        if (line.ends_with("Shutdown event received 1")) {
             ::Sleep(6000); // longer than the manager waits
         }
     });
