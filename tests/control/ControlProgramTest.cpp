@@ -1,4 +1,3 @@
-#include "HeldProgram.h"
 #include "helpers/ConfigHelper.h"
 #include "support/ChildProcess.h"
 #include "support/RegistryValue.h"
@@ -8,7 +7,6 @@
 #include <aclapi.h>
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <optional>
 #include <sddl.h>
 #include <thread>
@@ -28,6 +26,27 @@ Answer control(const std::wstring& arguments) {
     std::string output = program.rest();
     return {program.finish(), output};
 }
+
+/// A tovixctl that stays until the object ends it, as Ctrl-C would.
+class HeldProgram {
+public:
+    explicit HeldProgram(const std::wstring& arguments) : m_program({programFolder() / "tovixctl.exe", arguments}) {}
+    ~HeldProgram() { ::TerminateProcess(m_program.process(), 0); }
+    HeldProgram(const HeldProgram&) = delete;
+    HeldProgram& operator=(const HeldProgram&) = delete;
+
+    /// Waits for a line with `text`; false once the program has ended without one.
+    [[nodiscard]] bool says(const std::string& text) {
+        std::string line = m_program.readLine();
+        while (!line.empty() && line.find(text) == std::string::npos) {
+            line = m_program.readLine();
+        }
+        return !line.empty();
+    }
+
+private:
+    ChildProcess m_program;
+};
 
 std::string textOf(const ApoConfigManager& effect) {
     std::ostringstream stream;
@@ -120,7 +139,7 @@ TEST(ControlProgram, EffectsThatWaitForTheBlockAreReleasedAndDoNotOverwriteTheCh
 }
 
 TEST(ControlProgram, SettingsThatAreHeldWaitForTheEffectWithTheEffectsOwnSecurity) {
-    const HeldProgram held(L"boost 2.5 --hold");
+    HeldProgram held(L"boost 2.5 --hold");
     ASSERT_TRUE(held.says("Boost: 25 dB 0"));
     const ApoConfigManager effect;
     EXPECT_TRUE(awaitText(effect, "Boost: 25 dB 0"));
@@ -142,7 +161,7 @@ TEST(ControlProgram, SettingsThatAreHeldWaitForTheEffectWithTheEffectsOwnSecurit
 
 TEST(ControlProgram, WatchingShowsChangesKeepsTheBlockAndTakesNoSignal) {
     auto pEffect = std::make_unique<ApoConfigManager>();
-    const HeldProgram watch(L"watch --json");
+    HeldProgram watch(L"watch --json");
     ASSERT_TRUE(watch.says(R"("text":"")"));
     ::SetEvent(pEffect->updateEvent());
     ::Sleep(600);

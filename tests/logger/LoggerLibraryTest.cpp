@@ -1,11 +1,10 @@
 #include "helpers/WinHandles.h"
 #include "support/ChildProcess.h"
+#include "support/EnvironmentVariable.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <optional>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -20,37 +19,12 @@ fs::path library() {
     return programFolder() / "logger" / "Logger64.dll";
 }
 
-std::string contentOf(const fs::path& file) {
-    std::ostringstream text;
-    text << std::ifstream(file, std::ios::binary).rdbuf();
-    return text.str();
-}
-
 /// 0 while there is no such file, as for a moment when it is moved aside.
 std::uintmax_t sizeOf(const fs::path& file) {
     std::error_code error;
     const auto size = fs::file_size(file, error);
     return error ? 0 : size;
 }
-
-/// An environment variable of this process, for the object's life.
-class Variable {
-public:
-    Variable(std::wstring name, const std::wstring& value) : m_name(std::move(name)) {
-        std::array<wchar_t, 512> before{};
-        if (::GetEnvironmentVariableW(m_name.c_str(), before.data(), static_cast<DWORD>(before.size())) > 0) {
-            m_before = before.data();
-        }
-        ::SetEnvironmentVariableW(m_name.c_str(), value.empty() ? nullptr : value.c_str());
-    }
-    ~Variable() { ::SetEnvironmentVariableW(m_name.c_str(), m_before ? m_before->c_str() : nullptr); }
-    Variable(const Variable&) = delete;
-    Variable& operator=(const Variable&) = delete;
-
-private:
-    std::wstring m_name;
-    std::optional<std::wstring> m_before;
-};
 
 /// The library in use, called as another compiler's code calls it: exports by name, slots by number.
 class Library {
@@ -87,9 +61,9 @@ protected:
     [[nodiscard]] fs::path fallback() const { return m_folder.path() / "Tovix" / "Tovix.log"; }
 
     TemporaryFolder m_folder;
-    Variable m_file{L"TOVIX_LOG_FILE", file().wstring()};
-    Variable m_level{L"TOVIX_LOG_LEVEL", L""};
-    Variable m_programData{L"ProgramData", m_folder.path().wstring()};
+    EnvironmentVariable m_file{L"TOVIX_LOG_FILE", file().wstring()};
+    EnvironmentVariable m_level{L"TOVIX_LOG_LEVEL", L""};
+    EnvironmentVariable m_programData{L"ProgramData", m_folder.path().wstring()};
 };
 
 TEST_F(LoggerLibrary, ReleasingTheLoggerLeavesAllLinesInTheFileInOrder) {
@@ -132,7 +106,7 @@ TEST_F(LoggerLibrary, TheVariableDecidesAboutTheLevelAndElseTheOffer) {
     } cases[] = {{L"", 3, 3},  {L"", 9, 5},  {L"", 0, 0},     {L"", -1, 0}, {L"5", 3, 5},
                  {L"0", 3, 0}, {L"6", 3, 3}, {L"loud", 2, 2}, {L"44", 2, 2}};
     for (const auto& c : cases) {
-        const Variable variable(L"TOVIX_LOG_LEVEL", c.variable);
+        const EnvironmentVariable variable(L"TOVIX_LOG_LEVEL", c.variable);
         Library logger(c.offered);
         EXPECT_EQ(logger.refuses(), c.level == 0);
         if (!logger.refuses()) {
@@ -198,12 +172,12 @@ TEST_F(LoggerLibrary, WhereTheFileCannotBeWrittenLinesGoToTheFallbackOrNowhere) 
                                 L"Z:\\dev\\full", L"<>|\"?*"};
     for (const auto& path : bad) {
         fs::remove(fallback());
-        const Variable variable(L"TOVIX_LOG_FILE", path);
+        const EnvironmentVariable variable(L"TOVIX_LOG_FILE", path);
         { Library(3).write("hello"); }
         EXPECT_NE(contentOf(fallback()).find("hello"), std::string::npos) << fs::path(path);
-        const Variable programData(L"ProgramData", path);
-        const Variable temporary(L"TMP", path);
-        const Variable temporaryToo(L"TEMP", path);
+        const EnvironmentVariable programData(L"ProgramData", path);
+        const EnvironmentVariable temporary(L"TMP", path);
+        const EnvironmentVariable temporaryToo(L"TEMP", path);
         Library(3).write("dropped");
     }
 }

@@ -1,8 +1,7 @@
-#include "RegistrationRecord.h"
 #include "RenderSupport.h"
-#include "helpers/SharedConfigMapping.h"
-#include "platform/ComReference.h"
-#include "support/ChildProcess.h"
+#include "helpers/SharedConfigNames.h"
+#include "support/ModuleUnderTest.h"
+#include "support/SettingsWriter.h"
 
 #include <gtest/gtest.h>
 
@@ -49,35 +48,14 @@ float peakBetween(const Sound& sound, double fromSeconds, double toSeconds) {
     return peak;
 }
 
-/// Calls an export of the library that lies beside this program.
-HRESULT callLibrary(const char* name) {
-    const ModuleReference library(::LoadLibraryW((test::programFolder() / "Tovix64.dll").c_str()));
-    return moduleExport<HRESULT WINAPI()>(library.get(), name)();
-}
-
 std::string systemLibrary(const wchar_t* name) {
     std::array<wchar_t, MAX_PATH> folder{};
     ::GetSystemDirectoryW(folder.data(), MAX_PATH);
     return (std::filesystem::path(folder.data()) / name).string();
 }
 
+/// What the settings block holds on the machine before a render.
 constexpr std::string_view machineText = "Boost: 33 dB 1";
-
-/// The settings block as it is on the machine before a render.
-SharedConfigMapping makeMachineSettings() {
-    SharedConfigMapping block;
-    block.Create(nullptr);
-    ConfigText text{};
-    std::copy(machineText.begin(), machineText.end(), text.begin());
-    block.writeText(text);
-    return block;
-}
-
-std::string textOf(const SharedConfigMapping& block) {
-    ConfigText text{};
-    block.copyTo(text);
-    return text.data();
-}
 
 TEST(DllEngine, GivesWhatTheCoreGives) {
     struct Case {
@@ -126,9 +104,10 @@ TEST(DllEngine, PlaysTheRegisteredLibraryThroughCom) {
     };
     EXPECT_NE(render("none.wav", "--registered").err.find("the registered effect cannot be created"),
               std::string::npos);
-    ASSERT_EQ(callLibrary("DllRegisterServer"), S_OK);
+    const test::ModuleUnderTest module;
+    ASSERT_EQ(module.call("DllRegisterServer"), S_OK);
     const Outcome registered = render("registered.wav", "--registered");
-    ASSERT_EQ(callLibrary("DllUnregisterServer"), S_OK);
+    ASSERT_EQ(module.call("DllUnregisterServer"), S_OK);
     ASSERT_EQ(registered.status, 0) << registered.err;
     ASSERT_EQ(render("core.wav", "--core").status, 0);
     EXPECT_LE(largestDifference(readSound(folder.file("registered.wav")), readSound(folder.file("core.wav"))), 1e-6F);
@@ -138,14 +117,14 @@ TEST(DllEngine, IsSteeredByTheControlProgramWhileItPlays) {
     const TestFolder folder;
     writeSound(folder.file("in.wav"), sineSound(2, 4.0, 997.0, 0.1));
     writeText(folder.file("settings.txt"), "Boost: 0 dB 1\n#Equalizer:\n");
-    const auto machine = makeMachineSettings();
+    const test::SettingsWriter machine(machineText);
     Outcome render;
     testing::internal::CaptureStderr();
     std::thread playing([&] {
         render = runProgramAsIs({folder.file("in.wav"), folder.file("out.wav"), "--quiet", "--settings",
                                  folder.file("settings.txt"), "--realtime", "--watch"});
     });
-    for (int i = 0; i < 500 && textOf(machine) == machineText; ++i) {
+    for (int i = 0; i < 500 && machine.text() == machineText; ++i) {
         ::Sleep(20);
     }
     const Outcome second = runProgramAsIs({folder.file("in.wav"), folder.file("second.wav")});
@@ -158,7 +137,7 @@ TEST(DllEngine, IsSteeredByTheControlProgramWhileItPlays) {
     EXPECT_EQ(status, 0U);
     EXPECT_EQ(second.status, 1);
     EXPECT_NE(second.err.find("another render is running"), std::string::npos) << second.err;
-    EXPECT_NE(textOf(machine).find("Boost: 120 dB 1"), std::string::npos) << "somebody else's change stays";
+    EXPECT_NE(machine.text().find("Boost: 120 dB 1"), std::string::npos) << "somebody else's change stays";
     EXPECT_NE(told.find("Boost: 120 dB 1"), std::string::npos) << told;
     const Sound sound = readSound(folder.file("out.wav"));
     EXPECT_NEAR(peakBetween(sound, 0.0, 0.5), 0.1, 0.001);
@@ -168,31 +147,26 @@ TEST(DllEngine, IsSteeredByTheControlProgramWhileItPlays) {
 TEST(DllEngine, GivesTheMachineItsSettingsBack) {
     const TestFolder folder;
     writeSound(folder.file("in.wav"), programme(1));
-    const auto machine = makeMachineSettings();
+    const test::SettingsWriter machine(machineText);
     const KernelHandle event(::CreateEventW(nullptr, FALSE, FALSE, CONFIG_DATA_UPDATE_EVENT));
     const Outcome plain = runProgramAsIs({folder.file("in.wav"), folder.file("out.wav")});
     EXPECT_EQ(plain.status, 0) << plain.err;
-    EXPECT_EQ(textOf(machine), machineText);
+    EXPECT_EQ(machine.text(), machineText);
     EXPECT_EQ(::WaitForSingleObject(event.get(), 0), WAIT_OBJECT_0) << "an effect that plays must hear of it";
     const Outcome change =
         runProgramAsIs({folder.file("in.wav"), folder.file("2.wav"), "--at", "0.5", "Boost: 1 dB 1"});
     EXPECT_EQ(change.status, 1);
     EXPECT_NE(change.err.find("could take the change"), std::string::npos) << change.err;
     EXPECT_EQ(::WaitForSingleObject(event.get(), 0), DWORD{WAIT_TIMEOUT}) << "refused before anything was touched";
-    EXPECT_EQ(textOf(machine), machineText);
+    EXPECT_EQ(machine.text(), machineText);
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"in.wav", "out.wav"}));
 }
 
 TEST(DllEngine, DoesNotCallARenderDoneWhoseLibraryIsStillInUse) {
     const TestFolder folder;
     writeSound(folder.file("in.wav"), programme(1));
-    const ModuleReference library(::LoadLibraryW((test::programFolder() / "Tovix64.dll").c_str()));
-    void* pFactory = nullptr;
-    using GetClassObject = HRESULT WINAPI(REFCLSID, REFIID, void**);
-    ASSERT_EQ(
-        moduleExport<GetClassObject>(library.get(), "DllGetClassObject")(effectClassId, IID_IClassFactory, &pFactory),
-        S_OK);
-    const ComReference<IClassFactory> factory(static_cast<IClassFactory*>(pFactory));
+    const test::ModuleUnderTest module;
+    const auto factory = module.factory();
     factory->LockServer(TRUE);
     const Outcome outcome = runProgramAsIs({folder.file("in.wav"), folder.file("out.wav")});
     factory->LockServer(FALSE);

@@ -6,38 +6,22 @@
 #include <sndfile.h>
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <cmath>
 #include <fstream>
-#include <iterator>
 #include <numbers>
 #include <sstream>
 #include <stdexcept>
 
 namespace tovix::render {
 
-TestFolder::TestFolder() {
-    static std::atomic<int> number{0};
-    const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
-    m_path = std::filesystem::temp_directory_path() /
-             ("tovix-render-test-" + std::to_string(now) + "-" + std::to_string(number++));
-    std::filesystem::create_directories(m_path);
-}
-
-TestFolder::~TestFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_path, ignored);
-}
-
 std::string TestFolder::file(const std::string& name) const {
-    const auto path = (m_path / pathFromUtf8(name)).u8string();
-    return {path.begin(), path.end()};
+    const auto whole = (path() / pathFromUtf8(name)).u8string();
+    return {whole.begin(), whole.end()};
 }
 
 std::vector<std::string> TestFolder::names() const {
     std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(m_path)) {
+    for (const auto& entry : std::filesystem::directory_iterator(path())) {
         names.push_back(entry.path().filename().string());
     }
     std::sort(names.begin(), names.end());
@@ -49,8 +33,7 @@ void writeText(const std::string& path, const std::string& text) {
 }
 
 std::string readText(const std::string& path) {
-    std::ifstream file(pathFromUtf8(path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return test::contentOf(pathFromUtf8(path));
 }
 
 std::vector<std::vector<std::string>> readTable(const std::string& path) {

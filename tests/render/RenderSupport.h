@@ -1,8 +1,8 @@
 #pragma once
 
+#include "support/TemporaryFolder.h"
+
 #include <cstddef>
-#include <cstdint>
-#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
@@ -10,20 +10,12 @@
 namespace tovix::render {
 
 /// A folder of its own for each test, gone with it.
-class TestFolder {
+class TestFolder : public test::TemporaryFolder {
 public:
-    TestFolder();
-    TestFolder(const TestFolder&) = delete;
-    TestFolder& operator=(const TestFolder&) = delete;
-    ~TestFolder();
-
     /// The path of a file in it, in UTF-8.
     [[nodiscard]] std::string file(const std::string& name) const;
     /// The names in it, sorted.
     [[nodiscard]] std::vector<std::string> names() const;
-
-private:
-    std::filesystem::path m_path;
 };
 
 void writeText(const std::string& path, const std::string& text);

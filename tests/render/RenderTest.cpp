@@ -65,19 +65,6 @@ TEST(Render, AChangeFadesInFromTheFirstBlockAtOrAfterItsMoment) {
     }
 }
 
-TEST(Render, AChangeDuringAFadeWaitsUntilTheFadeIsOver) {
-    const TestFolder folder;
-    const auto sound = sineSound(1, 0.1, 440.0, 0.5);
-    const auto output = rendered(folder, sound,
-                                 {"--set", off, "--block", "96", "--at", "0.02", "Equalizer: 1000 -20", "--at",
-                                  "0.026", "Equalizer: 1000 -40", "--at", "0.028", "Equalizer: 1000 20"});
-    // The first fade ends after 0.03 s; of the two changes that waited, only the last is ever heard.
-    const auto gainAt = [&](std::size_t frame) { return output.at(frame, 0) / sound.at(frame, 0); };
-    EXPECT_NEAR(gainAt(1440), 0.1, 1e-3);
-    EXPECT_NEAR(gainAt(1440 + 240), 0.5 * 0.1 + 0.5 * 10.0, 1e-2);
-    EXPECT_NEAR(gainAt(1440 + 490), 10.0, 1e-2);
-}
-
 TEST(Render, LaterLinesReplaceThoseOfTheSameNameAndKeepTheOthers) {
     struct Case {
         std::vector<std::string> before, later, after;
@@ -188,17 +175,6 @@ TEST(Render, KeepsTheInputsSamplesAndSpeakersWhenAsked) {
     EXPECT_NEAR(*most, 1.0, 1e-4) << "what exceeds 16 bits is clipped, not wrapped";
     EXPECT_NEAR(output.at(27, 0), 1.0, 1e-4);
     EXPECT_EQ(*least, -1.0F);
-}
-
-TEST(Render, MonoSoundsFromBothChannelsOfAStereoOutput) {
-    const TestFolder folder;
-    const auto sound = sineSound(1, 0.1, 440.0, 0.5);
-    const auto output = rendered(folder, sound, {"--set", off, "--channels-out", "2"});
-    ASSERT_EQ(output.channels, 2);
-    for (std::size_t f = 0; f < sound.frames(); ++f) {
-        ASSERT_EQ(output.at(f, 0), sound.at(f, 0));
-        ASSERT_EQ(output.at(f, 1), sound.at(f, 0));
-    }
 }
 
 TEST(Render, OfMoreChannelsThanTheOutputHasTheFirstOnesAreAllThatIsHeardAndMeasured) {

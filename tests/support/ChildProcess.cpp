@@ -2,7 +2,6 @@
 
 #include <array>
 #include <stdexcept>
-#include <vector>
 
 namespace tovix::test {
 namespace {
@@ -27,27 +26,6 @@ Pipe makePipe(Direction direction) {
     return pipe;
 }
 
-/// This process's environment with `changes`, as one block of "NAME=value" texts.
-std::wstring environmentBlock(const std::map<std::wstring, std::wstring>& changes) {
-    std::wstring block;
-    wchar_t* const pStrings = ::GetEnvironmentStringsW();
-    for (const wchar_t* p = pStrings; *p != L'\0'; p += std::wcslen(p) + 1) {
-        const std::wstring entry(p);
-        std::wstring name = entry.substr(0, entry.find(L'=', 1));
-        for (wchar_t& c : name) {
-            c = static_cast<wchar_t>(::towupper(c));
-        }
-        if (changes.count(name) == 0) {
-            block += entry + L'\0';
-        }
-    }
-    ::FreeEnvironmentStringsW(pStrings);
-    for (const auto& [name, value] : changes) {
-        block += name + L"=" + value + L'\0';
-    }
-    return block + L'\0';
-}
-
 } // namespace
 
 ChildProcess::ChildProcess(const Start& start) {
@@ -60,11 +38,9 @@ ChildProcess::ChildProcess(const Start& start) {
     startup.hStdOutput = output.childs.get();
     startup.hStdError = ::GetStdHandle(STD_ERROR_HANDLE);
     std::wstring commandLine = L"\"" + start.program.wstring() + L"\" " + start.arguments;
-    std::wstring environment = environmentBlock(start.environment);
     PROCESS_INFORMATION process{};
-    if (::CreateProcessW(start.program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
-                         CREATE_UNICODE_ENVIRONMENT, environment.data(), start.folder.c_str(), &startup,
-                         &process) == FALSE) {
+    if (::CreateProcessW(start.program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                         start.folder.c_str(), &startup, &process) == FALSE) {
         throw std::runtime_error("cannot start " + start.program.string() + ", error " +
                                  std::to_string(::GetLastError()));
     }
@@ -118,18 +94,6 @@ std::filesystem::path programFolder() {
     std::array<wchar_t, MAX_PATH> path{};
     ::GetModuleFileNameW(nullptr, path.data(), MAX_PATH);
     return std::filesystem::path(path.data()).parent_path();
-}
-
-TemporaryFolder::TemporaryFolder() {
-    static int count = 0;
-    m_path = std::filesystem::temp_directory_path() /
-             ("tovix-" + std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(++count));
-    std::filesystem::create_directories(m_path);
-}
-
-TemporaryFolder::~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_path, ignored);
 }
 
 } // namespace tovix::test

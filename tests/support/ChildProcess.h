@@ -1,9 +1,8 @@
 #pragma once
 
 #include "helpers/WinHandles.h"
+#include "support/TemporaryFolder.h"
 
-#include <filesystem>
-#include <map>
 #include <string>
 
 namespace tovix::test {
@@ -16,8 +15,6 @@ public:
         std::filesystem::path program;
         std::wstring arguments;
         std::filesystem::path folder = std::filesystem::current_path();
-        /// Set in the child's environment, on top of this process's.
-        std::map<std::wstring, std::wstring> environment = {};
     };
 
     explicit ChildProcess(const Start& start);
@@ -31,6 +28,9 @@ public:
     /// Closes the child's input, waits for its end and answers its exit code; 0xFFFFFFFF when it had to be ended.
     DWORD finish();
 
+    /// The next line of what the child has written; empty at its end.
+    std::string readLine();
+
     /// What the child has written and nobody has read, up to its end.
     std::string rest();
 
@@ -38,8 +38,6 @@ public:
     [[nodiscard]] HANDLE process() const { return m_process.get(); }
 
 private:
-    std::string readLine();
-
     KernelHandle m_process;
     KernelHandle m_input;
     KernelHandle m_output;
@@ -48,19 +46,5 @@ private:
 
 /// The folder of this test program.
 std::filesystem::path programFolder();
-
-/// A fresh folder that is removed with the object.
-class TemporaryFolder {
-public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    [[nodiscard]] const std::filesystem::path& path() const { return m_path; }
-
-private:
-    std::filesystem::path m_path;
-};
 
 } // namespace tovix::test

@@ -3,6 +3,7 @@
 #include "helpers/WinHandles.h"
 
 #include <cstring>
+#include <string>
 #include <string_view>
 
 namespace tovix::test {
@@ -23,6 +24,8 @@ public:
         std::memcpy(m_view.get(), text.data(), text.size());
         m_view.get()[text.size()] = '\0';
     }
+
+    [[nodiscard]] std::string text() const { return m_view.get(); }
 
     void change(std::string_view text) {
         write(text);

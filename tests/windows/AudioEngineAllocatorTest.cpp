@@ -1,4 +1,5 @@
 #include "support/ChildProcess.h"
+#include "support/EnvironmentVariable.h"
 
 #include <gtest/gtest.h>
 
@@ -29,7 +30,8 @@ TEST(AudioEngineAllocator, LibraryOutsideTheSystemFolderIsNeverUsed) {
         fs::copy_file(programFolder() / engineDouble, pFolder->path() / engineName);
     }
     fs::copy_file(programFolder() / "tovix-effect-side.exe", beside.path() / "effect.exe");
-    ChildProcess effect({beside.path() / "effect.exe", L"", current.path(), {{L"PATH", onPath.path().wstring()}}});
+    const EnvironmentVariable searchPath(L"PATH", onPath.path().wstring());
+    ChildProcess effect({beside.path() / "effect.exe", L"", current.path()});
     EXPECT_EQ(effect.ask("allocate"), "not installed heap -1 -1");
 
     ChildProcess withForeignOne({beside.path() / "effect.exe", L""});
@@ -37,30 +39,16 @@ TEST(AudioEngineAllocator, LibraryOutsideTheSystemFolderIsNeverUsed) {
     EXPECT_EQ(withForeignOne.ask("allocate"), "not installed heap 0 0");
 }
 
-/// A library that stands in the system folder for the object's life. Only where that folder is a test
-/// environment's own.
-class InSystemFolder {
-public:
-    InSystemFolder() { fs::copy_file(programFolder() / engineDouble, m_path); }
-    ~InSystemFolder() {
-        std::error_code ignored;
-        fs::remove(m_path, ignored);
-    }
-    InSystemFolder(const InSystemFolder&) = delete;
-    InSystemFolder& operator=(const InSystemFolder&) = delete;
-
-private:
-    fs::path m_path = systemFolder() / engineName;
-};
-
 TEST(AudioEngineAllocator, LibraryOfTheSystemFolderGivesAndTakesTheBlocks) {
     const bool isWine = ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
     if (!isWine || fs::exists(systemFolder() / engineName)) {
         GTEST_SKIP() << "the system folder is not ours to change";
     }
-    const InSystemFolder engine;
+    fs::copy_file(programFolder() / engineDouble, systemFolder() / engineName);
     ChildProcess effect({programFolder() / "tovix-effect-side.exe", L""});
     EXPECT_EQ(effect.ask("allocate"), "installed locked 1 0");
+    effect.finish();
+    fs::remove(systemFolder() / engineName);
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 #include "log/ProcessInfo.h"
 #include "helpers/ProcessQueries.h"
-#include "helpers/WinHandles.h"
 #include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
@@ -62,43 +61,6 @@ TEST(ProcessInfo, ThisProcessHasAnswers) {
     EXPECT_EQ(LogCapture::lines().front().find("Failed"), std::string::npos);
     const std::uint32_t rid = GetProcessIntegrityRid();
     EXPECT_TRUE(rid >= 0x1000 && rid <= 0x4000 && rid % 0x1000 == 0) << rid;
-}
-
-/// This thread acts with a copy of the process's token in which the Administrators group no longer grants.
-class WithoutAdministrators {
-public:
-    WithoutAdministrators() {
-        HANDLE hToken = nullptr;
-        ::OpenProcessToken(::GetCurrentProcess(), TOKEN_ALL_ACCESS, &hToken);
-        const KernelHandle token(hToken);
-        std::array<BYTE, SECURITY_MAX_SID_SIZE> sid{};
-        DWORD sizeBytes = SECURITY_MAX_SID_SIZE;
-        ::CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, sid.data(), &sizeBytes);
-        SID_AND_ATTRIBUTES disabled{sid.data(), 0};
-        HANDLE hRestricted = nullptr;
-        EXPECT_NE(::CreateRestrictedToken(hToken, 0, 1, &disabled, 0, nullptr, 0, nullptr, &hRestricted), FALSE);
-        const KernelHandle restricted(hRestricted);
-        EXPECT_NE(::ImpersonateLoggedOnUser(hRestricted), FALSE);
-    }
-    ~WithoutAdministrators() { ::RevertToSelf(); }
-    WithoutAdministrators(const WithoutAdministrators&) = delete;
-    WithoutAdministrators& operator=(const WithoutAdministrators&) = delete;
-};
-
-TEST(ProcessQueries, RunningAsAdministratorIsAskedOfTheThreadAndBeingOneOfTheProcess) {
-    if (!IsRunningAsAdmin()) {
-        GTEST_SKIP() << "needs a process that runs as administrator";
-    }
-    const WithoutAdministrators restricted;
-    EXPECT_FALSE(IsRunningAsAdmin());
-    EXPECT_TRUE(IsUserAdmin());
-}
-
-TEST(ProcessQueries, VersionsFromSixUpAreNew) {
-    EXPECT_FALSE(countsAsVista(5, 2));
-    EXPECT_TRUE(countsAsVista(6, 0));
-    EXPECT_TRUE(countsAsVista(10, 0));
-    EXPECT_TRUE(IsVistaOrLater());
 }
 
 } // namespace

@@ -107,26 +107,6 @@ TEST(SharedObjectSecurity, ASecondProcessOpensAllThreeObjects) {
     EXPECT_EQ(ControlSide{}("open-all"), "block ok, update ok, create ok");
 }
 
-TEST(SharedObjectSecurity, AttributesHoldForHandlesThatAreNotInherited) {
-    const GlobalObjectSecurity security;
-    ASSERT_NE(security.attributes(), nullptr);
-    EXPECT_EQ(security.attributes()->nLength, sizeof(SECURITY_ATTRIBUTES));
-    EXPECT_EQ(security.attributes()->bInheritHandle, FALSE);
-    EXPECT_NE(::IsValidSecurityDescriptor(security.attributes()->lpSecurityDescriptor), FALSE);
-    // A created object may have lost its entries' inheritance flags; the descriptor itself has them.
-    BOOL present = FALSE;
-    BOOL byDefault = FALSE;
-    ACL* pAcl = nullptr;
-    ::GetSecurityDescriptorDacl(security.attributes()->lpSecurityDescriptor, &present, &pAcl, &byDefault);
-    ASSERT_NE(present, FALSE);
-    const auto granted = entries(pAcl);
-    EXPECT_EQ(granted.size(), 4U);
-    for (const Entry& entry : granted) {
-        EXPECT_EQ(entry.mask, GENERIC_ALL);
-        EXPECT_EQ(entry.flags, OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE);
-    }
-}
-
 TEST(CreateGlobalPrivilege, IsEnabledWhereTheAccountHoldsItAndRefusedElsewhere) {
     EXPECT_TRUE(EnableCreateGlobalPrivilege(::GetCurrentProcess()));
     EXPECT_FALSE(EnableCreateGlobalPrivilege(nullptr));
