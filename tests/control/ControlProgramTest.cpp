@@ -1,14 +1,13 @@
 #include "helpers/ConfigHelper.h"
+#include "helpers/RegistrySettings.h"
 #include "support/ChildProcess.h"
 #include "support/RegistryValue.h"
+#include "support/SharedDescriptor.h"
 
 #include <gtest/gtest.h>
 
-#include <aclapi.h>
 #include <algorithm>
 #include <array>
-#include <optional>
-#include <sddl.h>
 #include <thread>
 
 namespace tovix::test {
@@ -64,14 +63,6 @@ bool awaitText(const ApoConfigManager& effect, const std::string& text) {
 /// Takes the block's name with an object of another kind, so that nobody can open or create the block.
 KernelHandle occupyBlockName() {
     return KernelHandle(::CreateSemaphoreW(nullptr, 0, 1, blockName));
-}
-
-std::optional<DWORD> registryNumber(const wchar_t* name) {
-    DWORD value = 0;
-    DWORD size = sizeof value;
-    const LSTATUS error = ::RegGetValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quelmark\\Volmora", name,
-                                         RRF_RT_REG_DWORD | RRF_SUBKEY_WOW6464KEY, nullptr, &value, &size);
-    return error == ERROR_SUCCESS ? std::optional(value) : std::nullopt;
 }
 
 TEST(ControlProgram, EachChangeReachesARunningEffectAndItsEvent) {
@@ -144,19 +135,7 @@ TEST(ControlProgram, SettingsThatAreHeldWaitForTheEffectWithTheEffectsOwnSecurit
     const ApoConfigManager effect;
     EXPECT_TRUE(awaitText(effect, "Boost: 25 dB 0"));
     const KernelHandle mapping(::OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE, blockName));
-    PSECURITY_DESCRIPTOR pDescriptor = nullptr;
-    ASSERT_EQ(::GetSecurityInfo(mapping.get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr,
-                                nullptr, &pDescriptor),
-              DWORD{ERROR_SUCCESS});
-    const LocalBlock<void> descriptor(pDescriptor);
-    char* pText = nullptr;
-    ASSERT_NE(::ConvertSecurityDescriptorToStringSecurityDescriptorA(pDescriptor, SDDL_REVISION_1,
-                                                                     DACL_SECURITY_INFORMATION, &pText, nullptr),
-              FALSE);
-    const LocalBlock<char> text(pText);
-    for (const char* const who : {";AU)", ";BA)", ";WD)", ";SY)"}) {
-        EXPECT_NE(std::string(text.get()).find(who), std::string::npos) << text.get();
-    }
+    expectSharedDescriptor(mapping.get(), SECTION_ALL_ACCESS);
 }
 
 TEST(ControlProgram, WatchingShowsChangesKeepsTheBlockAndTakesNoSignal) {
@@ -220,12 +199,12 @@ TEST(ControlProgram, RegistryValuesAreWrittenAsTheEffectReadsThem) {
     const RegistryValue oldApo(L"EnableOldApo", 0);
     const ApoConfigManager effect;
     EXPECT_EQ(control(L"log-level 5").exitStatus, 0U);
-    EXPECT_EQ(registryNumber(L"MLS"), 5U);
+    EXPECT_EQ(ReadLogLevelSetting(), 5U);
     EXPECT_EQ(control(L"old-apo on").exitStatus, 0U);
-    EXPECT_EQ(registryNumber(L"EnableOldApo"), 1U);
+    EXPECT_TRUE(ReadOldApoSetting());
     EXPECT_EQ(textOf(effect), "EnableOldApo:");
     EXPECT_EQ(control(L"old-apo off").exitStatus, 0U);
-    EXPECT_EQ(registryNumber(L"EnableOldApo"), 0U);
+    EXPECT_FALSE(ReadOldApoSetting());
     EXPECT_EQ(textOf(effect), "#EnableOldApo:");
 }
 

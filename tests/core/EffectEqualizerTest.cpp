@@ -17,8 +17,9 @@ using Complex = std::complex<double>;
 
 constexpr std::uint32_t tapCount = 16384;
 const std::vector<ResponsePoint> tilt{{100.0, -3.0}, {1000.0, 0.0}, {10000.0, 6.0}};
+/// With a jump at one frequency.
 const std::vector<ResponsePoint> steep{
-    {80.0, -60.0}, {120.0, 6.0}, {5000.0, -12.0}, {5100.0, 12.0}, {15000.0, -40.0}};
+    {80.0, -60.0}, {120.0, 6.0}, {5000.0, -12.0}, {5000.0, 12.0}, {15000.0, -40.0}};
 
 /// Fourier transform of a power of two of points, in double precision; `sign` is that of the exponent.
 std::vector<Complex> transform(const std::vector<Complex>& x, double sign) {

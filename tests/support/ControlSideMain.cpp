@@ -33,7 +33,6 @@ struct ControlSide {
     std::string occupy(const std::string& what);
     std::string unviewable();
     std::string openAll();
-    std::string read() const;
     void write(const std::string& text) const { std::memcpy(view.get(), text.c_str(), text.size() + 1); }
     void scribble(int milliseconds) const;
     HANDLE event(const std::string& which);
@@ -104,16 +103,6 @@ std::string dropPrivilege() {
                   ::GetLastError() == ERROR_SUCCESS);
 }
 
-std::string ControlSide::read() const {
-    std::string hex;
-    for (std::size_t i = 0; i < blockBytes; ++i) {
-        std::array<char, 3> digits{};
-        std::snprintf(digits.data(), digits.size(), "%02x", static_cast<unsigned char>(view.get()[i]));
-        hex += digits.data();
-    }
-    return hex;
-}
-
 void ControlSide::scribble(int milliseconds) const {
     std::minstd_rand random(1);
     const ULONGLONG end = ::GetTickCount64() + static_cast<ULONGLONG>(milliseconds);
@@ -167,7 +156,6 @@ std::string ControlSide::answer(const std::string& command, std::istringstream& 
            : command == "occupy"     ? occupy(which)
            : command == "unviewable" ? unviewable()
            : command == "open-all"   ? openAll()
-           : command == "read"       ? read()
                                      : "unknown command";
 }
 

@@ -64,9 +64,7 @@ std::map<std::string, std::uint32_t> ImportWatch::calls() const {
 }
 
 std::uint32_t ImportWatch::calls(const std::string& function) const {
-    const auto called = calls();
-    const auto found = called.find(function);
-    return found != called.end() ? found->second : 0;
+    return calls()[function];
 }
 
 void ImportWatch::redirect(const std::string& function, const void* pTarget) {

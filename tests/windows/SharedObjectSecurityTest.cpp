@@ -1,85 +1,10 @@
 #include "helpers/ConfigHelper.h"
 #include "helpers/SecurityHelper.h"
 #include "support/ControlSide.h"
-
-#include <gtest/gtest.h>
-
-#include <sddl.h>
-
-#include <optional>
-#include <string>
-#include <vector>
+#include "support/SharedDescriptor.h"
 
 namespace tovix::test {
 namespace {
-
-struct Entry {
-    int type;
-    int flags;
-    DWORD mask;
-    std::string sid;
-};
-
-std::string sidText(void* pSid) {
-    char* pText = nullptr;
-    ::ConvertSidToStringSidA(pSid, &pText);
-    const LocalBlock<char> owner(pText);
-    return pText != nullptr ? pText : "";
-}
-
-std::vector<Entry> entries(const ACL* pAcl) {
-    std::vector<Entry> all;
-    for (DWORD i = 0; pAcl != nullptr && i < pAcl->AceCount; ++i) {
-        void* pAce = nullptr;
-        ::GetAce(const_cast<ACL*>(pAcl), i, &pAce);
-        auto* const pAllowed = static_cast<ACCESS_ALLOWED_ACE*>(pAce);
-        all.push_back(
-            {pAllowed->Header.AceType, pAllowed->Header.AceFlags, pAllowed->Mask, sidText(&pAllowed->SidStart)});
-    }
-    return all;
-}
-
-/// The access list and the label of an object, read back from the system.
-struct ReadBack {
-    std::vector<char> descriptor;
-    std::vector<Entry> access;
-    std::vector<Entry> label;
-
-    explicit ReadBack(HANDLE hObject) {
-        constexpr SECURITY_INFORMATION wanted = DACL_SECURITY_INFORMATION | LABEL_SECURITY_INFORMATION;
-        DWORD sizeBytes = 0;
-        ::GetKernelObjectSecurity(hObject, wanted, nullptr, 0, &sizeBytes);
-        descriptor.resize(sizeBytes);
-        EXPECT_NE(::GetKernelObjectSecurity(hObject, wanted, descriptor.data(), sizeBytes, &sizeBytes), FALSE);
-        BOOL present = FALSE;
-        BOOL byDefault = FALSE;
-        ACL* pAcl = nullptr;
-        ::GetSecurityDescriptorDacl(descriptor.data(), &present, &pAcl, &byDefault);
-        access = entries(present != FALSE ? pAcl : nullptr);
-        pAcl = nullptr;
-        ::GetSecurityDescriptorSacl(descriptor.data(), &present, &pAcl, &byDefault);
-        label = entries(present != FALSE ? pAcl : nullptr);
-    }
-};
-
-void expectSharedDescriptor(HANDLE hObject, DWORD allAccess) {
-    ASSERT_NE(hObject, nullptr);
-    const ReadBack object(hObject);
-    const std::vector<std::string> granted{"S-1-5-11", "S-1-5-32-544", "S-1-1-0", "S-1-5-18"};
-    ASSERT_EQ(object.access.size(), granted.size());
-    for (std::size_t i = 0; i < granted.size(); ++i) {
-        const Entry& entry = object.access[i];
-        EXPECT_EQ(entry.type, ACCESS_ALLOWED_ACE_TYPE);
-        EXPECT_EQ(entry.sid, granted[i]);
-        // A system may store "generic all" as it stands or as the rights that it means for the object.
-        EXPECT_TRUE(entry.mask == GENERIC_ALL || entry.mask == allAccess) << std::hex << entry.mask;
-        EXPECT_EQ(entry.flags & ~(OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE), 0);
-    }
-    ASSERT_EQ(object.label.size(), 1U);
-    EXPECT_EQ(object.label[0].type, SYSTEM_MANDATORY_LABEL_ACE_TYPE);
-    EXPECT_EQ(object.label[0].sid, "S-1-16-4096");
-    EXPECT_EQ(object.label[0].mask, SYSTEM_MANDATORY_LABEL_NO_WRITE_UP | SYSTEM_MANDATORY_LABEL_NO_READ_UP);
-}
 
 KernelHandle openEvent(const wchar_t* name) {
     return KernelHandle(::OpenEventW(READ_CONTROL, FALSE, name));
