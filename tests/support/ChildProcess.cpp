@@ -7,35 +7,33 @@ namespace tovix::test {
 namespace {
 
 struct Pipe {
-    KernelHandle ours;
-    KernelHandle childs;
+    KernelHandle reading;
+    KernelHandle writing;
 };
 
-enum class Direction { ToChild, FromChild };
-
-Pipe makePipe(Direction direction) {
+/// Both ends are inherited by processes that are started.
+Pipe makePipe() {
     SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
     HANDLE hRead = nullptr;
     HANDLE hWrite = nullptr;
     if (::CreatePipe(&hRead, &hWrite, &inherited, 0) == FALSE) {
         throw std::runtime_error("no pipe");
     }
-    Pipe pipe{KernelHandle(direction == Direction::ToChild ? hWrite : hRead),
-              KernelHandle(direction == Direction::ToChild ? hRead : hWrite)};
-    ::SetHandleInformation(pipe.ours.get(), HANDLE_FLAG_INHERIT, 0);
-    return pipe;
+    return {KernelHandle(hRead), KernelHandle(hWrite)};
 }
 
 } // namespace
 
 ChildProcess::ChildProcess(const Start& start) {
-    Pipe input = makePipe(Direction::ToChild);
-    Pipe output = makePipe(Direction::FromChild);
+    Pipe input = makePipe();
+    Pipe output = makePipe();
+    ::SetHandleInformation(input.writing.get(), HANDLE_FLAG_INHERIT, 0);
+    ::SetHandleInformation(output.reading.get(), HANDLE_FLAG_INHERIT, 0);
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdInput = input.childs.get();
-    startup.hStdOutput = output.childs.get();
+    startup.hStdInput = input.reading.get();
+    startup.hStdOutput = output.writing.get();
     startup.hStdError = ::GetStdHandle(STD_ERROR_HANDLE);
     std::wstring commandLine = L"\"" + start.program.wstring() + L"\" " + start.arguments;
     PROCESS_INFORMATION process{};
@@ -46,8 +44,8 @@ ChildProcess::ChildProcess(const Start& start) {
     }
     const KernelHandle thread(process.hThread);
     m_process.reset(process.hProcess);
-    m_input = std::move(input.ours);
-    m_output = std::move(output.ours);
+    m_input = std::move(input.writing);
+    m_output = std::move(output.reading);
 }
 
 std::string ChildProcess::ask(const std::string& line) {

@@ -7,7 +7,8 @@
 namespace tovix::test {
 
 /// The other end of the exchange, a second process with default rights. Commands: create-block, open-block,
-/// write TEXT, scribble MS, drop, event|signal|occupy WHICH, await WHICH MS, unviewable, open-all.
+/// write TEXT (lines parted by "|"), scribble MS, drop, event|signal|occupy WHICH, await WHICH MS, unviewable,
+/// open-all.
 class ControlSide {
 public:
     std::string operator()(const std::string& command) { return m_process.ask(command); }

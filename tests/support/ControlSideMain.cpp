@@ -4,10 +4,10 @@
 
 #include "helpers/WinHandles.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <functional>
 #include <iostream>
 #include <map>
 #include <random>
@@ -25,7 +25,6 @@ constexpr std::size_t blockBytes = 256;
 struct ControlSide {
     KernelHandle block;
     MappedView<char> view;
-    KernelHandle other;
     std::map<std::string, KernelHandle> events;
 
     std::string answer(const std::string& command, std::istringstream& arguments);
@@ -62,8 +61,8 @@ std::string ControlSide::map(HANDLE hMapping) {
 
 std::string ControlSide::occupy(const std::string& what) {
     const std::wstring name = what == "block" ? blockName : eventName(what);
-    other.reset(::CreateSemaphoreW(nullptr, 0, 1, name.c_str()));
-    return status(other != nullptr);
+    block.reset(::CreateSemaphoreW(nullptr, 0, 1, name.c_str()));
+    return status(block != nullptr);
 }
 
 std::string ControlSide::unviewable() {
@@ -113,13 +112,6 @@ void ControlSide::scribble(int milliseconds) const {
     }
 }
 
-std::string withLineFeeds(std::string text) {
-    for (auto at = text.find("\\n"); at != std::string::npos; at = text.find("\\n")) {
-        text.replace(at, 2, "\n");
-    }
-    return text;
-}
-
 std::string ControlSide::answer(const std::string& command, std::istringstream& arguments) {
     std::string which;
     int milliseconds = 0;
@@ -131,7 +123,8 @@ std::string ControlSide::answer(const std::string& command, std::istringstream& 
     }
     if (command == "write") {
         std::getline(arguments >> std::ws, which);
-        write(withLineFeeds(which));
+        std::replace(which.begin(), which.end(), '|', '\n');
+        write(which);
         return "ok";
     }
     if (command == "scribble") {

@@ -41,7 +41,7 @@ bool updateSeen(const ApoConfigManager& manager, DWORD milliseconds = 5000) {
 TEST(ApoConfigManager, TextOfAControlSideThatCameFirstIsReadAndKept) {
     ControlSide control;
     ASSERT_EQ(control("create-block"), "ok");
-    control("write Boost: 60 dB 1\\nEqualizer: 100 -3");
+    control("write Boost: 60 dB 1|Equalizer: 100 -3");
     control("event create");
     const ThreadedLog log;
     {
@@ -104,7 +104,7 @@ TEST(ApoConfigManager, EffectThatMayNotCreateWaitsAndThenWritesItsOwnSettings) {
         std::optional<DWORD> oldApo;
         std::string text;
     } cases[] = {{std::nullopt, "#Boost: 0 dB 0\n#EnableOldApo:"}, {2, "#Boost: 0 dB 0\nEnableOldApo:"}};
-    const std::string before = "Boost: 200 dB 1\\nEqualizer: 100 -3 1000 0 10000 6";
+    const std::string before = "Boost: 200 dB 1|Equalizer: 100 -3 1000 0 10000 6";
     for (const auto& c : cases) {
         std::optional<RegistryValue> value;
         if (c.oldApo) {
