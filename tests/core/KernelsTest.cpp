@@ -41,6 +41,24 @@ struct Planar {
     std::vector<float*> pointers;
 };
 
+TEST_P(KernelsOf, SplitInterleavedFramesIntoChannels) {
+    for (const std::uint32_t channelCount : channelCounts) {
+        for (const std::uint32_t frames : frameCounts) {
+            const std::vector<float> source = noise(channelCount * frames + 1, frames);
+            const float* const interleaved = source.data() + 1;
+            Planar planar{channelCount, frames};
+            m_kernels.deinterleave(interleaved, planar.pointers.data(), channelCount, frames);
+            for (std::uint32_t c = 0; c < channelCount; ++c) {
+                for (std::uint32_t f = 0; f < frames; ++f) {
+                    ASSERT_EQ(planar.pointers[c][f], interleaved[f * channelCount + c])
+                        << channelCount << " channels, channel " << c << ", frame " << f << " of " << frames;
+                }
+                ASSERT_EQ(planar.pointers[c][frames], untouched);
+            }
+        }
+    }
+}
+
 TEST_P(KernelsOf, JoinChannelsAndSilenceWhatIsNotFinite) {
     constexpr float inf = std::numeric_limits<float>::infinity();
     const std::array<float, 8> special{inf,
@@ -71,6 +89,70 @@ TEST_P(KernelsOf, JoinChannelsAndSilenceWhatIsNotFinite) {
             ASSERT_EQ(joined.back(), untouched);
         }
     }
+}
+
+TEST_P(KernelsOf, MultiplyAndAccumulateAllBinsButTheGap) {
+    for (const std::size_t blockFrames : {1U, 2U, 3U, 4U, 5U, 7U, 8U, 441U, 480U}) {
+        for (const std::size_t rows : {1U, 2U, 3U, 5U}) {
+            // Each spectrum starts at a multiple of four floats of one aligned block.
+            const std::size_t stride = (blockFrames + 1 + 3) / 4 * 4;
+            struct alignas(16) Four {
+                std::array<float, 4> floats;
+            };
+            std::vector<Four> memory((2 + 4 * rows) * stride / 4);
+            float* const pFirst = memory.front().floats.data();
+            const std::vector<float> content = noise(memory.size() * 4, 3);
+            std::memcpy(pFirst, content.data(), content.size() * sizeof(float));
+            std::array<std::vector<float*>, 4> arrays;
+            for (std::size_t i = 0; i < 4 * rows; ++i) {
+                arrays[i / rows].push_back(pFirst + (2 + i) * stride);
+            }
+            const auto& [partitionRe, partitionIm, accRe, accIm] = arrays;
+            m_kernels.multiplyAccumulate({pFirst, pFirst + stride, partitionRe.data(), partitionIm.data(),
+                                          accRe.data(), accIm.data(), rows, blockFrames});
+            for (std::size_t i = 0; i < rows * (blockFrames + 1); ++i) {
+                const std::size_t row = i / (blockFrames + 1);
+                const std::size_t bin = i % (blockFrames + 1);
+                const auto offset = [&](const float* p) { return static_cast<std::size_t>(p - pFirst) + bin; };
+                const bool inGap = bin >= blockFrames / 4 * 4 && bin < blockFrames;
+                const std::complex<double> input{content[bin], content[stride + bin]};
+                const std::complex<double> partition{content[offset(partitionRe[row])],
+                                                     content[offset(partitionIm[row])]};
+                std::complex<double> expected{content[offset(accRe[row])], content[offset(accIm[row])]};
+                expected += inGap ? 0.0 : input * partition;
+                ASSERT_NEAR(accRe[row][bin], expected.real(), 1e-6) << "B " << blockFrames << " bin " << bin;
+                ASSERT_NEAR(accIm[row][bin], expected.imag(), 1e-6) << "B " << blockFrames << " bin " << bin;
+            }
+        }
+    }
+}
+
+TEST_P(KernelsOf, ScaleAndAddAnyCountAtAnyAddress) {
+    for (std::size_t start = 0; start < 4; ++start) {
+        for (const std::size_t count : {0U, 1U, 3U, 4U, 7U, 64U, 441U}) {
+            const std::vector<float> a = noise(start + count + 1, 4);
+            const std::vector<float> b = noise(start + count + 2, 5);
+            std::vector<float> scaled = a;
+            std::vector<float> sum = a;
+            m_kernels.applyGain(scaled.data() + start, count, 1.7F);
+            m_kernels.add(sum.data() + start, b.data() + 1, sum.data() + start, count);
+            for (std::size_t i = 0; i < a.size(); ++i) {
+                const bool inside = i >= start && i < start + count;
+                ASSERT_EQ(scaled[i], inside ? a[i] * 1.7F : a[i]) << i << " of " << count << " from " << start;
+                ASSERT_EQ(sum[i], inside ? a[i] + b[i - start + 1] : a[i]) << i << " of " << count;
+            }
+        }
+    }
+}
+
+TEST(Kernels, AreForcedByNameAndTheFastestUnlessForced) {
+    ASSERT_EQ(&kernels(), availableKernels().back());
+    for (const Kernels* const pKernels : availableKernels()) {
+        EXPECT_TRUE(forceKernels(pKernels->name));
+        EXPECT_EQ(&kernels(), pKernels);
+    }
+    EXPECT_FALSE(forceKernels("none such"));
+    EXPECT_EQ(&kernels(), availableKernels().back());
 }
 
 TEST_P(KernelsOf, AmplifyAPairOfChannelsUpToTheFirstFrameBeyondTheLimit) {
