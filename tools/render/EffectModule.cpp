@@ -61,7 +61,8 @@ void EffectModule::findRegistered() {
     void* pFactory = nullptr;
     const HRESULT result =
         ::CoGetClassObject(effectClassId, CLSCTX_INPROC_SERVER, nullptr, IID_IClassFactory, &pFactory);
-    m_factory = requireObject<IClassFactory>(result, pFactory, "the registered effect cannot be created");
+    m_factory = requireObject<IClassFactory>(
+        result, pFactory, "the registered effect cannot be created; regsvr32 Tovix64.dll registers it");
 }
 
 ComReference<IUnknown> EffectModule::createEffect() const {
