@@ -1,5 +1,7 @@
 #include "ChainSlots.h"
 
+#include "ChainBuilder.h"
+#include "SettingsText.h"
 #include "StageAppender.h"
 #include "support/TestFilters.h"
 
@@ -76,6 +78,29 @@ TEST(FilterChain, AShortBlockLeavesNoOldSamplesBehindIt) {
         EXPECT_EQ(chain->buffers()[0][f], 0.0F);
         EXPECT_EQ(chain->buffers()[1][f], 0.0F);
     }
+}
+
+TEST(ChainSlots, ABlockOfNothingTakesNothingFromAFiltersTail) {
+    const auto stream = format(1, 1, 8);
+    ChainBuilder builder(decodeLatin1);
+    builder.configure(stream, {});
+    std::vector<float> played[2];
+    for (const bool interrupted : {false, true}) {
+        ChainSlots slots;
+        slots.reset(stream);
+        slots.publish(builder.build("Equalizer: 100 12 1000 -12").chain);
+        for (int block = 0; block < 4; ++block) {
+            std::vector<float> samples(8);
+            samples[3] = block == 0 ? 1.0F : 0.0F;
+            EXPECT_FALSE(slots.process(samples.data(), samples.data(), 8));
+            played[interrupted].insert(played[interrupted].end(), samples.begin(), samples.end());
+            if (interrupted) {
+                EXPECT_FALSE(slots.process(samples.data(), samples.data(), 0));
+            }
+        }
+    }
+    EXPECT_NE(played[0].back(), 0.0F);
+    EXPECT_EQ(played[1], played[0]);
 }
 
 class Fade : public testing::Test {
