@@ -18,15 +18,14 @@ RT_SECTION float fadeInWeight(std::uint32_t position, std::uint32_t frames) noex
     return p >= length ? 1.0F : (1.0F - std::cos(p * pi / length)) * 0.5F;
 }
 
-/// 10 ms in frames, truncated; 0 for a rate that is none.
+} // namespace
+
 std::uint32_t crossfadeFramesAt(float sampleRateHz) noexcept {
     constexpr float highestHz = 1e9F;
     return sampleRateHz > 0.0F && sampleRateHz < highestHz
                ? static_cast<std::uint32_t>(sampleRateHz * crossfadeSeconds)
                : 0;
 }
-
-} // namespace
 
 ChainSlots::~ChainSlots() {
     reset({});

@@ -20,6 +20,9 @@ struct StreamFormat {
     std::uint32_t maxFrames = 0;
 };
 
+/// [control] Frames of a fade at this rate: 10 ms, truncated; 0 for a rate that is none.
+std::uint32_t crossfadeFramesAt(float sampleRateHz) noexcept;
+
 /// The three chains of a stream and the hand-over between the thread that builds them and the audio thread.
 ///
 /// A chain is published as pending, is faded in over 10 ms on the audio thread with a raised-cosine (Hann half

@@ -41,9 +41,7 @@ HRESULT ClassFactory::CreateInstance(IUnknown* pOuter, REFIID riid, void** ppv) 
     }
     *ppv = nullptr;
     QuelLog::instance().attach();
-    if (logEnabled(LogLevel::Info)) {
-        LogLine(LogLevel::Info, {"ClassFactory::CreateInstance", "ClassFactory"}, this).text("entered").write();
-    }
+    logText(LogLevel::Info, {"ClassFactory::CreateInstance", "ClassFactory"}, this, "entered");
     if (pOuter != nullptr && !IsEqualIID(riid, IID_IUnknown)) {
         return E_NOINTERFACE; // and not the code for a refused aggregation, deliberately
     }

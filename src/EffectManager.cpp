@@ -15,26 +15,20 @@ LogLocation in(const char* function, std::uint32_t line = __builtin_LINE()) noex
     return {function, "EffectManager", line};
 }
 
-void log(LogLevel level, const LogLocation& location, const void* pObject, std::string_view text) noexcept {
-    if (logEnabled(level)) {
-        LogLine(level, location, pObject).text(text).write();
-    }
-}
-
 } // namespace
 
 EffectManager::EffectManager() {
-    log(LogLevel::Info, in("EffectManager::EffectManager"), this, "ENTERED");
+    logText(LogLevel::Info, in("EffectManager::EffectManager"), this, "ENTERED");
     m_pState.reset(new ManagerState(this));
 }
 
 EffectManager::~EffectManager() {
-    log(LogLevel::Info, in("EffectManager::~EffectManager"), this, "ENTERED");
+    logText(LogLevel::Info, in("EffectManager::~EffectManager"), this, "ENTERED");
     if (m_hThread) {
         m_pState->shutDown();
         if (::WaitForSingleObject(m_hThread.get(), threadEndLimitMs) == WAIT_OBJECT_0) {
-            log(LogLevel::Info, in("EffectManager::~EffectManager"), this,
-                "params change notification thread was terminated");
+            logText(LogLevel::Info, in("EffectManager::~EffectManager"), this,
+                    "params change notification thread was terminated");
         }
     }
 }
@@ -55,8 +49,8 @@ void EffectManager::startThread() noexcept {
     // next call tries again.
     if (m_hThread.get() == INVALID_HANDLE_VALUE) {
         static_cast<void>(m_hThread.release());
-        log(LogLevel::Error, in("EffectManager::initializeManager"), this,
-            "E: Filed to create params change notification thread");
+        logText(LogLevel::Error, in("EffectManager::initializeManager"), this,
+                "E: Filed to create params change notification thread");
     }
     if (m_hThread) {
         static_cast<void>(forThread.release());

@@ -81,11 +81,6 @@ BuiltChain ManagerState::buildFromSettings() noexcept {
     return m_builder.build(haveText ? std::string_view(text.data(), text.size()) : std::string_view());
 }
 
-double ManagerState::lastBuildSeconds() noexcept {
-    const std::lock_guard<CriticalSection> guard(m_lock);
-    return static_cast<double>(m_buildTimes.end - m_buildTimes.start) / static_cast<double>(m_counterFrequency);
-}
-
 bool ManagerState::waitFor(HANDLE handle) const noexcept {
     const std::array<HANDLE, 2> handles{handle, m_hShutdownEvent.get()};
     return ::WaitForMultipleObjects(handles.size(), handles.data(), FALSE, INFINITE) == WAIT_OBJECT_0;
@@ -110,9 +105,7 @@ void ManagerState::rebuildOnUpdates() noexcept {
 }
 
 void ManagerState::logInThread(LogLevel level, std::string_view text, std::uint32_t line) const noexcept {
-    if (logEnabled(level)) {
-        LogLine(level, {"EffectManager::notificationThread", "EffectManager", line}, m_pManager).text(text).write();
-    }
+    logText(level, {"EffectManager::notificationThread", "EffectManager", line}, m_pManager, text);
 }
 
 void ManagerState::process(float* output, const float* input, std::uint32_t frameCount) noexcept {

@@ -39,9 +39,6 @@ public:
     /// the shutdown event or until a wait fails.
     void rebuildOnUpdates() noexcept;
 
-    /// [control] How long the last build took; takes the lock.
-    [[nodiscard]] double lastBuildSeconds() noexcept;
-
     /// [audio] Processes a block and returns the token when a pending chain has become current.
     void process(float* output, const float* input, std::uint32_t frameCount) noexcept RT_SECTION;
 
@@ -52,7 +49,7 @@ private:
     friend class ThreadShared<ManagerState>;
     ~ManagerState() = default;
 
-    /// When the last build began and ended, in units of the performance counter.
+    /// When the last build began and ended, in units of the performance counter; for whoever looks with a debugger.
     struct BuildTimes {
         std::int64_t start = 0;
         std::int64_t end = 0;

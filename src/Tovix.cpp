@@ -15,9 +15,6 @@
 namespace tovix {
 namespace {
 
-constexpr PROPERTYKEY endpointGuidKey{{0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}},
-                                      4};
-
 /// A property value that is released at the end of its scope.
 class PropertyValue {
 public:

@@ -14,13 +14,6 @@ inline LogLocation inTovix(const char* function, std::uint32_t line = __builtin_
     return {function, "Tovix", line};
 }
 
-inline void logText(LogLevel level, const LogLocation& location, const void* pObject,
-                    std::string_view text) noexcept {
-    if (logEnabled(level)) {
-        LogLine(level, location, pObject).text(text).write();
-    }
-}
-
 /// A text that ends in a result code.
 inline void logResult(LogLevel level, const LogLocation& location, const void* pObject, std::string_view text,
                       HRESULT hr) noexcept {

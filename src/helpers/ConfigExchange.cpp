@@ -28,14 +28,13 @@ ConfigExchange::Reference ConfigExchange::make() noexcept {
 void ConfigExchange::setUp() noexcept {
     static constexpr const char* function = "ApoConfigManager::ApoConfigManager";
     m_pSecurity.reset(new (std::nothrow) GlobalObjectSecurity);
-    configLog::line(LogLevel::Info, configLog::in(function), this, "ENTERING");
+    logText(LogLevel::Info, configLog::in(function), this, "ENTERING");
     if (!EnableCreateGlobalPrivilege(::GetCurrentProcess())) {
-        configLog::line(LogLevel::Info, configLog::in(function), this,
-                        "Failed to set SE_CREATE_GLOBAL_NAME priviledge");
+        logText(LogLevel::Info, configLog::in(function), this, "Failed to set SE_CREATE_GLOBAL_NAME priviledge");
     }
     SECURITY_ATTRIBUTES* const sa = m_pSecurity ? m_pSecurity->attributes() : nullptr;
     if (sa == nullptr) {
-        configLog::line(LogLevel::Error, configLog::in(function), this, "sa == NULL");
+        logText(LogLevel::Error, configLog::in(function), this, "sa == NULL");
     }
     createUpdateEvent(sa);
     // Filled before the waiting thread can run: what it writes is the whole table. Only that thread writes it.
@@ -44,7 +43,7 @@ void ConfigExchange::setUp() noexcept {
     SetSetting(ApoConfigManager::BoostSection, ApoConfigManager::SwitchKey, 0);
     SetSetting(ApoConfigManager::OldEffectSection, ApoConfigManager::SwitchKey, ReadOldApoSetting() ? 1 : 0);
     CreateSharedConfigData(sa);
-    configLog::line(LogLevel::Info, configLog::in(function), this, "LEAVING");
+    logText(LogLevel::Info, configLog::in(function), this, "LEAVING");
 }
 
 void ConfigExchange::createUpdateEvent(SECURITY_ATTRIBUTES* sa) noexcept {
@@ -68,8 +67,7 @@ void ConfigExchange::CreateSharedConfigData(SECURITY_ATTRIBUTES* sa) noexcept {
     }
     IpcsResult result = m_pSharedData->Open();
     if (result == IPCS_OK) {
-        configLog::line(LogLevel::Info, configLog::in(function), this,
-                        "m_pSharedData->Open( CONFIG_DATA_STRUCT ) SUCCEEDED");
+        logText(LogLevel::Info, configLog::in(function), this, "m_pSharedData->Open( CONFIG_DATA_STRUCT ) SUCCEEDED");
         return;
     }
     const DWORD openError = ::GetLastError();
@@ -78,8 +76,8 @@ void ConfigExchange::CreateSharedConfigData(SECURITY_ATTRIBUTES* sa) noexcept {
                              ". Trying to create the struct..."});
     result = m_pSharedData->Create(sa);
     if (result == IPCS_OK) {
-        configLog::line(LogLevel::Info, configLog::in(function), this,
-                        "m_pSharedData->Create( CONFIG_DATA_STRUCT, sa ) SUCCEEDED");
+        logText(LogLevel::Info, configLog::in(function), this,
+                "m_pSharedData->Create( CONFIG_DATA_STRUCT, sa ) SUCCEEDED");
         releaseWaiters(sa);
         return;
     }
@@ -112,7 +110,7 @@ void ConfigExchange::waitForCreation(SECURITY_ATTRIBUTES* sa) noexcept {
         return;
     }
     m_hStopEvent = createAutoResetEvent(nullptr, nullptr);
-    configLog::line(LogLevel::Info, configLog::in(function), this, "Starting a thread to wait for the data creation");
+    logText(LogLevel::Info, configLog::in(function), this, "Starting a thread to wait for the data creation");
     Reference forThread = addReference();
     m_hCreateThread = startModuleThread<&SharedDataCreateThread>(forThread.get());
     if (m_hCreateThread) {
@@ -123,11 +121,10 @@ void ConfigExchange::waitForCreation(SECURITY_ATTRIBUTES* sa) noexcept {
 DWORD ConfigExchange::SharedDataCreateThread(void* pManager) noexcept {
     static constexpr const char* function = "ApoConfigManager::SharedDataCreateThread";
     const Reference exchange(static_cast<ConfigExchange*>(pManager));
-    configLog::line(LogLevel::Info, configLog::in(function), nullptr,
-                    "Beginning to wait for shared config data creation");
+    logText(LogLevel::Info, configLog::in(function), nullptr, "Beginning to wait for shared config data creation");
     if (exchange->awaitCreation()) {
-        configLog::line(LogLevel::Info, configLog::in(function), nullptr,
-                        "Wait for shared config data creation succeeded. Trying to open shared config data...");
+        logText(LogLevel::Info, configLog::in(function), nullptr,
+                "Wait for shared config data creation succeeded. Trying to open shared config data...");
         exchange->OpenSharedConfigData();
     }
     return 0;
@@ -163,16 +160,14 @@ void ConfigExchange::OpenSharedConfigData() noexcept {
         }
     }
     if (!tried) {
-        configLog::line(
-            LogLevel::Warning, configLog::in(function), this,
-            "canTryToOpen IS FALSE. Probably just finishing thread prematurely because of object's destruction.");
+        logText(LogLevel::Warning, configLog::in(function), this,
+                "canTryToOpen IS FALSE. Probably just finishing thread prematurely because of object's destruction.");
     } else if (result != IPCS_OK) {
         configLog::blockFailure(
             LogLevel::Error, configLog::in(function), this,
             {"m_pSharedData->Open(CONFIG_DATA_STRUCT) FAILED. GetLastError()=", error, result, ""});
     } else {
-        configLog::line(LogLevel::Info, configLog::in(function), this,
-                        "m_pSharedData->Open(CONFIG_DATA_STRUCT) SUCCEEDED");
+        logText(LogLevel::Info, configLog::in(function), this, "m_pSharedData->Open(CONFIG_DATA_STRUCT) SUCCEEDED");
         updateSharedData();
     }
 }
@@ -199,8 +194,7 @@ void ConfigExchange::updateSharedData() noexcept {
             return;
         }
     }
-    configLog::line(LogLevel::Info, configLog::in("ApoConfigManager::updateSharedData"), this,
-                    "m_pSharedData DOESN'T EXIST");
+    logText(LogLevel::Info, configLog::in("ApoConfigManager::updateSharedData"), this, "m_pSharedData DOESN'T EXIST");
 }
 
 bool ConfigExchange::ReadConfigData(ConfigText& text) noexcept {
@@ -211,8 +205,7 @@ bool ConfigExchange::ReadConfigData(ConfigText& text) noexcept {
             return true;
         }
     }
-    configLog::line(LogLevel::Info, configLog::in("ApoConfigManager::ReadConfigData"), this,
-                    "m_pSharedData DOESN'T EXIST");
+    logText(LogLevel::Info, configLog::in("ApoConfigManager::ReadConfigData"), this, "m_pSharedData DOESN'T EXIST");
     return false;
 }
 
@@ -237,7 +230,7 @@ std::int32_t ConfigExchange::GetSetting(std::int32_t section, std::int32_t key) 
 
 void ConfigExchange::tearDown() noexcept {
     static constexpr const char* function = "ApoConfigManager::~ApoConfigManager";
-    configLog::line(LogLevel::Info, configLog::in(function), this, "ENTERING");
+    logText(LogLevel::Info, configLog::in(function), this, "ENTERING");
     {
         const std::lock_guard guard(m_lock);
         m_pSharedData.reset();
@@ -245,7 +238,7 @@ void ConfigExchange::tearDown() noexcept {
         m_hUpdateEvent.reset();
     }
     endWaitingThread();
-    configLog::line(LogLevel::Info, configLog::in(function), this, "LEAVING");
+    logText(LogLevel::Info, configLog::in(function), this, "LEAVING");
 }
 
 void ConfigExchange::endWaitingThread() noexcept {

@@ -2,12 +2,6 @@
 
 namespace tovix::configLog {
 
-void line(LogLevel level, const LogLocation& location, const void* pObject, std::string_view text) noexcept {
-    if (logEnabled(level)) {
-        LogLine(level, location, pObject).text(text).write();
-    }
-}
-
 void error(const LogLocation& location, const void* pObject, std::string_view text, DWORD code) noexcept {
     if (logEnabled(LogLevel::Error)) {
         LogLine(LogLevel::Error, location, pObject).text(text).number(std::uint32_t{code}).write();

@@ -15,8 +15,6 @@ inline LogLocation in(const char* function, std::uint32_t line = __builtin_LINE(
     return {function, "helpers\\ConfigHelper", line};
 }
 
-void line(LogLevel level, const LogLocation& location, const void* pObject, std::string_view text) noexcept;
-
 /// An ERROR line: `text`, then the error code.
 void error(const LogLocation& location, const void* pObject, std::string_view text, DWORD code) noexcept;
 

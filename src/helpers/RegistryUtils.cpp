@@ -84,14 +84,11 @@ void deleteRegistryKey(const std::wstring& key) {
 }
 
 std::wstring classIdText(REFCLSID classId) {
-    struct FreeTaskMemory {
-        void operator()(void* pBlock) const noexcept { ::CoTaskMemFree(pBlock); }
-    };
     LPOLESTR pText = nullptr;
     if (FAILED(::StringFromCLSID(classId, &pText))) {
         throw RegistryException(L"StringFromCLSID failed");
     }
-    const std::unique_ptr<wchar_t, FreeTaskMemory> text(pText);
+    const TaskMemory<wchar_t> text(pText);
     return text.get();
 }
 

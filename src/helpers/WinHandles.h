@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <lm.h>
+#include <objbase.h>
 
 #include <memory>
 
@@ -35,6 +36,12 @@ struct FreeLocalBlock {
 };
 /// Block of the local heap.
 template <class T> using LocalBlock = std::unique_ptr<T, FreeLocalBlock>;
+
+struct FreeTaskMemory {
+    void operator()(void* pBlock) const noexcept { ::CoTaskMemFree(pBlock); }
+};
+/// Memory that COM has handed out.
+template <class T> using TaskMemory = std::unique_ptr<T, FreeTaskMemory>;
 
 struct FreeSidBlock {
     void operator()(void* pSid) const noexcept { ::FreeSid(pSid); }

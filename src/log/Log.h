@@ -3,6 +3,7 @@
 #include "log/LogLine.h"
 
 #include <cstdint>
+#include <string_view>
 
 namespace tovix {
 
@@ -27,6 +28,14 @@ void setLogLevel(LogLevel level) noexcept;
 /// Whether a line at `level` shall be built at all: test it first, build the line after.
 inline bool logEnabled(LogLevel level) noexcept {
     return logLevel() >= level;
+}
+
+/// [control] Writes a line of one text where its level is enabled.
+inline void logText(LogLevel level, const LogLocation& location, const void* pObject,
+                    std::string_view text) noexcept {
+    if (logEnabled(level)) {
+        LogLine(level, location, pObject).text(text).write();
+    }
 }
 
 } // namespace tovix

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <mmreg.h>
+#include <wtypes.h>
 
 #include <audioapotypes.h>
 
@@ -106,6 +107,11 @@ constexpr DWORD AUDIOMEDIATYPE_EQUAL_FORMAT_USER_DATA = 0x8;
 
 /// 32-bit float samples.
 inline constexpr GUID floatSubtype{0x00000003, 0x0000, 0x0010, {0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71}};
+
+/// The property that holds an endpoint's identity, a string; the platform's `PKEY_AudioEndpoint_GUID`, which no
+/// import library of the toolchain has.
+inline constexpr PROPERTYKEY endpointGuidKey{
+    {0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 4};
 
 static_assert(sizeof(APO_REG_PROPERTIES) == 1092);
 static_assert(offsetof(APO_REG_PROPERTIES, Flags) == 16);

@@ -1,5 +1,6 @@
 #include "DllEngine.h"
 
+#include "ChainSlots.h"
 #include "ComFailure.h"
 #include "Interruption.h"
 #include "RegistrationRecord.h"
@@ -14,10 +15,6 @@
 
 namespace tovix::render {
 namespace {
-
-constexpr PROPERTYKEY endpointGuidKey{{0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}},
-                                      4};
-constexpr float crossfadeSeconds = 0.01F;
 
 using Clock = std::chrono::steady_clock;
 
@@ -76,7 +73,7 @@ DllEngine::~DllEngine() {
 void DllEngine::open(const EngineFormat& format, std::string_view settings) {
     close();
     m_format = format;
-    m_crossfadeFrames = static_cast<std::uint32_t>(static_cast<float>(format.sampleRateHz) * crossfadeSeconds);
+    m_crossfadeFrames = crossfadeFramesAt(static_cast<float>(format.sampleRateHz));
     m_statistics = {};
     // Before the settings, which are not touched for a library that is none.
     m_module.emplace(m_choice);
