@@ -37,8 +37,13 @@ ChildProcess::ChildProcess(const Start& start) {
     startup.hStdError = ::GetStdHandle(STD_ERROR_HANDLE);
     std::wstring commandLine = L"\"" + start.program.wstring() + L"\" " + start.arguments;
     PROCESS_INFORMATION process{};
-    if (::CreateProcessW(start.program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                         start.folder.c_str(), &startup, &process) == FALSE) {
+    const auto create = [&] {
+        return ::CreateProcessW(start.program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                                start.folder.c_str(), &startup, &process) != FALSE;
+    };
+    // Wine on a busy machine has failed so for a moment.
+    const bool created = create() || (::GetLastError() == ERROR_INTERNAL_ERROR && (::Sleep(1000), create()));
+    if (!created) {
         throw std::runtime_error("cannot start " + start.program.string() + ", error " +
                                  std::to_string(::GetLastError()));
     }
