@@ -1,6 +1,6 @@
 #pragma once
 
-#include "filters/PartitionedConvolver.h"
+#include "convolution/PartitionedConvolver.h"
 #include "filters/ResponseInterpolator.h"
 
 #include <cmath>

@@ -1,7 +1,7 @@
-#include "BlockProcess.h"
-#include "ChainBuilder.h"
-#include "ChainSlots.h"
+#include "chain/ChainBuilder.h"
+#include "chain/ChainSlots.h"
 #include "filters/EffectBoost.h"
+#include "stream/AudioBlock.h"
 
 #include <benchmark/benchmark.h>
 

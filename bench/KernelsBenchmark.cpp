@@ -1,5 +1,5 @@
 #include "BenchSignals.h"
-#include "filters/kernels/Kernels.h"
+#include "kernels/Kernels.h"
 
 #include <benchmark/benchmark.h>
 

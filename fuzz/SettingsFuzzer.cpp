@@ -1,11 +1,11 @@
 /// libFuzzer target: any 256 bytes as settings text, built into a chain that fades in over audio. Whatever the
 /// bytes are, every output sample must be finite and no sanitizer may have anything to say.
 
-#include "BlockProcess.h"
-#include "ChainBuilder.h"
-#include "ChainSlots.h"
-#include "SettingsDiagnosis.h"
+#include "chain/ChainBuilder.h"
+#include "chain/ChainSlots.h"
 #include "filters/EffectBoost.h"
+#include "settings/SettingsDiagnosis.h"
+#include "stream/AudioBlock.h"
 
 #include <cmath>
 #include <cstddef>

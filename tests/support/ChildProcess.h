@@ -1,7 +1,7 @@
 #pragma once
 
-#include "helpers/WinHandles.h"
 #include "support/TemporaryFolder.h"
+#include "system/WinHandles.h"
 
 #include <string>
 

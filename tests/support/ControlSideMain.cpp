@@ -2,7 +2,7 @@
 // input, one answer a line on the standard output. Names and sizes are written out here, not shared with the
 // effect, so that the two ends check each other.
 
-#include "helpers/WinHandles.h"
+#include "system/WinHandles.h"
 
 #include <algorithm>
 #include <array>

@@ -1,10 +1,10 @@
 // A process that logs and allocates as the effect does: one command a line on the standard input, answered by the
 // current log level, or by what the command's comment says.
 
-#include "helpers/AudioEngineAllocator.h"
-#include "helpers/MemoryMgr.h"
-#include "helpers/WinHandles.h"
 #include "log/QuelLog.h"
+#include "memory/MemoryMgr.h"
+#include "platform/AudioEngineAllocator.h"
+#include "system/WinHandles.h"
 
 #include <atomic>
 #include <filesystem>

@@ -1,6 +1,6 @@
 #include "support/EngineSide.h"
 
-#include "RegistrationRecord.h"
+#include "apo/RegistrationRecord.h"
 
 #include <objbase.h>
 

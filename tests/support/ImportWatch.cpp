@@ -1,4 +1,4 @@
-#include "ImportWatch.h"
+#include "support/ImportWatch.h"
 
 #include <cstddef>
 

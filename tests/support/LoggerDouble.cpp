@@ -2,9 +2,9 @@
 // behaves as DOUBLE_LOGGER says: plain, null, throw, platform-throw, slow, detach-inside, detach-other,
 // detach-joined, detach-while-asked.
 
-#include "helpers/CriticalSection.h"
-#include "helpers/WinHandles.h"
 #include "log/IQuelLoggerUser.h"
+#include "system/CriticalSection.h"
+#include "system/WinHandles.h"
 
 #include <cstdio>
 #include <cstdlib>

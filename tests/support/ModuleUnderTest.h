@@ -1,6 +1,6 @@
 #pragma once
 
-#include "RegistrationRecord.h"
+#include "apo/RegistrationRecord.h"
 #include "support/ChildProcess.h"
 #include "support/EngineSide.h"
 

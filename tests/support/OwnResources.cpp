@@ -1,6 +1,6 @@
-#include "OwnResources.h"
+#include "support/OwnResources.h"
 
-#include "helpers/WinHandles.h"
+#include "system/WinHandles.h"
 
 #include <tlhelp32.h>
 #include <winternl.h>

@@ -1,4 +1,4 @@
-#include "SectionWatch.h"
+#include "support/SectionWatch.h"
 
 #include <cstring>
 #include <fstream>

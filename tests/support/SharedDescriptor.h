@@ -1,6 +1,6 @@
 #pragma once
 
-#include "helpers/WinHandles.h"
+#include "system/WinHandles.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "FilterChain.h"
+#include "chain/FilterChain.h"
 #include "filters/IFilter.h"
 
 #include <algorithm>

@@ -1,9 +1,9 @@
-#include "CommandLine.h"
+#include "control/CommandLine.h"
 
-#include "Commands.h"
-#include "Refusal.h"
-#include "SettingsRules.h"
-#include "StatusReport.h"
+#include "control/Commands.h"
+#include "control/StatusReport.h"
+#include "settings/Refusal.h"
+#include "settings/SettingsRules.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

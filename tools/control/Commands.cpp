@@ -1,12 +1,12 @@
-#include "Commands.h"
+#include "control/Commands.h"
 
-#include "ControllersTurn.h"
-#include "Refusal.h"
-#include "RegistryValues.h"
-#include "SettingsBlock.h"
-#include "StatusReport.h"
-#include "helpers/RegistrySettings.h"
-#include "helpers/Utf.h"
+#include "control/RegistryValues.h"
+#include "control/StatusReport.h"
+#include "host/ControllersTurn.h"
+#include "host/SettingsBlock.h"
+#include "settings/Refusal.h"
+#include "system/RegistrySettings.h"
+#include "text/Utf.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SettingsChanges.h"
+#include "settings/SettingsChanges.h"
 
 #include <cstdint>
 #include <functional>

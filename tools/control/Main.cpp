@@ -1,8 +1,8 @@
-#include "CommandLine.h"
-#include "Refusal.h"
-#include "SystemError.h"
-#include "helpers/Utf.h"
-#include "helpers/WinHandles.h"
+#include "control/CommandLine.h"
+#include "host/SystemError.h"
+#include "settings/Refusal.h"
+#include "system/WinHandles.h"
+#include "text/Utf.h"
 
 #include <shellapi.h>
 

@@ -1,10 +1,10 @@
-#include "RegistryValues.h"
+#include "control/RegistryValues.h"
 
-#include "Refusal.h"
-#include "SystemError.h"
-#include "helpers/RegistrySettings.h"
-#include "helpers/Utf.h"
-#include "helpers/WinHandles.h"
+#include "host/SystemError.h"
+#include "settings/Refusal.h"
+#include "system/RegistrySettings.h"
+#include "system/WinHandles.h"
+#include "text/Utf.h"
 
 namespace tovix::control {
 

@@ -1,8 +1,8 @@
-#include "StatusReport.h"
+#include "control/StatusReport.h"
 
-#include "Numbers.h"
-#include "SettingsDiagnosis.h"
-#include "helpers/Utf.h"
+#include "settings/Numbers.h"
+#include "settings/SettingsDiagnosis.h"
+#include "text/Utf.h"
 
 #include <array>
 #include <cmath>

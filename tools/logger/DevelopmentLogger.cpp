@@ -1,6 +1,6 @@
-#include "DevelopmentLogger.h"
+#include "logger/DevelopmentLogger.h"
 
-#include "helpers/Utf.h"
+#include "text/Utf.h"
 
 #include <algorithm>
 #include <array>

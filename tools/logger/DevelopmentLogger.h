@@ -1,7 +1,7 @@
 #pragma once
 
-#include "LineWriter.h"
 #include "log/IQuelLoggerUser.h"
+#include "logger/LineWriter.h"
 
 #include <memory>
 

@@ -1,4 +1,4 @@
-#include "LineQueue.h"
+#include "logger/LineQueue.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,7 +1,7 @@
-#include "LineWriter.h"
+#include "logger/LineWriter.h"
 
-#include "helpers/Exclusive.h"
-#include "helpers/ModuleThread.h"
+#include "system/Exclusive.h"
+#include "system/ModuleThread.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "LineQueue.h"
-#include "LogFile.h"
+#include "logger/LineQueue.h"
+#include "logger/LogFile.h"
 
 #include <memory>
 #include <string_view>

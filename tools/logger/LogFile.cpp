@@ -1,4 +1,4 @@
-#include "LogFile.h"
+#include "logger/LogFile.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 // The library's two exports and its entry point. It never goes away on its own: the writer's thread holds the module
 // until the effect releases the logger, so there is no moment at which it would have to detach itself.
 
-#include "DevelopmentLogger.h"
+#include "logger/DevelopmentLogger.h"
 
 using tovix::IQuelLogger;
 using tovix::IQuelLoggerUser;

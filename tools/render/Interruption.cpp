@@ -1,6 +1,6 @@
-#include "Interruption.h"
+#include "render/Interruption.h"
 
-#include "ExitStatus.h"
+#include "render/ExitStatus.h"
 
 #include <algorithm>
 #include <atomic>

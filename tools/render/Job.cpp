@@ -1,9 +1,9 @@
-#include "Job.h"
+#include "render/Job.h"
 
-#include "ExitStatus.h"
-#include "FilePath.h"
-#include "NumberText.h"
-#include "SpeakerMask.h"
+#include "render/ExitStatus.h"
+#include "render/files/FilePath.h"
+#include "render/report/NumberText.h"
+#include "render/sound/SpeakerMask.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Engine.h"
-#include "Options.h"
-#include "SettingsPlan.h"
-#include "Source.h"
+#include "render/Options.h"
+#include "render/SettingsPlan.h"
+#include "render/engine/Engine.h"
+#include "render/sound/Source.h"
 
 #include <memory>
 

@@ -1,5 +1,5 @@
-#include "Arguments.h"
-#include "Program.h"
+#include "host/Arguments.h"
+#include "render/Program.h"
 
 #include <iostream>
 

@@ -1,6 +1,6 @@
-#include "Options.h"
+#include "render/Options.h"
 
-#include "ExitStatus.h"
+#include "render/ExitStatus.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "EngineChoice.h"
+#include "render/engine/EngineChoice.h"
 
 #include <cstdint>
 #include <iosfwd>

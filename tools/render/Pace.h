@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Interruption.h"
+#include "render/Interruption.h"
 
 #include <chrono>
 #include <cstdint>

@@ -1,9 +1,9 @@
-#include "Program.h"
+#include "render/Program.h"
 
-#include "ExitStatus.h"
-#include "Options.h"
-#include "Render.h"
-#include "Report.h"
+#include "render/ExitStatus.h"
+#include "render/Options.h"
+#include "render/Render.h"
+#include "render/report/Report.h"
 
 #include <exception>
 #include <new>

@@ -1,14 +1,14 @@
-#include "Render.h"
+#include "render/Render.h"
 
-#include "BlockTiming.h"
-#include "ExitStatus.h"
-#include "FileSink.h"
-#include "Interruption.h"
-#include "Job.h"
-#include "LevelTrace.h"
-#include "Pace.h"
-#include "ProgressBar.h"
-#include "ResponseReport.h"
+#include "render/ExitStatus.h"
+#include "render/Interruption.h"
+#include "render/Job.h"
+#include "render/Pace.h"
+#include "render/measure/BlockTiming.h"
+#include "render/measure/LevelTrace.h"
+#include "render/report/ProgressBar.h"
+#include "render/report/ResponseReport.h"
+#include "render/sound/FileSink.h"
 
 #include <algorithm>
 #include <memory>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Options.h"
-#include "Report.h"
+#include "render/Options.h"
+#include "render/report/Report.h"
 
 namespace tovix::render {
 

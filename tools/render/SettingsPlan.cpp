@@ -1,8 +1,8 @@
-#include "SettingsPlan.h"
+#include "render/SettingsPlan.h"
 
-#include "ExitStatus.h"
-#include "FilePath.h"
-#include "NumberText.h"
+#include "render/ExitStatus.h"
+#include "render/files/FilePath.h"
+#include "render/report/NumberText.h"
 
 #include <algorithm>
 #include <fstream>

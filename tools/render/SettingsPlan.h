@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Options.h"
-#include "SettingsDiagnosis.h"
+#include "render/Options.h"
+#include "settings/SettingsDiagnosis.h"
 
 #include <cstdint>
 #include <string>

@@ -1,0 +1,104 @@
+#include "chain/ChainBuilder.h"
+
+#include "chain/StagePlanner.h"
+#include "filters/EffectFactoryBoost.h"
+#include "filters/EffectFactoryEqualizer.h"
+#include "filters/EffectFactoryStep.h"
+
+#include <utility>
+
+namespace tovix {
+namespace {
+
+/// Thrown and caught once before a build: a thread's first exception allocates, and with no memory left that ends
+/// the process on Windows. Later ones do not.
+void primeExceptions() noexcept {
+    try {
+        throw 0;
+    } catch (int) {
+        // Nothing to do: having been thrown was the purpose.
+    }
+}
+
+bool appendAll(StagePlanner& appender, FilterList filters) {
+    for (auto& filter : filters) {
+        if (!appender.append(std::move(filter))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+std::vector<std::unique_ptr<IFilterFactory>> makeFilterFactories() {
+    std::vector<std::unique_ptr<IFilterFactory>> factories;
+    factories.push_back(std::make_unique<EffectFactoryStep>());
+    factories.push_back(std::make_unique<EffectFactoryBoost>());
+    factories.push_back(std::make_unique<EffectFactoryEqualizer>());
+    return factories;
+}
+
+ChainBuilder::ChainBuilder(AnsiDecoder decodeAnsi) : m_factories(makeFilterFactories()), m_decodeAnsi(decodeAnsi) {}
+
+void ChainBuilder::configure(const StreamFormat& format, const GateSwitches& switches) {
+    m_format = format;
+    for (const auto& factory : m_factories) {
+        factory->configure(switches);
+    }
+}
+
+BuiltChain ChainBuilder::build(std::string_view settingsBlock) noexcept {
+    primeExceptions();
+    BuiltChain built;
+    const bool streams = m_format.maxFrames != 0 && m_format.inputChannels != 0 && m_format.outputChannels != 0;
+    try {
+        StagePlanner appender(m_format);
+        // Read in any case: what the text says about the previous effect does not depend on the format.
+        if (collectStages(appender, settingsBlock, built.oldApo) && streams) {
+            built.chain = FilterChain::make(appender.shape(), appender.stages());
+        }
+    } catch (...) {
+        built.chain = nullptr;
+    }
+    return built;
+}
+
+bool ChainBuilder::collectStages(StagePlanner& appender, std::string_view settingsBlock,
+                                 std::optional<bool>& oldApo) {
+    for (const auto& factory : m_factories) {
+        if (!appendAll(appender, factory->beginBuild())) {
+            return false;
+        }
+    }
+    for (const auto bytes : splitSettingsLines(settingsBlock)) {
+        const std::wstring text = decodeSettingsLine(bytes, m_decodeAnsi);
+        auto line = parseSettingsLine(text);
+        if (!line) {
+            continue;
+        }
+        if (const auto setting = oldApoSetting(*line)) {
+            oldApo = setting;
+        } else if (!appendAll(appender, offer(*line, text))) {
+            return false;
+        }
+    }
+    for (const auto& factory : m_factories) {
+        if (!appendAll(appender, factory->endBuild())) {
+            return false;
+        }
+    }
+    return true;
+}
+
+FilterList ChainBuilder::offer(SettingsLine& line, const std::wstring& text) {
+    for (const auto& factory : m_factories) {
+        auto filters = factory->createFilter(line.key, line.value, text);
+        if (!filters.empty()) {
+            return filters;
+        }
+    }
+    return {};
+}
+
+} // namespace tovix

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "memory/RtSection.h"
+
+#include <memory>
+
+// FFTW's own names, so that its header stays out of this one and FFTW a private dependency.
+struct fftwf_plan_s;
+
+namespace tovix {
+
+/// A complex value as FFTW has it: real part, imaginary part.
+using ComplexBin = float[2];
+
+/// One planned transform between two buffers of its own choice, which it borrows for life; unnormalised. FFTW's
+/// planner is not thread-safe, so that making and destroying plans takes one process-wide lock; executing does not.
+///
+/// Plans are estimated, never measured, and no wisdom is read or written: the same length gives the same plan.
+class FftPlan {
+public:
+    FftPlan() noexcept = default;
+
+    /// [control] Real to half-complex: 2 * `halfLength` floats of `time` to `halfLength` + 1 bins of `spectrum`; the
+    /// input survives. Empty (`!*this`) when FFTW makes no plan, as for all four.
+    static FftPlan realForward(int halfLength, float* time, ComplexBin* spectrum) noexcept;
+
+    /// [control] The way back of `realForward`, which destroys `spectrum`: a plan that preserves it would allocate in
+    /// every execute.
+    static FftPlan realBackward(int halfLength, ComplexBin* spectrum, float* time) noexcept;
+
+    /// [control] Complex transforms of `length` points out of place, with e^(-i...) and e^(+i...).
+    static FftPlan complexForward(int length, ComplexBin* input, ComplexBin* output) noexcept;
+    static FftPlan complexBackward(int length, ComplexBin* input, ComplexBin* output) noexcept;
+
+    explicit operator bool() const noexcept { return m_pPlan != nullptr; }
+
+    /// [audio] Transforms the buffers' content.
+    void execute() const noexcept RT_SECTION;
+
+private:
+    struct Destroy {
+        void operator()(fftwf_plan_s* pPlan) const noexcept;
+    };
+    explicit FftPlan(fftwf_plan_s* pPlan) noexcept : m_pPlan(pPlan) {}
+
+    std::unique_ptr<fftwf_plan_s, Destroy> m_pPlan;
+};
+
+} // namespace tovix

@@ -1,0 +1,125 @@
+#include "convolution/PartitionedConvolver.h"
+
+#include "convolution/SpectrumRows.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+namespace tovix {
+namespace {
+
+/// FFTW's bins as the kernels see them: interleaved frames of a real and an imaginary channel.
+RT_SECTION float* asFrames(const RtAlignedArray<ComplexBin>& spectrum) noexcept {
+    return &spectrum.data()[0][0];
+}
+
+} // namespace
+
+bool PartitionedConvolver::init(std::span<const float> h, std::uint32_t blockFrames) noexcept {
+    destroy();
+    if (blockFrames == 0 || blockFrames > maxBlockFrames || h.empty() ||
+        h.size() > std::size_t{std::numeric_limits<std::int32_t>::max()} - maxBlockFrames) {
+        return false;
+    }
+    scheduleLength = 1;
+    blockSize = static_cast<std::int32_t>(blockFrames);
+    partitionCount = (blockSize - 1 + static_cast<std::int32_t>(h.size())) / blockSize;
+    ringLength = partitionCount + 1;
+    m_pKernels = &kernels();
+    if (!allocate()) {
+        destroy();
+        return false;
+    }
+    transformPartitions(h);
+    return true;
+}
+
+bool PartitionedConvolver::allocate() noexcept {
+    const auto blockLength = static_cast<std::size_t>(blockSize);
+    const std::size_t binCount = blockLength + 1;
+    schedule = RtArray<std::int32_t>::make(static_cast<std::size_t>(scheduleLength) + 1);
+    timeBuffer = RtAlignedArray<float>::make(2 * blockLength);
+    spectrum = RtAlignedArray<ComplexBin>::make(binCount);
+    inputRe = RtAlignedArray<float>::make(binCount);
+    inputIm = RtAlignedArray<float>::make(binCount);
+    overlap = RtAlignedArray<float>::make(blockLength);
+    SpectrumRows partitions = SpectrumRows::make(static_cast<std::size_t>(partitionCount), binCount);
+    SpectrumRows accumulators = SpectrumRows::make(static_cast<std::size_t>(ringLength), binCount);
+    if (!schedule || !timeBuffer || !spectrum || !inputRe || !inputIm || !overlap || !partitions || !accumulators) {
+        return false;
+    }
+    schedule[1] = partitionCount;
+    partitionRe = std::move(partitions.re);
+    partitionIm = std::move(partitions.im);
+    m_partitionBins = std::move(partitions.bins);
+    accRe = std::move(accumulators.re);
+    accIm = std::move(accumulators.im);
+    m_accBins = std::move(accumulators.bins);
+    forwardPlan = FftPlan::realForward(blockSize, timeBuffer.data(), spectrum.data());
+    backwardPlan = FftPlan::realBackward(blockSize, spectrum.data(), timeBuffer.data());
+    return forwardPlan && backwardPlan;
+}
+
+/// FFTW's transforms are unnormalised; the whole factor of 1 / (2B) goes into the partitions.
+void PartitionedConvolver::transformPartitions(std::span<const float> h) noexcept {
+    const auto blockLength = static_cast<std::size_t>(blockSize);
+    const float scale = 0.5F / static_cast<float>(blockSize);
+    float* const time = timeBuffer.data();
+    for (std::size_t k = 0; k < static_cast<std::size_t>(partitionCount); ++k) {
+        const auto taps = h.subspan(k * blockLength, std::min(blockLength, h.size() - k * blockLength));
+        std::transform(taps.begin(), taps.end(), time, [scale](float tap) { return scale * tap; });
+        std::fill(time + taps.size(), time + 2 * blockLength, 0.0F);
+        forwardPlan.execute();
+        const std::array<float*, 2> parts{partitionRe[k], partitionIm[k]};
+        m_pKernels->deinterleave(asFrames(spectrum), parts.data(), 2, static_cast<std::uint32_t>(blockSize) + 1);
+    }
+}
+
+void PartitionedConvolver::destroy() noexcept {
+    const PartitionedConvolver dying = std::exchange(*this, {});
+}
+
+void PartitionedConvolver::pushInput(const float* x) noexcept {
+    const auto blockLength = static_cast<std::uint32_t>(blockSize);
+    // One channel interleaved is a copy that drops what is not finite: one such sample would spoil all its block's
+    // contributions, a third of a second of sound.
+    m_pKernels->interleave(&x, timeBuffer.data(), 1, blockLength);
+    std::memset(timeBuffer.data() + blockLength, 0, blockLength * sizeof(float));
+    forwardPlan.execute();
+    float* const parts[]{inputRe.data(), inputIm.data()};
+    m_pKernels->deinterleave(asFrames(spectrum), parts, 2, blockLength + 1);
+}
+
+void PartitionedConvolver::accumulate() noexcept {
+    const std::int32_t last = schedule[static_cast<std::size_t>(scheduleIndex) + 1];
+    std::int32_t k = schedule[static_cast<std::size_t>(scheduleIndex)];
+    // One run up to the end of the ring, one from its start.
+    while (k < last) {
+        const std::int32_t slot = (ringPos + k) % ringLength;
+        const std::int32_t rows = last - k < ringLength - slot ? last - k : ringLength - slot;
+        m_pKernels->multiplyAccumulate({inputRe.data(), inputIm.data(), partitionRe.data() + k,
+                                        partitionIm.data() + k, accRe.data() + slot, accIm.data() + slot,
+                                        static_cast<std::size_t>(rows), static_cast<std::size_t>(blockSize)});
+        k += rows;
+    }
+    scheduleIndex = (scheduleIndex + 1) % scheduleLength;
+}
+
+void PartitionedConvolver::popOutput(float* y) noexcept {
+    const auto blockLength = static_cast<std::uint32_t>(blockSize);
+    float* const re = accRe[static_cast<std::size_t>(ringPos)];
+    float* const im = accIm[static_cast<std::size_t>(ringPos)];
+    const float* const parts[]{re, im};
+    m_pKernels->interleave(parts, asFrames(spectrum), 2, blockLength + 1);
+    std::memset(re, 0, (std::size_t{blockLength} + 1) * sizeof(float));
+    std::memset(im, 0, (std::size_t{blockLength} + 1) * sizeof(float));
+    backwardPlan.execute();
+    m_pKernels->add(overlap.data(), timeBuffer.data(), y, blockLength);
+    std::memcpy(overlap.data(), timeBuffer.data() + blockLength, blockLength * sizeof(float));
+    ringPos = (ringPos + 1) % ringLength;
+}
+
+} // namespace tovix

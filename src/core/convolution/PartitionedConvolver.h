@@ -1,0 +1,73 @@
+#pragma once
+
+#include "convolution/FftPlan.h"
+#include "kernels/Kernels.h"
+#include "memory/AlignedArray.h"
+#include "memory/RtMemory.h"
+#include "memory/RtSection.h"
+
+#include <cstdint>
+#include <span>
+
+namespace tovix {
+
+/// Convolves one channel with a long FIR filter and no latency beyond the block itself: uniformly partitioned
+/// overlap-add in the frequency domain. The filter is cut into partitions of one block length B; the spectrum of each
+/// input block is multiplied by all partition spectra and accumulated into a ring of output spectra to come.
+///
+/// A block length that is no multiple of 4 has a gap: the bins from 4 * floor(B / 4) to B - 1 of the 2B-point
+/// transforms never reach the output, deliberately.
+///
+/// The block steps allocate nothing when no prime factor of B exceeds 31. For any other B the output is as exact, but
+/// FFTW works with Rader's algorithm, whose every transform takes its work space from the heap, and none of the
+/// planner's flags avoids it. (Lengths with the factor 43 are clean below 3182.)
+class PartitionedConvolver {
+public:
+    /// Longest block: more than any audio engine uses, little enough for the integers of the record.
+    static constexpr std::uint32_t maxBlockFrames = 1U << 22U;
+
+    /// [control] Builds the record for the impulse response `h` of at least one tap and blocks of `blockFrames`, at
+    /// least 1. False when a length is out of range or memory or a plan is refused; the record is then destroyed.
+    [[nodiscard]] bool init(std::span<const float> h, std::uint32_t blockFrames) noexcept;
+
+    /// [control] Gives everything back; every field is zero afterwards.
+    void destroy() noexcept;
+
+    /// [audio] The three steps of a block, in this order. Only on a record that `init` built.
+    /// Reads B samples, taking any that is not finite as 0.
+    void pushInput(const float* x) noexcept RT_SECTION;
+    /// Multiplies the input's spectrum by all partitions.
+    void accumulate() noexcept RT_SECTION;
+    /// Writes B samples; `y` may be the buffer that `pushInput` read.
+    void popOutput(float* y) noexcept RT_SECTION;
+
+private:
+    bool allocate() noexcept;
+    void transformPartitions(std::span<const float> h) noexcept;
+
+    std::int32_t scheduleIndex = 0;
+    std::int32_t scheduleLength = 0;
+    std::int32_t ringPos = 0;
+    std::int32_t blockSize = 0;
+    /// Block i of a cycle processes partitions schedule[i] up to but excluding schedule[i + 1].
+    RtArray<std::int32_t> schedule;
+    RtAlignedArray<float> timeBuffer;
+    RtAlignedArray<ComplexBin> spectrum;
+    RtAlignedArray<float> inputRe;
+    RtAlignedArray<float> inputIm;
+    std::int32_t partitionCount = 0;
+    RtArray<float*> partitionRe;
+    RtArray<float*> partitionIm;
+    std::int32_t ringLength = 0;
+    RtArray<float*> accRe;
+    RtArray<float*> accIm;
+    RtAlignedArray<float> overlap;
+    FftPlan forwardPlan;
+    FftPlan backwardPlan;
+    /// What the pointers above point into.
+    RtAlignedArray<float> m_partitionBins;
+    RtAlignedArray<float> m_accBins;
+    const Kernels* m_pKernels = nullptr;
+};
+
+} // namespace tovix

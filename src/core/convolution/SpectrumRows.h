@@ -1,0 +1,24 @@
+#pragma once
+
+#include "memory/AlignedArray.h"
+#include "memory/RtMemory.h"
+
+#include <cstddef>
+
+namespace tovix {
+
+/// A table of spectra in split form: for each row one array of real and one of imaginary parts, all in one block of
+/// memory, zeroed when it is made. The arrays lie one after the other, so that a walk over the rows is a walk
+/// through memory, at a distance that keeps neighbours from meeting in the same cache set.
+struct SpectrumRows {
+    RtAlignedArray<float> bins;
+    RtArray<float*> re;
+    RtArray<float*> im;
+
+    /// [control] `rowCount` rows of `binCount` bins each; empty (`!*this`) when there is no memory.
+    static SpectrumRows make(std::size_t rowCount, std::size_t binCount) noexcept;
+
+    explicit operator bool() const noexcept { return bins && re && im; }
+};
+
+} // namespace tovix

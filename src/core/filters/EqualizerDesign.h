@@ -1,0 +1,24 @@
+#pragma once
+
+#include "filters/ResponseInterpolator.h"
+#include "memory/AlignedArray.h"
+
+#include <cstdint>
+#include <span>
+
+namespace tovix {
+
+/// What an equalizer's filter is designed from.
+struct EqualizerDesign {
+    /// The wanted response, in rising order of frequency; flat at 0 dB when empty.
+    std::span<const ResponsePoint> points;
+    std::uint32_t tapCount;
+    float sampleRateHz;
+};
+
+/// [control] The minimum-phase impulse response that EffectEqualizer applies, `tapCount` finite taps. Empty when
+/// memory or a plan is refused, or when the points define no finite response. The magnitudes reach the points' gains
+/// as far as `tapCount` taps resolve frequencies; gains below -100 dB become -100 dB.
+HeapAlignedArray<float> designImpulseResponse(const EqualizerDesign& design) noexcept;
+
+} // namespace tovix

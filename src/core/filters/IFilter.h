@@ -1,0 +1,51 @@
+#pragma once
+
+#include "memory/RtMemory.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tovix {
+
+/// Channel names in channel order; the length is the channel count.
+using ChannelList = std::vector<std::wstring>;
+
+/// One effect instance in a chain. It lives in MemoryMgr memory and belongs to the chain's stage.
+///
+/// Life: constructed and set up on a control thread, then handed with its chain to the audio thread, which alone
+/// calls `process` from then on; destroyed on a control thread after the audio thread has let the chain go.
+class IFilter {
+public:
+    virtual ~IFilter() = default;
+
+    /// Whether the filter is given every channel of the chain instead of the working channel set.
+    [[nodiscard]] virtual bool usesAllChannels() const noexcept { return false; }
+
+    /// True: the filter's outputs are the chain's working buffers, the same as its inputs where the channels are.
+    /// False: they are scratch buffers, which the chain exchanges with the working ones afterwards.
+    [[nodiscard]] virtual bool processesInPlace() const noexcept { return true; }
+
+    /// Whether the working channel set becomes the filter's output channels (true) or stays its input channels.
+    [[nodiscard]] virtual bool changesChannelSet() const noexcept { return false; }
+
+    /// [control] Prepares for blocks of at most `maxFrames` frames of the given channels and answers the names
+    /// of the filter's output channels. What cannot be prepared leaves the filter inert, never broken.
+    virtual ChannelList setup(float sampleRateHz, std::uint32_t maxFrames, ChannelList channels) = 0;
+
+    /// [audio] Processes one block of planar samples: one pointer per output and per input channel, each to
+    /// the `maxFrames` floats promised at setup, of which the first `frameCount` are the block and the rest is 0.
+    virtual void process(float** outputs, float** inputs, std::uint32_t frameCount) noexcept = 0;
+
+protected:
+    IFilter() = default;
+    IFilter(const IFilter&) = default;
+    IFilter& operator=(const IFilter&) = default;
+};
+
+using FilterPtr = RtPtr<IFilter>;
+
+/// Filters in processing order; empty means that none was made.
+using FilterList = std::vector<FilterPtr>;
+
+} // namespace tovix

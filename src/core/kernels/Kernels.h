@@ -1,0 +1,74 @@
+#pragma once
+
+#include "memory/RtSection.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace tovix {
+
+/// Operands of the complex multiply-accumulate of one input spectrum with a run of filter partitions, in split form:
+/// for every row r, acc[r] += input * partition[r], bin by bin. All spectra are 16-byte aligned and hold
+/// `blockFrames` + 1 bins; no accumulator overlaps any other spectrum.
+struct SpectrumProducts {
+    const float* inputRe;
+    const float* inputIm;
+    const float* const* partitionRe;
+    const float* const* partitionIm;
+    float* const* accRe;
+    float* const* accIm;
+    std::size_t rows;
+    std::size_t blockFrames;
+};
+
+/// The inner loops of the real-time path, one set per instruction set. Every function is [audio].
+struct Kernels {
+    std::string_view name;
+
+    /// Adds the products to the accumulators: bins 0 to 4 * floor(B / 4) - 1 and bin B of each row, B being
+    /// `blockFrames`. The bins between are left alone, deliberately.
+    void (*multiplyAccumulate)(const SpectrumProducts& products) noexcept;
+
+    /// channels[c][f] = interleaved[f * channelCount + c].
+    void (*deinterleave)(const float* interleaved, float* const* channels, std::uint32_t channelCount,
+                         std::uint32_t frameCount) noexcept;
+
+    /// interleaved[f * channelCount + c] = channels[c][f], a sample that is not finite becoming 0.
+    void (*interleave)(const float* const* channels, float* interleaved, std::uint32_t channelCount,
+                       std::uint32_t frameCount) noexcept;
+
+    /// sum[i] = a[i] + b[i] for `count` samples at any address; `sum` may be `a` or `b`.
+    void (*add)(const float* a, const float* b, float* sum, std::size_t count) noexcept;
+
+    /// Multiplies `count` samples, at any address, by `gain`.
+    void (*applyGain)(float* samples, std::size_t count, float gain) noexcept;
+
+    /// Multiplies the frames of two channels by `gain` up to the first that would leave -limit to +limit (or is not a
+    /// number), and answers how many those were; that frame and the rest stay as they are.
+    std::size_t (*applyGainWithin)(float* left, float* right, std::size_t count, float gain, float limit) noexcept;
+
+    /// `applyGain` in double precision, rounded once.
+    void (*applyPreciseGain)(float* samples, std::size_t count, double gain) noexcept;
+
+    /// Replaces every sample that is not finite by 0 and answers the largest magnitude of what is left.
+    float (*silenceNonFinite)(float* samples, std::size_t count) noexcept;
+};
+
+/// The reference: plain loops.
+extern const Kernels scalarKernels;
+/// 128-bit vectors; every x86-64 processor has them.
+extern const Kernels sse2Kernels;
+
+/// [control] Every set that this processor can run, the reference first and the fastest last.
+std::span<const Kernels* const> availableKernels() noexcept;
+
+/// The set in force: the fastest, chosen once, unless another was forced. [audio] once chosen.
+const Kernels& kernels() noexcept RT_SECTION;
+
+/// [control] Forces the set of that name for chains built from now on; false, and no change, when this processor
+/// has no set of that name.
+bool forceKernels(std::string_view name) noexcept;
+
+} // namespace tovix

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "memory/MemoryMgr.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+namespace tovix {
+
+/// The ordinary heap in the manner of MemoryMgr, for what the audio thread never sees.
+struct HeapMemory {
+    static void* alloc(std::size_t sizeBytes) noexcept { return std::malloc(sizeBytes); }
+    static void free(void* pBlock) noexcept { std::free(pBlock); }
+};
+
+/// A fixed-length array of plain values from `Memory`, zeroed when it is made and aligned to a cache line, which
+/// is more than FFTW's vector code asks for and keeps its loads from crossing lines.
+template <class T, class Memory> class AlignedArray {
+    static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
+
+public:
+    static constexpr std::size_t alignmentBytes = 64;
+
+    AlignedArray() noexcept = default;
+
+    /// [control] `count` zeroed elements; empty (`!*this`) when there is no memory.
+    static AlignedArray make(std::size_t count) noexcept {
+        AlignedArray array;
+        if (count > (static_cast<std::size_t>(-1) / 2) / sizeof(T)) {
+            return array;
+        }
+        array.m_pRaw.reset(Memory::alloc(count * sizeof(T) + alignmentBytes));
+        if (array.m_pRaw) {
+            const auto address = reinterpret_cast<std::uintptr_t>(array.m_pRaw.get());
+            const std::size_t skip = (alignmentBytes - address % alignmentBytes) % alignmentBytes;
+            array.m_pElements = reinterpret_cast<T*>(static_cast<char*>(array.m_pRaw.get()) + skip);
+            std::memset(static_cast<void*>(array.m_pElements), 0, count * sizeof(T));
+        }
+        return array;
+    }
+
+    AlignedArray(AlignedArray&& other) noexcept
+        : m_pRaw(std::move(other.m_pRaw)), m_pElements(std::exchange(other.m_pElements, nullptr)) {}
+    AlignedArray& operator=(AlignedArray&& other) noexcept {
+        m_pRaw = std::move(other.m_pRaw);
+        m_pElements = std::exchange(other.m_pElements, nullptr);
+        return *this;
+    }
+
+    // The audio thread calls these; forced inline because a template cannot be put into the real-time section.
+    [[gnu::always_inline]] explicit operator bool() const noexcept { return m_pElements != nullptr; }
+    [[nodiscard, gnu::always_inline]] T* data() const noexcept { return m_pElements; }
+    [[gnu::always_inline]] T& operator[](std::size_t index) const noexcept { return m_pElements[index]; }
+
+private:
+    struct Free {
+        void operator()(void* pRaw) const noexcept { Memory::free(pRaw); }
+    };
+    std::unique_ptr<void, Free> m_pRaw;
+    T* m_pElements = nullptr;
+};
+
+/// For buffers of the audio thread.
+template <class T> using RtAlignedArray = AlignedArray<T, MemoryMgr>;
+/// For work arrays of a design.
+template <class T> using HeapAlignedArray = AlignedArray<T, HeapMemory>;
+
+} // namespace tovix

@@ -1,0 +1,66 @@
+#include "memory/MemoryMgr.h"
+
+#include "log/Log.h"
+#include "memory/RtAllocator.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+
+namespace tovix {
+namespace {
+
+constexpr std::size_t rtOverheadBytes = MemoryMgr::alignmentBytes;
+constexpr std::size_t heapOverheadBytes = 2 * MemoryMgr::alignmentBytes;
+
+/// Bytes from `pRaw` to the next aligned address that is at least one byte further on.
+std::size_t distanceToAligned(const void* pRaw) noexcept {
+    return MemoryMgr::alignmentBytes - reinterpret_cast<std::uintptr_t>(pRaw) % MemoryMgr::alignmentBytes;
+}
+
+void* withBookkeeping(void* pRaw, std::size_t distance) noexcept {
+    auto* const pBlock = static_cast<signed char*>(pRaw) + distance;
+    pBlock[-1] = static_cast<signed char>(distance);
+    return pBlock;
+}
+
+} // namespace
+
+void* MemoryMgr::alloc(std::size_t sizeBytes) noexcept {
+    if (sizeBytes <= std::numeric_limits<std::size_t>::max() - heapOverheadBytes) {
+        void* pRaw = nullptr;
+        if (rtAllocator().allocate(sizeBytes + rtOverheadBytes, &pRaw) >= 0 && pRaw != nullptr) {
+            return withBookkeeping(pRaw, distanceToAligned(pRaw));
+        }
+        pRaw = std::malloc(sizeBytes + heapOverheadBytes);
+        if (pRaw != nullptr) {
+            return withBookkeeping(pRaw, alignmentBytes + distanceToAligned(pRaw));
+        }
+    }
+    if (logEnabled(LogLevel::Error)) {
+        LogLine(LogLevel::Error, {"MemoryMgr::alloc", "helpers\\MemoryMgr"}, nullptr)
+            .text("Failed to allocate ")
+            .number(std::uint64_t{sizeBytes + heapOverheadBytes})
+            .text(" bytes")
+            .write();
+    }
+    return nullptr;
+}
+
+void MemoryMgr::free(void* pBlock) noexcept {
+    const auto distance = static_cast<signed char*>(pBlock)[-1];
+    void* const pRaw = static_cast<char*>(pBlock) - distance;
+    if (distance > static_cast<signed char>(alignmentBytes)) {
+        std::free(pRaw);
+        return;
+    }
+    const RtResult result = rtAllocator().release(pRaw);
+    if (result < 0 && logEnabled(LogLevel::Error)) {
+        LogLine(LogLevel::Error, {"MemoryMgr::free", "helpers\\MemoryMgr"}, nullptr)
+            .text("Failed to free memory. Error= ")
+            .result(result)
+            .write();
+    }
+}
+
+} // namespace tovix

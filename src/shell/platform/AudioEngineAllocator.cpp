@@ -1,0 +1,74 @@
+#include "platform/AudioEngineAllocator.h"
+
+#include "memory/RtAllocator.h"
+#include "system/ProcessEnd.h"
+#include "system/WinHandles.h"
+
+#include <array>
+#include <cstddef>
+#include <string_view>
+
+namespace tovix {
+namespace {
+
+/// By its full path, because a bare name also finds a library of that name that is loaded from elsewhere.
+ModuleReference loadFromSystemFolder(std::wstring_view fileName) noexcept {
+    std::array<wchar_t, MAX_PATH> path{};
+    const std::size_t length = ::GetSystemDirectoryW(path.data(), static_cast<UINT>(path.size()));
+    if (length == 0 || length + 1 + fileName.size() >= path.size()) {
+        return nullptr;
+    }
+    path[length] = L'\\';
+    fileName.copy(path.data() + length + 1, fileName.size());
+    return ModuleReference(::LoadLibraryExW(path.data(), nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
+}
+
+class AudioEngine {
+public:
+    AudioEngine() noexcept : m_library(loadFromSystemFolder(L"audioeng.dll")), m_previous(rtAllocator()) {
+        if (m_library) {
+            m_pAllocate = moduleExport<AllocateFunction>(m_library.get(), "AERT_Allocate");
+            m_pFree = moduleExport<FreeFunction>(m_library.get(), "AERT_Free");
+        }
+        if (usable()) {
+            installRtAllocator({
+                [](std::size_t sizeBytes, void** ppBlock) noexcept -> RtResult {
+                    return instance().m_pAllocate(sizeBytes, ppBlock);
+                },
+                [](void* pBlock) noexcept -> RtResult { return instance().m_pFree(pBlock); },
+            });
+        }
+    }
+    ~AudioEngine() {
+        installRtAllocator(m_previous);
+        if (processIsEnding()) {
+            static_cast<void>(m_library.release());
+        }
+    }
+    AudioEngine(const AudioEngine&) = delete;
+    AudioEngine& operator=(const AudioEngine&) = delete;
+
+    static AudioEngine& instance() noexcept {
+        static AudioEngine engine;
+        return engine;
+    }
+
+    [[nodiscard]] bool usable() const noexcept { return m_pAllocate != nullptr && m_pFree != nullptr; }
+
+private:
+    using AllocateFunction = HRESULT WINAPI(std::size_t sizeBytes, void** ppBlock);
+    using FreeFunction = HRESULT WINAPI(void* pBlock);
+
+    ModuleReference m_library;
+    RtAllocator m_previous;
+    AllocateFunction* m_pAllocate = nullptr;
+    FreeFunction* m_pFree = nullptr;
+};
+
+} // namespace
+
+bool installAudioEngineAllocator() noexcept {
+    return AudioEngine::instance().usable();
+}
+
+} // namespace tovix

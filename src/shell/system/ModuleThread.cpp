@@ -1,0 +1,42 @@
+#include "system/ModuleThread.h"
+
+namespace tovix {
+namespace {
+
+HMODULE ownModule() noexcept {
+    return moduleOfAddress(reinterpret_cast<const void*>(&leaveModule));
+}
+
+ModuleReference referenceToOwnModule() noexcept {
+    HMODULE hModule = nullptr;
+    const auto* const pAddress = reinterpret_cast<LPCWSTR>(&leaveModule);
+    if (::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, pAddress, &hModule) == FALSE) {
+        return nullptr;
+    }
+    return ModuleReference(hModule);
+}
+
+} // namespace
+
+KernelHandle startThreadInModule(LPTHREAD_START_ROUTINE start, void* pContext) noexcept {
+    ModuleReference module = referenceToOwnModule();
+    if (!module) {
+        return nullptr;
+    }
+    KernelHandle thread(::CreateThread(nullptr, 0, start, pContext, 0, nullptr));
+    if (thread && thread.get() != INVALID_HANDLE_VALUE) {
+        static_cast<void>(module.release()); // the thread's now
+        return thread;
+    }
+    const DWORD error = ::GetLastError();
+    module.reset();
+    ::SetLastError(error);
+    return thread;
+}
+
+void leaveModule(DWORD exitCode) noexcept {
+    // The reference is given up by this call alone: code of a freed module cannot be returned to.
+    ::FreeLibraryAndExitThread(ownModule(), exitCode);
+}
+
+} // namespace tovix

@@ -1,0 +1,20 @@
+#include "system/SystemMessage.h"
+
+#include "system/WinHandles.h"
+
+#include <string_view>
+
+namespace tovix {
+
+std::wstring systemMessage(DWORD error) {
+    constexpr DWORD flags = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
+                            FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK;
+    wchar_t* pText = nullptr;
+    const DWORD length = ::FormatMessageW(flags, nullptr, error, 0, reinterpret_cast<LPWSTR>(&pText), 0, nullptr);
+    const LocalBlock<wchar_t> text(pText);
+    std::wstring message(text ? std::wstring_view(text.get(), length) : std::wstring_view());
+    message.erase(message.find_last_not_of(L" \r\n") + 1);
+    return message;
+}
+
+} // namespace tovix

@@ -1,0 +1,101 @@
+#include "chain/ChainBuilder.h"
+
+#include "chain/ChannelNames.h"
+#include "filters/EffectBoost.h"
+#include "memory/RtAllocator.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <string>
+
+using namespace tovix;
+using namespace std::string_literals;
+
+namespace {
+
+const StreamFormat stereo{48000.0F, 0, 2, 2, 3, 480};
+
+BuiltChain build(const std::string& text, const StreamFormat& format = stereo, GateSwitches switches = {}) {
+    ChainBuilder builder(decodeLatin1);
+    builder.configure(format, switches);
+    return builder.build(text);
+}
+
+TEST(ChainBuilder, EveryLineThatAFactoryKnowsBecomesAStage) {
+    const struct {
+        std::string text;
+        std::uint64_t stages;
+        std::optional<bool> oldApo;
+    } cases[] = {
+        {"", 0, {}},
+        {std::string(256, '\0'), 0, {}},
+        {"Boost: 60 dB 1", 1, {}},
+        {"Boost: 60 dB 1\r\nEqualizer: 100 -3 1000 0\r\nBoost: 10 dB 0\n", 3, {}},
+        {"#Boost: 60 dB 1\nEnableOldApo: 1:2", 0, true},
+        {"EnableOldApo :\nEnableOldApo2:\n##EnableOldApo:\nenableoldapo:", 0, {}},
+        {"EnableOldApo:\n#EnableOldApo:\nEqualizer:", 1, false},
+        {"Boost 60 dB 1\nboost: 60 dB 1\nBoost: loud\nNoSuchThing: 1\n:\n::", 0, {}},
+        {"Boost: 60 dB 1\0Boost: 60 dB 1"s, 1, {}},
+        {" Boost: 60 dB 1", 0, {}},
+    };
+    for (const auto& c : cases) {
+        const auto built = build(c.text);
+        ASSERT_TRUE(built.chain) << c.text;
+        EXPECT_EQ(built.chain->stageCount(), c.stages) << c.text;
+        EXPECT_EQ(built.oldApo, c.oldApo) << c.text;
+    }
+    EXPECT_EQ(build("Boost: 60 dB 1\nEnableOldApo:", stereo, {true, true}).chain->stageCount(), 0U)
+        << "a closed gate hides filter lines";
+}
+
+TEST(ChainBuilder, TheFiltersWorkOnEveryChannelOfTheStream) {
+    EffectBoost::setProcessLevel(0);
+    const StreamFormat sixToTwo{48000.0F, 0, 6, 2, 3, 4};
+    const auto built = build("Boost: 60 dB 1", sixToTwo);
+    ASSERT_TRUE(built.chain);
+    EXPECT_EQ(built.chain->shape().bufferCount, 6U);
+    const std::vector<float> input(24, 0.1F);
+    std::vector<float> output(8);
+    built.chain->run(input.data(), 4);
+    built.chain->writeOutput(output.data(), 4);
+    for (const float sample : output) {
+        EXPECT_FLOAT_EQ(sample, static_cast<float>(0.1 * std::pow(10.0, 0.3)));
+    }
+}
+
+TEST(ChainBuilder, AFormatWithoutFramesOrChannelsOrMemoryGivesNoChain) {
+    const auto noFrames = build("Boost: 60 dB 1\nEqualizer: 1000 3\nEnableOldApo:", {48000.0F, 0, 2, 2, 3, 0});
+    EXPECT_FALSE(noFrames.chain);
+    EXPECT_EQ(noFrames.oldApo, true);
+    EXPECT_FALSE(build("", {48000.0F, 0, 0, 2, 3, 480}).chain);
+    EXPECT_FALSE(build("", {48000.0F, 0, 2, 0, 3, 480}).chain);
+    const auto tooLarge = build("Equalizer: 1000 3\nEnableOldApo:", {48000.0F, 0, 4096, 4096, 3, 0xFFFFFFFF});
+    EXPECT_FALSE(tooLarge.chain);
+    EXPECT_EQ(tooLarge.oldApo, true) << "what the text says about the previous effect holds all the same";
+}
+
+TEST(ChannelNames, FollowTheSpeakerMaskAndThenTheNumber) {
+    const struct {
+        std::uint32_t count;
+        std::uint32_t mask;
+        const wchar_t* description;
+    } cases[] = {
+        {2, 0x3, L"FL FR"},
+        {6, 0x3F, L"FL FR FC LFE BL BR"},
+        {6, 0x60F, L"FL FR FC LFE SL SR"},
+        {8, 0x63F, L"FL FR FC LFE BL BR SL SR"},
+        {8, 0xFF, L"FL FR FC LFE BL BR FLC FRC"},
+        {3, 0x3, L"FL FR 3"},
+        {2, 0, L"1 2"},
+        {1, 0x3F, L"FL"},
+        {4, 0x80000003, L"FL FR 3 4"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(channelDescription(channelNames(c.count, c.mask)), c.description);
+    }
+    EXPECT_EQ(channelNames(4096, 0x63F).size(), 4096U);
+}
+
+} // namespace

@@ -1,0 +1,211 @@
+#include "chain/ChainSlots.h"
+
+#include "chain/ChainBuilder.h"
+#include "chain/StagePlanner.h"
+#include "support/TestFilters.h"
+#include "text/SettingsText.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <numeric>
+
+using namespace tovix;
+using test::ConstantFilter;
+using test::DigitFilter;
+
+namespace {
+
+StreamFormat format(std::uint32_t in, std::uint32_t out, std::uint32_t maxFrames = 480, float rate = 48000.0F) {
+    return {rate, 0, in, out, 0, maxFrames};
+}
+
+template <class... Filters> RtPtr<FilterChain> chainOf(const StreamFormat& format, Filters... filters) {
+    StagePlanner appender(format);
+    EXPECT_TRUE((appender.append(makeRt<Filters>(filters)) && ...));
+    return FilterChain::make(appender.shape(), appender.stages());
+}
+
+RtPtr<FilterChain> emptyChain(const StreamFormat& format) {
+    return FilterChain::make(StagePlanner(format).shape(), {});
+}
+
+std::vector<float> ramp(std::size_t count) {
+    std::vector<float> samples(count);
+    std::iota(samples.begin(), samples.end(), 1.0F);
+    return samples;
+}
+
+TEST(FilterChain, StagesRunInOrderWhetherTheyWorkInPlaceOrNot) {
+    for (const std::uint32_t channels : {1U, 2U, 3U, 6U, 8U, 11U}) {
+        const auto stream = format(channels, channels, 16);
+        const auto chain =
+            chainOf(stream, DigitFilter(1), DigitFilter(2), DigitFilter(3, false), DigitFilter(4, false),
+                    DigitFilter(5), DigitFilter(6, false), DigitFilter(7), DigitFilter(8));
+        for (const std::uint32_t frames : {13U, 1U, 4U, 16U}) {
+            const auto input = ramp(std::size_t{channels} * frames);
+            std::vector<float> output(input.size());
+            chain->run(input.data(), frames);
+            chain->writeOutput(output.data(), frames);
+            for (std::size_t i = 0; i < input.size(); ++i) {
+                // 10^8 exceeds a float's whole numbers, so only their ratio is certain.
+                ASSERT_NEAR(output[i] / (input[i] * 1e8F + 12345678.0F), 1.0F, 1e-6F);
+            }
+        }
+    }
+}
+
+TEST(FilterChain, MonoFillsTheSecondChannelOfAWiderOutputAndNoMore) {
+    const auto chain = emptyChain(format(1, 6, 8));
+    const auto input = ramp(8);
+    std::vector<float> output(48, -1.0F);
+    chain->run(input.data(), 8);
+    chain->writeOutput(output.data(), 8);
+    for (std::size_t f = 0; f < 8; ++f) {
+        for (std::size_t c = 0; c < 6; ++c) {
+            EXPECT_EQ(output[f * 6 + c], c < 2 ? input[f] : 0.0F);
+        }
+    }
+}
+
+TEST(FilterChain, AShortBlockLeavesNoOldSamplesBehindIt) {
+    const auto chain = emptyChain(format(2, 2, 8));
+    chain->run(ramp(16).data(), 8);
+    chain->run(ramp(6).data(), 3);
+    for (std::size_t f = 3; f < 8; ++f) {
+        EXPECT_EQ(chain->buffers()[0][f], 0.0F);
+        EXPECT_EQ(chain->buffers()[1][f], 0.0F);
+    }
+}
+
+TEST(ChainSlots, ABlockOfNothingTakesNothingFromAFiltersTail) {
+    const auto stream = format(1, 1, 8);
+    ChainBuilder builder(decodeLatin1);
+    builder.configure(stream, {});
+    std::vector<float> played[2];
+    for (const bool interrupted : {false, true}) {
+        ChainSlots slots;
+        slots.reset(stream);
+        slots.publish(builder.build("Equalizer: 100 12 1000 -12").chain);
+        for (int block = 0; block < 4; ++block) {
+            std::vector<float> samples(8);
+            samples[3] = block == 0 ? 1.0F : 0.0F;
+            EXPECT_FALSE(slots.process(samples.data(), samples.data(), 8));
+            played[interrupted].insert(played[interrupted].end(), samples.begin(), samples.end());
+            if (interrupted) {
+                EXPECT_FALSE(slots.process(samples.data(), samples.data(), 0));
+            }
+        }
+    }
+    EXPECT_NE(played[0].back(), 0.0F);
+    EXPECT_EQ(played[1], played[0]);
+}
+
+class Fade : public testing::Test {
+protected:
+    /// Starts with a constant 0.25 and publishes 0.75.
+    void start(const StreamFormat& stream) {
+        m_stream = stream;
+        m_slots.reset(stream);
+        EXPECT_EQ(m_slots.publish(chainOf(stream, ConstantFilter(0.25F))), ChainSlots::Published::current);
+        EXPECT_EQ(m_slots.publish(chainOf(stream, ConstantFilter(0.75F))), ChainSlots::Published::pending);
+    }
+    bool block(std::uint32_t frames) {
+        const std::vector<float> input(std::size_t{frames} * m_stream.inputChannels, 9.0F);
+        m_output.assign(std::size_t{frames} * m_stream.outputChannels, -1.0F);
+        return m_slots.process(m_output.data(), input.data(), frames);
+    }
+
+    StreamFormat m_stream;
+    ChainSlots m_slots;
+    std::vector<float> m_output;
+};
+
+TEST_F(Fade, NewChainIsHeardInFullAfterTenMilliseconds) {
+    const struct {
+        float rate;
+        std::uint32_t frames;
+    } rates[] = {{48000, 480}, {44100, 441}, {22050, 220}, {384000, 3840}, {10, 0}};
+    for (const auto& r : rates) {
+        for (const std::uint32_t blockFrames : {1U, 64U, 441U, 480U, 1000U}) {
+            start(format(2, 2, 1000, r.rate));
+            ASSERT_EQ(m_slots.crossfadeFrames(), r.frames);
+            const std::uint32_t blocks = r.frames == 0 ? 1 : (r.frames + blockFrames - 1) / blockFrames;
+            for (std::uint32_t b = 0; b < blocks; ++b) {
+                ASSERT_EQ(block(blockFrames), b + 1 == blocks) << "the swap ends the block that completes the fade";
+                for (std::uint32_t f = 0; f < blockFrames; ++f) {
+                    const double position = b * blockFrames + f;
+                    const double weight =
+                        position >= r.frames ? 1.0 : 0.5 - 0.5 * std::cos(std::numbers::pi * position / r.frames);
+                    ASSERT_NEAR(m_output[f * 2], 0.25 + 0.5 * weight, 2e-7);
+                    ASSERT_EQ(m_output[f * 2], m_output[f * 2 + 1]);
+                }
+            }
+            ASSERT_FALSE(block(blockFrames));
+            ASSERT_EQ(m_output[0], 0.75F);
+        }
+    }
+}
+
+TEST_F(Fade, ResetInMidFadeStartsOverWithoutAnyChain) {
+    start(format(2, 2));
+    block(100);
+    m_slots.reset(format(2, 2));
+    EXPECT_FALSE(block(100));
+    EXPECT_EQ(m_output[0], 9.0F) << "without a chain the sound passes";
+    m_slots.publish(chainOf(m_stream, ConstantFilter(0.25F)));
+    m_slots.publish(chainOf(m_stream, ConstantFilter(0.75F)));
+    EXPECT_FALSE(block(479)) << "the fade starts from its beginning";
+    EXPECT_TRUE(block(1));
+}
+
+TEST_F(Fade, ABlockLongerThanPromisedIsProcessedInPieces) {
+    start(format(2, 2, 100));
+    EXPECT_TRUE(block(481));
+    EXPECT_NEAR(m_output[2 * 240], 0.5, 1e-6);
+    EXPECT_EQ(m_output[2 * 480], 0.75F);
+}
+
+TEST_F(Fade, ABlockLongerThanPromisedInOneBufferWithAWiderOutputPasses) {
+    start(format(1, 2, 100));
+    std::vector<float> samples = ramp(500);
+    const std::vector<float> before = samples;
+    EXPECT_FALSE(m_slots.process(samples.data(), samples.data(), 250));
+    for (std::size_t f = 0; f < 250; ++f) {
+        ASSERT_EQ(samples[2 * f], before[f]);
+        ASSERT_EQ(samples[2 * f + 1], before[f]);
+    }
+}
+
+TEST(ChainSlots, WithNothingToDoTheSamplesPassUntouched) {
+    const float odd[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(), 1e-42F,
+                         -3.0F};
+    ChainSlots slots;
+    for (const bool withEmptyChain : {false, true}) {
+        slots.reset(format(2, 2, 2));
+        if (withEmptyChain) {
+            slots.publish(emptyChain(format(2, 2, 2)));
+        }
+        float output[4] = {};
+        EXPECT_FALSE(slots.process(output, odd, 2));
+        EXPECT_EQ(std::memcmp(output, odd, sizeof odd), 0);
+        EXPECT_FALSE(slots.process(output, output, 2));
+        EXPECT_EQ(std::memcmp(output, odd, sizeof odd), 0);
+    }
+}
+
+TEST(ChainSlots, WithoutAChainTheSharedChannelsPassEvenInOneBuffer) {
+    ChainSlots slots;
+    slots.reset(format(2, 3, 0));
+    std::vector<float> wider{1, 2, 3, 4, 0, 0};
+    EXPECT_FALSE(slots.process(wider.data(), wider.data(), 2));
+    EXPECT_EQ(wider, (std::vector<float>{1, 2, 0, 3, 4, 0}));
+    slots.reset(format(3, 2, 0));
+    std::vector<float> narrower{1, 2, 3, 4, 5, 6};
+    EXPECT_FALSE(slots.process(narrower.data(), narrower.data(), 2));
+    EXPECT_EQ((std::vector<float>{narrower.begin(), narrower.begin() + 4}), (std::vector<float>{1, 2, 4, 5}));
+}
+
+} // namespace

@@ -1,0 +1,201 @@
+#include "kernels/Kernels.h"
+
+#include "support/DirectConvolution.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <string>
+
+using namespace tovix;
+using namespace tovix::test;
+
+namespace {
+
+class KernelsOf : public testing::TestWithParam<const Kernels*> {
+protected:
+    const Kernels& m_kernels = *GetParam();
+};
+
+INSTANTIATE_TEST_SUITE_P(Sets, KernelsOf, testing::ValuesIn(availableKernels().begin(), availableKernels().end()),
+                         [](const auto& instance) { return std::string{instance.param->name}; });
+
+constexpr std::array<std::uint32_t, 6> channelCounts{1, 2, 3, 6, 8, 17};
+constexpr std::array<std::uint32_t, 8> frameCounts{0, 1, 3, 4, 5, 7, 8, 441};
+/// What stands where a kernel must not write.
+constexpr float untouched = 12345.0F;
+
+/// Planar channels whose starts have different alignments, each followed by one sample that must stay.
+struct Planar {
+    Planar(std::uint32_t channelCount, std::size_t frames) {
+        const std::size_t stride = frames + 2 + (frames % 2);
+        samples.assign(channelCount * stride + 1, untouched);
+        for (std::uint32_t c = 0; c < channelCount; ++c) {
+            pointers.push_back(samples.data() + 1 + c * stride);
+        }
+    }
+    std::vector<float> samples;
+    std::vector<float*> pointers;
+};
+
+TEST_P(KernelsOf, SplitInterleavedFramesIntoChannels) {
+    for (const std::uint32_t channelCount : channelCounts) {
+        for (const std::uint32_t frames : frameCounts) {
+            const std::vector<float> source = noise(channelCount * frames + 1, frames);
+            const float* const interleaved = source.data() + 1;
+            Planar planar{channelCount, frames};
+            m_kernels.deinterleave(interleaved, planar.pointers.data(), channelCount, frames);
+            for (std::uint32_t c = 0; c < channelCount; ++c) {
+                for (std::uint32_t f = 0; f < frames; ++f) {
+                    ASSERT_EQ(planar.pointers[c][f], interleaved[f * channelCount + c])
+                        << channelCount << " channels, channel " << c << ", frame " << f << " of " << frames;
+                }
+                ASSERT_EQ(planar.pointers[c][frames], untouched);
+            }
+        }
+    }
+}
+
+TEST_P(KernelsOf, JoinChannelsAndSilenceWhatIsNotFinite) {
+    constexpr float inf = std::numeric_limits<float>::infinity();
+    const std::array<float, 8> special{inf,
+                                       -inf,
+                                       std::numeric_limits<float>::quiet_NaN(),
+                                       -std::numeric_limits<float>::signaling_NaN(),
+                                       std::numeric_limits<float>::max(),
+                                       std::numeric_limits<float>::lowest(),
+                                       std::numeric_limits<float>::denorm_min(),
+                                       -0.0F};
+    for (const std::uint32_t channelCount : channelCounts) {
+        for (const std::uint32_t frames : frameCounts) {
+            Planar planar{channelCount, frames};
+            for (std::uint32_t c = 0; c < channelCount; ++c) {
+                for (std::uint32_t f = 0; f < frames; ++f) {
+                    planar.pointers[c][f] = (f + c) % 3 == 0 ? special[(f / 3 + c) % special.size()] : 0.5F;
+                }
+            }
+            std::vector<float> joined(1 + channelCount * frames + 1, untouched);
+            m_kernels.interleave(planar.pointers.data(), joined.data() + 1, channelCount, frames);
+            for (std::size_t i = 0; i < std::size_t{channelCount} * frames; ++i) {
+                const float sample = planar.pointers[i % channelCount][i / channelCount];
+                const float expected = std::isfinite(sample) ? sample : 0.0F;
+                ASSERT_EQ(std::memcmp(&joined[1 + i], &expected, sizeof expected), 0)
+                    << channelCount << " channels, sample " << i << " became " << joined[1 + i];
+            }
+            ASSERT_EQ(joined.front(), untouched);
+            ASSERT_EQ(joined.back(), untouched);
+        }
+    }
+}
+
+TEST_P(KernelsOf, MultiplyAndAccumulateAllBinsButTheGap) {
+    for (const std::size_t blockFrames : {1U, 2U, 3U, 4U, 5U, 7U, 8U, 441U, 480U}) {
+        for (const std::size_t rows : {1U, 2U, 3U, 5U}) {
+            // Each spectrum starts at a multiple of four floats of one aligned block.
+            const std::size_t stride = (blockFrames + 1 + 3) / 4 * 4;
+            struct alignas(16) Four {
+                std::array<float, 4> floats;
+            };
+            std::vector<Four> memory((2 + 4 * rows) * stride / 4);
+            float* const pFirst = memory.front().floats.data();
+            const std::vector<float> content = noise(memory.size() * 4, 3);
+            std::memcpy(pFirst, content.data(), content.size() * sizeof(float));
+            std::array<std::vector<float*>, 4> arrays;
+            for (std::size_t i = 0; i < 4 * rows; ++i) {
+                arrays[i / rows].push_back(pFirst + (2 + i) * stride);
+            }
+            const auto& [partitionRe, partitionIm, accRe, accIm] = arrays;
+            m_kernels.multiplyAccumulate({pFirst, pFirst + stride, partitionRe.data(), partitionIm.data(),
+                                          accRe.data(), accIm.data(), rows, blockFrames});
+            for (std::size_t i = 0; i < rows * (blockFrames + 1); ++i) {
+                const std::size_t row = i / (blockFrames + 1);
+                const std::size_t bin = i % (blockFrames + 1);
+                const auto offset = [&](const float* p) { return static_cast<std::size_t>(p - pFirst) + bin; };
+                const bool inGap = bin >= blockFrames / 4 * 4 && bin < blockFrames;
+                const std::complex<double> input{content[bin], content[stride + bin]};
+                const std::complex<double> partition{content[offset(partitionRe[row])],
+                                                     content[offset(partitionIm[row])]};
+                std::complex<double> expected{content[offset(accRe[row])], content[offset(accIm[row])]};
+                expected += inGap ? 0.0 : input * partition;
+                ASSERT_NEAR(accRe[row][bin], expected.real(), 1e-6) << "B " << blockFrames << " bin " << bin;
+                ASSERT_NEAR(accIm[row][bin], expected.imag(), 1e-6) << "B " << blockFrames << " bin " << bin;
+            }
+        }
+    }
+}
+
+TEST_P(KernelsOf, ScaleAndAddAnyCountAtAnyAddress) {
+    for (std::size_t start = 0; start < 4; ++start) {
+        for (const std::size_t count : {0U, 1U, 3U, 4U, 7U, 64U, 441U}) {
+            const std::vector<float> a = noise(start + count + 1, 4);
+            const std::vector<float> b = noise(start + count + 2, 5);
+            std::vector<float> scaled = a;
+            std::vector<float> sum = a;
+            m_kernels.applyGain(scaled.data() + start, count, 1.7F);
+            m_kernels.add(sum.data() + start, b.data() + 1, sum.data() + start, count);
+            for (std::size_t i = 0; i < a.size(); ++i) {
+                const bool inside = i >= start && i < start + count;
+                ASSERT_EQ(scaled[i], inside ? a[i] * 1.7F : a[i]) << i << " of " << count << " from " << start;
+                ASSERT_EQ(sum[i], inside ? a[i] + b[i - start + 1] : a[i]) << i << " of " << count;
+            }
+        }
+    }
+}
+
+TEST(Kernels, AreForcedByNameAndTheFastestUnlessForced) {
+    ASSERT_EQ(&kernels(), availableKernels().back());
+    for (const Kernels* const pKernels : availableKernels()) {
+        EXPECT_TRUE(forceKernels(pKernels->name));
+        EXPECT_EQ(&kernels(), pKernels);
+    }
+    EXPECT_FALSE(forceKernels("none such"));
+    EXPECT_EQ(&kernels(), availableKernels().back());
+}
+
+TEST_P(KernelsOf, AmplifyAPairOfChannelsUpToTheFirstFrameBeyondTheLimit) {
+    constexpr float gain = 3.0F;
+    constexpr std::size_t frames = 23;
+    for (const float bad : {0.34F, -0.5F, std::numeric_limits<float>::quiet_NaN()}) {
+        for (std::size_t at = 0; at <= frames; ++at) {
+            for (const bool inRight : {false, true}) {
+                std::vector<float> left(frames + 1, 0.25F);
+                std::vector<float> right(frames + 1, -0.3F);
+                (inRight ? right : left)[at] = bad;
+                ASSERT_EQ(m_kernels.applyGainWithin(left.data(), right.data(), frames, gain, 1.0F), at);
+                for (std::size_t f = 0; f < at; ++f) {
+                    ASSERT_EQ(left[f], gain * 0.25F);
+                    ASSERT_EQ(right[f], gain * -0.3F);
+                }
+                ASSERT_EQ(inRight ? left[at] : right[at], inRight ? 0.25F : -0.3F);
+            }
+        }
+    }
+}
+
+TEST_P(KernelsOf, AmplifyInDoublePrecisionAndFindThePeakOfWhatIsFinite) {
+    constexpr float inf = std::numeric_limits<float>::infinity();
+    constexpr double gain = 1.9952623149688795;
+    for (const std::uint32_t frames : frameCounts) {
+        std::vector<float> samples = noise(frames + 2, 5);
+        for (std::size_t i = 1; i + 1 < samples.size(); i += 3) {
+            samples[i] = i % 2 == 0 ? -inf : std::numeric_limits<float>::quiet_NaN();
+        }
+        std::vector<float> expected = samples;
+        float peak = 0.0F;
+        for (std::size_t i = 1; i + 1 < samples.size(); ++i) {
+            expected[i] = std::isfinite(samples[i]) ? samples[i] : 0.0F;
+            peak = std::max(peak, std::fabs(expected[i]));
+        }
+        ASSERT_EQ(m_kernels.silenceNonFinite(samples.data() + 1, frames), peak);
+        ASSERT_EQ(samples, expected);
+        m_kernels.applyPreciseGain(samples.data() + 1, frames, gain);
+        for (std::size_t i = 1; i + 1 < samples.size(); ++i) {
+            ASSERT_EQ(samples[i], static_cast<float>(expected[i] * gain));
+        }
+    }
+}
+
+} // namespace

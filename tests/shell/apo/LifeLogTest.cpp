@@ -1,0 +1,348 @@
+#include "apo/Tovix.h"
+#include "support/ImportWatch.h"
+#include "support/ModuleUnderTest.h"
+#include "support/OldApoDouble.h"
+#include "support/RegistryValue.h"
+#include "support/SettingsWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <functional>
+#include <regex>
+
+namespace tovix::test {
+namespace {
+
+namespace fs = std::filesystem;
+using Lines = std::vector<std::string>;
+
+/// A copy of the module beside the development logger, which is given every line.
+class LoggedModule {
+public:
+    LoggedModule() {
+        fs::copy_file(programFolder() / "Tovix64.dll", path());
+        fs::copy_file(programFolder() / "logger" / "Logger64.dll", m_folder.path() / "Logger64.dll");
+        ::SetEnvironmentVariableW(L"TOVIX_LOG_FILE", file().c_str());
+    }
+    ~LoggedModule() { ::SetEnvironmentVariableW(L"TOVIX_LOG_FILE", nullptr); }
+    LoggedModule(const LoggedModule&) = delete;
+    LoggedModule& operator=(const LoggedModule&) = delete;
+
+    [[nodiscard]] fs::path path() const { return m_folder.path() / "Tovix64.dll"; }
+
+    /// The lines since the last call as "LEVEL Class::Method@Source message", without time, process, thread, object
+    /// and line number. `count` are waited for, two seconds at most, because the logger writes in its own time; one
+    /// too many comes with the next call at the latest. Once the module is unloaded all lines have been written.
+    Lines lines(std::size_t count = 0) {
+        Lines lines;
+        for (int i = 0; i < 200; ++i) {
+            readOn(lines);
+            if (lines.size() >= count) {
+                break;
+            }
+            ::Sleep(10);
+        }
+        return lines;
+    }
+
+private:
+    [[nodiscard]] fs::path file() const { return m_folder.path() / "record.txt"; }
+
+    void readOn(Lines& lines) {
+        static const std::regex layout(R"(\S+Z \d+ (\w+) \[\d+\] \[this=0x[0-9A-F]{16}\] \[(\S+):\d+\] (.*)\r)");
+        std::ifstream stream(file(), std::ios::binary);
+        stream.seekg(m_read);
+        std::smatch match;
+        for (std::string line; std::getline(stream, line) && !stream.eof();
+             m_read += static_cast<std::streamoff>(line.size()) + 1) {
+            if (std::regex_match(line, match, layout)) {
+                lines.push_back(match.str(1) + " " + match.str(2) + " " + match.str(3));
+            }
+        }
+    }
+
+    TemporaryFolder m_folder;
+    std::streamoff m_read = 0;
+};
+
+/// What the module is expected to have told since the last call.
+void expectTold(LoggedModule& logged, const Lines& expected) {
+    EXPECT_EQ(logged.lines(expected.size()), expected);
+}
+
+constexpr const char* formats = "BytesPerSample=4, BitsPerSample=32, FramesPerSecond=";
+
+TEST(LifeLog, TellsAWholeLifeInTheGivenWords) {
+    const RegistryValue level(L"MLS", 4);
+    LoggedModule logged;
+    SettingsWriter settings("");
+    const std::string fields = formats;
+    {
+        const ModuleUnderTest module(logged.path());
+        Effect effect(module.create());
+        expectTold(logged, {"INFO ClassFactory::CreateInstance@ClassFactory entered",
+                            "INFO EffectManager::EffectManager@EffectManager ENTERED",
+                            "INFO ApoConfigManager::ApoConfigManager@ConfigHelper ENTERING",
+                            "INFO ApoConfigManager::CreateSharedConfigData@ConfigHelper "
+                            "m_pSharedData->Open( CONFIG_DATA_STRUCT ) SUCCEEDED",
+                            "INFO ApoConfigManager::ApoConfigManager@ConfigHelper LEAVING",
+                            "INFO Tovix::Tovix@Tovix CALLED"});
+
+        EXPECT_EQ(effect.apo->Initialize(0, nullptr), E_INVALIDARG);
+        EXPECT_EQ(effect.initialize(), S_OK);
+        expectTold(logged, {"ERROR Tovix::Initialize@Tovix cbDataSize size IS incorrect.",
+                            "INFO Tovix::Initialize@Tovix APO GUID: {8B1D5C3E-6A47-4F0B-9E52-C7A3D8F41B60}",
+                            "INFO Tovix::Initialize@Tovix Endpoint GUID: {endpoint}"});
+
+        FormatDouble output(floatFormat(2, 48000, 3));
+        FormatDouble six(floatFormat(6, 48000, 0x3F));
+        negotiate(*effect.apo, &output, nullptr);
+        negotiate(*effect.apo, &output, &six);
+        negotiate(*effect.apo, &output, &output);
+        const std::string in = "INFO Tovix::IsInputFormatSupported@Tovix ";
+        const std::string stereo = "2, " + fields + "48000.000000, ChannelMask=3, guidFormatType=3";
+        const std::string surround = "6, " + fields + "48000.000000, ChannelMask=63, guidFormatType=3";
+        expectTold(logged,
+                   {"ERROR Tovix::IsInputFormatSupported@Tovix wrong arguments",
+                    in + "RequestedInputFormat = { SamplesPerFrame=" + surround,
+                    in + "Output format = { SamplesPerFrame=" + stereo + " }",
+                    "WARNING Tovix::IsInputFormatSupported@Tovix AFTER CBaseAudioProcessingObject::"
+                    "IsInputFormatSupported() CreateAudioMediaTypeFromUncompressedAudioFormat",
+                    in + "InputFormat NOT accepted, SupportedInputFormat = { SamplesPerFrame=" + stereo + " }",
+                    in + "RequestedInputFormat = { SamplesPerFrame=" + stereo,
+                    in + "Output format = { SamplesPerFrame=" + stereo + " }",
+                    in + "Input format has been accepted"});
+
+        const auto stereoFormat = floatFormat(2, 48000, 3);
+        EXPECT_EQ(effect.lock(stereoFormat, stereoFormat, 480, 441), S_OK);
+        EXPECT_EQ(effect.lock(stereoFormat, stereoFormat, 480, 441), APOERR_APO_LOCKED);
+        const std::string lock = "INFO Tovix::LockForProcess@Tovix ";
+        const std::string locked = "2, " + fields + "48000.000000, ChannelMask=3, InputFrameCount=";
+        const std::string input = lock + "Input format= { SamplesPerFrame=" + locked + "480, guidFormatType=3 }";
+        const std::string target = lock + "Output format= { SamplesPerFrame=" + locked + "441, guidFormatType=3 }";
+        expectTold(logged,
+                   {input, target, lock + "SUCCEEDED",
+                    "INFO EffectManager::initializeManager@EffectManager Channel count= 2 Device= FL FR", input,
+                    target, "ERROR Tovix::LockForProcess@Tovix CBaseAudioProcessingObject::LockForProcess() FAILED"});
+
+        settings.change("Boost: loud");
+        ::Sleep(300);
+        EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
+        expectTold(logged, {"ERROR EffectFactoryBoost::createFilter@EffectFactoryBoost "
+                            "Couldn't create boost filter. Params mismatch=0"});
+    }
+    expectTold(logged, {"INFO Tovix::~Tovix@Tovix CALLED", "INFO EffectManager::~EffectManager@EffectManager ENTERED",
+                        "INFO EffectManager::notificationThread@EffectManager Shutdown event received 1",
+                        "INFO EffectManager::~EffectManager@EffectManager "
+                        "params change notification thread was terminated",
+                        "INFO ApoConfigManager::~ApoConfigManager@ConfigHelper ENTERING",
+                        "INFO ApoConfigManager::~ApoConfigManager@ConfigHelper LEAVING"});
+}
+
+/// All lines of a module, from its loading to its end, that hold `word`.
+Lines toldWith(const std::string& word, const std::function<void(const ModuleUnderTest&)>& live) {
+    const RegistryValue level(L"MLS", 4);
+    LoggedModule logged;
+    live(ModuleUnderTest(logged.path()));
+    Lines lines = logged.lines();
+    std::erase_if(lines, [&](const std::string& line) { return line.find(word) == std::string::npos; });
+    return lines;
+}
+
+HRESULT WINAPI noText(REFCLSID, LPOLESTR*) {
+    return E_OUTOFMEMORY;
+}
+
+HANDLE WINAPI noEvent(SECURITY_ATTRIBUTES*, BOOL, BOOL, LPCWSTR) {
+    return nullptr;
+}
+
+HANDLE WINAPI invalidThread() {
+    return INVALID_HANDLE_VALUE;
+}
+
+LSTATUS WINAPI accessDenied() {
+    return ERROR_ACCESS_DENIED;
+}
+
+void failToInitialize(const ModuleUnderTest& module, Effect& effect) {
+    ImportWatch watch(module.handle());
+    watch.redirect("StringFromCLSID", reinterpret_cast<const void*>(&noText));
+    EXPECT_EQ(effect.initialize(), S_OK);
+    EXPECT_EQ(effect.initialize(E_ACCESSDENIED), E_ACCESSDENIED);
+}
+
+void failToNegotiate(Effect& effect, OldApoDouble& old) {
+    FormatDouble good(floatFormat(2));
+    FormatDouble unreadable(floatFormat(2), E_UNEXPECTED);
+    FormatDouble tooFast(floatFormat(2, 400000));
+    old.pProposal = &unreadable;
+    for (const HRESULT answer : {S_OK, S_FALSE, HRESULT{2}, E_FAIL}) {
+        old.formatResult = answer;
+        negotiate(*effect.apo, &good, &good);
+    }
+    negotiate(*effect.apo, &good, &unreadable);
+    negotiate(*effect.apo, &unreadable, &good);
+    negotiate(*effect.apo, &tooFast, &good);
+}
+
+void failToLock(Effect& effect, OldApoDouble& old) {
+    FormatDouble good(floatFormat(2));
+    FormatDouble unreadable(floatFormat(2), E_UNEXPECTED);
+    effect.lock(unreadable, good, 480);
+    effect.lock(good, unreadable, 480);
+    for (const HRESULT answer : {S_OK, E_FAIL}) {
+        old.lockResult = answer;
+        old.unlockResult = answer;
+        EXPECT_EQ(effect.lock(good, good, 480), S_OK);
+        EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
+    }
+}
+
+TEST(LifeLog, TellsEveryFailureInTheGivenWords) {
+    SettingsWriter settings("");
+    Lines lines = toldWith("@Tovix ", [](const ModuleUnderTest& module) {
+        OldApoDouble old;
+        Effect effect(module.create());
+        auto& tovix = static_cast<Tovix&>(*effect.apo);
+        failToInitialize(module, effect);
+        EXPECT_EQ(tovix.fillOldApoSlot(static_cast<IAudioProcessingObject&>(old)), S_OK);
+        failToNegotiate(effect, old);
+        EXPECT_EQ(tovix.fillOldApoSlot(static_cast<IAudioProcessingObject&>(old)), S_OK);
+        failToLock(effect, old);
+    });
+    std::erase_if(lines, [](const auto& line) { return line.find("SamplesPerFrame=") != std::string::npos; });
+    const std::string initialize = " Tovix::Initialize@Tovix ";
+    const std::string ask = " Tovix::IsInputFormatSupported@Tovix ";
+    const std::string asked =
+        "INFO" + ask + "Tovix::IsInputFormatSupported() InputFormatSupported of old apo SUCCEEDED";
+    const std::string accepted = "INFO" + ask + "Input format has been accepted";
+    const std::string lock = " Tovix::LockForProcess@Tovix ";
+    const Lines expected{
+        "INFO Tovix::Tovix@Tovix CALLED",
+        "ERROR" + initialize + "Failed to convert APO GUID to text",
+        "INFO" + initialize + "Endpoint GUID: {endpoint}",
+        "ERROR" + initialize + "Failed to convert APO GUID to text",
+        "ERROR" + initialize + "Failed to read endpoint GUID",
+        asked,
+        accepted,
+        asked,
+        "ERROR" + ask + "(*ppSupportedInputFormat)->GetUncompressedAudioFormat() FAILED",
+        asked,
+        "WARNING" + ask + "Unexpected HRESULT. hr=2",
+        "WARNING" + ask + "Tovix::IsInputFormatSupported() IsInputFormatSupported of old apo FAILED. hr=-2147467259",
+        accepted,
+        "ERROR" + ask + "pRequestedInputFormat->GetUncompressedAudioFormat() FAILED",
+        "ERROR" + ask + "pOutputFormat->GetUncompressedAudioFormat() FAILED",
+        "WARNING" + ask + "Unexpected HRESULT. hr=-2005073917",
+        "ERROR" + lock + "GetUncompressedAudioFormat() FAILED",
+        "ERROR" + lock + "GetUncompressedAudioFormat() FAILED",
+        "INFO" + lock + "LockForProcess() for old APO SUCCEEDED",
+        "INFO" + lock + "SUCCEEDED",
+        "WARNING" + lock + "LockForProcess() for old APO FAILED. hr=-2147467259",
+        "INFO" + lock + "SUCCEEDED",
+        "WARNING Tovix::UnlockForProcess@Tovix Tovix::UnlockForProcess() for old apo FAILED. hr=-2147467259",
+        "INFO Tovix::~Tovix@Tovix CALLED",
+    };
+    EXPECT_EQ(lines, expected);
+}
+
+TEST(LifeLog, NamesTheSpeakersOfTheOutputOrOfAnInputOfTheSameCount) {
+    SettingsWriter settings("");
+    const Lines lines = toldWith("Channel count", [](const ModuleUnderTest& module) {
+        const std::pair<UNCOMPRESSEDAUDIOFORMAT, UNCOMPRESSEDAUDIOFORMAT> streams[] = {
+            {floatFormat(2, 48000, 0x600), floatFormat(2, 48000, 3)},
+            {floatFormat(2, 48000, 0x600), floatFormat(2)},
+            {floatFormat(2, 48000, 0x600), floatFormat(3)},
+        };
+        Effect effect(module.create());
+        for (const auto& [input, output] : streams) {
+            EXPECT_EQ(effect.lock(input, output, 480), S_OK);
+            EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
+        }
+    });
+    const std::string count = "INFO EffectManager::initializeManager@EffectManager Channel count= ";
+    EXPECT_EQ(lines, (Lines{count + "2 Device= FL FR", count + "2 Device= SL SR", count + "3 Device= 1 2 3"}));
+}
+
+TEST(LifeLog, TellsHowRegistrationWent) {
+    Lines lines = toldWith("Dll", [](const ModuleUnderTest& module) {
+        EXPECT_EQ(module.call("DllRegisterServer"), S_OK);
+        EXPECT_EQ(module.call("DllUnregisterServer"), S_OK);
+        EXPECT_EQ(module.call("DllUnregisterServer"), E_FAIL);
+        ImportWatch watch(module.handle());
+        watch.redirect("RegCreateKeyExW", reinterpret_cast<const void*>(&accessDenied));
+        EXPECT_EQ(module.call("DllRegisterServer"), E_ACCESSDENIED);
+        watch.redirect("RegCreateKeyExW", nullptr);
+        watch.redirect("StringFromCLSID", reinterpret_cast<const void*>(&noText));
+        EXPECT_EQ(module.call("DllRegisterServer"), E_FAIL);
+    });
+    const std::string enter = " DllRegisterServer@DllMain ";
+    const std::string leave = " DllUnregisterServer@DllMain ";
+    const std::string missing = "ERROR" + leave +
+                                "RegistryException caught. msg=Failed to delete registry key HKEY_LOCAL_MACHINE\\"
+                                "SOFTWARE\\Classes\\CLSID\\{8B1D5C3E-6A47-4F0B-9E52-C7A3D8F41B60}\\InprocSer";
+    ASSERT_EQ(lines.size(), 10U);
+    lines[5].resize(std::min(lines[5].size(), missing.size())); // the line is full somewhere in the system's words
+    EXPECT_EQ(lines,
+              (Lines{"INFO" + enter + "Entered", "INFO" + enter + "SUCCEEDED", "INFO" + leave + "Entered",
+                     "INFO" + leave + "SUCCEEDED", "INFO" + leave + "Entered", missing, "INFO" + enter + "Entered",
+                     "ERROR" + enter + "RegisterAPO() FAILED", "INFO" + enter + "Entered",
+                     "ERROR" + enter + "RegistryException caught. msg=StringFromCLSID failed"}));
+}
+
+TEST(LifeLog, TellsWhyTheThreadEnded) {
+    SettingsWriter settings("");
+    const std::string thread = "EffectManager::notificationThread@EffectManager ";
+    const auto lock = [](const ModuleUnderTest& module) {
+        Effect effect(module.create());
+        EXPECT_EQ(effect.lock(floatFormat(2), floatFormat(2), 480), S_OK);
+        return effect;
+    };
+    EXPECT_EQ(toldWith(thread,
+                       [&](const ModuleUnderTest& module) {
+                           const Effect effect = lock(module);
+                           settings.change("Boost: 60 dB 1"); // takes the slot, which no block gives back
+                           ::Sleep(200);
+                           settings.change("Boost: 70 dB 1");
+                           ::Sleep(200);
+                       }),
+              (Lines{"INFO " + thread + "Shutdown event received 2"}));
+    // A lock while a fade is pending loses the token for good, and the lock has taken the settings itself.
+    EXPECT_EQ(toldWith(thread,
+                       [&](const ModuleUnderTest& module) {
+                           settings.write("");
+                           Effect effect = lock(module);
+                           settings.change("Boost: 60 dB 1");
+                           ::Sleep(200);
+                           EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
+                           EXPECT_EQ(effect.lock(floatFormat(2), floatFormat(2), 480), S_OK);
+                           settings.change("Boost: 120 dB 1");
+                           ::Sleep(200);
+                           for (int block = 0; block < 3; ++block) {
+                               EXPECT_NEAR(effect.process(std::vector<float>(960, 0.1F), 2, 2).back(), 0.1995F,
+                                           1e-4F);
+                           }
+                       }),
+              (Lines{"INFO " + thread + "Shutdown event received 2"}));
+    EXPECT_EQ(toldWith(thread,
+                       [&](const ModuleUnderTest& module) {
+                           ImportWatch watch(module.handle());
+                           watch.redirect("CreateEventW", reinterpret_cast<const void*>(&noEvent));
+                           lock(module);
+                       }),
+              (Lines{"ERROR " + thread + "NO update event exists!", "INFO " + thread + "Shutdown event received 1"}));
+    EXPECT_EQ(toldWith("Filed",
+                       [&](const ModuleUnderTest& module) {
+                           ImportWatch watch(module.handle());
+                           watch.redirect("CreateThread", reinterpret_cast<const void*>(&invalidThread));
+                           lock(module);
+                       }),
+              (Lines{"ERROR EffectManager::initializeManager@EffectManager "
+                     "E: Filed to create params change notification thread"}));
+    EXPECT_EQ(::GetModuleHandleW(L"Tovix64.dll"), nullptr);
+}
+
+} // namespace
+} // namespace tovix::test

@@ -1,0 +1,206 @@
+#include "apo/Tovix.h"
+#include "support/ImportWatch.h"
+#include "support/ModuleUnderTest.h"
+#include "support/OldApoDouble.h"
+#include "support/SectionWatch.h"
+#include "support/SettingsWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <xmmintrin.h>
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <set>
+#include <utility>
+
+namespace tovix::test {
+namespace {
+
+/// A low rate, and so a short fade of four blocks: the watch of the sections is slow.
+constexpr float rateHz = 8000.0F;
+constexpr UINT32 blockFrames = 20;
+constexpr const char* everyFilter = "Boost: 120 dB 0\nBoost: 60 dB 1\nEqualizer: 100 -3 1000 0 10000 6";
+
+enum class Previous { none, unwanted, running };
+
+struct Stream {
+    DWORD inputs = 2;
+    DWORD outputs = 2;
+    Previous previous = Previous::none;
+};
+
+/// A module whose imports and sections are watched, with one locked effect.
+class Watched {
+public:
+    explicit Watched(const Stream& stream = {}) : m_stream(stream) {
+        if (stream.previous != Previous::none) {
+            auto& tovix = static_cast<Tovix&>(*effect.apo);
+            EXPECT_EQ(tovix.fillOldApoSlot(static_cast<IAudioProcessingObject&>(m_old)), S_OK);
+        }
+        settings.write(text(""));
+        EXPECT_EQ(effect.lock(floatFormat(stream.inputs, rateHz), floatFormat(stream.outputs, rateHz), blockFrames),
+                  S_OK);
+        awaitIdleThread(1);
+    }
+    ~Watched() { effect.config->UnlockForProcess(); }
+
+    /// Announces new settings and waits until their chain is ready to fade in.
+    void change(const char* filters) {
+        watch.reset();
+        settings.change(text(filters));
+        awaitIdleThread(2); // one wait for the chain's slot, one for the next update
+    }
+
+    /// Processes blocks under both watches; nothing but `APOProcess` is inside the module meanwhile.
+    void play(int blocks, UINT32 frames = blockFrames, APO_BUFFER_FLAGS flags = BUFFER_VALID) {
+        watch.reset();
+        sections.watch();
+        for (int i = 0; i < blocks; ++i) {
+            effect.process(std::vector<float>(frames * m_stream.inputs, 20.0F), m_stream.inputs, m_stream.outputs,
+                           flags);
+        }
+        sections.rest();
+        for (const auto& [name, count] : watch.calls()) {
+            calls[name] += count;
+        }
+    }
+
+    /// Every way through `APOProcess`: bypass where the channel counts allow it, a fade to every filter and back,
+    /// too long blocks, silent, invalid and empty ones.
+    void playEverything() {
+        for (const char* const filters : {everyFilter, ""}) {
+            play(2);
+            change(filters);
+            play(5);
+            play(2, 3 * blockFrames + 5);
+            play(2, blockFrames, BUFFER_SILENT);
+            play(2, blockFrames, BUFFER_INVALID);
+            play(2, 0);
+        }
+    }
+
+    [[nodiscard]] bool previousRan() const {
+        return std::count(m_old.calls.begin(), m_old.calls.end(), "process") > 0;
+    }
+
+private:
+    OldApoDouble m_old;
+
+public:
+    ModuleUnderTest module;
+    ImportWatch watch{module.handle()};
+    SettingsWriter settings{""};
+    SectionWatch sections{module.handle(), programFolder() / "Tovix64.dll"};
+    Effect effect{module.create()};
+    /// The module's calls during `play` so far.
+    std::map<std::string, std::uint32_t> calls;
+
+private:
+    [[nodiscard]] std::string text(const char* filters) const {
+        return std::string(m_stream.previous == Previous::running ? "" : "#") + "EnableOldApo:\n" + filters;
+    }
+
+    void awaitIdleThread(std::uint32_t waits) {
+        for (int i = 0; i < 10000 && watch.calls("WaitForMultipleObjects") < waits; ++i) {
+            ::Sleep(1);
+        }
+        ::Sleep(10);
+    }
+
+    Stream m_stream;
+};
+
+constexpr Stream streams[] = {
+    {1, 1, Previous::none},     {2, 2, Previous::none},    {6, 6, Previous::none},     {8, 8, Previous::none},
+    {1, 2, Previous::none},     {3, 5, Previous::none},    {6, 2, Previous::none},     {2, 2, Previous::running},
+    {1, 8, Previous::running},  {6, 2, Previous::running}, {2, 2, Previous::unwanted}, {1, 6, Previous::unwanted},
+    {6, 2, Previous::unwanted},
+};
+
+/// The calls that may not be made while a block is processed.
+std::set<std::string> forbidden(const std::map<std::string, std::uint32_t>& calls) {
+    const std::set<std::string> allowed{"ReleaseSemaphore", "memcpy", "memmove", "memset"};
+    std::set<std::string> others;
+    for (const auto& [name, count] : calls) {
+        if (count != 0 && allowed.count(name) == 0) {
+            others.insert(name);
+        }
+    }
+    return others;
+}
+
+TEST(RealtimeModule, WholePathLiesInItsSectionAndCallsNothingOfTheSystemButTheSemaphoresRelease) {
+    // What the path may use besides, of the module itself: transforms, elementary functions, copies.
+    const std::set<std::string> libraries{"fftwf_execute", "cosf", "exp", "log", "memcpy", "memmove", "memset"};
+    for (const Stream& stream : streams) {
+        SCOPED_TRACE(testing::Message() << stream.inputs << " into " << stream.outputs);
+        Watched watched(stream);
+        watched.playEverything();
+        EXPECT_EQ(watched.effect.rt->CalcInputFrames(1), 1U);
+        EXPECT_EQ(watched.previousRan(), stream.previous == Previous::running);
+        EXPECT_EQ(watched.calls["ReleaseSemaphore"], 2U); // two fades have ended
+        EXPECT_EQ(forbidden(watched.calls), std::set<std::string>());
+        const auto entered = watched.sections.entered();
+        EXPECT_EQ(entered.count("fftwf_execute"), 1U); // the watch sees calls, and names them
+        for (const std::string& name : entered) {
+            EXPECT_EQ(libraries.count(name), 1U) << name;
+        }
+    }
+}
+
+IAudioProcessingObject* pPlanted = nullptr;
+
+/// A copy, before which the module allocates once.
+void* copyWithPlantedCall(void* pTo, const void* pFrom, std::size_t bytes) {
+    if (auto* const pApo = std::exchange(pPlanted, nullptr)) {
+        APO_REG_PROPERTIES* pRecord = nullptr;
+        EXPECT_EQ(pApo->GetRegistrationProperties(&pRecord), S_OK);
+        ::CoTaskMemFree(pRecord);
+    }
+    return std::memmove(pTo, pFrom, bytes);
+}
+
+TEST(RealtimeModule, WatchNoticesACallPlantedInABlock) {
+    Watched watched;
+    watched.watch.redirect("memcpy", reinterpret_cast<const void*>(&copyWithPlantedCall));
+    pPlanted = watched.effect.apo.get();
+    watched.play(1); // the bypass copies
+    EXPECT_EQ(pPlanted, nullptr);
+    EXPECT_EQ(forbidden(watched.calls), std::set<std::string>{"CoTaskMemAlloc"});
+}
+
+TEST(RealtimeModule, LeavesTheCallersFloatingPointStateAlone) {
+    Watched watched;
+    watched.change(everyFilter);
+    const unsigned before = _mm_getcsr();
+    for (const unsigned control : {0x1F80U, 0x9FC0U, 0x3F80U}) {
+        _mm_setcsr(control);
+        watched.play(1);
+        EXPECT_EQ(_mm_getcsr(), control);
+        _mm_setcsr(before);
+    }
+}
+
+void* noMemory(std::size_t) {
+    return nullptr;
+}
+
+TEST(RealtimeModule, BuildWithoutMemoryLosesNoLaterChange) {
+    Watched watched;
+    for (const char* const text : {everyFilter, "Boost: 20 dB 1"}) {
+        watched.watch.redirect("malloc", reinterpret_cast<const void*>(&noMemory));
+        watched.change(text); // cannot be built
+        watched.watch.redirect("malloc", nullptr);
+        EXPECT_EQ(watched.watch.calls("ReleaseSemaphore"), 1U);
+        watched.play(5);
+        EXPECT_EQ(watched.watch.calls("ReleaseSemaphore"), 0U);
+        watched.change(text);
+        watched.play(5);
+        EXPECT_EQ(watched.watch.calls("ReleaseSemaphore"), 1U);
+    }
+}
+
+} // namespace
+} // namespace tovix::test

@@ -1,0 +1,228 @@
+#include "apo/OldApoSlot.h"
+#include "support/ImportWatch.h"
+#include "support/ModuleUnderTest.h"
+#include "support/OwnResources.h"
+#include "support/SettingsWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace tovix::test {
+namespace {
+
+/// The headers and directories of a loaded module.
+class ModuleImage {
+public:
+    explicit ModuleImage(HMODULE hModule) : m_pBase(reinterpret_cast<const BYTE*>(hModule)) {}
+
+    [[nodiscard]] const IMAGE_NT_HEADERS64& headers() const {
+        return at<IMAGE_NT_HEADERS64>(
+            static_cast<DWORD>(reinterpret_cast<const IMAGE_DOS_HEADER*>(m_pBase)->e_lfanew));
+    }
+    template <class T> [[nodiscard]] const T& directory(std::size_t index) const {
+        return at<T>(headers().OptionalHeader.DataDirectory[index].VirtualAddress);
+    }
+    template <class T> [[nodiscard]] const T& at(DWORD address) const {
+        return *reinterpret_cast<const T*>(m_pBase + address);
+    }
+
+private:
+    const BYTE* m_pBase;
+};
+
+TEST(Module, ExportsFourFunctionsAndImportsSystemLibrariesAlone) {
+    const ModuleUnderTest module;
+    const ModuleImage image(module.handle());
+    const auto& exports = image.directory<IMAGE_EXPORT_DIRECTORY>(IMAGE_DIRECTORY_ENTRY_EXPORT);
+    std::set<std::string> names;
+    for (DWORD i = 0; i < exports.NumberOfNames; ++i) {
+        names.insert(&image.at<char>((&image.at<DWORD>(exports.AddressOfNames))[i]));
+    }
+    EXPECT_EQ(exports.NumberOfFunctions, 4U);
+    EXPECT_EQ(names, (std::set<std::string>{"DllCanUnloadNow", "DllGetClassObject", "DllRegisterServer",
+                                            "DllUnregisterServer"}));
+    const std::set<std::string> systemLibraries{"ADVAPI32.dll", "KERNEL32.dll", "NETAPI32.dll", "msvcrt.dll",
+                                                "ole32.dll"};
+    const auto* pImport = &image.directory<IMAGE_IMPORT_DESCRIPTOR>(IMAGE_DIRECTORY_ENTRY_IMPORT);
+    for (; pImport->Name != 0; ++pImport) {
+        EXPECT_EQ(systemLibraries.count(&image.at<char>(pImport->Name)), 1U) << &image.at<char>(pImport->Name);
+    }
+}
+
+constexpr std::uintptr_t versionType = 16;
+constexpr std::uintptr_t manifestType = 24;
+
+/// Whether the module has any resource of the type.
+bool hasResource(const ModuleUnderTest& module, std::uintptr_t type) {
+    bool found = false;
+    const auto take = [](HMODULE, LPCWSTR, LPWSTR, LONG_PTR context) -> BOOL {
+        *reinterpret_cast<bool*>(context) = true;
+        return FALSE;
+    };
+    ::EnumResourceNamesW(module.handle(), reinterpret_cast<LPCWSTR>(type), take, reinterpret_cast<LONG_PTR>(&found));
+    return found;
+}
+
+TEST(Module, IsHardenedAndLoadsWhereManifestsAreRefused) {
+    const ModuleUnderTest module;
+    const ModuleImage image(module.handle());
+    constexpr WORD hardening = IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE | IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA |
+                               IMAGE_DLLCHARACTERISTICS_NX_COMPAT;
+    EXPECT_EQ(image.headers().OptionalHeader.DllCharacteristics & hardening, hardening);
+    const auto* const pSection = reinterpret_cast<const IMAGE_SECTION_HEADER*>(&image.headers() + 1);
+    for (WORD i = 0; i < image.headers().FileHeader.NumberOfSections; ++i) {
+        constexpr DWORD writableCode = IMAGE_SCN_MEM_EXECUTE | IMAGE_SCN_MEM_WRITE;
+        EXPECT_NE(pSection[i].Characteristics & writableCode, writableCode) << pSection[i].Name;
+    }
+    EXPECT_TRUE(hasResource(module, versionType));
+    EXPECT_FALSE(hasResource(module, manifestType));
+}
+
+TEST(Module, HoldsTheKeysUnderWhichAPreviousEffectMayStand) {
+    const ModuleUnderTest module;
+    const ModuleImage image(module.handle());
+    const std::string_view bytes(&image.at<char>(0), image.headers().OptionalHeader.SizeOfImage);
+    const std::wstring effects = L"{d04e05a6-594b-4fb6-a80d-01af5eed7d1d},";
+    const std::wstring modes = L"{d3993a3f-99c2-4402-b5ec-a92a0367664b},";
+    const struct {
+        const wchar_t* key;
+        const wchar_t* modesKey;
+        int side;
+        int kind;
+        int scope;
+    } rows[] = {
+        {L"1", nullptr, 0, 0, 1}, {L"2", nullptr, 1, 0, 1}, {L"5", L"5", 0, 1, 1},  {L"6", L"6", 0, 1, 1},
+        {L"7", L"7", 1, 1, 1},    {L"13", L"5", 0, 2, 7},   {L"14", L"6", 0, 2, 7}, {L"15", L"7", 1, 2, 7},
+    };
+    ASSERT_EQ(OldApoSlot::keys().size(), std::size(rows));
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        const EffectKey& key = OldApoSlot::keys()[i];
+        const std::wstring text = effects + rows[i].key;
+        EXPECT_EQ(key.key, text);
+        EXPECT_EQ(key.key, effectKeyNames[i]);
+        EXPECT_EQ(key.modesKey, rows[i].modesKey != nullptr ? modes + rows[i].modesKey : L"");
+        EXPECT_EQ(static_cast<int>(key.side), rows[i].side) << i;
+        EXPECT_EQ(static_cast<int>(key.kind), rows[i].kind) << i;
+        EXPECT_EQ(key.scope, rows[i].scope) << i;
+        const std::string_view inModule(reinterpret_cast<const char*>(text.c_str()), (text.size() + 1) * 2);
+        EXPECT_NE(bytes.find(inModule), std::string_view::npos) << i;
+    }
+}
+
+/// Plays 0.1 until the effect gives `wanted`, five seconds at most.
+bool playUntil(Effect& effect, float wanted) {
+    for (int i = 0; i < 5000; ++i) {
+        if (std::fabs(effect.process(std::vector<float>(128, 0.1F), 2, 2).back() - wanted) < 1e-4F) {
+            return true;
+        }
+        ::Sleep(1);
+    }
+    return false;
+}
+
+/// Both kinds of threads that the effect has: for changes, and for a settings block that is still to come.
+TEST(Module, IsHeldByEachOfTheEffectsThreads) {
+    for (const bool blockIsThere : {true, false}) {
+        const KernelHandle nameTaken(blockIsThere ? nullptr
+                                                  : ::CreateSemaphoreW(nullptr, 0, 1, L"Global\\TovixConfigData"));
+        auto module = std::make_unique<ModuleUnderTest>();
+        Effect effect(module->create());
+        if (blockIsThere) {
+            ASSERT_EQ(effect.lock(floatFormat(2), floatFormat(2), 64), S_OK);
+        }
+        module.reset();
+        EXPECT_NE(::GetModuleHandleW(L"Tovix64.dll"), nullptr) << blockIsThere;
+        module = std::make_unique<ModuleUnderTest>();
+    }
+    EXPECT_EQ(::GetModuleHandleW(L"Tovix64.dll"), nullptr);
+}
+
+/// On a thread of the system's own: the compiler's threads leave things behind themselves.
+template <class Body> void onThread(Body body) {
+    const auto run = [](void* pBody) -> DWORD {
+        (*static_cast<Body*>(pBody))();
+        return 0;
+    };
+    const KernelHandle thread(::CreateThread(nullptr, 0, run, &body, 0, nullptr));
+    ::WaitForSingleObject(thread.get(), INFINITE);
+}
+
+void* noMemory() {
+    return nullptr;
+}
+
+/// Runs `body` without memory for the module, on a thread that has never thrown before either.
+template <class Body> void withoutMemory(ImportWatch& imports, Body body) {
+    constexpr std::array functions{"malloc", "calloc", "realloc", "HeapAlloc"};
+    for (const char* const function : functions) {
+        imports.redirect(function, reinterpret_cast<const void*>(&noMemory));
+    }
+    onThread(body);
+    for (const char* const function : functions) {
+        imports.redirect(function, nullptr);
+    }
+}
+
+TEST(Module, WithoutMemoryRefusesAnEffectAndLocksWithoutAChain) {
+    SettingsWriter settings("Boost: 60 dB 1");
+    const ModuleUnderTest module;
+    ImportWatch imports(module.handle());
+    const auto factory = module.factory();
+    void* pEffect = nullptr;
+    HRESULT result = S_OK;
+    withoutMemory(imports, [&] { result = factory->CreateInstance(nullptr, IID_IUnknown, &pEffect); });
+    EXPECT_EQ(result, E_OUTOFMEMORY);
+
+    Effect effect(module.create());
+    withoutMemory(imports, [&] { result = effect.lock(floatFormat(2), floatFormat(2), 64); });
+    EXPECT_EQ(result, S_OK);
+    EXPECT_EQ(effect.process(std::vector<float>(128, 0.1F), 2, 2), std::vector<float>(128, 0.1F));
+    // The first chain becomes current at once, and so the second needs the token that it must have given back.
+    settings.change("Boost: 60 dB 1");
+    EXPECT_TRUE(playUntil(effect, 0.1F * std::pow(10.0F, 0.3F)));
+    settings.change("Boost: 120 dB 1");
+    EXPECT_TRUE(playUntil(effect, 0.1F * std::pow(10.0F, 0.6F)));
+}
+
+/// One whole life of the module with a stream in it whose settings change.
+void liveOnce(SettingsWriter& settings, const char* text) {
+    settings.write(text);
+    const ModuleUnderTest module;
+    Effect effect(module.create());
+    ASSERT_EQ(effect.initialize(), S_OK);
+    FormatDouble request(floatFormat(2, 5.0F));
+    FormatDouble output(floatFormat(2));
+    ASSERT_EQ(negotiate(*effect.apo, &output, &request).result, S_FALSE);
+    ASSERT_EQ(effect.lock(floatFormat(2), floatFormat(2), 64), S_OK);
+    ASSERT_GT(effect.process(std::vector<float>(128, 0.1F), 2, 2).front(), 0.15F);
+    settings.change("Boost: 0 dB 1");
+    ASSERT_TRUE(playUntil(effect, 0.1F));
+    ASSERT_EQ(effect.config->UnlockForProcess(), S_OK);
+}
+
+TEST(ModuleSlow, AThousandLivesLeaveNothingBehind) {
+    SettingsWriter settings("");
+    const auto live = [&settings](int lives) {
+        for (int i = 0; i < lives; ++i) {
+            const char* const text = i % 10 == 0 ? "Boost: 60 dB 1\nEqualizer: 100 3" : "Boost: 60 dB 1";
+            onThread([&] { liveOnce(settings, text); });
+        }
+    };
+    live(20);
+    const std::size_t handles = ownHandles();
+    const std::size_t threads = ownThreads();
+    const std::size_t bytes = ownHeapBytes();
+    live(1000);
+    EXPECT_EQ(::GetModuleHandleW(L"Tovix64.dll"), nullptr);
+    EXPECT_EQ(ownHandles(), handles);
+    EXPECT_EQ(ownThreads(), threads);
+    EXPECT_EQ(ownHeapBytes(), bytes);
+}
+
+} // namespace
+} // namespace tovix::test

@@ -1,0 +1,67 @@
+#include "module/ProcessInfo.h"
+#include "support/LogCapture.h"
+#include "system/ProcessQueries.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+namespace tovix::test {
+namespace {
+
+/// The line that `questions` give, after its head.
+std::string processLine(const ProcessQuestions& questions, LogLevel level = LogLevel::Info) {
+    const LogCapture capture(level);
+    LogProcessInfo(questions);
+    if (LogCapture::lines().empty()) {
+        return "";
+    }
+    const std::string line = LogCapture::lines().front();
+    const std::string object = " [7] [this=0x0000000000000000] [LogProcessInfo@ClassFactory:";
+    EXPECT_EQ(line.substr(line.find(' '), object.size()), object);
+    return line.substr(0, line.find(' ')) + " " + line.substr(line.find("] ", line.find('@')) + 2);
+}
+
+constexpr bool (*yes)() = [] { return true; };
+constexpr bool (*no)() = [] { return false; };
+
+TEST(ProcessInfo, LineNamesTheAnswersAndTheIntegrity) {
+    const struct {
+        std::uint32_t (*rid)();
+        const char* name;
+    } cases[] = {
+        {[] { return 0U; }, "Untrusted"}, {[] { return 0x1000U; }, "Low"},    {[] { return 0x2000U; }, "Medium"},
+        {[] { return 0x3000U; }, "High"}, {[] { return 0x4000U; }, "System"}, {[] { return 0x2100U; }, "Unknown"},
+        {[] { return 0x1U; }, "Unknown"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(processLine({yes, no, no, c.rid}),
+                  std::string("INFO isUserAdmin=1 runAsAdmin=0 isElevatedProc=0 integrity=") + c.name);
+    }
+    EXPECT_EQ(processLine({no, yes, yes, cases[0].rid}),
+              "INFO isUserAdmin=0 runAsAdmin=1 isElevatedProc=1 integrity=Untrusted");
+    EXPECT_EQ(processLine({yes, yes, yes, cases[0].rid}, LogLevel::Warning), "");
+}
+
+TEST(ProcessInfo, WhateverAQuestionThrowsEndsInTheLog) {
+    const auto rid = [] { return 0x2000U; };
+    const ProcessQuestions code{yes, []() -> bool { throw std::uint32_t{0xFFFFFFFF}; }, yes, rid};
+    EXPECT_EQ(processLine(code), "ERROR Failed to get information about user's priveleges. Error code=4294967295");
+    EXPECT_EQ(processLine(code, LogLevel::Error),
+              "ERROR Failed to get information about user's priveleges. Error code=4294967295");
+    EXPECT_EQ(processLine(code, LogLevel::Fatal), "");
+    const ProcessQuestions other{[]() -> bool { throw std::runtime_error("other"); }, yes, yes, rid};
+    EXPECT_EQ(processLine(other), "ERROR Failed to get information about user's priveleges");
+}
+
+TEST(ProcessInfo, ThisProcessHasAnswers) {
+    const LogCapture capture(LogLevel::Info);
+    LogProcessInfo();
+    ASSERT_EQ(LogCapture::lines().size(), 1U);
+    EXPECT_EQ(LogCapture::lines().front().find("Failed"), std::string::npos);
+    const std::uint32_t rid = GetProcessIntegrityRid();
+    EXPECT_TRUE(rid >= 0x1000 && rid <= 0x4000 && rid % 0x1000 == 0) << rid;
+}
+
+} // namespace
+} // namespace tovix::test

@@ -1,0 +1,161 @@
+#include "support/ModuleUnderTest.h"
+#include "system/RegistryUtils.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace tovix::test {
+namespace {
+
+constexpr const wchar_t* classKey = L"SOFTWARE\\Classes\\CLSID\\{8B1D5C3E-6A47-4F0B-9E52-C7A3D8F41B60}";
+constexpr const wchar_t* serverKey =
+    L"SOFTWARE\\Classes\\CLSID\\{8B1D5C3E-6A47-4F0B-9E52-C7A3D8F41B60}\\InprocServer32";
+constexpr const wchar_t* engineListKey = L"SOFTWARE\\Classes\\AudioEngine\\AudioProcessingObjects";
+constexpr const wchar_t* engineKey =
+    L"SOFTWARE\\Classes\\AudioEngine\\AudioProcessingObjects\\{8B1D5C3E-6A47-4F0B-9E52-C7A3D8F41B60}";
+
+RegistryKey openKey(const wchar_t* path, DWORD access = KEY_READ) {
+    HKEY hKey = nullptr;
+    ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, access | KEY_WOW64_64KEY, &hKey);
+    return RegistryKey(hKey);
+}
+
+/// A value as text; its type when it is neither string nor number, "none" when there is none.
+std::wstring valueOf(const wchar_t* path, const wchar_t* name) {
+    const RegistryKey key = openKey(path);
+    DWORD type = 0;
+    wchar_t data[300] = {};
+    DWORD bytes = sizeof data - sizeof(wchar_t);
+    if (!key || ::RegQueryValueExW(key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(data), &bytes) != 0) {
+        return L"none";
+    }
+    DWORD number = 0;
+    std::memcpy(&number, data, sizeof number);
+    return type == REG_SZ ? data : type == REG_DWORD ? std::to_wstring(number) : L"other";
+}
+
+void deleteTree(const wchar_t* path) {
+    ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, path);
+}
+
+class Registration : public testing::Test {
+protected:
+    Registration() { clear(); }
+    ~Registration() override { clear(); }
+
+    /// A key that lets no lasting key be made below it.
+    static void makeVolatile(const wchar_t* path) {
+        HKEY hKey = nullptr;
+        ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, path, 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS | KEY_WOW64_64KEY,
+                          nullptr, &hKey, nullptr);
+        const RegistryKey key(hKey);
+    }
+
+    ModuleUnderTest module;
+
+    /// Takes away what is the effect's own. The engine's keys above it go only when they are empty: a key with
+    /// others below it, such as every other vendor's effects, is not deleted.
+    static void clear() {
+        deleteTree(classKey);
+        deleteTree(engineKey);
+        for (const wchar_t* const path : {engineListKey, L"SOFTWARE\\Classes\\AudioEngine"}) {
+            ::RegDeleteKeyExW(HKEY_LOCAL_MACHINE, path, KEY_WOW64_64KEY, 0);
+        }
+    }
+};
+
+TEST_F(Registration, WritesTheClassAndTheEnginesEntryAndTakesThemBack) {
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(module.call("DllRegisterServer"), S_OK);
+        const RegistryKey key = openKey(engineKey, KEY_SET_VALUE);
+        ::RegSetValueExW(key.get(), L"Stale", 0, REG_SZ, reinterpret_cast<const BYTE*>(L"x"), 4);
+    }
+    ASSERT_EQ(module.call("DllRegisterServer"), S_OK);
+    EXPECT_EQ(valueOf(engineKey, L"Stale"), L"none");
+
+    EXPECT_EQ(valueOf(classKey, L""), L"Tovix Global Effect");
+    EXPECT_EQ(std::filesystem::path(valueOf(serverKey, L"")), programFolder() / "Tovix64.dll");
+    EXPECT_EQ(valueOf(serverKey, L"ThreadingModel"), L"Both");
+    const std::pair<const wchar_t*, const wchar_t*> values[] = {
+        {L"FriendlyName", L"Tovix"},
+        {L"Copyright", L"Copyright (c) the Tovix authors"},
+        {L"MajorVersion", L"1"},
+        {L"MinorVersion", L"0"},
+        {L"Flags", L"13"},
+        {L"MinInputConnections", L"1"},
+        {L"MaxInputConnections", L"1"},
+        {L"MinOutputConnections", L"1"},
+        {L"MaxOutputConnections", L"1"},
+        {L"MaxInstances", L"4294967295"},
+        {L"NumAPOInterfaces", L"1"},
+        {L"APOInterface0", L"{FD7F2B29-24D0-4B5C-B177-592C39F9CA10}"},
+    };
+    for (const auto& [name, value] : values) {
+        EXPECT_EQ(valueOf(engineKey, name), value);
+    }
+
+    EXPECT_EQ(module.call("DllUnregisterServer"), S_OK);
+    EXPECT_FALSE(openKey(classKey));
+    EXPECT_FALSE(openKey(engineKey));
+    EXPECT_EQ(module.call("DllUnregisterServer"), E_FAIL);
+}
+
+TEST_F(Registration, LetsComMakeTheEffect) {
+    ASSERT_EQ(module.call("DllRegisterServer"), S_OK);
+    ASSERT_EQ(::CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_OK);
+    void* pApo = nullptr;
+    EXPECT_EQ(::CoCreateInstance(effectClassId, nullptr, CLSCTX_INPROC_SERVER, IID_IAudioProcessingObject, &pApo),
+              S_OK);
+    EXPECT_EQ(module.canUnloadNow(), S_FALSE);
+    ComReference<IUnknown>(static_cast<IUnknown*>(pApo)).reset();
+    EXPECT_EQ(module.canUnloadNow(), S_OK);
+    ::CoUninitialize();
+}
+
+TEST_F(Registration, ThatFailsHalfWayIsUndone) {
+    makeVolatile(classKey);
+    EXPECT_EQ(module.call("DllRegisterServer"), E_FAIL);
+    EXPECT_FALSE(openKey(engineKey));
+
+    clear();
+    if (openKey(engineListKey)) {
+        GTEST_SKIP() << "other effects are registered: their list stays as it is";
+    }
+    makeVolatile(engineListKey);
+    EXPECT_EQ(module.call("DllRegisterServer"), HRESULT_FROM_WIN32(ERROR_CHILD_MUST_BE_VOLATILE));
+    EXPECT_FALSE(openKey(classKey));
+}
+
+/// The message of what an operation threw, up to the system's own words.
+template <class Operation> std::wstring failureOf(Operation operation) {
+    try {
+        operation();
+    } catch (const RegistryException& failure) {
+        return failure.message();
+    }
+    return L"no failure";
+}
+
+TEST(RegistryUtils, FailuresNameTheStepAndTheKey) {
+    const std::wstring missing = L"hkey_local_machine\\SOFTWARE\\Tovix no such key";
+    const std::wstring tooLong = L"HKEY_CURRENT_USER\\" + std::wstring(300, L'x');
+    EXPECT_EQ(failureOf([] { createRegistryKey(L"HKEY_LOCAL_MACHINE"); }),
+              L"Wrong format of the key: HKEY_LOCAL_MACHINE");
+    EXPECT_EQ(failureOf([] { openRegistryKey(L"HKLM\\SOFTWARE"); }),
+              L"Root registry key is incorrect:HKLM\\SOFTWARE");
+    const std::pair<std::wstring, std::wstring> failures[] = {
+        {failureOf([&] { openRegistryKey(missing); }), L"Opening key " + missing + L": "},
+        {failureOf([&] { writeRegistryValue(missing, L"v", L"x"); }), L"Opening key " + missing + L": "},
+        {failureOf([&] { deleteRegistryKey(missing); }), L"Failed to delete registry key " + missing + L": "},
+        {failureOf([&] { createRegistryKey(tooLong); }), L"Creating key " + tooLong + L": "},
+    };
+    for (const auto& [message, start] : failures) {
+        EXPECT_EQ(message.substr(0, start.size()), start);
+        EXPECT_GT(message.size(), start.size()) << "the system's reason is missing";
+        EXPECT_EQ(message.find(L'\n'), std::wstring::npos);
+    }
+}
+
+} // namespace
+} // namespace tovix::test

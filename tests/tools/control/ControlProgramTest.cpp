@@ -1,0 +1,208 @@
+#include "exchange/ConfigHelper.h"
+#include "support/ChildProcess.h"
+#include "support/RegistryValue.h"
+#include "support/SharedDescriptor.h"
+#include "system/RegistrySettings.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <thread>
+
+namespace tovix::test {
+namespace {
+
+constexpr const wchar_t* blockName = L"Global\\TovixConfigData";
+
+struct Answer {
+    DWORD exitStatus;
+    std::string output;
+};
+
+Answer control(const std::wstring& arguments) {
+    ChildProcess program({programFolder() / "tovixctl.exe", arguments});
+    std::string output = program.rest();
+    return {program.finish(), output};
+}
+
+/// A tovixctl that stays until the object ends it, as Ctrl-C would.
+class HeldProgram {
+public:
+    explicit HeldProgram(const std::wstring& arguments) : m_program({programFolder() / "tovixctl.exe", arguments}) {}
+    ~HeldProgram() { ::TerminateProcess(m_program.process(), 0); }
+    HeldProgram(const HeldProgram&) = delete;
+    HeldProgram& operator=(const HeldProgram&) = delete;
+
+    /// Waits for a line with `text`; false once the program has ended without one.
+    [[nodiscard]] bool says(const std::string& text) {
+        std::string line = m_program.readLine();
+        while (!line.empty() && line.find(text) == std::string::npos) {
+            line = m_program.readLine();
+        }
+        return !line.empty();
+    }
+
+private:
+    ChildProcess m_program;
+};
+
+std::string textOf(const ApoConfigManager& effect) {
+    std::ostringstream stream;
+    effect.ReadConfigData(stream);
+    return stream.str().substr(0, stream.str().find('\0'));
+}
+
+bool awaitText(const ApoConfigManager& effect, const std::string& text) {
+    for (int i = 0; i < 250 && textOf(effect) != text; ++i) {
+        ::Sleep(20);
+    }
+    return textOf(effect) == text;
+}
+
+/// Takes the block's name with an object of another kind, so that nobody can open or create the block.
+KernelHandle occupyBlockName() {
+    return KernelHandle(::CreateSemaphoreW(nullptr, 0, 1, blockName));
+}
+
+TEST(ControlProgram, EachChangeReachesARunningEffectAndItsEvent) {
+    const ApoConfigManager effect;
+    const struct {
+        const wchar_t* arguments;
+        const char* text;
+    } steps[] = {
+        {L"boost 6.0 --limit", "Boost: 60 dB 1"},
+        {L"eq \"100 -3 1000 0 10000 6\"", "Equalizer: 100 -3 1000 0 10000 6\nBoost: 60 dB 1"},
+        {L"boost off", "Equalizer: 100 -3 1000 0 10000 6\n#Boost: 60 dB 1"},
+        {L"eq off", "#Equalizer: 100 -3 1000 0 10000 6\n#Boost: 60 dB 1"},
+        {L"boost on --json", "#Equalizer: 100 -3 1000 0 10000 6\nBoost: 60 dB 1"},
+        {L"set \"Equalizer: 20 1\" \"#note\"", "Equalizer: 20 1\nBoost: 60 dB 1\n#note"},
+    };
+    for (const auto& step : steps) {
+        EXPECT_EQ(control(step.arguments).exitStatus, 0U);
+        EXPECT_EQ(::WaitForSingleObject(effect.updateEvent(), 0), WAIT_OBJECT_0);
+        EXPECT_EQ(textOf(effect), step.text);
+    }
+    const auto status = control(L"status --json").output;
+    EXPECT_NE(status.find(R"("text":"Equalizer: 20 1\nBoost: 60 dB 1\n#note")"), std::string::npos) << status;
+    EXPECT_NE(status.find(R"("holders":1)"), std::string::npos) << status;
+}
+
+TEST(ControlProgram, WaitsForItsTurnSoThatTwoAtOnceKeepEachOthersLines) {
+    const ApoConfigManager effect;
+    control(L"boost 3");
+    const KernelHandle turn(::CreateMutexW(nullptr, TRUE, L"Global\\TovixControl"));
+    std::thread second([] { control(L"eq \"100 -3\""); });
+    ::Sleep(1000);
+    const std::string meanwhile = textOf(effect);
+    ::ReleaseMutex(turn.get());
+    second.join();
+    EXPECT_EQ(meanwhile, "Boost: 30 dB 0");
+    EXPECT_EQ(textOf(effect), "Equalizer: 100 -3\nBoost: 30 dB 0");
+}
+
+TEST(ControlProgram, OneChangeWakesEveryEffectThatWaits) {
+    const std::array<ApoConfigManager, 3> effects;
+    std::array<DWORD, 3> results{};
+    std::array<std::thread, 3> threads;
+    for (std::size_t i = 0; i < effects.size(); ++i) {
+        threads.at(i) =
+            std::thread([&, i] { results.at(i) = ::WaitForSingleObject(effects.at(i).updateEvent(), 5000); });
+    }
+    ::Sleep(100);
+    control(L"boost 1");
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(std::count(results.begin(), results.end(), DWORD{WAIT_OBJECT_0}), 3);
+}
+
+TEST(ControlProgram, EffectsThatWaitForTheBlockAreReleasedAndDoNotOverwriteTheChange) {
+    const RegistryValue oldApo(L"EnableOldApo", 0);
+    KernelHandle other = occupyBlockName();
+    const std::array<ApoConfigManager, 2> effects;
+    EXPECT_EQ(control(L"boost 6").exitStatus, 4U) << "the name is taken";
+    other.reset();
+    EXPECT_EQ(control(L"eq \"100 -3\"").exitStatus, 0U);
+    for (const auto& effect : effects) {
+        EXPECT_TRUE(awaitText(effect, "Equalizer: 100 -3\n#Boost: 0 dB 0\n#EnableOldApo:")) << textOf(effect);
+    }
+}
+
+TEST(ControlProgram, SettingsThatAreHeldWaitForTheEffectWithTheEffectsOwnSecurity) {
+    HeldProgram held(L"boost 2.5 --hold");
+    ASSERT_TRUE(held.says("Boost: 25 dB 0"));
+    const ApoConfigManager effect;
+    EXPECT_TRUE(awaitText(effect, "Boost: 25 dB 0"));
+    const KernelHandle mapping(::OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE, blockName));
+    expectSharedDescriptor(mapping.get(), SECTION_ALL_ACCESS);
+}
+
+TEST(ControlProgram, WatchingShowsChangesKeepsTheBlockAndTakesNoSignal) {
+    auto pEffect = std::make_unique<ApoConfigManager>();
+    HeldProgram watch(L"watch --json");
+    ASSERT_TRUE(watch.says(R"("text":"")"));
+    ::SetEvent(pEffect->updateEvent());
+    ::Sleep(600);
+    EXPECT_EQ(::WaitForSingleObject(pEffect->updateEvent(), 0), WAIT_OBJECT_0);
+    control(L"boost 3");
+    EXPECT_TRUE(watch.says(R"("text":"Boost: 30 dB 0")"));
+    pEffect.reset();
+    EXPECT_EQ(textOf(ApoConfigManager()), "Boost: 30 dB 0");
+}
+
+TEST(ControlProgram, RefusalsHaveTheirExitStatusAndLeaveTheSettingsAlone) {
+    const ApoConfigManager effect;
+    control(L"boost 1");
+    ::WaitForSingleObject(effect.updateEvent(), 0);
+    const struct {
+        const wchar_t* arguments;
+        DWORD exitStatus;
+    } cases[] = {
+        {L"boost 30", 3},
+        {L"boost off --limit", 2},
+        {L"boost", 2},
+        {L"", 2},
+        {L"eq \"1 1\" --file x", 2},
+        {L"eq --file missing.txt", 6},
+        {L"eq \"2 1 1 1\"", 3},
+        {L"eq \"1 1\" --fit 0", 2},
+        {L"set \"Bost: 1 dB 1\"", 3},
+        {L"old-apo perhaps", 2},
+        {L"log-level 6", 2},
+        {L"status --hold", 2},
+        {L"eq off --fit 3", 2},
+        {L"--help", 0},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(control(c.arguments).exitStatus, c.exitStatus) << std::filesystem::path(c.arguments).string();
+    }
+    EXPECT_EQ(textOf(effect), "Boost: 10 dB 0");
+    EXPECT_EQ(::WaitForSingleObject(effect.updateEvent(), 0), DWORD{WAIT_TIMEOUT});
+}
+
+TEST(ControlProgram, ReadsACurveFileWhoseNameNeedsUnicode) {
+    const TemporaryFolder folder;
+    const auto file = folder.path() / L"kurve \u0436.txt";
+    std::ofstream(file) << "GraphicEQ: 20 -3.1; 25 -2.9\n";
+    const ApoConfigManager effect;
+    EXPECT_EQ(control(L"eq --file \"" + file.wstring() + L"\"").exitStatus, 0U);
+    EXPECT_EQ(textOf(effect), "Equalizer: 20 -3.1 25 -2.9");
+}
+
+TEST(ControlProgram, RegistryValuesAreWrittenAsTheEffectReadsThem) {
+    const RegistryValue level(L"MLS", 1);
+    const RegistryValue oldApo(L"EnableOldApo", 0);
+    const ApoConfigManager effect;
+    EXPECT_EQ(control(L"log-level 5").exitStatus, 0U);
+    EXPECT_EQ(ReadLogLevelSetting(), 5U);
+    EXPECT_EQ(control(L"old-apo on").exitStatus, 0U);
+    EXPECT_TRUE(ReadOldApoSetting());
+    EXPECT_EQ(textOf(effect), "EnableOldApo:");
+    EXPECT_EQ(control(L"old-apo off").exitStatus, 0U);
+    EXPECT_FALSE(ReadOldApoSetting());
+    EXPECT_EQ(textOf(effect), "#EnableOldApo:");
+}
+
+} // namespace
+} // namespace tovix::test

@@ -1,0 +1,127 @@
+#include "curves/CurveReader.h"
+
+#include "settings/Refusal.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+namespace tovix::control {
+namespace {
+
+std::string shown(const Points& points) {
+    std::string text;
+    for (const auto& point : points) {
+        text += std::to_string(point.frequencyHz) + "=" + std::to_string(point.gainDb) + " ";
+    }
+    return text;
+}
+
+double gainAt(const WantedCurve& curve, double frequencyHz) {
+    return ResponseInterpolator(curve.exact).gainDb(frequencyHz);
+}
+
+TEST(CurveReader, ReadsTheSamePointsFromEveryCommonSpelling) {
+    const auto wanted = shown({{20.0, -3.1}, {1000.0, 0.0}, {10000.5, 6.0}});
+    const char* const files[] = {
+        "20 -3.1\n1000 0\n10000.5 6\n",
+        "20\t-3.1\r\n1000\t0\r\n10000.5\t6",
+        "20,-3.1\n1000,0\n10000.5,6",
+        "20, -3.1\n1000, 0\n10000.5, 6",
+        "20;-3,1\n1000;0\n10000,5;6",
+        "\xEF\xBB\xBF# measured\n\n20 -3.10\n1000 +0\n1.00005e4 6.0",
+        "GraphicEQ: 20 -3.1; 1000 0; 10000.5 6",
+        "# from elsewhere\nGraphicEQ: 20 -3.1;1000 0;10000.5 6;\n",
+        "Preamp: -2 dB\nGraphicEQ: 20 -1.1; 1000 2; 10000.5 8",
+    };
+    for (const auto* const file : files) {
+        EXPECT_EQ(shown(readCurve(file).points), wanted) << file;
+        EXPECT_FALSE(readCurve(file).computed);
+    }
+    for (const auto* const list : {"20 -3.1 1000 0 10000.5 6", "20, -3.1, 1000, 0, 10000.5, 6",
+                                   "20 -3,1; 1000 0; 10000,5 6", "GraphicEQ: 20 -3.1; 1000 0; 10000.5 6"}) {
+        EXPECT_EQ(shown(readPointList(list).points), wanted) << list;
+    }
+}
+
+TEST(CurveReader, RefusesWhatItCannotReadAndSaysWhere) {
+    const struct {
+        const char* text;
+        const char* reason;
+    } cases[] = {
+        {"20 -3\n30 abc", "line 2: \"abc\" cannot"},
+        {"20 -3\n1,000 2", "line 2: \"1,000\" cannot"},
+        {"20 -3 0.5", "line 1: \"20 -3 0.5\" is no point"},
+        {"20", "line 1: \"20\" is no point"},
+        {"20 nan", "\"nan\" cannot"},
+        {"20 0x10", "\"0x10\" cannot"},
+        {"20 1e999", "\"1e999\" cannot"},
+        {"20 --3", "\"--3\" cannot"},
+        {"", "There is no curve"},
+        {"Filter 1: OFF PK Fc 100 Hz Gain 3 dB Q 1", "There is no curve"},
+        {"GraphicEQ: 20 1\nGraphicEQ: 20 1", "line 2: these are points for a second time"},
+        {"GraphicEQ: 20 1\n30 1", "line 2: these are points for a second time"},
+        {"Channel: L\n20 1", "line 1: \"Channel\" lines are not understood"},
+        {"Filter: ON LP Fc 100 Hz", "kind \"LP\""},
+        {"Filter: ON LSC 12 dB Fc 100 Hz Gain 3 dB", "\"12\" is none of a filter's values"},
+        {"Filter: ON HS Fc 100 Hz Gain 3 dB", "needs its Q"},
+        {"Filter: ON PK Fc 100 Hz Gain 3 dB BW Oct 1", "\"BW\" is none"},
+        {"Filter: ON PK Fc 100 Hz Q 1", "no Gain"},
+        {"Filter: ON HSC Gain 3 dB Q 1", "no frequency (Fc)"},
+        {"Filter: ON PK Fc 100 Hz Gain 3 dB Q 1 Gain 6 dB", "its Gain twice"},
+        {"Filter: ON PK Fc 30000 Hz Gain 3 dB Q 1", "below 24000 Hz"},
+        {"Filter: ON PK Fc 1 kHz Gain 3 dB Q 1", "\"kHz\" where \"Hz\""},
+        {"Filter: maybe", "ON or OFF"},
+        {"Preamp: loud", "line 1: \"loud\" cannot"},
+        {"GraphicEQ: 100 1; 50 2\nFilter: ON PK Fc 100 Hz Gain 3 dB Q 1", "out of order"},
+    };
+    for (const auto& c : cases) {
+        try {
+            readCurve(c.text);
+            ADD_FAILURE() << "accepted: " << c.text;
+        } catch (const Refusal& refusal) {
+            EXPECT_NE(std::string(refusal.what()).find(c.reason), std::string::npos) << refusal.what();
+        }
+    }
+    EXPECT_THROW(readCurve(std::string("2\0000\000", 4)), Refusal);
+    EXPECT_THROW(readPointList("20 1 30"), Refusal);
+    EXPECT_THROW(readPointList("20,1,30,2"), Refusal);
+}
+
+TEST(CurveReader, ANarrowPeakIsPartOfTheCurveThatAThinningIsMeasuredBy) {
+    const auto peak = readCurve("Filter 1: ON PK Fc 1003 Hz Gain -12 dB Q 2000");
+    EXPECT_NEAR(deviationDb(peak.exact, Points{{1000.0, 0.0}}), 12.0, 0.01);
+}
+
+// Closed forms of the cookbook's sections: a peak has its gain at its centre and half of it, in dB, where
+// |f/fc - fc/f| = 1/Q on the analogue side, which the bilinear transform hardly bends at a low frequency; a shelf has
+// half its gain at its middle and all of it far on its side.
+TEST(CurveReader, ParametricSectionsHaveTheirGainWhereTheyShould) {
+    const auto peak = readCurve("Filter 1: ON PK Fc 100 Hz Gain -6.0 dB Q 2.0");
+    EXPECT_NEAR(gainAt(peak, 100.0), -6.0, 0.01);
+    EXPECT_NEAR(gainAt(peak, 100.0 * (std::sqrt(1.0 + 1.0 / 16.0) + 0.25)), -3.0, 0.01);
+    EXPECT_NEAR(gainAt(peak, 100.0 * (std::sqrt(1.0 + 1.0 / 16.0) - 0.25)), -3.0, 0.01);
+    EXPECT_NEAR(gainAt(peak, 10000.0), 0.0, 0.01);
+    const auto low = readCurve("Filter 1: ON LSC Fc 1000 Hz Gain 8 dB Q 0.71");
+    EXPECT_NEAR(gainAt(low, 1000.0), 4.0, 0.01);
+    EXPECT_NEAR(gainAt(low, 12.0), 8.0, 0.01);
+    EXPECT_NEAR(gainAt(low, 20000.0), 0.0, 0.01);
+    const auto high = readCurve("Filter 1: ON HS Fc 1000 Hz Gain 8 dB Q 0.71");
+    EXPECT_NEAR(gainAt(high, 1000.0), 4.0, 0.01);
+    EXPECT_NEAR(gainAt(high, 12.0), 0.0, 0.01);
+    EXPECT_NEAR(gainAt(high, 20000.0), 8.0, 0.01);
+}
+
+TEST(CurveReader, PartsOfAParametricListAddUp) {
+    const auto sum = readCurve("Preamp: -2 dB\nFilter 1: ON PK Fc 100 Hz Gain 4 dB Q 1\n"
+                               "Filter 2: OFF PK Fc 100 Hz Gain 9 dB Q 1\nFilter 3: OFF None\n"
+                               "Filter 4: ON PEQ Fc 100,0 Hz Gain 1,5 dB Q 1,41\nGraphicEQ: 50 1; 200 1");
+    EXPECT_TRUE(sum.computed);
+    EXPECT_NEAR(gainAt(sum, 100.0), -2.0 + 4.0 + 1.5 + 1.0, 0.01);
+    EXPECT_LT(deviationDb(sum.exact, sum.points), 0.06) << "rounding to a tenth of a dB";
+}
+
+} // namespace
+} // namespace tovix::control

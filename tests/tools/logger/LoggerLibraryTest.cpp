@@ -1,0 +1,221 @@
+#include "support/ChildProcess.h"
+#include "support/EnvironmentVariable.h"
+#include "system/WinHandles.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+
+namespace tovix::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path library() {
+    return programFolder() / "logger" / "Logger64.dll";
+}
+
+/// 0 while there is no such file, as for a moment when it is moved aside.
+std::uintmax_t sizeOf(const fs::path& file) {
+    std::error_code error;
+    const auto size = fs::file_size(file, error);
+    return error ? 0 : size;
+}
+
+/// The library in use, called as another compiler's code calls it: exports by name, slots by number.
+class Library {
+public:
+    explicit Library(std::int32_t offeredLevel) : m_module(::LoadLibraryW(library().c_str())) {
+        m_pLogger = moduleExport<void*(const wchar_t*, std::int32_t, void*)>(m_module.get(), "ProvideLogger")(
+            L"Volmora", offeredLevel, nullptr);
+    }
+    ~Library() {
+        if (m_pLogger != nullptr) {
+            moduleExport<void(void*, void*)>(m_module.get(), "ReleaseLogger")(m_pLogger, nullptr);
+        }
+    }
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+
+    [[nodiscard]] bool refuses() const { return m_pLogger == nullptr; }
+    void write(const char* line) { slot<void(void*, const char*)>(1)(m_pLogger, line); }
+    std::int32_t level() { return slot<std::int32_t(void*)>(3)(m_pLogger); }
+
+private:
+    template <class F> F* slot(std::size_t index) {
+        return reinterpret_cast<F*>((*static_cast<void***>(m_pLogger))[index]);
+    }
+
+    ModuleReference m_module;
+    void* m_pLogger = nullptr;
+};
+
+/// A folder for the log file, and another one that the library takes for the machine's program data.
+class LoggerLibrary : public testing::Test {
+protected:
+    [[nodiscard]] fs::path file() const { return m_folder.path() / "effect.log"; }
+    [[nodiscard]] fs::path fallback() const { return m_folder.path() / "Tovix" / "Tovix.log"; }
+
+    TemporaryFolder m_folder;
+    EnvironmentVariable m_file{L"TOVIX_LOG_FILE", file().wstring()};
+    EnvironmentVariable m_level{L"TOVIX_LOG_LEVEL", L""};
+    EnvironmentVariable m_programData{L"ProgramData", m_folder.path().wstring()};
+};
+
+TEST_F(LoggerLibrary, ReleasingTheLoggerLeavesAllLinesInTheFileInOrder) {
+    {
+        Library logger(4);
+        for (int i = 0; i < 500; ++i) {
+            logger.write(("INFO [1] line " + std::to_string(i)).c_str());
+        }
+        logger.write("two\nlines\tand \x1B[31mcolour");
+        logger.write("");
+        logger.write(nullptr);
+        logger.write(std::string(5000, 'x').c_str());
+    }
+    std::istringstream text(contentOf(file()));
+    const std::regex shape("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z (\\d+) (.*)\r");
+    const auto next = [&] {
+        std::string line;
+        std::smatch match;
+        std::getline(text, line);
+        EXPECT_TRUE(std::regex_match(line, match, shape)) << line;
+        EXPECT_EQ(match[1].str(), std::to_string(::GetCurrentProcessId()));
+        return match[2].str();
+    };
+    const std::string head = next();
+    EXPECT_TRUE(head.starts_with("---- Volmora in ") && head.ends_with(", level 4")) << head;
+    for (int i = 0; i < 500; ++i) {
+        ASSERT_EQ(next(), "INFO [1] line " + std::to_string(i));
+    }
+    EXPECT_EQ(next(), "two lines and  [31mcolour");
+    EXPECT_EQ(next(), "");
+    EXPECT_EQ(next(), std::string(1024, 'x'));
+    EXPECT_EQ(text.peek(), EOF);
+}
+
+TEST_F(LoggerLibrary, TheVariableDecidesAboutTheLevelAndElseTheOffer) {
+    const struct {
+        const wchar_t* variable;
+        std::int32_t offered;
+        std::int32_t level;
+    } cases[] = {{L"", 3, 3},  {L"", 9, 5},  {L"", 0, 0},     {L"", -1, 0}, {L"5", 3, 5},
+                 {L"0", 3, 0}, {L"6", 3, 3}, {L"loud", 2, 2}, {L"44", 2, 2}};
+    for (const auto& c : cases) {
+        const EnvironmentVariable variable(L"TOVIX_LOG_LEVEL", c.variable);
+        Library logger(c.offered);
+        EXPECT_EQ(logger.refuses(), c.level == 0);
+        if (!logger.refuses()) {
+            EXPECT_EQ(logger.level(), c.level);
+        }
+    }
+}
+
+TEST_F(LoggerLibrary, AFullFileIsMovedAsideAndNeitherGrowsPastItsLimit) {
+    constexpr std::uintmax_t limit = 1024 * 1024;
+    const fs::path older = file().wstring() + L".1";
+    {
+        Library logger(3);
+        for (int round = 0; round < 2000 && !(fs::exists(older) && sizeOf(file()) > limit / 2); ++round) {
+            for (int i = 0; i < 50; ++i) {
+                logger.write(std::string(600, 'y').c_str());
+            }
+            ::Sleep(2);
+        }
+    }
+    ASSERT_TRUE(fs::exists(older));
+    for (const auto& path : {file(), older}) {
+        EXPECT_LE(sizeOf(path), limit);
+        EXPECT_GT(sizeOf(path), limit / 2);
+        std::istringstream text(contentOf(path));
+        for (std::string line; std::getline(text, line);) {
+            const bool whole = line.ends_with(std::string(600, 'y') + "\r");
+            ASSERT_TRUE(whole || line.ends_with("were lost here)\r") || line.ends_with("level 3\r")) << line;
+        }
+    }
+}
+
+TEST_F(LoggerLibrary, TwoProcessesShareAFileAndLeaveWholeLinesThoughTheyEndWithoutReleasing) {
+    const auto program = m_folder.path() / "tovix-logging-process.exe";
+    fs::copy_file(programFolder() / "tovix-logging-process.exe", program);
+    fs::copy_file(library(), m_folder.path() / "Logger64.dll");
+    // What fits into one process's queue, so that none is dropped there.
+    constexpr int count = 500;
+    {
+        ChildProcess first({program, std::to_wstring(count)});
+        ChildProcess second({program, std::to_wstring(count)});
+        EXPECT_EQ(first.finish(), 0U);
+        EXPECT_EQ(second.finish(), 0U);
+    }
+    std::istringstream text(contentOf(file()));
+    const std::regex shape("\\S+Z (\\d+) ERROR \\[\\d+\\] \\[this=0x0{16}\\] \\[Process::main@LoggingProcess:1\\] "
+                           "line (\\d+) end\r");
+    std::set<std::string> seen;
+    std::string line;
+    while (std::getline(text, line)) {
+        std::smatch match;
+        if (line.find(" ---- Volmora in ") == std::string::npos) {
+            ASSERT_TRUE(std::regex_match(line, match, shape)) << line;
+            EXPECT_TRUE(seen.insert(match[1].str() + "/" + match[2].str()).second) << "twice: " << line;
+        }
+    }
+    // Except what a thread was writing when the system ended it.
+    EXPECT_GT(seen.size(), std::size_t{count});
+}
+
+TEST_F(LoggerLibrary, WhereTheFileCannotBeWrittenLinesGoToTheFallbackOrNowhere) {
+    const std::wstring bad[] = {m_folder.path().wstring(), (m_folder.path() / "none" / "x.log").wstring(),
+                                L"Z:\\dev\\full", L"<>|\"?*"};
+    for (const auto& path : bad) {
+        fs::remove(fallback());
+        const EnvironmentVariable variable(L"TOVIX_LOG_FILE", path);
+        { Library(3).write("hello"); }
+        EXPECT_NE(contentOf(fallback()).find("hello"), std::string::npos) << fs::path(path);
+        const EnvironmentVariable programData(L"ProgramData", path);
+        const EnvironmentVariable temporary(L"TMP", path);
+        const EnvironmentVariable temporaryToo(L"TEMP", path);
+        Library(3).write("dropped");
+    }
+}
+
+TEST_F(LoggerLibrary, AFileThatAnotherProgramLocksKeepsNoCallerWaiting) {
+    int slowCalls = 0;
+    KernelHandle locked(
+        ::CreateFileW(file().c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, 0, nullptr));
+    ASSERT_NE(locked.get(), INVALID_HANDLE_VALUE);
+    {
+        Library logger(3);
+        for (int i = 0; i < 20000; ++i) {
+            const ULONGLONG before = ::GetTickCount64();
+            logger.write(std::string(200, 'z').c_str());
+            slowCalls += ::GetTickCount64() - before >= 90 ? 1 : 0;
+        }
+        ::Sleep(400);
+        locked.reset();
+        logger.write("unlocked");
+    }
+    // The writer tries such a file for 100 ms before it takes another one; a busy machine may hold up a call or two.
+    EXPECT_LE(slowCalls, 3);
+    EXPECT_NE(contentOf(fallback()).find("zzz\r\n"), std::string::npos);
+    EXPECT_NE(contentOf(fallback()).find(" lines were lost here)"), std::string::npos) << "4 MB exceed the queue";
+    EXPECT_NE(contentOf(file()).find("unlocked"), std::string::npos);
+}
+
+TEST_F(LoggerLibrary, TheModuleIsUnloadedOnceReleased) {
+    for (int i = 0; i < 20; ++i) {
+        Library(3).write("round");
+    }
+    HMODULE hModule = ::GetModuleHandleW(library().c_str());
+    for (int i = 0; i < 250 && hModule != nullptr; ++i) {
+        ::Sleep(20);
+        hModule = ::GetModuleHandleW(library().c_str());
+    }
+    EXPECT_EQ(hModule, nullptr);
+}
+
+} // namespace
+} // namespace tovix::test

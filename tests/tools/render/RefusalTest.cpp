@@ -1,0 +1,125 @@
+#include "render/ExitStatus.h"
+#include "tools/render/RenderSupport.h"
+
+#include <sndfile.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace tovix::render {
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+/// A folder with a good sound "in.wav" of half a second, and some bad ones.
+class Refusal : public testing::Test {
+protected:
+    Refusal() {
+        writeSound(in, sineSound(2, 0.5, 440.0, 0.5));
+        writeText(folder.file("empty.wav"), "");
+        writeText(folder.file("text.wav"), "no sound at all");
+        writeText(folder.file("long.txt"), "Equalizer: 1 1\n" + std::string(250, '#'));
+        Sound noFrames;
+        writeSound(folder.file("no-frames.wav"), noFrames);
+        Sound slow;
+        slow.sampleRateHz = 9;
+        slow.samples.assign(8, 0.5F);
+        writeSound(folder.file("slow.wav"), slow);
+        Sound fast = slow;
+        fast.sampleRateHz = 384001;
+        writeSound(folder.file("fast.wav"), fast);
+        writeText(out, "what stood here before");
+    }
+
+    TestFolder folder;
+    std::string in = folder.file("in.wav");
+    std::string out = folder.file("out.wav");
+};
+
+TEST_F(Refusal, OfEachWrongInputHasItsStatusAndOneSentenceAndLeavesTheOutputAlone) {
+    struct Case {
+        Arguments arguments;
+        ExitStatus status;
+        const char* sentence = "";
+    };
+    const std::string equalizer255 = "Equalizer: 1 1" + std::string(241, ' ');
+    const std::vector<Case> cases{
+        {{}, ExitStatus::usage},
+        {{in}, ExitStatus::usage},
+        {{in, out, "third"}, ExitStatus::usage},
+        {{in, out, "--unknown"}, ExitStatus::usage},
+        {{in, out, "--block", "many"}, ExitStatus::usage},
+        {{in, out, "--at", "soon", "Boost: 1 dB 1"}, ExitStatus::usage},
+        {{in, out, "--at", "0.1"}, ExitStatus::usage},
+        {{"--at", "0.1", "Boost: 1 dB 1", in, out}, ExitStatus::usage, "put the file names first"},
+        {{in, out, "--report", "xml"}, ExitStatus::usage},
+        {{in, out, "--levels", in}, ExitStatus::usage},
+        {{in, out, "--levels", out}, ExitStatus::usage},
+        {{in, out, "--levels", folder.file("t.csv"), "--response", folder.file("t.csv")}, ExitStatus::usage},
+        {{folder.file("absent.wav"), out}, ExitStatus::unreadableInput},
+        {{folder.file("empty.wav"), out}, ExitStatus::unreadableInput},
+        {{folder.file("text.wav"), out}, ExitStatus::unreadableInput},
+        {{folder.file("no-frames.wav"), out}, ExitStatus::unreadableInput},
+        {{folder.file("slow.wav"), out}, ExitStatus::unsupportedFormat},
+        {{folder.file("fast.wav"), out}, ExitStatus::unsupportedFormat},
+        {{in, out, "--channels-out", "0"}, ExitStatus::unsupportedFormat},
+        {{in, out, "--channels-out", "4097"}, ExitStatus::unsupportedFormat},
+        {{in, out, "--set", equalizer255 + ' '}, ExitStatus::settingsTooLong},
+        {{in, out, "--settings", folder.file("long.txt")}, ExitStatus::settingsTooLong},
+        {{in, out, "--at", "0.1", "EnableOldApo:" + std::string(240, ' ')}, ExitStatus::settingsTooLong},
+        {{in, out, "--set", "boost: 60 dB 1"}, ExitStatus::uselessLine},
+        {{in, out, "--set", "Boost: 60 db 1"}, ExitStatus::uselessLine},
+        {{in, out, "--at", "0.1", "Boost 60 dB 1"}, ExitStatus::uselessLine},
+        {{in, out, "--block", "0"}, ExitStatus::blockSize},
+        {{in, out, "--block", "65537"}, ExitStatus::blockSize},
+        {{in, out, "--at", "0.2", "Boost: 1 dB 1", "--at", "0.1", "Boost: 2 dB 1"}, ExitStatus::changeTime},
+        {{in, out, "--at", "-0.1", "Boost: 1 dB 1"}, ExitStatus::changeTime},
+        {{in, out, "--at", "0.495", "Boost: 1 dB 1"}, ExitStatus::changeTime},
+        {{in, folder.file("absent/out.wav")}, ExitStatus::unwritableOutput},
+        {{in, folder.file("")}, ExitStatus::unwritableOutput},
+        {{in, folder.file("out.flac")}, ExitStatus::unwritableOutput},
+        {{in, out, "--levels", folder.file("absent/levels.csv")}, ExitStatus::unwritableOutput},
+        {{in, out, "--settings", folder.file("absent.txt")}, ExitStatus::unreadableSettings},
+    };
+    const auto namesBefore = folder.names();
+    for (const auto& test : cases) {
+        const auto outcome = runRender(test.arguments);
+        const auto told = testing::PrintToString(test.arguments) + ": " + outcome.err;
+        EXPECT_EQ(outcome.status, static_cast<int>(test.status)) << told;
+        EXPECT_TRUE(outcome.err.starts_with("tovix-render: ")) << told;
+        EXPECT_NE(outcome.err.find(test.sentence), std::string::npos) << told;
+        EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << told;
+        EXPECT_EQ(outcome.out, "") << told;
+    }
+    EXPECT_EQ(folder.names(), namesBefore);
+    EXPECT_EQ(readText(out), "what stood here before");
+    EXPECT_EQ(runRender({in, out, "--set", equalizer255}).status, 0) << "255 bytes still fit";
+}
+
+TEST_F(Refusal, DoesNotMeetWhatOnlyLooksWrong) {
+    const std::vector<Arguments> cases{
+        {"--set", "#Boost: 60 db 1"},      {"--set", "EnableOldApo:"}, {"--set", "Equalizer:"}, {"--block", "1"},
+        {"--at", "0.49", "Boost: 1 dB 1"}, {"--block", "65536"},       {"--set", ""},           {"--format", "input"},
+        {"--at", "0", "Boost: 1 dB 0"}};
+    for (auto arguments : cases) {
+        arguments.insert(arguments.begin(), {in, out});
+        // A block of one frame is slow with an equalizer.
+        if (arguments[2] == "--block") {
+            arguments.insert(arguments.end(), {"--set", "Boost: 10 dB 1"});
+        }
+        const auto outcome = runRender(arguments);
+        EXPECT_EQ(outcome.status, 0) << testing::PrintToString(arguments) << outcome.err;
+    }
+}
+
+TEST(Help, NamesEveryExitStatusAndIsNoFailure) {
+    const auto outcome = runRender({"--help"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_NE(outcome.out.find("130 interrupted"), std::string::npos);
+    EXPECT_NE(outcome.out.find("--at SECONDS LINE..."), std::string::npos);
+}
+
+} // namespace
+} // namespace tovix::render

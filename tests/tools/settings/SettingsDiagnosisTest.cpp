@@ -1,0 +1,73 @@
+#include "settings/SettingsDiagnosis.h"
+
+#include "chain/ChainBuilder.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace tovix {
+namespace {
+
+struct Case {
+    std::string line;
+    LineOutcome outcome;
+    /// What the explanation must mention.
+    std::string mention;
+};
+
+const std::vector<Case> cases{
+    {"Boost: 60 dB 1", LineOutcome::buildsFilter, "6.0 dB with a limiter"},
+    {"Boost: 300 dB 0", LineOutcome::buildsFilter, "20.0 dB, the most"},
+    {"Boost:60dB0 and more", LineOutcome::buildsFilter, "plain boost of 6.0 dB"},
+    {"Equalizer: 100 -3 1000 0 10000", LineOutcome::buildsFilter, "2 points"},
+    {"Equalizer: 100 -3", LineOutcome::buildsFilter, "1 point"},
+    {"Equalizer:", LineOutcome::buildsFilter, "flat"},
+    {"Equalizer: 0 3 1000 6", LineOutcome::buildsFilter, "without effect"},
+    {"Equalizer: 100 0 1000 1e999", LineOutcome::buildsFilter, "without effect"},
+    {"Equalizer: 0 3", LineOutcome::buildsFilter, "1 point"},
+    {"EnableOldApo:", LineOutcome::oldApoOn, "previous effect runs first"},
+    {"#EnableOldApo:", LineOutcome::oldApoOff, "no previous effect"},
+    {"#Boost: 60 dB 1", LineOutcome::switchedOff, "switched off"},
+    {"# a remark", LineOutcome::switchedOff, "switched off"},
+    {"  ", LineOutcome::blank, "empty"},
+    {"Boost 60 dB 1", LineOutcome::noColon, "no colon"},
+    {"EnableOldApo", LineOutcome::noColon, "no colon"},
+    {"boost: 60 dB 1", LineOutcome::unknownName, "did you mean \"Boost\""},
+    {" Boost: 60 dB 1", LineOutcome::unknownName, "did you mean \"Boost\""},
+    {"Equaliser: 100 1", LineOutcome::unknownName, "did you mean \"Equalizer\""},
+    {"enableoldapo:", LineOutcome::unknownName, "did you mean \"EnableOldApo\""},
+    {"Compressor: 3", LineOutcome::unknownName, "there are \"Boost\" and \"Equalizer\""},
+    {": 60 dB 1", LineOutcome::unknownName, "no name"},
+    {"Boost: loud", LineOutcome::wrongParameters, "level first"},
+    {"Boost: 60,5 dB 1", LineOutcome::wrongParameters, "whole tenths"},
+    {"Boost: 60 db 1", LineOutcome::wrongParameters, "\"dB\""},
+    {"Boost: 60 dB", LineOutcome::wrongParameters, "second whole number"},
+};
+
+TEST(SettingsDiagnosis, SaysWhatEachLineDoesOrWhyNothingComesOfIt) {
+    for (const auto& test : cases) {
+        const auto diagnoses = diagnoseSettings(test.line, decodeLatin1);
+        ASSERT_EQ(diagnoses.size(), 1U) << test.line;
+        EXPECT_EQ(diagnoses[0].outcome, test.outcome) << test.line;
+        EXPECT_NE(diagnoses[0].explanation.find(test.mention), std::string::npos)
+            << test.line << ": " << diagnoses[0].explanation;
+    }
+}
+
+TEST(SettingsDiagnosis, AgreesWithTheChainThatIsBuilt) {
+    ChainBuilder builder(decodeLatin1);
+    builder.configure({.sampleRateHz = 48000, .inputChannels = 1, .outputChannels = 1, .maxFrames = 64}, {});
+    for (const auto& test : cases) {
+        const auto built = builder.build(test.line);
+        ASSERT_TRUE(built.chain);
+        EXPECT_EQ(built.chain->stageCount() == 1, test.outcome == LineOutcome::buildsFilter) << test.line;
+        EXPECT_EQ(built.oldApo.has_value(),
+                  test.outcome == LineOutcome::oldApoOn || test.outcome == LineOutcome::oldApoOff)
+            << test.line;
+    }
+}
+
+} // namespace
+} // namespace tovix

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "curves/CurveThinner.h"
+#include "curves/ParametricFilter.h"
+
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace tovix::control {
+
+/// The parts of a curve file, which add up.
+struct CurveParts {
+    double preampDb = 0.0;
+    /// From lines of one point each, or from a GraphicEQ line.
+    Points points;
+    bool hasGraphic = false;
+    std::vector<ParametricFilter> filters;
+};
+
+/// Adds what one line of a curve file says to `parts`. Throws a Refusal that begins with `where`, as in "line 3".
+void readCurveLine(std::string_view line, std::string_view where, CurveParts& parts);
+
+} // namespace tovix::control

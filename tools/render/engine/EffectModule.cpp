@@ -1,0 +1,82 @@
+#include "render/engine/EffectModule.h"
+
+#include "apo/RegistrationRecord.h"
+#include "host/SystemError.h"
+#include "render/engine/ComFailure.h"
+#include "render/files/FilePath.h"
+
+#include <array>
+#include <filesystem>
+
+namespace tovix::render {
+namespace {
+
+constexpr const wchar_t* libraryName = L"Tovix64.dll";
+
+std::filesystem::path besideThisProgram(const wchar_t* name) {
+    std::array<wchar_t, 1024> path{};
+    ::GetModuleFileNameW(nullptr, path.data(), path.size() - 1);
+    return std::filesystem::path(path.data()).parent_path() / name;
+}
+
+std::filesystem::path libraryPath(const EngineChoice& choice) {
+    return choice.libraryPath.empty() ? besideThisProgram(libraryName)
+                                      : std::filesystem::absolute(pathFromUtf8(choice.libraryPath));
+}
+
+} // namespace
+
+EffectModule::EffectModule(const EngineChoice& choice) {
+    if (choice.registered) {
+        findRegistered();
+    } else {
+        load(choice);
+    }
+}
+
+void EffectModule::load(const EngineChoice& choice) {
+    const auto path = libraryPath(choice);
+    m_description = utf8Text(path);
+    m_module.reset(::LoadLibraryW(path.c_str()));
+    if (!m_module) {
+        const DWORD error = ::GetLastError();
+        // The system's own words for it have a gap for a name.
+        const std::string reason =
+            error == ERROR_BAD_EXE_FORMAT ? "it is no 64-bit library" : control::describeSystemError(error);
+        throw RenderError(ExitStatus::failure,
+                          "the effect's library " + m_description + " cannot be loaded: " + reason + ".");
+    }
+    auto* const getClassObject =
+        moduleExport<HRESULT WINAPI(REFCLSID, REFIID, void**)>(m_module.get(), "DllGetClassObject");
+    if (getClassObject == nullptr) {
+        throw RenderError(ExitStatus::failure, "the library " + m_description + " has no DllGetClassObject.");
+    }
+    void* pFactory = nullptr;
+    const HRESULT result = getClassObject(effectClassId, IID_IClassFactory, &pFactory);
+    m_factory = requireObject<IClassFactory>(result, pFactory, "the library does not hold the effect");
+}
+
+void EffectModule::findRegistered() {
+    m_description = "the registered library";
+    void* pFactory = nullptr;
+    const HRESULT result =
+        ::CoGetClassObject(effectClassId, CLSCTX_INPROC_SERVER, nullptr, IID_IClassFactory, &pFactory);
+    m_factory = requireObject<IClassFactory>(
+        result, pFactory, "the registered effect cannot be created; regsvr32 Tovix64.dll registers it");
+}
+
+ComReference<IUnknown> EffectModule::createEffect() const {
+    void* pEffect = nullptr;
+    const HRESULT result = m_factory->CreateInstance(nullptr, IID_IUnknown, &pEffect);
+    return requireObject<IUnknown>(result, pEffect, "the effect cannot be created");
+}
+
+bool EffectModule::canUnload() noexcept {
+    m_factory.reset();
+    const HMODULE hModule = m_module ? m_module.get() : ::GetModuleHandleW(libraryName);
+    auto* const canUnloadNow =
+        hModule != nullptr ? moduleExport<HRESULT WINAPI()>(hModule, "DllCanUnloadNow") : nullptr;
+    return canUnloadNow == nullptr || canUnloadNow() == S_OK;
+}
+
+} // namespace tovix::render

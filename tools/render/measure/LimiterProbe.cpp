@@ -1,0 +1,123 @@
+#include "render/measure/LimiterProbe.h"
+
+#include "render/report/NumberText.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tovix::render {
+namespace {
+
+/// Below this the rounding of 32-bit samples is no longer far below what counts as limiting.
+constexpr float quietestSample = 1e-6F;
+/// 0.001 dB as a factor.
+constexpr double limitedFactor = 0.99988488;
+
+/// Where the boost line stands among the lines that build filters.
+struct BoostPlace {
+    std::size_t boostCount = 0;
+    BoostParameters boost;
+    std::string linesBefore;
+    std::string boostLine;
+    bool isLast = false;
+};
+
+BoostPlace findBoost(const Settings& settings) {
+    BoostPlace place;
+    for (std::size_t i = 0; i < settings.lines().size(); ++i) {
+        const auto& diagnosis = settings.diagnoses()[i];
+        if (diagnosis.outcome != LineOutcome::buildsFilter) {
+            continue;
+        }
+        place.isLast = diagnosis.boost.has_value();
+        if (diagnosis.boost) {
+            ++place.boostCount;
+            place.boost = *diagnosis.boost;
+            place.boostLine = settings.lines()[i];
+        } else if (place.boostCount == 0) {
+            place.linesBefore += settings.lines()[i] + '\n';
+        }
+    }
+    return place;
+}
+
+} // namespace
+
+void LimiterProbe::Replay::open(const EngineFormat& format, const std::string& settings) {
+    m_engine = makeReplayEngine();
+    m_output.resize(std::size_t{format.blockFrames} * format.outputChannels);
+    m_engine->open(format, settings);
+}
+
+const float* LimiterProbe::Replay::run(const float* input) {
+    if (!m_engine) {
+        return input;
+    }
+    m_engine->process(input, m_output.data());
+    return m_output.data();
+}
+
+LimiterProbe::LimiterProbe(const EngineFormat& format) : m_format(format) {}
+
+void LimiterProbe::follow(const Settings& settings) {
+    const BoostPlace place = findBoost(settings);
+    m_before.close();
+    m_boost.close();
+    m_activity.ambiguous |= place.boostCount > 1;
+    m_active = place.boostCount == 1 && place.boost.mode == 1;
+    if (!m_active) {
+        return;
+    }
+    m_activity.present = true;
+    m_boostIsLast = place.isLast;
+    m_preGain = std::pow(10.0, place.boost.level / 200.0);
+    EngineFormat format = m_format;
+    format.outputChannels = format.inputChannels;
+    if (!place.linesBefore.empty()) {
+        m_before.open(format, place.linesBefore);
+    }
+    if (!place.isLast) {
+        m_boost.open(format, place.boostLine);
+    }
+}
+
+std::optional<double> LimiterProbe::addBlock(const float* input, const float* output, std::size_t frameCount,
+                                             bool settled) {
+    if (!m_active) {
+        return std::nullopt;
+    }
+    const float* const before = m_before.run(input);
+    const float* const after = m_boostIsLast ? output : m_boost.run(before);
+    if (!settled) {
+        return std::nullopt;
+    }
+    const double gain =
+        smallestGain(before, after, m_boostIsLast ? m_format.outputChannels : m_format.inputChannels, frameCount);
+    const double reductionDb = std::max(0.0, -decibelsOf(gain));
+    m_activity.peakReductionDb = std::max(m_activity.peakReductionDb, reductionDb);
+    return reductionDb;
+}
+
+/// Smallest gain of the block's frames beyond the pre-gain, and the counts of the activity.
+double LimiterProbe::smallestGain(const float* before, const float* after, std::uint32_t afterChannels,
+                                  std::size_t frameCount) {
+    const std::uint32_t shared = std::min(m_format.inputChannels, afterChannels);
+    double smallest = 1.0;
+    for (std::size_t f = 0; f < frameCount; ++f) {
+        const float* const in = before + f * m_format.inputChannels;
+        const float* const loudest =
+            std::max_element(in, in + shared, [](float a, float b) { return std::fabs(a) < std::fabs(b); });
+        const float out = after[f * afterChannels + static_cast<std::size_t>(loudest - in)];
+        const double expected = std::fabs(*loudest) * m_preGain;
+        if (!std::isfinite(expected) || std::fabs(*loudest) < quietestSample || expected < quietestSample) {
+            continue;
+        }
+        const double gain = std::fabs(out) / expected;
+        ++m_activity.measuredFrames;
+        m_activity.limitedFrames += gain < limitedFactor ? 1 : 0;
+        smallest = std::min(smallest, gain);
+    }
+    return smallest;
+}
+
+} // namespace tovix::render

@@ -1,0 +1,81 @@
+#include "render/ExitStatus.h"
+#include "render/files/FilePath.h"
+#include "render/sound/SoundFile.h"
+#include "render/sound/Source.h"
+#include "render/sound/SpeakerMask.h"
+
+#include <vector>
+
+namespace tovix::render {
+namespace {
+
+constexpr int lowestRateHz = 10;
+constexpr int highestRateHz = 384000;
+constexpr int mostChannels = 4096;
+
+void checkFormat(const std::string& path, const SF_INFO& info) {
+    if (info.samplerate < lowestRateHz || info.samplerate > highestRateHz) {
+        throw RenderError(ExitStatus::unsupportedFormat, path + " has a rate of " + std::to_string(info.samplerate) +
+                                                             " Hz; the effect takes 10 to 384000 Hz.");
+    }
+    if (info.channels < 1 || info.channels > mostChannels) {
+        throw RenderError(ExitStatus::unsupportedFormat,
+                          path + " has " + std::to_string(info.channels) + " channels; the effect takes 1 to 4096.");
+    }
+    if (info.frames <= 0) {
+        throw RenderError(ExitStatus::unreadableInput, path + " holds no sound: it has a length of 0 frames.");
+    }
+}
+
+std::uint32_t speakerMask(SNDFILE* pFile, std::uint32_t channels) {
+    std::vector<int> channelMap(channels);
+    const int bytes = static_cast<int>(channels * sizeof(int));
+    if (sf_command(pFile, SFC_GET_CHANNEL_MAP_INFO, channelMap.data(), bytes) == SF_FALSE) {
+        return usualSpeakerMask(channels);
+    }
+    return speakerMaskOf(channelMap).value_or(usualSpeakerMask(channels));
+}
+
+class FileSource final : public ISource {
+public:
+    explicit FileSource(const std::string& path) {
+        SF_INFO info{};
+        m_file = openSoundFile(pathFromUtf8(path), SFM_READ, info);
+        if (!m_file) {
+            throw RenderError(ExitStatus::unreadableInput,
+                              path + " cannot be read as sound: " + soundError(nullptr) + ".");
+        }
+        checkFormat(path, info);
+        const auto channels = static_cast<std::uint32_t>(info.channels);
+        m_format = {.sampleRateHz = static_cast<std::uint32_t>(info.samplerate),
+                    .channels = channels,
+                    .channelMask = speakerMask(m_file.get(), channels),
+                    .frames = static_cast<std::uint64_t>(info.frames),
+                    .name = path,
+                    .kind = formatName(info.format),
+                    .fileFormat = info.format};
+    }
+
+    [[nodiscard]] const SourceFormat& format() const noexcept override { return m_format; }
+
+    std::size_t read(float* samples, std::size_t frameCount) override {
+        const auto got = sf_readf_float(m_file.get(), samples, static_cast<sf_count_t>(frameCount));
+        if (sf_error(m_file.get()) != SF_ERR_NO_ERROR) {
+            throw RenderError(ExitStatus::unreadableInput,
+                              m_format.name + " is damaged: " + soundError(m_file.get()) + ".");
+        }
+        return static_cast<std::size_t>(got);
+    }
+
+private:
+    SoundFile m_file;
+    SourceFormat m_format;
+};
+
+} // namespace
+
+std::unique_ptr<ISource> openFile(const std::string& path) {
+    return std::make_unique<FileSource>(path);
+}
+
+} // namespace tovix::render

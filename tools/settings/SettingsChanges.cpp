@@ -1,0 +1,176 @@
+#include "settings/SettingsChanges.h"
+
+#include "settings/Numbers.h"
+#include "settings/Refusal.h"
+#include "settings/SettingsEdit.h"
+#include "settings/SettingsRules.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+
+namespace tovix::control {
+namespace {
+
+std::string lengthOf(std::string_view text) {
+    return std::to_string(text.size()) + " bytes, " + std::to_string(text.size() - largestTextBytes) +
+           " more than the " + std::to_string(largestTextBytes) + " that the block holds";
+}
+
+void requireFits(std::string_view text) {
+    if (text.size() > largestTextBytes) {
+        throw Refusal("The settings text would have " + lengthOf(text) + ".");
+    }
+}
+
+void noteReplaced(Change& change, std::string_view name, std::size_t gone) {
+    if (gone > 1) {
+        change.notes.push_back("There were " + std::to_string(gone) + " lines named \"" + std::string(name) +
+                               "\"; one took their place.");
+    }
+}
+
+void addHint(Change& change) {
+    if (auto hint = headroomHint(change.text); !hint.empty()) {
+        change.notes.push_back(std::move(hint));
+    }
+}
+
+std::string withEqualizer(SettingsEdit edit, const Points& points) {
+    edit.replace(equalizerName, {equalizerLine(points)}, boostName);
+    return edit.text();
+}
+
+bool hasRoom(const SettingsEdit& edit, const Points& points) {
+    return withEqualizer(edit, points).size() <= largestTextBytes;
+}
+
+std::optional<ThinnedCurve> thinToNumber(const Points& points, std::size_t most) {
+    return thinCurve(points, [most](const Points& kept) { return kept.size() <= most; });
+}
+
+/// Refuses `points`, for which there is no room, and offers the largest number that --fit can be given.
+[[noreturn]] void refuseForRoom(const SettingsEdit& edit, const WantedCurve& curve, const Points& points) {
+    const auto roomiest = thinCurve(curve.points, [&edit](const Points& kept) { return hasRoom(edit, kept); });
+    // As many points, chosen for their number alone, may be longer by a few digits.
+    for (std::size_t most = roomiest ? roomiest->points.size() : 0; most > 0; --most) {
+        const auto offered = thinToNumber(curve.points, most);
+        if (offered && hasRoom(edit, offered->points)) {
+            throw Refusal((points.size() == curve.points.size() ? "With all " : "With ") +
+                          std::to_string(points.size()) + " points the settings text would have " +
+                          lengthOf(withEqualizer(edit, points)) + "; --fit " + std::to_string(most) +
+                          " thins them to as many as there is room for, which changes the curve by up to " +
+                          formatDecimal(std::round(offered->deviationDb * 100.0) / 100.0) + " dB.");
+        }
+    }
+    throw Refusal("The other lines leave no room for a curve.");
+}
+
+/// The curve as it goes into the text; none where it goes as it is.
+std::optional<ThinnedCurve> thin(const SettingsEdit& edit, const WantedCurve& curve,
+                                 std::optional<std::size_t> fitPoints) {
+    const std::size_t most = fitPoints.value_or(curve.points.size());
+    const bool fewEnough = curve.points.size() <= most;
+    if (fewEnough && hasRoom(edit, curve.points)) {
+        return std::nullopt;
+    }
+    if (curve.computed) {
+        auto thinned = thinCurve(
+            curve.points, [&edit, most](const Points& kept) { return kept.size() <= most && hasRoom(edit, kept); });
+        if (!thinned) {
+            throw Refusal("The other lines leave no room for a curve.");
+        }
+        thinned->deviationDb = deviationDb(curve.exact, thinned->points);
+        return thinned;
+    }
+    auto thinned = fewEnough ? std::nullopt : thinToNumber(curve.points, most);
+    const Points& points = thinned ? thinned->points : curve.points;
+    if (!hasRoom(edit, points)) {
+        refuseForRoom(edit, curve, points);
+    }
+    return thinned;
+}
+
+} // namespace
+
+Change changeBoost(std::string_view block, std::string_view level, bool withLimiter) {
+    const auto boost = readBoostLevel(level);
+    SettingsEdit edit(block);
+    Change change;
+    noteReplaced(change, boostName, edit.replace(boostName, {boostLine(boost.tenths, withLimiter)}));
+    change.text = edit.text();
+    requireFits(change.text);
+    if (boost.rounded) {
+        change.notes.push_back("The level is rounded to " + formatDecibels(boost.tenths / 10.0) +
+                               ", since the settings hold tenths of a dB.");
+    }
+    return change;
+}
+
+Change changeEqualizer(std::string_view block, const WantedCurve& curve, std::optional<std::size_t> fitPoints) {
+    checkPoints(curve.points);
+    SettingsEdit edit(block);
+    Change change;
+    change.thinned = thin(edit, curve, fitPoints);
+    const Points& points = change.thinned ? change.thinned->points : curve.points;
+    noteReplaced(change, equalizerName, edit.replace(equalizerName, {equalizerLine(points)}, boostName));
+    change.text = edit.text();
+    requireFits(change.text);
+    addHint(change);
+    return change;
+}
+
+Change switchLines(std::string_view block, std::string_view name, bool on) {
+    SettingsEdit edit(block);
+    Change change;
+    const auto changed = on ? edit.switchOn(name) : edit.switchOff(name);
+    change.text = edit.text();
+    const auto lines = edit.find(name);
+    if (on && lines.empty()) {
+        throw Refusal("There is no line named \"" + std::string(name) + "\" to switch on; give its value instead.");
+    }
+    if (changed == 0) {
+        change.notes.push_back(lines.empty() ? "There is no line named \"" + std::string(name) + "\"."
+                                             : "\"" + lines.front() + "\" stood so already.");
+    }
+    requireFits(change.text);
+    if (on) {
+        std::for_each(lines.begin(), lines.end(), checkLine);
+        addHint(change);
+    }
+    return change;
+}
+
+Change changeOldApo(std::string_view block, bool on) {
+    SettingsEdit edit(block);
+    Change change;
+    noteReplaced(change, oldApoName, edit.replace(oldApoName, {(on ? "" : "#") + std::string(oldApoName) + ":"}));
+    change.text = edit.text();
+    requireFits(change.text);
+    return change;
+}
+
+Change setLines(std::string_view block, const std::vector<std::string>& lines, bool replaceAll) {
+    SettingsEdit edit(replaceAll ? std::string_view() : block);
+    Change change;
+    std::vector<std::string_view> done;
+    for (const auto& line : lines) {
+        const auto name = lineName(line);
+        if (!name.empty() && std::find(done.begin(), done.end(), name) != done.end()) {
+            continue;
+        }
+        done.push_back(name);
+        std::vector<std::string> sameName;
+        std::copy_if(lines.begin(), lines.end(), std::back_inserter(sameName), [&](const std::string& other) {
+            return &other == &line || (!name.empty() && lineName(other) == name);
+        });
+        edit.replace(name, sameName);
+    }
+    change.text = edit.text();
+    requireFits(change.text);
+    std::for_each(lines.begin(), lines.end(), checkLine);
+    addHint(change);
+    return change;
+}
+
+} // namespace tovix::control

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "curves/CurveReader.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tovix::control {
+
+/// What each command makes of the settings text. All of them keep the lines that they are not about, answer a text
+/// that fits into the block, and throw a Refusal where they cannot.
+
+/// A settings text ready to be written.
+struct Change {
+    std::string text;
+    /// Sentences for the user: what was rounded, left out or removed, and hints. They may quote the block, whose
+    /// bytes are any.
+    std::vector<std::string> notes;
+    /// Where a curve was thinned: its points, and how far it is from the wanted one at most.
+    std::optional<ThinnedCurve> thinned;
+};
+
+/// A boost at `level` (dB, as typed) in place of all boost lines there are.
+Change changeBoost(std::string_view block, std::string_view level, bool withLimiter);
+
+/// An equalizer in place of all equalizer lines there are; a new one goes before the boost, so that a limiter there
+/// comes last. `fitPoints` thins the curve to as many points at most; a computed curve is thinned in any case to what
+/// there is room for.
+Change changeEqualizer(std::string_view block, const WantedCurve& curve, std::optional<std::size_t> fitPoints);
+
+/// Puts '#' before the lines named `name`, or takes it away again. Switching on what has no line is refused.
+Change switchLines(std::string_view block, std::string_view name, bool on);
+
+/// The old-effect switch as a line of its own.
+Change changeOldApo(std::string_view block, bool on);
+
+/// Each of `lines` in place of the lines of the same name; with `replaceAll` in place of the whole text.
+Change setLines(std::string_view block, const std::vector<std::string>& lines, bool replaceAll);
+
+} // namespace tovix::control

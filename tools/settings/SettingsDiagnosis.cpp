@@ -1,0 +1,166 @@
+#include "settings/SettingsDiagnosis.h"
+
+#include "chain/ChainBuilder.h"
+#include "filters/EffectFactoryEqualizer.h"
+#include "filters/EqualizerDesign.h"
+#include "text/Utf.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <memory>
+#include <numeric>
+
+namespace tovix {
+namespace {
+
+constexpr std::wstring_view boostName = L"Boost";
+constexpr std::wstring_view equalizerName = L"Equalizer";
+constexpr std::array knownNames{boostName, equalizerName, std::wstring_view(L"EnableOldApo")};
+
+/// The plain mode stops here; the dynamics mode does not.
+constexpr std::int32_t largestPlainLevel = 200;
+constexpr std::size_t largestTypoDistance = 2;
+
+using Factories = std::vector<std::unique_ptr<IFilterFactory>>;
+
+bool buildsFilter(const Factories& factories, const SettingsLine& line, const std::wstring& text) {
+    std::wstring name = line.key;
+    return std::any_of(factories.begin(), factories.end(),
+                       [&](const auto& factory) { return !factory->createFilter(name, line.value, text).empty(); });
+}
+
+std::string decibels(std::int32_t level) {
+    std::array<char, 32> text{};
+    char* const end =
+        std::to_chars(text.data(), text.data() + text.size(), level / 10.0, std::chars_format::fixed, 1).ptr;
+    return std::string(text.data(), end) + " dB";
+}
+
+std::string describeBoost(const BoostParameters& boost) {
+    if (boost.mode == 1) {
+        return "boost of " + decibels(boost.level) + " with a limiter at full scale";
+    }
+    if (boost.level > largestPlainLevel) {
+        return "plain boost of " + decibels(largestPlainLevel) + ", the most there is";
+    }
+    return "plain boost of " + decibels(std::max(boost.level, 0));
+}
+
+/// Whether no response can be drawn through the points: a stretch that begins at 0 Hz or below, where frequency has
+/// no logarithm, or a gain without bounds. The effect leaves such an equalizer inert.
+/// Asks the design itself, at a common rate: which curves have no response depends on the rate by a hair only.
+bool hasNoResponse(const std::vector<ResponsePoint>& points) {
+    constexpr float commonRateHz = 48000.0F;
+    return !designImpulseResponse({points, equalizerTapCount, commonRateHz});
+}
+
+std::string describeEqualizer(const std::vector<ResponsePoint>& points) {
+    if (points.empty()) {
+        return "equalizer without points: flat";
+    }
+    if (hasNoResponse(points)) {
+        return "equalizer without effect: no response can be drawn through its points";
+    }
+    return "equalizer of " + std::to_string(points.size()) + (points.size() == 1 ? " point: a flat gain" : " points");
+}
+
+/// Case apart, the number of letters to insert, remove or replace (Levenshtein distance).
+std::size_t editDistance(std::wstring_view a, std::wstring_view b) {
+    const auto lower = [](wchar_t c) { return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c; };
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const std::size_t replaced = diagonal + (lower(a[i]) == lower(b[j]) ? 0 : 1);
+            diagonal = std::exchange(row[j + 1], std::min({replaced, row[j] + 1, row[j + 1] + 1}));
+        }
+    }
+    return row.back();
+}
+
+std::string explainUnknownName(std::wstring_view name) {
+    if (name.empty()) {
+        return "there is no name before the colon";
+    }
+    std::string text = "there is no filter named \"" + encodeUtf8(name) + "\"";
+    const auto* const nearest = std::min_element(knownNames.begin(), knownNames.end(), [&](auto a, auto b) {
+        return editDistance(name, a) < editDistance(name, b);
+    });
+    if (editDistance(name, *nearest) <= largestTypoDistance) {
+        return text + " (did you mean \"" + encodeUtf8(*nearest) + "\"?)";
+    }
+    return text + R"(; there are "Boost" and "Equalizer")";
+}
+
+std::string explainBoostMismatch(const BoostParameters& boost) {
+    constexpr auto example = ", as in \"Boost: 60 dB 1\" (60 tenths of a dB, with the limiter)";
+    if (boost.fieldCount == 0) {
+        return std::string("a boost needs its level first, a whole number in tenths of a dB") + example;
+    }
+    return std::string(
+               "after a boost's level, in whole tenths of a dB, \"dB\" and a second whole number must follow") +
+           example;
+}
+
+void diagnoseFilterLine(LineDiagnosis& diagnosis, const SettingsLine& line, bool builds) {
+    if (builds && line.key == boostName) {
+        diagnosis.boost = parseBoostParameters(line.value);
+        diagnosis.explanation = describeBoost(*diagnosis.boost);
+    } else if (builds && line.key == equalizerName) {
+        diagnosis.equalizer = parseResponsePoints(line.value);
+        diagnosis.explanation = describeEqualizer(*diagnosis.equalizer);
+    }
+    if (builds) {
+        diagnosis.outcome = LineOutcome::buildsFilter;
+    } else if (line.key == boostName) {
+        diagnosis.outcome = LineOutcome::wrongParameters;
+        diagnosis.explanation = explainBoostMismatch(parseBoostParameters(line.value));
+    } else {
+        diagnosis.outcome = LineOutcome::unknownName;
+        diagnosis.explanation = explainUnknownName(line.key);
+    }
+}
+
+LineDiagnosis diagnoseLine(const Factories& factories, std::string_view bytes, AnsiDecoder decodeAnsi) {
+    LineDiagnosis diagnosis{.line = bytes};
+    const std::wstring text = decodeSettingsLine(bytes, decodeAnsi);
+    const auto line = parseSettingsLine(text);
+    if (const auto oldApo = line ? oldApoSetting(*line) : std::nullopt) {
+        diagnosis.outcome = *oldApo ? LineOutcome::oldApoOn : LineOutcome::oldApoOff;
+        diagnosis.explanation = *oldApo ? "the device's previous effect runs first" : "no previous effect runs";
+        return diagnosis;
+    }
+    const bool builds = line && buildsFilter(factories, *line, text);
+    if (!builds && text.starts_with(L'#')) {
+        diagnosis.outcome = LineOutcome::switchedOff;
+        diagnosis.explanation = "switched off";
+    } else if (line) {
+        diagnoseFilterLine(diagnosis, *line, builds);
+    } else if (text.find_first_not_of(L" \t\r") == std::wstring::npos) {
+        diagnosis.explanation = "empty";
+    } else {
+        diagnosis.outcome = LineOutcome::noColon;
+        diagnosis.explanation = "there is no colon after the name, as in \"Boost: 60 dB 1\"";
+    }
+    return diagnosis;
+}
+
+} // namespace
+
+std::vector<LineDiagnosis> diagnoseSettings(std::string_view block, AnsiDecoder decodeAnsi) {
+    const Factories factories = makeFilterFactories();
+    for (const auto& factory : factories) {
+        factory->configure({});
+        factory->beginBuild();
+    }
+    std::vector<LineDiagnosis> diagnoses;
+    for (const auto line : splitSettingsLines(block)) {
+        diagnoses.push_back(diagnoseLine(factories, line, decodeAnsi));
+    }
+    return diagnoses;
+}
+
+} // namespace tovix

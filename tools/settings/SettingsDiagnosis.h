@@ -1,0 +1,48 @@
+#pragma once
+
+#include "filters/ParameterText.h"
+#include "text/SettingsText.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tovix {
+
+/// What one settings line comes to when a chain is built. Those from `noColon` on are mistakes: the effect passes
+/// over such a line in silence.
+enum class LineOutcome {
+    buildsFilter,
+    oldApoOn,
+    oldApoOff,
+    /// A leading '#' switches the line off.
+    switchedOff,
+    blank,
+    noColon,
+    unknownName,
+    wrongParameters,
+};
+
+/// Whether the line is one that its writer cannot have wanted as it is.
+constexpr bool isMistake(LineOutcome outcome) {
+    return outcome >= LineOutcome::noColon;
+}
+
+struct LineDiagnosis {
+    /// The line in the block, without its end.
+    std::string_view line;
+    LineOutcome outcome = LineOutcome::blank;
+    /// What the line does, or why nothing comes of it: an English phrase in UTF-8, without a full stop.
+    std::string explanation;
+    /// The parameters, where the line builds a boost.
+    std::optional<BoostParameters> boost;
+    /// The points, where the line builds an equalizer.
+    std::optional<std::vector<ResponsePoint>> equalizer;
+};
+
+/// [control] Says for each line of a settings block what a chain build makes of it, by offering it to the filter
+/// factories as the build does. The views point into `block`.
+std::vector<LineDiagnosis> diagnoseSettings(std::string_view block, AnsiDecoder decodeAnsi);
+
+} // namespace tovix

@@ -1,0 +1,153 @@
+#include "settings/SettingsRules.h"
+
+#include "curves/CurveReader.h"
+#include "settings/Numbers.h"
+#include "settings/Refusal.h"
+#include "settings/SettingsDiagnosis.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tovix::control {
+namespace {
+
+std::string hertz(double frequencyHz) {
+    return formatDecimal(frequencyHz) + " Hz";
+}
+
+std::string withoutBlanks(std::string_view text) {
+    std::string kept;
+    for (const auto part : splitAtAny(text, " \t")) {
+        kept += part;
+    }
+    return kept;
+}
+
+void checkBoost(const std::string& line, const BoostParameters& boost) {
+    constexpr std::int32_t largestTenths = 200;
+    if (boost.level < 0 || boost.level > largestTenths) {
+        throw Refusal("The level of \"" + line + "\" counts tenths of a dB and lies outside of 0 to 200 (20.0 dB).");
+    }
+    if (boost.mode != 0 && boost.mode != 1) {
+        throw Refusal("The last number of \"" + line + "\" is 0 for a plain boost or 1 for one with the limiter.");
+    }
+    const auto meant = boostLine(boost.level, boost.mode == 1);
+    if (withoutBlanks(line) != withoutBlanks(meant)) {
+        throw Refusal("The effect reads \"" + line + "\" as \"" + meant + "\"; write that if it is what you mean.");
+    }
+}
+
+bool samePoints(const Points& a, const Points& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const ResponsePoint& p, const ResponsePoint& q) {
+        return p.frequencyHz == q.frequencyHz && p.gainDb == q.gainDb;
+    });
+}
+
+void checkEqualizer(const std::string& line, const Points& read) {
+    const auto points = readPointList(std::string_view(line).substr(line.find(':') + 1)).points;
+    checkPoints(points);
+    if (!samePoints(points, read)) {
+        throw Refusal("The effect reads \"" + line + "\" as \"" + equalizerLine(read) +
+                      "\"; write that if it is what you mean.");
+    }
+}
+
+} // namespace
+
+BoostLevel readBoostLevel(std::string_view text) {
+    auto number = trimmed(text);
+    if (number.ends_with("dB")) {
+        number = trimmed(number.substr(0, number.size() - 2));
+    }
+    const double db = requireDecimal(number, "the level");
+    if (db < 0.0) {
+        throw Refusal("A boost of " + formatDecimal(db) + " dB would lower the level; it lies between 0 and 20 dB.");
+    }
+    if (db > largestGainDb) {
+        throw Refusal("A boost of " + formatDecimal(db) + " dB is beyond the most there is, 20 dB.");
+    }
+    const double tenths = db * 10.0;
+    const auto level = static_cast<std::int32_t>(std::lround(tenths));
+    constexpr double binaryError = 1e-6;
+    return {level, std::abs(tenths - level) > binaryError};
+}
+
+void checkPoints(const Points& points) {
+    if (points.empty()) {
+        throw Refusal("A curve needs at least one point; to have none, switch the equalizer off with \"eq off\".");
+    }
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        const auto& point = points[i];
+        if (point.frequencyHz <= 0.0) {
+            throw Refusal("A point at " + hertz(point.frequencyHz) + " has no place on a logarithmic scale.");
+        }
+        if (point.gainDb < smallestGainDb || point.gainDb > largestGainDb) {
+            throw Refusal("The gain of " + formatDecimal(point.gainDb) + " dB at " + hertz(point.frequencyHz) +
+                          " lies outside of -100 to 20 dB.");
+        }
+        if (i > 0 && point.frequencyHz == points[i - 1].frequencyHz) {
+            throw Refusal("There are two points at " + hertz(point.frequencyHz) + ".");
+        }
+        if (i > 0 && point.frequencyHz < points[i - 1].frequencyHz) {
+            throw Refusal("The points are out of order: " + hertz(point.frequencyHz) + " follows " +
+                          hertz(points[i - 1].frequencyHz) + ".");
+        }
+    }
+    if (points.size() > largestCurve) {
+        throw Refusal("The curve has " + std::to_string(points.size()) + " points; at most " +
+                      std::to_string(largestCurve) + " are taken.");
+    }
+}
+
+void checkLine(const std::string& line) {
+    if (std::any_of(line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; })) {
+        throw Refusal(
+            "A settings line cannot hold control characters or line ends; give each line as its own argument.");
+    }
+    for (const auto& diagnosis : diagnoseSettings(line, decodeLatin1)) {
+        if (isMistake(diagnosis.outcome)) {
+            throw Refusal("\"" + line + "\" would do nothing: " + diagnosis.explanation + ".");
+        }
+        if (diagnosis.boost) {
+            checkBoost(line, *diagnosis.boost);
+        }
+        if (diagnosis.equalizer) {
+            checkEqualizer(line, *diagnosis.equalizer);
+        }
+    }
+}
+
+std::string boostLine(std::int32_t tenths, bool withLimiter) {
+    return std::string(boostName) + ": " + std::to_string(tenths) + " dB " + (withLimiter ? "1" : "0");
+}
+
+std::string equalizerLine(const Points& points) {
+    std::string line = std::string(equalizerName) + ":";
+    for (const auto& point : points) {
+        line += " " + formatDecimal(point.frequencyHz) + " " + formatDecimal(point.gainDb);
+    }
+    return line;
+}
+
+std::string headroomHint(std::string_view text) {
+    double highestDb = 0.0;
+    bool limitedAfter = false;
+    for (const auto& diagnosis : diagnoseSettings(text, decodeLatin1)) {
+        if (diagnosis.equalizer) {
+            for (const auto& point : *diagnosis.equalizer) {
+                highestDb = std::max(highestDb, point.gainDb);
+            }
+            limitedAfter = false;
+        } else if (diagnosis.boost) {
+            limitedAfter = diagnosis.boost->mode == 1;
+        }
+    }
+    if (highestDb <= 0.0 || limitedAfter) {
+        return {};
+    }
+    return "The curve rises to " + formatDecibels(highestDb) +
+           " and nothing limits what comes after it, so loud "
+           "passages can clip: lower the curve by as much, or let a boost with --limit follow it.";
+}
+
+} // namespace tovix::control
