@@ -6,6 +6,8 @@
 #include "settings/SettingsRules.h"
 
 #include <CLI/CLI.hpp>
+#include <tovix/Version.h>
+
 #include <algorithm>
 #include <iostream>
 #include <optional>
@@ -123,6 +125,7 @@ void addCommands(CLI::App& app, Wishes& w) {
     app.require_subcommand(1);
     app.fallthrough();
     app.footer(footer);
+    app.set_version_flag("--version", "tovixctl " TOVIX_VERSION, "Print the version and exit");
     app.add_flag("--json", w.output.json, "Answer with data, one JSON object a line");
     app.add_flag("--hold", w.output.hold, "After a change keep the settings open until Ctrl-C");
     app.add_subcommand("status", "Show the settings, what each line does, and the registry values")->callback([&w] {

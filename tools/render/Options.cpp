@@ -3,6 +3,7 @@
 #include "render/ExitStatus.h"
 
 #include <CLI/CLI.hpp>
+#include <tovix/Version.h>
 
 #include <algorithm>
 #include <charconv>
@@ -118,6 +119,7 @@ void takeFiles(Options& options, const std::vector<std::string>& files) {
 std::optional<Options> parseOptions(const std::vector<std::string>& arguments, std::ostream& out) {
     CLI::App app{description, "tovix-render"};
     app.footer(footer);
+    app.set_version_flag("--version", "tovix-render " TOVIX_VERSION, "Print the version and exit");
     app.allow_windows_style_options(false); // a path may begin with a slash
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     Options options;
@@ -128,6 +130,9 @@ std::optional<Options> parseOptions(const std::vector<std::string>& arguments, s
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::CallForHelp&) {
         out << app.help();
+        return std::nullopt;
+    } catch (const CLI::CallForVersion& version) {
+        out << version.what() << '\n';
         return std::nullopt;
     } catch (const CLI::ParseError& error) {
         throw RenderError(ExitStatus::usage, std::string(error.what()) + " (see --help).");
