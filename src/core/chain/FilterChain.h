@@ -2,7 +2,8 @@
 
 #include "filters/IFilter.h"
 #include "kernels/Kernels.h"
-#include "memory/RtMemory.h"
+#include "memory/AlignedArray.h"
+#include "memory/RtPtr.h"
 #include "memory/RtSection.h"
 
 #include <cstddef>

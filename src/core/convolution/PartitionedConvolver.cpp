@@ -12,7 +12,7 @@ namespace tovix {
 namespace {
 
 /// FFTW's bins as the kernels see them: interleaved frames of a real and an imaginary channel.
-RT_SECTION float* asFrames(const RtAlignedArray<ComplexBin>& spectrum) noexcept {
+RT_SECTION float* asFrames(const RtArray<ComplexBin>& spectrum) noexcept {
     return &spectrum.data()[0][0];
 }
 
@@ -41,11 +41,11 @@ bool PartitionedConvolver::allocate() noexcept {
     const auto blockLength = static_cast<std::size_t>(blockSize);
     const std::size_t binCount = blockLength + 1;
     schedule = RtArray<std::int32_t>::make(static_cast<std::size_t>(scheduleLength) + 1);
-    timeBuffer = RtAlignedArray<float>::make(2 * blockLength);
-    spectrum = RtAlignedArray<ComplexBin>::make(binCount);
-    inputRe = RtAlignedArray<float>::make(binCount);
-    inputIm = RtAlignedArray<float>::make(binCount);
-    overlap = RtAlignedArray<float>::make(blockLength);
+    timeBuffer = RtArray<float>::make(2 * blockLength);
+    spectrum = RtArray<ComplexBin>::make(binCount);
+    inputRe = RtArray<float>::make(binCount);
+    inputIm = RtArray<float>::make(binCount);
+    overlap = RtArray<float>::make(blockLength);
     SpectrumRows partitions = SpectrumRows::make(static_cast<std::size_t>(partitionCount), binCount);
     SpectrumRows accumulators = SpectrumRows::make(static_cast<std::size_t>(ringLength), binCount);
     if (!schedule || !timeBuffer || !spectrum || !inputRe || !inputIm || !overlap || !partitions || !accumulators) {

@@ -3,7 +3,6 @@
 #include "convolution/FftPlan.h"
 #include "kernels/Kernels.h"
 #include "memory/AlignedArray.h"
-#include "memory/RtMemory.h"
 #include "memory/RtSection.h"
 
 #include <cstdint>
@@ -51,22 +50,22 @@ private:
     std::int32_t blockSize = 0;
     /// Block i of a cycle processes partitions schedule[i] up to but excluding schedule[i + 1].
     RtArray<std::int32_t> schedule;
-    RtAlignedArray<float> timeBuffer;
-    RtAlignedArray<ComplexBin> spectrum;
-    RtAlignedArray<float> inputRe;
-    RtAlignedArray<float> inputIm;
+    RtArray<float> timeBuffer;
+    RtArray<ComplexBin> spectrum;
+    RtArray<float> inputRe;
+    RtArray<float> inputIm;
     std::int32_t partitionCount = 0;
     RtArray<float*> partitionRe;
     RtArray<float*> partitionIm;
     std::int32_t ringLength = 0;
     RtArray<float*> accRe;
     RtArray<float*> accIm;
-    RtAlignedArray<float> overlap;
+    RtArray<float> overlap;
     FftPlan forwardPlan;
     FftPlan backwardPlan;
     /// What the pointers above point into.
-    RtAlignedArray<float> m_partitionBins;
-    RtAlignedArray<float> m_accBins;
+    RtArray<float> m_partitionBins;
+    RtArray<float> m_accBins;
     const Kernels* m_pKernels = nullptr;
 };
 

@@ -36,7 +36,7 @@ std::size_t strideFloatsFor(std::size_t binCount) noexcept {
 SpectrumRows SpectrumRows::make(std::size_t rowCount, std::size_t binCount) noexcept {
     const std::size_t stride = strideFloatsFor(binCount);
     SpectrumRows rows;
-    rows.bins = RtAlignedArray<float>::make(2 * rowCount * stride);
+    rows.bins = RtArray<float>::make(2 * rowCount * stride);
     rows.re = RtArray<float*>::make(rowCount);
     rows.im = RtArray<float*>::make(rowCount);
     if (!rows) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "memory/AlignedArray.h"
-#include "memory/RtMemory.h"
 
 #include <cstddef>
 
@@ -11,7 +10,7 @@ namespace tovix {
 /// memory, zeroed when it is made. The arrays lie one after the other, so that a walk over the rows is a walk
 /// through memory, at a distance that keeps neighbours from meeting in the same cache set.
 struct SpectrumRows {
-    RtAlignedArray<float> bins;
+    RtArray<float> bins;
     RtArray<float*> re;
     RtArray<float*> im;
 

@@ -19,7 +19,7 @@ bool isFiniteFactor(double gainDb) noexcept {
 
 } // namespace
 
-HeapAlignedArray<float> designImpulseResponse(const EqualizerDesign& design) noexcept {
+HeapArray<float> designImpulseResponse(const EqualizerDesign& design) noexcept {
     MinimumPhase minimumPhase = MinimumPhase::make(design.tapCount);
     if (!minimumPhase) {
         return {};

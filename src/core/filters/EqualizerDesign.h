@@ -19,6 +19,6 @@ struct EqualizerDesign {
 /// [control] The minimum-phase impulse response that EffectEqualizer applies, `tapCount` finite taps. Empty when
 /// memory or a plan is refused, or when the points define no finite response. The magnitudes reach the points' gains
 /// as far as `tapCount` taps resolve frequencies; gains below -100 dB become -100 dB.
-HeapAlignedArray<float> designImpulseResponse(const EqualizerDesign& design) noexcept;
+HeapArray<float> designImpulseResponse(const EqualizerDesign& design) noexcept;
 
 } // namespace tovix

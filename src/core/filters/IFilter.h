@@ -1,6 +1,6 @@
 #pragma once
 
-#include "memory/RtMemory.h"
+#include "memory/RtPtr.h"
 
 #include <cstdint>
 #include <string>

@@ -28,8 +28,8 @@ MinimumPhase MinimumPhase::make(std::uint32_t tapCount) noexcept {
     const std::size_t binCount = 2 * std::size_t{tapCount};
     const auto length = static_cast<int>(binCount);
     design.m_tapCount = tapCount;
-    design.m_time = HeapAlignedArray<ComplexBin>::make(binCount);
-    design.m_spectrum = HeapAlignedArray<ComplexBin>::make(binCount);
+    design.m_time = HeapArray<ComplexBin>::make(binCount);
+    design.m_spectrum = HeapArray<ComplexBin>::make(binCount);
     if (design.m_time && design.m_spectrum) {
         design.m_forward = FftPlan::complexForward(length, design.m_time.data(), design.m_spectrum.data());
         design.m_backward = FftPlan::complexBackward(length, design.m_spectrum.data(), design.m_time.data());
@@ -46,8 +46,8 @@ void MinimumPhase::setMagnitude(std::size_t bin, double gainDb) noexcept {
     im(m_spectrum[bin]) = im(m_spectrum[mirror]) = 0.0F;
 }
 
-HeapAlignedArray<float> MinimumPhase::impulseResponse() noexcept {
-    auto h = HeapAlignedArray<float>::make(m_tapCount);
+HeapArray<float> MinimumPhase::impulseResponse() noexcept {
+    auto h = HeapArray<float>::make(m_tapCount);
     if (!h) {
         return h;
     }

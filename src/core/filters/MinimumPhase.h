@@ -27,15 +27,15 @@ public:
 
     /// Designs from all the magnitudes set, using them up, and answers `tapCount` taps faded out by a half raised
     /// cosine; empty when there is no memory.
-    HeapAlignedArray<float> impulseResponse() noexcept;
+    HeapArray<float> impulseResponse() noexcept;
 
 private:
     void foldCepstrum() noexcept;
     void takeExponential() noexcept;
 
     std::uint32_t m_tapCount = 0;
-    HeapAlignedArray<ComplexBin> m_time;
-    HeapAlignedArray<ComplexBin> m_spectrum;
+    HeapArray<ComplexBin> m_time;
+    HeapArray<ComplexBin> m_spectrum;
     FftPlan m_forward;
     FftPlan m_backward;
 };

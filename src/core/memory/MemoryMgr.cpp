@@ -1,7 +1,6 @@
 #include "memory/MemoryMgr.h"
 
 #include "log/Log.h"
-#include "memory/RtAllocator.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -9,6 +8,13 @@
 
 namespace tovix {
 namespace {
+
+constexpr RtResult refused = -1;
+
+constinit RtAllocator installed{
+    [](std::size_t, void**) noexcept -> RtResult { return refused; },
+    [](void*) noexcept -> RtResult { return refused; },
+};
 
 constexpr std::size_t rtOverheadBytes = MemoryMgr::alignmentBytes;
 constexpr std::size_t heapOverheadBytes = 2 * MemoryMgr::alignmentBytes;
@@ -26,10 +32,18 @@ void* withBookkeeping(void* pRaw, std::size_t distance) noexcept {
 
 } // namespace
 
+RtAllocator rtAllocator() noexcept {
+    return installed;
+}
+
+void installRtAllocator(const RtAllocator& allocator) noexcept {
+    installed = allocator;
+}
+
 void* MemoryMgr::alloc(std::size_t sizeBytes) noexcept {
     if (sizeBytes <= std::numeric_limits<std::size_t>::max() - heapOverheadBytes) {
         void* pRaw = nullptr;
-        if (rtAllocator().allocate(sizeBytes + rtOverheadBytes, &pRaw) >= 0 && pRaw != nullptr) {
+        if (installed.allocate(sizeBytes + rtOverheadBytes, &pRaw) >= 0 && pRaw != nullptr) {
             return withBookkeeping(pRaw, distanceToAligned(pRaw));
         }
         pRaw = std::malloc(sizeBytes + heapOverheadBytes);
@@ -54,7 +68,7 @@ void MemoryMgr::free(void* pBlock) noexcept {
         std::free(pRaw);
         return;
     }
-    const RtResult result = rtAllocator().release(pRaw);
+    const RtResult result = installed.release(pRaw);
     if (result < 0 && logEnabled(LogLevel::Error)) {
         LogLine(LogLevel::Error, {"MemoryMgr::free", "helpers\\MemoryMgr"}, nullptr)
             .text("Failed to free memory. Error= ")

@@ -1,6 +1,6 @@
 #include "platform/AudioEngineAllocator.h"
 
-#include "memory/RtAllocator.h"
+#include "memory/MemoryMgr.h"
 #include "system/ProcessEnd.h"
 #include "system/WinHandles.h"
 

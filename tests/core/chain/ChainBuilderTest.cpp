@@ -2,7 +2,7 @@
 
 #include "chain/ChannelNames.h"
 #include "filters/EffectBoost.h"
-#include "memory/RtAllocator.h"
+#include "memory/MemoryMgr.h"
 
 #include <gtest/gtest.h>
 

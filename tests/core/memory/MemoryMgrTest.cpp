@@ -1,6 +1,5 @@
 #include "memory/MemoryMgr.h"
 
-#include "memory/RtAllocator.h"
 #include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
