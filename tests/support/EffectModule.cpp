@@ -5,5 +5,5 @@
 /// Attaches the logger and writes one line.
 extern "C" __declspec(dllexport) void LogOneLine() {
     tovix::QuelLog::instance().attach();
-    tovix::LogLine(tovix::LogLevel::Info, {"Module::Line", "Module", 1}, nullptr).text("from the module").write();
+    tovix::FunctionLog("Module::Line", "Module", nullptr).info({"from the module", 1});
 }

@@ -19,9 +19,7 @@ namespace {
 using namespace tovix;
 
 void writeInfo(const std::string& text) {
-    if (logEnabled(LogLevel::Info)) {
-        LogLine(LogLevel::Info, {"Class::Method", "folder\\Source", 7}, nullptr).text(text).write();
-    }
+    FunctionLog("Class::Method", "folder\\Source", nullptr).info({text, 7});
 }
 
 /// Threads that write lines and attach at once; answers the number of lines.

@@ -11,13 +11,8 @@ namespace {
 constexpr std::uint32_t mismatchLogLine = 30;
 
 void logMismatch(const EffectFactoryBoost* pFactory, std::uint32_t fieldCount) {
-    if (logEnabled(LogLevel::Error)) {
-        LogLine(LogLevel::Error, {"EffectFactoryBoost::createFilter", "filters\\EffectFactoryBoost", mismatchLogLine},
-                pFactory)
-            .text("Couldn't create boost filter. Params mismatch=")
-            .number(fieldCount)
-            .write();
-    }
+    const FunctionLog log("EffectFactoryBoost::createFilter", "filters\\EffectFactoryBoost", pFactory);
+    log.error({"Couldn't create boost filter. Params mismatch=", mismatchLogLine}, fieldCount);
 }
 
 } // namespace

@@ -31,4 +31,10 @@ void setLogLevel(LogLevel level) noexcept {
     currentLevel.store(level, std::memory_order_release);
 }
 
+LogLine FunctionLog::begin(LogLevel level, const LogText& text) const noexcept {
+    LogLine line({level, logBackend().threadId(), m_pObject, m_function, m_source, text.line});
+    line.text(text.text);
+    return line;
+}
+
 } // namespace tovix

@@ -1,6 +1,5 @@
 #include "log/LogLine.h"
 
-#include "log/Log.h"
 #include "text/Utf.h"
 
 #include <algorithm>
@@ -44,18 +43,18 @@ std::string_view formatted(std::array<char, numberCapacity>& scratch, Number val
 
 } // namespace
 
-LogLine::LogLine(LogLevel level, const LogLocation& location, const void* pObject) noexcept {
+LogLine::LogLine(const LogHead& head) noexcept {
     std::array<char, locationTagCapacity> tag{};
-    std::snprintf(tag.data(), tag.size(), "%s [%d] ", levelName(level),
-                  static_cast<std::int32_t>(logBackend().threadId()));
+    std::snprintf(tag.data(), tag.size(), "%s [%d] ", levelName(head.level),
+                  static_cast<std::int32_t>(head.threadId));
     append(tag.data());
     // Spelled out because the C libraries differ in how they print a pointer.
     std::snprintf(tag.data(), objectTagCapacity, "[this=0x%016llX] ",
-                  static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(pObject)));
+                  static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(head.pObject)));
     append(tag.data());
-    const auto source = baseName(location.source);
-    std::snprintf(tag.data(), tag.size(), "[%s@%.*s:%u] ", location.function, static_cast<int>(source.size()),
-                  source.data(), location.line);
+    const auto source = baseName(head.source);
+    std::snprintf(tag.data(), tag.size(), "[%s@%.*s:%u] ", head.function, static_cast<int>(source.size()),
+                  source.data(), head.line);
     append(tag.data());
 }
 
@@ -105,10 +104,6 @@ LogLine& LogLine::real(double value) noexcept {
 LogLine& LogLine::hexNext() noexcept {
     m_hex = true;
     return *this;
-}
-
-void LogLine::write() const noexcept {
-    logBackend().write(c_str());
 }
 
 void LogLine::append(std::string_view text) noexcept {

@@ -9,26 +9,32 @@ namespace tovix {
 
 enum class LogLevel : std::int32_t { None = 0, Fatal = 1, Error = 2, Warning = 3, Info = 4, Debug = 5 };
 
-/// The statement that logs.
-struct LogLocation {
+/// What a line begins with.
+struct LogHead {
+    LogLevel level;
+    /// The calling thread, as the log's backend names it; printed as a signed number.
+    std::uint32_t threadId;
+    /// The object that logs, or null; the tag is written all the same.
+    const void* pObject;
     /// Class::Method.
     const char* function;
-    /// Source file without its ending; a path in front of the name is cut off in the line.
+    /// Source file without its ending; a path in front of the name is cut off.
     const char* source;
-    std::uint32_t line = __builtin_LINE();
+    /// Line of the statement that logs.
+    std::uint32_t line;
 };
 
 /// One line under construction, in a fixed buffer on the caller's stack. What does not fit is cut off silently.
 ///
 /// Layout: "LEVEL [thread] [this=0xADDRESS] [Class::Method@Source:line] message". Numbers are decimal unless
-/// `hexNext` was called just before; texts follow each other with no separator.
+/// `hexNext` was called just before; texts follow each other with no separator. All [control], any thread.
 class LogLine {
 public:
     /// Buffer size in bytes, terminator included.
     static constexpr std::size_t capacity = 256;
 
-    /// [control] Formats the head. `pObject` may be null; the tag is written all the same.
-    LogLine(LogLevel level, const LogLocation& location, const void* pObject) noexcept;
+    /// Formats the head.
+    explicit LogLine(const LogHead& head) noexcept;
 
     LogLine& text(std::string_view text) noexcept;
     /// Appends `text` as UTF-8.
@@ -39,14 +45,12 @@ public:
     LogLine& result(std::int32_t value) noexcept;
     /// A floating-point number with six decimals.
     LogLine& real(double value) noexcept;
-    /// The next whole number is printed in upper-case hexadecimal; any number turns this off again.
+    /// The next whole number is printed in upper-case hexadecimal; any number turns this off again. Part of the log
+    /// facility's contract; nothing in the product wants it.
     LogLine& hexNext() noexcept;
 
     /// The line so far, NUL-terminated.
     [[nodiscard]] const char* c_str() const noexcept { return m_text.data(); }
-
-    /// Hands the line to the log's backend.
-    void write() const noexcept;
 
 private:
     void append(std::string_view text) noexcept;

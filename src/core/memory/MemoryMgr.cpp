@@ -16,6 +16,9 @@ constinit RtAllocator installed{
     [](void*) noexcept -> RtResult { return refused; },
 };
 
+/// The file's tag in the log.
+constexpr const char* source = "helpers\\MemoryMgr";
+
 constexpr std::size_t rtOverheadBytes = MemoryMgr::alignmentBytes;
 constexpr std::size_t heapOverheadBytes = 2 * MemoryMgr::alignmentBytes;
 
@@ -51,13 +54,8 @@ void* MemoryMgr::alloc(std::size_t sizeBytes) noexcept {
             return withBookkeeping(pRaw, alignmentBytes + distanceToAligned(pRaw));
         }
     }
-    if (logEnabled(LogLevel::Error)) {
-        LogLine(LogLevel::Error, {"MemoryMgr::alloc", "helpers\\MemoryMgr"}, nullptr)
-            .text("Failed to allocate ")
-            .number(std::uint64_t{sizeBytes + heapOverheadBytes})
-            .text(" bytes")
-            .write();
-    }
+    FunctionLog("MemoryMgr::alloc", source, nullptr)
+        .error("Failed to allocate ", std::uint64_t{sizeBytes + heapOverheadBytes}, " bytes");
     return nullptr;
 }
 
@@ -69,11 +67,8 @@ void MemoryMgr::free(void* pBlock) noexcept {
         return;
     }
     const RtResult result = installed.release(pRaw);
-    if (result < 0 && logEnabled(LogLevel::Error)) {
-        LogLine(LogLevel::Error, {"MemoryMgr::free", "helpers\\MemoryMgr"}, nullptr)
-            .text("Failed to free memory. Error= ")
-            .result(result)
-            .write();
+    if (result < 0) {
+        FunctionLog("MemoryMgr::free", source, nullptr).error("Failed to free memory. Error= ", result);
     }
 }
 

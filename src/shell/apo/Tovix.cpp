@@ -88,7 +88,7 @@ Tovix::Tovix(IUnknown* pOuter)
       // The non-delegating interface has IUnknown's three slots under other names.
       m_pControlling(pOuter != nullptr ? pOuter
                                        : reinterpret_cast<IUnknown*>(static_cast<INonDelegatingUnknown*>(this))) {
-    logText(LogLevel::Info, inTovix("Tovix::Tovix"), this, "CALLED");
+    inTovix("Tovix::Tovix", this).info("CALLED");
     ++moduleState.objects;
 }
 
@@ -96,7 +96,7 @@ Tovix::~Tovix() {
     --moduleState.objects;
     m_oldApo.release();
     m_oldApo.giveBackRetired();
-    logText(LogLevel::Info, inTovix("Tovix::~Tovix"), this, "CALLED");
+    inTovix("Tovix::~Tovix", this).info("CALLED");
 }
 
 HRESULT Tovix::QueryInterface(REFIID riid, void** ppv) noexcept {
@@ -174,7 +174,7 @@ HRESULT Tovix::Initialize(UINT32 cbDataSize, BYTE* pbyData) noexcept {
     }
     APOInitSystemEffects data{};
     if (cbDataSize != sizeof data) {
-        logText(LogLevel::Error, inTovix("Tovix::Initialize"), this, "cbDataSize size IS incorrect.");
+        inTovix("Tovix::Initialize", this).error("cbDataSize size IS incorrect.");
         return E_INVALIDARG;
     }
     std::memcpy(&data, pbyData, sizeof data);
@@ -190,16 +190,11 @@ HRESULT Tovix::initialize(const APOInitSystemEffects& data) {
                            ? data.pAPOEndpointProperties->GetValue(endpointGuidKey, endpoint.receive())
                            : E_INVALIDARG;
     if (FAILED(hr)) {
-        logText(LogLevel::Error, inTovix("Tovix::Initialize"), this, "Failed to read endpoint GUID");
+        inTovix("Tovix::Initialize", this).error("Failed to read endpoint GUID");
         return hr;
     }
     const std::wstring endpointGuid = endpoint.text();
-    if (logEnabled(LogLevel::Info)) {
-        LogLine(LogLevel::Info, inTovix("Tovix::Initialize"), this)
-            .text("Endpoint GUID: ")
-            .text(endpointGuid)
-            .write();
-    }
+    inTovix("Tovix::Initialize", this).info("Endpoint GUID: ", endpointGuid);
     m_effectManager.switches.switchB = true;
     return S_OK;
 }
@@ -210,10 +205,10 @@ void Tovix::logClassId(REFCLSID classId) const {
     }
     try {
         const std::wstring text = classIdText(classId);
-        LogLine(LogLevel::Info, inTovix("Tovix::Initialize"), this).text("APO GUID: ").text(text).write();
+        inTovix("Tovix::Initialize", this).info("APO GUID: ", text);
     } catch (...) {
         // No memory counts as the conversion's failure: a line of the log must not fail the initialization.
-        logText(LogLevel::Error, inTovix("Tovix::Initialize"), this, "Failed to convert APO GUID to text");
+        inTovix("Tovix::Initialize", this).error("Failed to convert APO GUID to text");
     }
 }
 

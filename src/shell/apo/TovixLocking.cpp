@@ -7,8 +7,8 @@
 namespace tovix {
 namespace {
 
-LogLocation here(std::uint32_t line = __builtin_LINE()) noexcept {
-    return inTovix("Tovix::LockForProcess", line);
+FunctionLog here(const void* pTovix) noexcept {
+    return inTovix("Tovix::LockForProcess", pTovix);
 }
 
 bool hasReadableFirst(UINT32 count, APO_CONNECTION_DESCRIPTOR** ppConnections) noexcept {
@@ -63,14 +63,11 @@ HRESULT Tovix::lock(const Connections& connections) {
 
 HRESULT Tovix::readEnd(const APO_CONNECTION_DESCRIPTOR& connection, std::string_view label, StreamEnd& end) const {
     if (const HRESULT hr = connection.pFormat->GetUncompressedAudioFormat(&end.format); FAILED(hr)) {
-        logText(LogLevel::Error, here(), this, "GetUncompressedAudioFormat() FAILED");
+        here(this).error("GetUncompressedAudioFormat() FAILED");
         return hr;
     }
     end.maxFrames = connection.u32MaxFrameCount;
-    if (logEnabled(LogLevel::Info)) {
-        LogLine line(LogLevel::Info, here(), this);
-        appendFormat(line.text(label), end.format, &end.maxFrames).text(" }").write();
-    }
+    here(this).info(label, FormatFields{end.format, &end.maxFrames}, " }");
     return S_OK;
 }
 
@@ -83,9 +80,9 @@ bool Tovix::lockOldApo(const Connections& connections) noexcept {
                                                 connections.ppOutputs);
     });
     if (SUCCEEDED(hr)) {
-        logText(LogLevel::Info, here(), this, "LockForProcess() for old APO SUCCEEDED");
+        here(this).info("LockForProcess() for old APO SUCCEEDED");
     } else {
-        logResult(LogLevel::Warning, here(), this, "LockForProcess() for old APO FAILED. hr=", hr);
+        here(this).warning("LockForProcess() for old APO FAILED. hr=", hr);
     }
     return SUCCEEDED(hr);
 }
@@ -94,12 +91,11 @@ HRESULT Tovix::lockBase(const Connections& connections) noexcept {
     const HRESULT hr = CBaseAudioProcessingObject::LockForProcess(connections.inputCount, connections.ppInputs,
                                                                   connections.outputCount, connections.ppOutputs);
     if (FAILED(hr)) {
-        logText(LogLevel::Error, here(), this, "CBaseAudioProcessingObject::LockForProcess() FAILED");
+        here(this).error("CBaseAudioProcessingObject::LockForProcess() FAILED");
     } else if (hr == S_OK) {
-        logText(LogLevel::Info, here(), this, "SUCCEEDED");
+        here(this).info("SUCCEEDED");
     } else {
-        logResult(LogLevel::Warning, here(), this,
-                  "Unexpected CBaseAudioProcessingObject::LockForProcess() result. hr=", hr);
+        here(this).warning("Unexpected CBaseAudioProcessingObject::LockForProcess() result. hr=", hr);
     }
     return hr;
 }
@@ -124,8 +120,7 @@ HRESULT Tovix::UnlockForProcess() noexcept {
     if (m_oldApo.present()) {
         const HRESULT hr = guardedResult([&] { return m_oldApo.config().UnlockForProcess(); });
         if (FAILED(hr)) {
-            logResult(LogLevel::Warning, inTovix("Tovix::UnlockForProcess"), this,
-                      "Tovix::UnlockForProcess() for old apo FAILED. hr=", hr);
+            inTovix("Tovix::UnlockForProcess", this).warning("Tovix::UnlockForProcess() for old apo FAILED. hr=", hr);
         }
         m_oldApo.setLocked(false);
     }

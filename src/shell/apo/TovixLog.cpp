@@ -2,7 +2,8 @@
 
 namespace tovix {
 
-LogLine& appendFormat(LogLine& line, const UNCOMPRESSEDAUDIOFORMAT& format, const UINT32* pFrameCount) noexcept {
+void appendTo(LogLine& line, const FormatFields& fields) noexcept {
+    const UNCOMPRESSEDAUDIOFORMAT& format = fields.format;
     line.number(std::uint32_t{format.dwSamplesPerFrame})
         .text(", BytesPerSample=")
         .number(std::uint32_t{format.dwBytesPerSampleContainer})
@@ -12,18 +13,10 @@ LogLine& appendFormat(LogLine& line, const UNCOMPRESSEDAUDIOFORMAT& format, cons
         .real(format.fFramesPerSecond)
         .text(", ChannelMask=")
         .number(std::uint32_t{format.dwChannelMask});
-    if (pFrameCount != nullptr) {
-        line.text(", InputFrameCount=").number(std::uint32_t{*pFrameCount});
+    if (fields.pFrameCount != nullptr) {
+        line.text(", InputFrameCount=").number(std::uint32_t{*fields.pFrameCount});
     }
-    return line.text(", guidFormatType=").number(std::uint32_t{format.guidFormatType.Data1});
-}
-
-void logFormat(const LogLocation& location, const void* pObject, std::string_view label,
-               const UNCOMPRESSEDAUDIOFORMAT& format, std::string_view end) noexcept {
-    if (logEnabled(LogLevel::Info)) {
-        LogLine line(LogLevel::Info, location, pObject);
-        appendFormat(line.text(label), format).text(end).write();
-    }
+    line.text(", guidFormatType=").number(std::uint32_t{format.guidFormatType.Data1});
 }
 
 } // namespace tovix

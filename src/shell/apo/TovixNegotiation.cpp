@@ -10,8 +10,8 @@
 namespace tovix {
 namespace {
 
-LogLocation here(std::uint32_t line = __builtin_LINE()) noexcept {
-    return inTovix("Tovix::IsInputFormatSupported", line);
+FunctionLog here(const void* pTovix) noexcept {
+    return inTovix("Tovix::IsInputFormatSupported", pTovix);
 }
 
 /// Inputs of fewer channels are taken whatever the output has.
@@ -29,7 +29,7 @@ HRESULT Tovix::IsInputFormatSupported(IAudioMediaType* pOppositeFormat, IAudioMe
         *ppSupportedInputFormat = nullptr;
     }
     if (pOppositeFormat == nullptr || pRequestedInputFormat == nullptr || ppSupportedInputFormat == nullptr) {
-        logText(LogLevel::Error, here(), this, "wrong arguments");
+        here(this).error("wrong arguments");
         return E_POINTER;
     }
     return atComEdge([&] { return negotiateInput(pOppositeFormat, pRequestedInputFormat, ppSupportedInputFormat); });
@@ -49,15 +49,15 @@ HRESULT Tovix::negotiateInput(IAudioMediaType* pOpposite, IAudioMediaType* pRequ
 
 HRESULT Tovix::readFormats(IAudioMediaType& opposite, IAudioMediaType& requested, Formats& formats) const {
     if (const HRESULT hr = requested.GetUncompressedAudioFormat(&formats.requested); FAILED(hr)) {
-        logText(LogLevel::Error, here(), this, "pRequestedInputFormat->GetUncompressedAudioFormat() FAILED");
+        here(this).error("pRequestedInputFormat->GetUncompressedAudioFormat() FAILED");
         return hr;
     }
-    logFormat(here(), this, "RequestedInputFormat = { SamplesPerFrame=", formats.requested, "");
+    here(this).info("RequestedInputFormat = { SamplesPerFrame=", FormatFields{formats.requested}, "");
     if (const HRESULT hr = opposite.GetUncompressedAudioFormat(&formats.output); FAILED(hr)) {
-        logText(LogLevel::Error, here(), this, "pOutputFormat->GetUncompressedAudioFormat() FAILED");
+        here(this).error("pOutputFormat->GetUncompressedAudioFormat() FAILED");
         return hr;
     }
-    logFormat(here(), this, "Output format = { SamplesPerFrame=", formats.output, " }");
+    here(this).info("Output format = { SamplesPerFrame=", FormatFields{formats.output}, " }");
     return S_OK;
 }
 
@@ -73,8 +73,7 @@ std::optional<HRESULT> Tovix::askOldApo(IAudioMediaType* pOpposite, IAudioMediaT
     }
     if (FAILED(hr)) {
         *ppSupported = nullptr;
-        logResult(LogLevel::Warning, here(), this,
-                  "Tovix::IsInputFormatSupported() IsInputFormatSupported of old apo FAILED. hr=", hr);
+        here(this).warning("Tovix::IsInputFormatSupported() IsInputFormatSupported of old apo FAILED. hr=", hr);
         releaseOldApo();
         return std::nullopt;
     }
@@ -82,8 +81,7 @@ std::optional<HRESULT> Tovix::askOldApo(IAudioMediaType* pOpposite, IAudioMediaT
         pRequested->AddRef();
         *ppSupported = pRequested;
     }
-    logText(LogLevel::Info, here(), this,
-            "Tovix::IsInputFormatSupported() InputFormatSupported of old apo SUCCEEDED");
+    here(this).info("Tovix::IsInputFormatSupported() InputFormatSupported of old apo SUCCEEDED");
     return hr;
 }
 
@@ -93,8 +91,7 @@ HRESULT Tovix::decideInput(IAudioMediaType* pOpposite, IAudioMediaType* pRequest
     if (hr != S_OK || !hasTooManyChannels(formats.requested, formats.output)) {
         return hr;
     }
-    logText(
-        LogLevel::Warning, here(), this,
+    here(this).warning(
         "AFTER CBaseAudioProcessingObject::IsInputFormatSupported() CreateAudioMediaTypeFromUncompressedAudioFormat");
     const ComReference<IAudioMediaType> accepted(std::exchange(*ppSupported, nullptr));
     const HRESULT created = CreateAudioMediaTypeFromUncompressedAudioFormat(&formats.output, ppSupported);
@@ -103,20 +100,21 @@ HRESULT Tovix::decideInput(IAudioMediaType* pOpposite, IAudioMediaType* pRequest
 
 HRESULT Tovix::reportDecision(HRESULT decision, IAudioMediaType** ppSupported) const {
     if (decision == S_OK) {
-        logText(LogLevel::Info, here(), this, "Input format has been accepted");
+        here(this).info("Input format has been accepted");
         return decision;
     }
     if (decision != S_FALSE) {
-        logResult(LogLevel::Warning, here(), this, "Unexpected HRESULT. hr=", decision);
+        here(this).warning("Unexpected HRESULT. hr=", decision);
         return decision;
     }
     UNCOMPRESSEDAUDIOFORMAT proposed{};
     if (const HRESULT hr = (*ppSupported)->GetUncompressedAudioFormat(&proposed); FAILED(hr)) {
-        logText(LogLevel::Error, here(), this, "(*ppSupportedInputFormat)->GetUncompressedAudioFormat() FAILED");
+        here(this).error("(*ppSupportedInputFormat)->GetUncompressedAudioFormat() FAILED");
         const ComReference<IAudioMediaType> unreadable(std::exchange(*ppSupported, nullptr));
         return hr;
     }
-    logFormat(here(), this, "InputFormat NOT accepted, SupportedInputFormat = { SamplesPerFrame=", proposed, " }");
+    here(this).info("InputFormat NOT accepted, SupportedInputFormat = { SamplesPerFrame=", FormatFields{proposed},
+                    " }");
     return decision;
 }
 

@@ -1,7 +1,7 @@
 #include "exchange/ConfigExchange.h"
 
 #include "exchange/ConfigHelper.h"
-#include "exchange/ConfigLog.h"
+#include "log/Log.h"
 #include "system/ModuleThread.h"
 #include "system/RegistrySettings.h"
 
@@ -14,6 +14,10 @@ namespace tovix {
 namespace {
 
 constexpr DWORD threadEndLimitMs = 5000;
+
+FunctionLog inExchange(const char* function, const void* pExchange) noexcept {
+    return {function, "helpers\\ConfigHelper", pExchange};
+}
 
 KernelHandle createAutoResetEvent(SECURITY_ATTRIBUTES* sa, const wchar_t* name) noexcept {
     return KernelHandle(::CreateEventW(sa, FALSE, FALSE, name));
@@ -28,13 +32,13 @@ ConfigExchange::Reference ConfigExchange::make() noexcept {
 void ConfigExchange::setUp() noexcept {
     static constexpr const char* function = "ApoConfigManager::ApoConfigManager";
     m_pSecurity.reset(new (std::nothrow) GlobalObjectSecurity);
-    logText(LogLevel::Info, configLog::in(function), this, "ENTERING");
+    inExchange(function, this).info("ENTERING");
     if (!EnableCreateGlobalPrivilege(::GetCurrentProcess())) {
-        logText(LogLevel::Info, configLog::in(function), this, "Failed to set SE_CREATE_GLOBAL_NAME priviledge");
+        inExchange(function, this).info("Failed to set SE_CREATE_GLOBAL_NAME priviledge");
     }
     SECURITY_ATTRIBUTES* const sa = m_pSecurity ? m_pSecurity->attributes() : nullptr;
     if (sa == nullptr) {
-        logText(LogLevel::Error, configLog::in(function), this, "sa == NULL");
+        inExchange(function, this).error("sa == NULL");
     }
     createUpdateEvent(sa);
     // Filled before the waiting thread can run: what it writes is the whole table. Only that thread writes it.
@@ -43,15 +47,15 @@ void ConfigExchange::setUp() noexcept {
     SetSetting(ApoConfigManager::BoostSection, ApoConfigManager::SwitchKey, 0);
     SetSetting(ApoConfigManager::OldEffectSection, ApoConfigManager::SwitchKey, ReadOldApoSetting() ? 1 : 0);
     CreateSharedConfigData(sa);
-    logText(LogLevel::Info, configLog::in(function), this, "LEAVING");
+    inExchange(function, this).info("LEAVING");
 }
 
 void ConfigExchange::createUpdateEvent(SECURITY_ATTRIBUTES* sa) noexcept {
     m_hUpdateEvent = createAutoResetEvent(sa, CONFIG_DATA_UPDATE_EVENT);
     if (!m_hUpdateEvent) {
         const DWORD error = ::GetLastError();
-        configLog::error(configLog::in("ApoConfigManager::ApoConfigManager"), this,
-                         "CreateEvent(CONFIG_DATA_UPDATE_EVENT) FAILED. GetLastError()=", error);
+        inExchange("ApoConfigManager::ApoConfigManager", this)
+            .error("CreateEvent(CONFIG_DATA_UPDATE_EVENT) FAILED. GetLastError()=", error);
         m_hUpdateEvent = createAutoResetEvent(nullptr, nullptr);
     }
 }
@@ -67,24 +71,23 @@ void ConfigExchange::CreateSharedConfigData(SECURITY_ATTRIBUTES* sa) noexcept {
     }
     IpcsResult result = m_pSharedData->Open();
     if (result == IPCS_OK) {
-        logText(LogLevel::Info, configLog::in(function), this, "m_pSharedData->Open( CONFIG_DATA_STRUCT ) SUCCEEDED");
+        inExchange(function, this).info("m_pSharedData->Open( CONFIG_DATA_STRUCT ) SUCCEEDED");
         return;
     }
     const DWORD openError = ::GetLastError();
-    configLog::blockFailure(LogLevel::Info, configLog::in(function), this,
-                            {"m_pSharedData->Open( CONFIG_DATA_STRUCT ) FAILED. GetLastError()=", openError, result,
-                             ". Trying to create the struct..."});
+    inExchange(function, this)
+        .info("m_pSharedData->Open( CONFIG_DATA_STRUCT ) FAILED. GetLastError()=", openError,
+              " ipcsRes=", std::uint32_t{result}, ". Trying to create the struct...");
     result = m_pSharedData->Create(sa);
     if (result == IPCS_OK) {
-        logText(LogLevel::Info, configLog::in(function), this,
-                "m_pSharedData->Create( CONFIG_DATA_STRUCT, sa ) SUCCEEDED");
+        inExchange(function, this).info("m_pSharedData->Create( CONFIG_DATA_STRUCT, sa ) SUCCEEDED");
         releaseWaiters(sa);
         return;
     }
     const DWORD createError = ::GetLastError();
-    configLog::blockFailure(LogLevel::Warning, configLog::in(function), this,
-                            {"m_pSharedData->Create( CONFIG_DATA_STRUCT, sa ) FAILED. GetLastError()=", createError,
-                             result, ". Going to wait for other process to create the struct."});
+    inExchange(function, this)
+        .warning("m_pSharedData->Create( CONFIG_DATA_STRUCT, sa ) FAILED. GetLastError()=", createError,
+                 " ipcsRes=", std::uint32_t{result}, ". Going to wait for other process to create the struct.");
     m_pSharedData.reset();
     waitForCreation(sa);
 }
@@ -96,8 +99,8 @@ void ConfigExchange::releaseWaiters(SECURITY_ATTRIBUTES* sa) noexcept {
         return;
     }
     const DWORD error = ::GetLastError();
-    configLog::error(configLog::in("ApoConfigManager::CreateSharedConfigData"), this,
-                     "CreateEvent(CONFIG_DATA_CREATE_EVENT) 2 FAILED. GetLastError()=", error);
+    inExchange("ApoConfigManager::CreateSharedConfigData", this)
+        .error("CreateEvent(CONFIG_DATA_CREATE_EVENT) 2 FAILED. GetLastError()=", error);
 }
 
 void ConfigExchange::waitForCreation(SECURITY_ATTRIBUTES* sa) noexcept {
@@ -105,12 +108,11 @@ void ConfigExchange::waitForCreation(SECURITY_ATTRIBUTES* sa) noexcept {
     m_hCreateEvent = createAutoResetEvent(sa, CONFIG_DATA_CREATE_EVENT);
     if (!m_hCreateEvent) {
         const DWORD error = ::GetLastError();
-        configLog::error(configLog::in(function), this,
-                         "CreateEvent(CONFIG_DATA_CREATE_EVENT) FAILED. GetLastError()=", error);
+        inExchange(function, this).error("CreateEvent(CONFIG_DATA_CREATE_EVENT) FAILED. GetLastError()=", error);
         return;
     }
     m_hStopEvent = createAutoResetEvent(nullptr, nullptr);
-    logText(LogLevel::Info, configLog::in(function), this, "Starting a thread to wait for the data creation");
+    inExchange(function, this).info("Starting a thread to wait for the data creation");
     Reference forThread = addReference();
     m_hCreateThread = startModuleThread<&SharedDataCreateThread>(forThread.get());
     if (m_hCreateThread) {
@@ -121,10 +123,10 @@ void ConfigExchange::waitForCreation(SECURITY_ATTRIBUTES* sa) noexcept {
 DWORD ConfigExchange::SharedDataCreateThread(void* pManager) noexcept {
     static constexpr const char* function = "ApoConfigManager::SharedDataCreateThread";
     const Reference exchange(static_cast<ConfigExchange*>(pManager));
-    logText(LogLevel::Info, configLog::in(function), nullptr, "Beginning to wait for shared config data creation");
+    inExchange(function, nullptr).info("Beginning to wait for shared config data creation");
     if (exchange->awaitCreation()) {
-        logText(LogLevel::Info, configLog::in(function), nullptr,
-                "Wait for shared config data creation succeeded. Trying to open shared config data...");
+        inExchange(function, nullptr)
+            .info("Wait for shared config data creation succeeded. Trying to open shared config data...");
         exchange->OpenSharedConfigData();
     }
     return 0;
@@ -160,14 +162,15 @@ void ConfigExchange::OpenSharedConfigData() noexcept {
         }
     }
     if (!tried) {
-        logText(LogLevel::Warning, configLog::in(function), this,
+        inExchange(function, this)
+            .warning(
                 "canTryToOpen IS FALSE. Probably just finishing thread prematurely because of object's destruction.");
     } else if (result != IPCS_OK) {
-        configLog::blockFailure(
-            LogLevel::Error, configLog::in(function), this,
-            {"m_pSharedData->Open(CONFIG_DATA_STRUCT) FAILED. GetLastError()=", error, result, ""});
+        inExchange(function, this)
+            .error("m_pSharedData->Open(CONFIG_DATA_STRUCT) FAILED. GetLastError()=", error,
+                   " ipcsRes=", std::uint32_t{result}, "");
     } else {
-        logText(LogLevel::Info, configLog::in(function), this, "m_pSharedData->Open(CONFIG_DATA_STRUCT) SUCCEEDED");
+        inExchange(function, this).info("m_pSharedData->Open(CONFIG_DATA_STRUCT) SUCCEEDED");
         updateSharedData();
     }
 }
@@ -194,7 +197,7 @@ void ConfigExchange::updateSharedData() noexcept {
             return;
         }
     }
-    logText(LogLevel::Info, configLog::in("ApoConfigManager::updateSharedData"), this, "m_pSharedData DOESN'T EXIST");
+    inExchange("ApoConfigManager::updateSharedData", this).info("m_pSharedData DOESN'T EXIST");
 }
 
 bool ConfigExchange::ReadConfigData(ConfigText& text) noexcept {
@@ -205,7 +208,7 @@ bool ConfigExchange::ReadConfigData(ConfigText& text) noexcept {
             return true;
         }
     }
-    logText(LogLevel::Info, configLog::in("ApoConfigManager::ReadConfigData"), this, "m_pSharedData DOESN'T EXIST");
+    inExchange("ApoConfigManager::ReadConfigData", this).info("m_pSharedData DOESN'T EXIST");
     return false;
 }
 
@@ -230,7 +233,7 @@ std::int32_t ConfigExchange::GetSetting(std::int32_t section, std::int32_t key) 
 
 void ConfigExchange::tearDown() noexcept {
     static constexpr const char* function = "ApoConfigManager::~ApoConfigManager";
-    logText(LogLevel::Info, configLog::in(function), this, "ENTERING");
+    inExchange(function, this).info("ENTERING");
     {
         const std::lock_guard guard(m_lock);
         m_pSharedData.reset();
@@ -238,7 +241,7 @@ void ConfigExchange::tearDown() noexcept {
         m_hUpdateEvent.reset();
     }
     endWaitingThread();
-    logText(LogLevel::Info, configLog::in(function), this, "LEAVING");
+    inExchange(function, this).info("LEAVING");
 }
 
 void ConfigExchange::endWaitingThread() noexcept {

@@ -43,12 +43,8 @@ void ChainRebuilder::logFormat(const StreamFormat& format) const noexcept {
     }
     try {
         const auto names = channelNames(std::max(format.inputChannels, format.outputChannels), format.channelMask);
-        LogLine(LogLevel::Info, {"EffectManager::initializeManager", "EffectManager"}, m_pManager)
-            .text("Channel count= ")
-            .number(format.outputChannels)
-            .text(" Device= ")
-            .text(channelDescription(names))
-            .write();
+        FunctionLog("EffectManager::initializeManager", "EffectManager", m_pManager)
+            .info("Channel count= ", format.outputChannels, " Device= ", channelDescription(names));
     } catch (...) {
         // No memory for the names: the stream matters more than its line in the log.
         return;
@@ -87,13 +83,14 @@ bool ChainRebuilder::waitFor(HANDLE handle) const noexcept {
 }
 
 void ChainRebuilder::rebuildOnUpdates() noexcept {
+    const FunctionLog log("EffectManager::notificationThread", "EffectManager", m_pManager);
     const HANDLE hUpdate = m_config.updateEvent();
     if (hUpdate == nullptr) {
-        logInThread(LogLevel::Error, "NO update event exists!");
+        log.error("NO update event exists!");
     }
     while (waitFor(hUpdate)) {
         if (!waitFor(m_hChainSemaphore.get())) {
-            logInThread(LogLevel::Info, "Shutdown event received 2");
+            log.info("Shutdown event received 2");
             return;
         }
         if (!rebuild()) {
@@ -101,11 +98,7 @@ void ChainRebuilder::rebuildOnUpdates() noexcept {
             ::ReleaseSemaphore(m_hChainSemaphore.get(), 1, nullptr);
         }
     }
-    logInThread(LogLevel::Info, "Shutdown event received 1");
-}
-
-void ChainRebuilder::logInThread(LogLevel level, std::string_view text, std::uint32_t line) const noexcept {
-    logText(level, {"EffectManager::notificationThread", "EffectManager", line}, m_pManager, text);
+    log.info("Shutdown event received 1");
 }
 
 void ChainRebuilder::process(float* output, const float* input, std::uint32_t frameCount) noexcept {

@@ -59,7 +59,6 @@ private:
     bool rebuild() noexcept;
     [[nodiscard]] BuiltChain buildFromSettings() noexcept;
     void logFormat(const StreamFormat& format) const noexcept;
-    void logInThread(LogLevel level, std::string_view text, std::uint32_t line = __builtin_LINE()) const noexcept;
     /// Waits for `handle` or the shutdown event; true when it was `handle`.
     [[nodiscard]] bool waitFor(HANDLE handle) const noexcept;
 

@@ -11,24 +11,23 @@ namespace {
 
 constexpr DWORD threadEndLimitMs = 5000;
 
-LogLocation in(const char* function, std::uint32_t line = __builtin_LINE()) noexcept {
-    return {function, "EffectManager", line};
+FunctionLog logOf(const char* function, const EffectManager* pManager) noexcept {
+    return {function, "EffectManager", pManager};
 }
 
 } // namespace
 
 EffectManager::EffectManager() {
-    logText(LogLevel::Info, in("EffectManager::EffectManager"), this, "ENTERED");
+    logOf("EffectManager::EffectManager", this).info("ENTERED");
     m_pState.reset(new ChainRebuilder(this));
 }
 
 EffectManager::~EffectManager() {
-    logText(LogLevel::Info, in("EffectManager::~EffectManager"), this, "ENTERED");
+    logOf("EffectManager::~EffectManager", this).info("ENTERED");
     if (m_hThread) {
         m_pState->shutDown();
         if (::WaitForSingleObject(m_hThread.get(), threadEndLimitMs) == WAIT_OBJECT_0) {
-            logText(LogLevel::Info, in("EffectManager::~EffectManager"), this,
-                    "params change notification thread was terminated");
+            logOf("EffectManager::~EffectManager", this).info("params change notification thread was terminated");
         }
     }
 }
@@ -49,8 +48,7 @@ void EffectManager::startThread() noexcept {
     // next call tries again.
     if (m_hThread.get() == INVALID_HANDLE_VALUE) {
         static_cast<void>(m_hThread.release());
-        logText(LogLevel::Error, in("EffectManager::initializeManager"), this,
-                "E: Filed to create params change notification thread");
+        logOf("EffectManager::initializeManager", this).error("E: Filed to create params change notification thread");
     }
     if (m_hThread) {
         static_cast<void>(forThread.release());

@@ -41,7 +41,7 @@ HRESULT ClassFactory::CreateInstance(IUnknown* pOuter, REFIID riid, void** ppv) 
     }
     *ppv = nullptr;
     QuelLog::instance().attach();
-    logText(LogLevel::Info, {"ClassFactory::CreateInstance", "ClassFactory"}, this, "entered");
+    FunctionLog("ClassFactory::CreateInstance", "ClassFactory", this).info("entered");
     if (pOuter != nullptr && !IsEqualIID(riid, IID_IUnknown)) {
         return E_NOINTERFACE; // and not the code for a refused aggregation, deliberately
     }

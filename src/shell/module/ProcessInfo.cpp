@@ -6,8 +6,9 @@
 namespace tovix {
 namespace {
 
-constexpr const char* function = "LogProcessInfo";
-constexpr const char* source = "ClassFactory";
+FunctionLog processInfoLog() noexcept {
+    return {"LogProcessInfo", "ClassFactory", nullptr};
+}
 
 const char* integrityName(std::uint32_t rid) noexcept {
     switch (rid) {
@@ -31,18 +32,8 @@ void logAnswers(const ProcessQuestions& questions) {
     const bool isUserAdmin = questions.isUserAdmin();
     const bool isRunningAsAdmin = questions.isRunningAsAdmin();
     const bool isProcessElevated = questions.isProcessElevated();
-    if (logEnabled(LogLevel::Info)) {
-        LogLine(LogLevel::Info, {function, source}, nullptr)
-            .text("isUserAdmin=")
-            .result(isUserAdmin ? 1 : 0)
-            .text(" runAsAdmin=")
-            .result(isRunningAsAdmin ? 1 : 0)
-            .text(" isElevatedProc=")
-            .result(isProcessElevated ? 1 : 0)
-            .text(" integrity=")
-            .text(integrity)
-            .write();
-    }
+    processInfoLog().info("isUserAdmin=", isUserAdmin, " runAsAdmin=", isRunningAsAdmin,
+                          " isElevatedProc=", isProcessElevated, " integrity=", integrity);
 }
 
 } // namespace
@@ -59,18 +50,9 @@ void LogProcessInfo(const ProcessQuestions& questions) noexcept {
     try {
         logAnswers(questions);
     } catch (std::uint32_t error) {
-        if (logEnabled(LogLevel::Error)) {
-            LogLine(LogLevel::Error, {function, source}, nullptr)
-                .text("Failed to get information about user's priveleges. Error code=")
-                .number(error)
-                .write();
-        }
+        processInfoLog().error("Failed to get information about user's priveleges. Error code=", error);
     } catch (...) {
-        if (logEnabled(LogLevel::Error)) {
-            LogLine(LogLevel::Error, {function, source}, nullptr)
-                .text("Failed to get information about user's priveleges")
-                .write();
-        }
+        processInfoLog().error("Failed to get information about user's priveleges");
     }
 }
 

@@ -15,29 +15,16 @@ namespace {
 
 constexpr DWORD modulePathCapacity = 1024;
 
-class ExportLog {
-public:
-    explicit ExportLog(const char* function) noexcept : m_function(function) {}
+FunctionLog logOf(const char* function) noexcept {
+    return {function, "DllMain", nullptr};
+}
 
-    void write(LogLevel level, std::string_view text, std::uint32_t line = __builtin_LINE()) const noexcept {
-        write(level, text, std::wstring_view(), line);
-    }
-    void write(LogLevel level, std::string_view text, std::wstring_view end,
-               std::uint32_t line = __builtin_LINE()) const noexcept {
-        if (logEnabled(level)) {
-            LogLine(level, {m_function, "DllMain", line}, nullptr).text(text).text(end).write();
-        }
-    }
-    /// What every registration export starts with.
-    void enter(std::uint32_t line = __builtin_LINE()) const noexcept {
-        QuelLog::instance().attach();
-        write(LogLevel::Info, "Entered", line);
-        LogProcessInfo();
-    }
-
-private:
-    const char* m_function;
-};
+/// What every registration export starts with.
+void enter(const FunctionLog& log) noexcept {
+    QuelLog::instance().attach();
+    log.info("Entered");
+    LogProcessInfo();
+}
 
 std::wstring classKey() {
     return L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\CLSID\\" + classIdText(effectClassId);
@@ -53,31 +40,31 @@ void writeClassKeys(const std::wstring& modulePath) {
     writeRegistryValue(serverKey, L"ThreadingModel", L"Both");
 }
 
-HRESULT registerWith(const ExportLog& log, const std::wstring& modulePath) {
+HRESULT registerWith(const FunctionLog& log, const std::wstring& modulePath) {
     if (const HRESULT hr = RegisterAPO(registrationRecord); FAILED(hr)) {
-        log.write(LogLevel::Error, "RegisterAPO() FAILED");
+        log.error("RegisterAPO() FAILED");
         UnregisterAPO(effectClassId);
         return hr;
     }
     try {
         writeClassKeys(modulePath);
     } catch (const RegistryException& failure) {
-        log.write(LogLevel::Error, "RegistryException caught. msg=", failure.message());
+        log.error("RegistryException caught. msg=", failure.message());
         UnregisterAPO(effectClassId);
         return E_FAIL;
     } catch (...) {
         UnregisterAPO(effectClassId);
         throw;
     }
-    log.write(LogLevel::Info, "SUCCEEDED");
+    log.info("SUCCEEDED");
     return S_OK;
 }
 
 } // namespace
 
 HRESULT registerServer(HINSTANCE instance) noexcept {
-    const ExportLog log("DllRegisterServer");
-    log.enter();
+    const FunctionLog log = logOf("DllRegisterServer");
+    enter(log);
     std::array<wchar_t, modulePathCapacity> path{};
     const DWORD length = ::GetModuleFileNameW(instance, path.data(), modulePathCapacity);
     if (length == 0 || length == modulePathCapacity) {
@@ -87,20 +74,20 @@ HRESULT registerServer(HINSTANCE instance) noexcept {
 }
 
 HRESULT unregisterServer() noexcept {
-    const ExportLog log("DllUnregisterServer");
-    log.enter();
+    const FunctionLog log = logOf("DllUnregisterServer");
+    enter(log);
     return atComEdge([&] {
         try {
             const std::wstring key = classKey();
             deleteRegistryKey(key + L"\\InprocServer32");
             deleteRegistryKey(key);
         } catch (const RegistryException& failure) {
-            log.write(LogLevel::Error, "RegistryException caught. msg=", failure.message());
+            log.error("RegistryException caught. msg=", failure.message());
             return E_FAIL;
         }
         const HRESULT hr = UnregisterAPO(effectClassId);
         if (SUCCEEDED(hr)) {
-            log.write(LogLevel::Info, "SUCCEEDED");
+            log.info("SUCCEEDED");
         }
         return hr;
     });

@@ -10,11 +10,10 @@
 namespace tovix::test {
 namespace {
 
-const LogLocation here{"Class::Method", "helpers\\Source", 12};
+const LogHead here{LogLevel::Info, 7, nullptr, "Class::Method", "helpers\\Source", 12};
 constexpr const char* head = "INFO [7] [this=0x0000000000000000] [Class::Method@Source:12] ";
 
 TEST(LogLine, HeadNamesLevelThreadObjectAndPlace) {
-    const LogCapture capture(LogLevel::Debug);
     const auto* const pObject = reinterpret_cast<const void*>(std::uintptr_t{0x7FFE12ABCD});
     const struct {
         LogLevel level;
@@ -29,24 +28,29 @@ TEST(LogLine, HeadNamesLevelThreadObjectAndPlace) {
         {LogLevel::Debug, "", "DEBUG [7] [this=0x0000007FFE12ABCD] [F::g@:3] "},
     };
     for (const auto& c : cases) {
-        EXPECT_STREQ(LogLine(c.level, {"F::g", c.source, 3}, pObject).c_str(), c.expected);
+        EXPECT_STREQ(LogLine({c.level, 7, pObject, "F::g", c.source, 3}).c_str(), c.expected);
     }
 }
 
-TEST(LogLine, PlaceIsTheStatementThatLogs) {
-    const LogCapture capture(LogLevel::Info);
-    const LogLine line(LogLevel::Info, {"F::g", "S"}, nullptr);
-    const int lineNumber = __LINE__ - 1;
-    EXPECT_STREQ(line.c_str(),
-                 ("INFO [7] [this=0x0000000000000000] [F::g@S:" + std::to_string(lineNumber) + "] ").c_str());
+TEST(LogLine, LongLocationTagIsCutAndAThreadNumberIsSigned) {
+    const std::string function(200, 'f');
+    const LogLine line({LogLevel::Info, 0xFFFFFFFF, nullptr, function.c_str(), "S", 1});
+    EXPECT_EQ(line.c_str(), "INFO [-1] [this=0x0000000000000000] [" + std::string(98, 'f'));
 }
 
-TEST(LogLine, LongLocationTagIsCutAndAThreadNumberIsSigned) {
-    const LogCapture capture(LogLevel::Info);
-    installLogBackend({[](const char*) noexcept {}, []() noexcept { return std::uint32_t{0xFFFFFFFF}; }});
-    const std::string function(200, 'f');
-    const LogLine line(LogLevel::Info, {function.c_str(), "S", 1}, nullptr);
-    EXPECT_EQ(line.c_str(), "INFO [-1] [this=0x0000000000000000] [" + std::string(98, 'f'));
+TEST(FunctionLog, WritesTheStatementsLineWithAllPartsWhereTheLevelIsEnabled) {
+    const LogCapture capture(LogLevel::Warning);
+    const FunctionLog log("F::g", "S", nullptr);
+    log.error("text ", std::uint32_t{4000000000}, L" wide ", std::int32_t{-2147024809}, " ", 0.5F, true);
+    const int statementLine = __LINE__ - 1;
+    log.warning({"at a line of its own", 30});
+    log.info("above the level");
+    const std::vector<std::string> expected{
+        "ERROR [7] [this=0x0000000000000000] [F::g@S:" + std::to_string(statementLine) +
+            "] text 4000000000 wide -2147024809 0.5000001",
+        "WARNING [7] [this=0x0000000000000000] [F::g@S:30] at a line of its own",
+    };
+    EXPECT_EQ(LogCapture::lines(), expected);
 }
 
 TEST(LogLine, NumbersPassASixteenCharacterBufferAndHexadecimalHoldsForOneOnly) {
@@ -66,24 +70,20 @@ TEST(LogLine, NumbersPassASixteenCharacterBufferAndHexadecimalHoldsForOneOnly) {
         {[](LogLine& l) { l.hexNext().real(1.0).number(std::uint32_t{10}); }, "1.00000010"},
         {[](LogLine& l) { l.text(L"a\u00e4\u20ac\U0001F50A"); }, "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x94\x8A"},
     };
-    const LogCapture capture(LogLevel::Info);
     for (const auto& c : cases) {
-        LogLine line(LogLevel::Info, here, nullptr);
+        LogLine line(here);
         c.fill(line);
         EXPECT_EQ(line.c_str(), head + std::string(c.expected));
     }
 }
 
-TEST(LogLine, EndsAt255CharactersAndIsStillWritten) {
-    const LogCapture capture(LogLevel::Info);
+TEST(LogLine, EndsAt255Characters) {
     const std::size_t room = 255 - std::string(head).size();
     for (const std::size_t length : {room - 1, room, room + 1, room + 1000}) {
         const std::string text(length, 'x');
-        LogLine(LogLevel::Info, here, nullptr).text(text).write();
-        EXPECT_EQ(LogCapture::lines().back(), head + text.substr(0, room));
+        EXPECT_EQ(LogLine(here).text(text).c_str(), head + text.substr(0, room));
     }
-    EXPECT_EQ(LogCapture::lines().size(), 4U);
-    LogLine full(LogLevel::Info, here, nullptr);
+    LogLine full(here);
     full.text(std::string(room, 'x')).text("y").number(std::uint32_t{1}).text(L"\u00e4");
     EXPECT_EQ(full.c_str(), head + std::string(room, 'x'));
 }

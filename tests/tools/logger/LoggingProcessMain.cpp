@@ -11,11 +11,8 @@ int main(int count, char** arguments) {
     QuelLog::instance().attach();
     const int lines = count > 1 ? std::atoi(arguments[1]) : 1;
     for (int i = 0; i < lines && logEnabled(LogLevel::Error); ++i) {
-        LogLine(LogLevel::Error, {"Process::main", "LoggingProcess", 1}, nullptr)
-            .text("line ")
-            .number(static_cast<std::uint32_t>(i))
-            .text(" end")
-            .write();
+        FunctionLog("Process::main", "LoggingProcess", nullptr)
+            .error({"line ", 1}, static_cast<std::uint32_t>(i), " end");
         if (i % 50 == 49) {
             ::Sleep(1);
         }
