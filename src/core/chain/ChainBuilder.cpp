@@ -48,14 +48,14 @@ void ChainBuilder::configure(const StreamFormat& format, const GateSwitches& swi
     }
 }
 
-BuiltChain ChainBuilder::build(std::string_view settingsBlock) noexcept {
+BuiltChain ChainBuilder::build(std::string_view settingsPage) noexcept {
     primeExceptions();
     BuiltChain built;
     const bool streams = m_format.maxFrames != 0 && m_format.inputChannels != 0 && m_format.outputChannels != 0;
     try {
         StagePlanner appender(m_format);
         // Read in any case: what the text says about the previous effect does not depend on the format.
-        if (collectStages(appender, settingsBlock, built.oldApo) && streams) {
+        if (collectStages(appender, settingsPage, built.oldApo) && streams) {
             built.chain = FilterChain::make(appender.shape(), appender.stages());
         }
     } catch (...) {
@@ -64,14 +64,13 @@ BuiltChain ChainBuilder::build(std::string_view settingsBlock) noexcept {
     return built;
 }
 
-bool ChainBuilder::collectStages(StagePlanner& appender, std::string_view settingsBlock,
-                                 std::optional<bool>& oldApo) {
+bool ChainBuilder::collectStages(StagePlanner& appender, std::string_view settingsPage, std::optional<bool>& oldApo) {
     for (const auto& factory : m_factories) {
         if (!appendAll(appender, factory->beginBuild())) {
             return false;
         }
     }
-    for (const auto bytes : splitSettingsLines(settingsBlock)) {
+    for (const auto bytes : splitSettingsLines(settingsPage)) {
         const std::wstring text = decodeSettingsLine(bytes, m_decodeAnsi);
         auto line = parseSettingsLine(text);
         if (!line) {

@@ -34,11 +34,11 @@ public:
     /// Takes the format of the chains to come and hands `switches` to every factory.
     void configure(const StreamFormat& format, const GateSwitches& switches);
 
-    /// Builds one chain from the settings block's bytes. Never throws.
-    BuiltChain build(std::string_view settingsBlock) noexcept;
+    /// Builds one chain from the bytes of a settings page. Never throws.
+    BuiltChain build(std::string_view settingsPage) noexcept;
 
 private:
-    bool collectStages(StagePlanner& appender, std::string_view settingsBlock, std::optional<bool>& oldApo);
+    bool collectStages(StagePlanner& appender, std::string_view settingsPage, std::optional<bool>& oldApo);
     /// Asks the factories in turn; the first that returns filters ends the search.
     FilterList offer(SettingsLine& line, const std::wstring& text);
 

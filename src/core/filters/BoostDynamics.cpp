@@ -1,6 +1,7 @@
 #include "filters/BoostDynamics.h"
 
 #include "filters/Decibels.h"
+#include "text/Limits.h"
 
 #include <algorithm>
 #include <bit>
@@ -11,7 +12,6 @@
 namespace tovix {
 namespace {
 
-constexpr double largestBoostDb = 20.0;
 constexpr double smallestRatio = 2.0;
 constexpr double largestRatio = 3.0;
 constexpr double ratioPerDb = 0.05;
@@ -34,7 +34,7 @@ constexpr double largestPreGain = std::numeric_limits<float>::max();
 } // namespace
 
 void BoostDynamics::setBoost(double boostDb) noexcept {
-    if (m_boostDb < 0.0 || m_boostDb > largestBoostDb) {
+    if (m_boostDb < 0.0 || m_boostDb > maxBoostDb) {
         return;
     }
     m_boostDb = boostDb;

@@ -1,6 +1,7 @@
 #include "filters/EffectBoost.h"
 
 #include "filters/Decibels.h"
+#include "text/Limits.h"
 
 #include <algorithm>
 #include <atomic>
@@ -10,7 +11,6 @@
 namespace tovix {
 namespace {
 
-constexpr std::int32_t largestLevel = 200;
 constexpr std::int32_t largestStep = 10;
 constexpr int largestBackOffCount = 25;
 /// Magnitude up to which an amplified stereo sample is let through.
@@ -21,7 +21,7 @@ constexpr double dbPerTenth = 0.1;
 std::atomic<std::int32_t> currentLevel{0};
 
 RT_SECTION std::int32_t clampLevel(std::int64_t level) noexcept {
-    return static_cast<std::int32_t>(level < 0 ? 0 : level > largestLevel ? largestLevel : level);
+    return static_cast<std::int32_t>(level < 0 ? 0 : level > maxBoostTenths ? maxBoostTenths : level);
 }
 
 /// `level` moved towards `target` by one step at most. 64 bits hold every difference of two levels.

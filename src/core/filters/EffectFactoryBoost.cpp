@@ -3,6 +3,7 @@
 #include "filters/EffectBoost.h"
 #include "filters/ParameterText.h"
 #include "log/Log.h"
+#include "text/SettingsNames.h"
 
 namespace tovix {
 namespace {
@@ -20,7 +21,7 @@ void logMismatch(const EffectFactoryBoost* pFactory, std::uint32_t fieldCount) {
 FilterList EffectFactoryBoost::createFilter(std::wstring& name, const std::wstring& parameterText,
                                             const std::wstring&) {
     FilterList filters;
-    if (name != L"Boost") {
+    if (name != settings::boost.wide()) {
         return filters;
     }
     const BoostParameters parameters = parseBoostParameters(parameterText);

@@ -1,6 +1,7 @@
 #include "filters/MinimumPhase.h"
 
 #include "filters/Decibels.h"
+#include "text/Limits.h"
 
 #include <algorithm>
 #include <cmath>
@@ -41,7 +42,7 @@ MinimumPhase MinimumPhase::make(std::uint32_t tapCount) noexcept {
 /// itself would cost a power and a logarithm, which are the slowest functions of the Windows toolchain.
 void MinimumPhase::setMagnitude(std::size_t bin, double gainDb) noexcept {
     const std::size_t mirror = 2 * std::size_t{m_tapCount} - 1 - bin;
-    const auto logarithm = static_cast<float>(std::max(gainDb, magnitudeFloorDb) * nepersPerDecibel);
+    const auto logarithm = static_cast<float>(std::max(gainDb, minEqualizerGainDb) * nepersPerDecibel);
     re(m_spectrum[bin]) = re(m_spectrum[mirror]) = logarithm;
     im(m_spectrum[bin]) = im(m_spectrum[mirror]) = 0.0F;
 }

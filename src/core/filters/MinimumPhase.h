@@ -12,8 +12,6 @@ namespace tovix {
 class MinimumPhase {
 public:
     static constexpr std::uint32_t maxTapCount = 1U << 24U;
-    /// The lowest magnitude; what is wanted below it counts as this.
-    static constexpr double magnitudeFloorDb = -100.0;
 
     /// Work space and plans for `tapCount` taps, 1 to `maxTapCount`; empty (`!*this`) when there is none.
     static MinimumPhase make(std::uint32_t tapCount) noexcept;

@@ -1,5 +1,7 @@
 #include "text/SettingsText.h"
 
+#include "text/Limits.h"
+#include "text/SettingsNames.h"
 #include "text/Utf.h"
 
 namespace tovix {
@@ -13,8 +15,8 @@ std::wstring decodeLatin1(std::string_view bytes) {
     return text;
 }
 
-std::vector<std::string_view> splitSettingsLines(std::string_view block) {
-    std::string_view rest = block.substr(0, settingsBlockBytes);
+std::vector<std::string_view> splitSettingsLines(std::string_view page) {
+    std::string_view rest = page.substr(0, settingsPageBytes);
     rest = rest.substr(0, rest.find('\0'));
     std::vector<std::string_view> lines;
     while (!rest.empty()) {
@@ -43,13 +45,10 @@ std::optional<SettingsLine> parseSettingsLine(const std::wstring& line) {
 }
 
 std::optional<bool> oldApoSetting(const SettingsLine& line) {
-    if (line.key == L"EnableOldApo") {
-        return true;
-    }
-    if (line.key == L"#EnableOldApo") {
-        return false;
-    }
-    return std::nullopt;
+    std::wstring_view name = line.key;
+    const bool off = name.starts_with(settings::offMark);
+    name.remove_prefix(off ? 1 : 0);
+    return name == settings::enableOldApo.wide() ? std::optional{!off} : std::nullopt;
 }
 
 } // namespace tovix

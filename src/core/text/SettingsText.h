@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,9 +8,6 @@
 namespace tovix {
 
 /// Reading of the settings text: UTF-8 lines, each a name, a colon and parameters. All [control].
-
-/// Bytes of the block that carries the text between the processes.
-constexpr std::size_t settingsBlockBytes = 256;
 
 /// Turns a line that is not UTF-8 into wide text. The Windows shell gives the system's ANSI code page.
 using AnsiDecoder = std::wstring (*)(std::string_view bytes);
@@ -27,9 +23,9 @@ struct SettingsLine {
     std::wstring value;
 };
 
-/// The lines of a block, as bytes: the text ends at the first NUL or after `settingsBlockBytes`, a line at a line
-/// feed, and a carriage return at a line's end is removed. A line feed at the very end opens no further line.
-std::vector<std::string_view> splitSettingsLines(std::string_view block);
+/// The lines of a settings page, as bytes: the text ends at the first NUL or after `settingsPageBytes`, a line at a
+/// line feed, and a carriage return at a line's end is removed. A line feed at the very end opens no further line.
+std::vector<std::string_view> splitSettingsLines(std::string_view page);
 
 /// Decodes a line as UTF-8, and again with `decodeAnsi` when the result holds a replacement character.
 std::wstring decodeSettingsLine(std::string_view bytes, AnsiDecoder decodeAnsi);
