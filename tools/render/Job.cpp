@@ -4,6 +4,7 @@
 #include "render/files/FilePath.h"
 #include "render/report/NumberText.h"
 #include "render/sound/SpeakerMask.h"
+#include "text/Limits.h"
 
 #include <algorithm>
 #include <cmath>
@@ -16,7 +17,6 @@ namespace tovix::render {
 namespace {
 
 constexpr std::int64_t largestBlock = 65536;
-constexpr std::int64_t mostChannels = 4096;
 constexpr std::uint32_t blocksPerSecond = 100;
 
 std::uint32_t blockFramesFor(const Options& options, const SourceFormat& source) {
@@ -30,7 +30,7 @@ std::uint32_t blockFramesFor(const Options& options, const SourceFormat& source)
 
 std::uint32_t outputChannelsFor(const Options& options, const SourceFormat& sound) {
     const std::int64_t outputChannels = options.outputChannels.value_or(sound.channels);
-    if (outputChannels < 1 || outputChannels > mostChannels) {
+    if (outputChannels < 1 || outputChannels > maxChannelCount) {
         throw RenderError(ExitStatus::unsupportedFormat, "an output of " + std::to_string(outputChannels) +
                                                              " channels is none; the effect gives 1 to 4096.");
     }
@@ -39,8 +39,7 @@ std::uint32_t outputChannelsFor(const Options& options, const SourceFormat& soun
 
 /// The effect's own rule of negotiation: of three channels or more it takes no more than it is to give.
 std::uint32_t fedChannelsFor(const SourceFormat& sound, std::uint32_t outputChannels) {
-    constexpr std::uint32_t fewestToNarrow = 3;
-    return sound.channels >= fewestToNarrow ? std::min(sound.channels, outputChannels) : sound.channels;
+    return acceptsChannelCounts(sound.channels, outputChannels) ? sound.channels : outputChannels;
 }
 
 EngineFormat engineFormat(const Options& options, const SourceFormat& sound, const SourceFormat& fed,

@@ -3,6 +3,7 @@
 #include "render/ExitStatus.h"
 #include "render/files/FilePath.h"
 #include "render/report/NumberText.h"
+#include "text/Limits.h"
 
 #include <algorithm>
 #include <fstream>
@@ -13,7 +14,7 @@ namespace tovix::render {
 namespace {
 
 /// The block is NUL-terminated.
-constexpr std::size_t largestTextBytes = settingsBlockBytes - 1;
+constexpr std::size_t largestTextBytes = longestSettingsTextBytes;
 
 const std::vector<std::string> defaultLines{"Equalizer: 60 4 200 0 1000 -2 4000 1 12000 5", "Boost: 60 dB 1"};
 

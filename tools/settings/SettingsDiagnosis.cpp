@@ -3,6 +3,8 @@
 #include "chain/ChainBuilder.h"
 #include "filters/EffectFactoryEqualizer.h"
 #include "filters/EqualizerDesign.h"
+#include "text/Limits.h"
+#include "text/SettingsNames.h"
 #include "text/Utf.h"
 
 #include <algorithm>
@@ -15,12 +17,10 @@
 namespace tovix {
 namespace {
 
-constexpr std::wstring_view boostName = L"Boost";
-constexpr std::wstring_view equalizerName = L"Equalizer";
-constexpr std::array knownNames{boostName, equalizerName, std::wstring_view(L"EnableOldApo")};
+constexpr std::wstring_view boostName = settings::boost.wide();
+constexpr std::wstring_view equalizerName = settings::equalizer.wide();
+constexpr std::array knownNames{boostName, equalizerName, settings::enableOldApo.wide()};
 
-/// The plain mode stops here; the dynamics mode does not.
-constexpr std::int32_t largestPlainLevel = 200;
 constexpr std::size_t largestTypoDistance = 2;
 
 using Factories = std::vector<std::unique_ptr<IFilterFactory>>;
@@ -42,8 +42,9 @@ std::string describeBoost(const BoostParameters& boost) {
     if (boost.mode == 1) {
         return "boost of " + decibels(boost.level) + " with a limiter at full scale";
     }
-    if (boost.level > largestPlainLevel) {
-        return "plain boost of " + decibels(largestPlainLevel) + ", the most there is";
+    // The plain mode stops here; the dynamics mode does not.
+    if (boost.level > maxBoostTenths) {
+        return "plain boost of " + decibels(maxBoostTenths) + ", the most there is";
     }
     return "plain boost of " + decibels(std::max(boost.level, 0));
 }

@@ -24,8 +24,7 @@ std::string withoutBlanks(std::string_view text) {
 }
 
 void checkBoost(const std::string& line, const BoostParameters& boost) {
-    constexpr std::int32_t largestTenths = 200;
-    if (boost.level < 0 || boost.level > largestTenths) {
+    if (boost.level < 0 || boost.level > maxBoostTenths) {
         throw Refusal("The level of \"" + line + "\" counts tenths of a dB and lies outside of 0 to 200 (20.0 dB).");
     }
     if (boost.mode != 0 && boost.mode != 1) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "curves/CurveThinner.h"
+#include "text/Limits.h"
+#include "text/SettingsNames.h"
 
 #include <cstdint>
 #include <string>
@@ -12,15 +14,15 @@ namespace tovix::control {
 /// line that passes does exactly what it says. All functions that check throw a Refusal.
 
 /// Bytes of text that the block holds beside its NUL.
-constexpr std::size_t largestTextBytes = 255;
+constexpr std::size_t largestTextBytes = longestSettingsTextBytes;
 /// The most that boost and equalizer may raise the level.
-constexpr double largestGainDb = 20.0;
+constexpr double largestGainDb = maxBoostDb;
 /// The equalizer's design cuts off everything below.
-constexpr double smallestGainDb = -100.0;
+constexpr double smallestGainDb = minEqualizerGainDb;
 
-constexpr std::string_view boostName = "Boost";
-constexpr std::string_view equalizerName = "Equalizer";
-constexpr std::string_view oldApoName = "EnableOldApo";
+constexpr std::string_view boostName = settings::boost.narrow();
+constexpr std::string_view equalizerName = settings::equalizer.narrow();
+constexpr std::string_view oldApoName = settings::enableOldApo.narrow();
 
 /// A boost level as the text holds it.
 struct BoostLevel {

@@ -4,6 +4,7 @@
 #include "platform/AudioMediaType.h"
 #include "platform/ComEdge.h"
 #include "system/ForeignCall.h"
+#include "text/Limits.h"
 
 #include <utility>
 
@@ -14,11 +15,8 @@ FunctionLog here(const void* pTovix) noexcept {
     return inTovix("Tovix::IsInputFormatSupported", pTovix);
 }
 
-/// Inputs of fewer channels are taken whatever the output has.
-constexpr DWORD fewestChannelsToRefuse = 3;
-
 bool hasTooManyChannels(const UNCOMPRESSEDAUDIOFORMAT& input, const UNCOMPRESSEDAUDIOFORMAT& output) noexcept {
-    return input.dwSamplesPerFrame >= fewestChannelsToRefuse && input.dwSamplesPerFrame > output.dwSamplesPerFrame;
+    return !acceptsChannelCounts(input.dwSamplesPerFrame, output.dwSamplesPerFrame);
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "text/Limits.h"
+
 #include <cstddef>
 
 namespace tovix {
@@ -14,6 +16,6 @@ inline constexpr const wchar_t* CONFIG_DATA_UPDATE_EVENT = L"Global\\TovixDataUp
 /// Auto-reset event: the block has been created.
 inline constexpr const wchar_t* CONFIG_DATA_CREATE_EVENT = L"Global\\TovixDataCreate";
 
-inline constexpr std::size_t configDataBytes = 256;
+inline constexpr std::size_t configDataBytes = settingsPageBytes;
 
 } // namespace tovix

@@ -2,6 +2,7 @@
 
 #include "platform/AudioMediaType.h"
 #include "platform/ComEdge.h"
+#include "text/Limits.h"
 
 #include <objbase.h>
 
@@ -14,11 +15,10 @@
 namespace tovix {
 namespace {
 
-constexpr DWORD maxChannels = 4096;
 constexpr DWORD floatBytes = 4;
 constexpr DWORD floatBits = 32;
-constexpr float minRateHz = 10.0F;
-constexpr float maxRateHz = 384000.0F;
+constexpr float minRateHz = minSampleRateHz;
+constexpr float maxRateHz = maxSampleRateHz;
 
 /// Sets `field` and answers whether that changed it.
 template <class T> bool correct(T& field, const T& wanted) noexcept {
@@ -193,7 +193,7 @@ HRESULT CBaseAudioProcessingObject::ValidateConnections(UINT32 /*inputCount*/,
 
 HRESULT CBaseAudioProcessingObject::ValidateDefaultFormat(UNCOMPRESSEDAUDIOFORMAT& format) noexcept {
     bool changed = correct(format.guidFormatType, floatSubtype);
-    changed |= correct(format.dwSamplesPerFrame, std::clamp<DWORD>(format.dwSamplesPerFrame, 1, maxChannels));
+    changed |= correct(format.dwSamplesPerFrame, std::clamp<DWORD>(format.dwSamplesPerFrame, 1, maxChannelCount));
     changed |= correct(format.dwBytesPerSampleContainer, floatBytes);
     changed |= correct(format.dwValidBitsPerSample, floatBits);
     changed |= correct(format.fFramesPerSecond, correctedRate(format.fFramesPerSecond));

@@ -3,15 +3,16 @@
 #include "render/sound/SoundFile.h"
 #include "render/sound/Source.h"
 #include "render/sound/SpeakerMask.h"
+#include "text/Limits.h"
 
 #include <vector>
 
 namespace tovix::render {
 namespace {
 
-constexpr int lowestRateHz = 10;
-constexpr int highestRateHz = 384000;
-constexpr int mostChannels = 4096;
+constexpr int lowestRateHz = minSampleRateHz;
+constexpr int highestRateHz = maxSampleRateHz;
+constexpr int mostChannels = maxChannelCount;
 
 void checkFormat(const std::string& path, const SF_INFO& info) {
     if (info.samplerate < lowestRateHz || info.samplerate > highestRateHz) {
