@@ -1,10 +1,9 @@
 #include "convolution/FftPlan.h"
 
+#include "convolution/PlannerLock.h"
+
 #include <fftw3.h>
 
-#include <atomic>
-#include <chrono>
-#include <thread>
 #include <type_traits>
 
 namespace tovix {
@@ -12,26 +11,8 @@ namespace {
 
 static_assert(std::is_same_v<ComplexBin, fftwf_complex> && std::is_same_v<fftwf_plan, fftwf_plan_s*>);
 
-/// The lock around FFTW's planner. It naps instead of blocking: plans take milliseconds and meet rarely, and a mutex
-/// of the Windows toolchain allocates when it is first locked, by exception if it cannot. A nap, unlike a yield, also
-/// lets a holder of lower priority go on.
-class PlannerLock {
-public:
-    PlannerLock() noexcept {
-        while (busy.test_and_set(std::memory_order_acquire)) {
-            std::this_thread::sleep_for(std::chrono::milliseconds{1});
-        }
-    }
-    ~PlannerLock() { busy.clear(std::memory_order_release); }
-    PlannerLock(const PlannerLock&) = delete;
-    PlannerLock& operator=(const PlannerLock&) = delete;
-
-private:
-    static inline std::atomic_flag busy;
-};
-
 fftwf_plan planComplex(int length, ComplexBin* input, ComplexBin* output, int sign) noexcept {
-    const PlannerLock lock;
+    const PlannerHold hold;
     return fftwf_plan_dft(1, &length, input, output, sign, FFTW_ESTIMATE);
 }
 
@@ -39,13 +20,13 @@ fftwf_plan planComplex(int length, ComplexBin* input, ComplexBin* output, int si
 
 FftPlan FftPlan::realForward(int halfLength, float* time, ComplexBin* spectrum) noexcept {
     const int length = 2 * halfLength;
-    const PlannerLock lock;
+    const PlannerHold hold;
     return FftPlan{fftwf_plan_dft_r2c(1, &length, time, spectrum, FFTW_ESTIMATE | FFTW_PRESERVE_INPUT)};
 }
 
 FftPlan FftPlan::realBackward(int halfLength, ComplexBin* spectrum, float* time) noexcept {
     const int length = 2 * halfLength;
-    const PlannerLock lock;
+    const PlannerHold hold;
     return FftPlan{fftwf_plan_dft_c2r(1, &length, spectrum, time, FFTW_ESTIMATE)};
 }
 
@@ -62,7 +43,7 @@ void FftPlan::execute() const noexcept {
 }
 
 void FftPlan::Destroy::operator()(fftwf_plan_s* pPlan) const noexcept {
-    const PlannerLock lock;
+    const PlannerHold hold;
     fftwf_destroy_plan(pPlan);
 }
 

@@ -12,8 +12,8 @@ namespace tovix {
 /// A complex value as FFTW has it: real part, imaginary part.
 using ComplexBin = float[2];
 
-/// One planned transform between two buffers of its own choice, which it borrows for life; unnormalised. FFTW's
-/// planner is not thread-safe, so that making and destroying plans takes one process-wide lock; executing does not.
+/// One planned transform between two buffers of its own choice, which it borrows for life; unnormalised. Making
+/// and destroying plans takes the process's PlannerLock; executing does not.
 ///
 /// Plans are estimated, never measured, and no wisdom is read or written: the same length gives the same plan.
 class FftPlan {

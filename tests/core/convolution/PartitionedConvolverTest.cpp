@@ -1,5 +1,7 @@
 #include "convolution/PartitionedConvolver.h"
 
+#include "convolution/PlannerLock.h"
+
 #include "support/DirectConvolution.h"
 
 #include <gtest/gtest.h>
@@ -79,6 +81,25 @@ TEST(PartitionedConvolver, SoundsRightAgainOnceAnOverflowHasPassedThrough) {
         error.add(y[t], convolvedAt<float>(x, h, t));
     }
     EXPECT_LT(error.rms(), 1e-6);
+}
+
+TEST(PlannerLock, IsHeldForEveryPlanThatIsMadeOrDestroyed) {
+    static int held = 0;
+    static int taken = 0;
+    const PlannerLock before = plannerLock();
+    installPlannerLock({[]() noexcept {
+                            EXPECT_EQ(++held, 1);
+                            ++taken;
+                        },
+                        []() noexcept { --held; }});
+    {
+        PartitionedConvolver convolver;
+        EXPECT_TRUE(convolver.init(noise(10, 1), 8));
+        EXPECT_EQ(taken, 2);
+    }
+    installPlannerLock(before);
+    EXPECT_EQ(taken, 4);
+    EXPECT_EQ(held, 0);
 }
 
 } // namespace
