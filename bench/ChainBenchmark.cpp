@@ -15,7 +15,7 @@ namespace {
 
 constexpr float sampleRateHz = 48000.0F;
 
-class Chains final : public IBlockEffect {
+class Chains final : public IOwnEffect {
 public:
     void process(float* output, const float* input, std::uint32_t frameCount) noexcept override {
         static_cast<void>(slots.process(output, input, frameCount));
@@ -41,8 +41,8 @@ void runChain(benchmark::State& state, const char* text) {
         input[i] = 0.8F * std::sin(0.13F * static_cast<float>(i));
     }
     for (auto _ : state) {
-        const BlockConnection in{input.data(), frames, BufferFlags::valid};
-        BlockConnection out{output.data(), 0, BufferFlags::invalid};
+        const BlockBuffer in{input.data(), frames, BufferFlags::valid};
+        BlockBuffer out{output.data(), 0, BufferFlags::invalid};
         processBlock(chains, {channels, channels, false, nullptr}, in, out);
         benchmark::ClobberMemory();
     }

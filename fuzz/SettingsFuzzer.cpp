@@ -20,7 +20,7 @@ using namespace tovix;
 namespace {
 
 /// The slots as the block's body calls them.
-class Chains final : public IBlockEffect {
+class Chains final : public IOwnEffect {
 public:
     explicit Chains(const StreamFormat& format) { slots.reset(format); }
     void process(float* output, const float* input, std::uint32_t frameCount) noexcept override {
@@ -87,8 +87,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
         // Whole blocks, short ones and ones longer than promised; silence that may sound and silence that may not.
         const std::uint32_t frames = b % 4 == 1 ? format.maxFrames / 2 : b % 4 == 3 ? longestBlock : format.maxFrames;
-        const BlockConnection in{input.data(), frames, b % 5 == 4 ? BufferFlags::silent : BufferFlags::valid};
-        BlockConnection out{output.data(), 0, BufferFlags::invalid};
+        const BlockBuffer in{input.data(), frames, b % 5 == 4 ? BufferFlags::silent : BufferFlags::valid};
+        BlockBuffer out{output.data(), 0, BufferFlags::invalid};
         processBlock(chains, {format.inputChannels, format.outputChannels, b % 2 == 0, nullptr}, in, out);
         if (!passesThrough) {
             requireFinite(output);

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "chain/ChainSlots.h"
 #include "chain/FilterChain.h"
 #include "filters/IFilterFactory.h"
+#include "stream/StreamFormat.h"
 #include "text/SettingsText.h"
 
 #include <memory>

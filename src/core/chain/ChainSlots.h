@@ -2,23 +2,12 @@
 
 #include "chain/FilterChain.h"
 #include "memory/RtSection.h"
+#include "stream/StreamFormat.h"
 
 #include <atomic>
 #include <cstdint>
 
 namespace tovix {
-
-/// What a stream looks like to the effect, fixed while it is locked.
-struct StreamFormat {
-    float sampleRateHz = 0.0F;
-    /// The channel count of the stream itself where a previous effect changes it; stored only.
-    std::uint32_t formatWord = 0;
-    std::uint32_t inputChannels = 0;
-    std::uint32_t outputChannels = 0;
-    std::uint32_t channelMask = 0;
-    /// Largest block; also the block length of the equalizer.
-    std::uint32_t maxFrames = 0;
-};
 
 /// [control] Frames of a fade at this rate: 10 ms, truncated; 0 for a rate that is none.
 std::uint32_t crossfadeFramesAt(float sampleRateHz) noexcept;

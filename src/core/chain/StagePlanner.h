@@ -1,7 +1,7 @@
 #pragma once
 
-#include "chain/ChainSlots.h"
 #include "chain/FilterChain.h"
+#include "stream/StreamFormat.h"
 
 #include <vector>
 

@@ -16,7 +16,7 @@ RT_SECTION void clear(float* samples, std::uint32_t frameCount, std::uint32_t ch
     std::memset(samples, 0, std::size_t{frameCount} * channels * sizeof(float));
 }
 
-RT_SECTION void markSilent(BlockConnection& output, std::uint32_t channels) noexcept {
+RT_SECTION void markSilent(BlockBuffer& output, std::uint32_t channels) noexcept {
     if (output.samples != nullptr) {
         clear(output.samples, output.validFrameCount, channels);
     }
@@ -34,8 +34,8 @@ RT_SECTION bool isSilent(const float* samples, std::size_t count) noexcept {
 
 } // namespace
 
-bool processBlock(IBlockEffect& effect, const BlockContext& context, const BlockConnection& input,
-                  BlockConnection& output) noexcept {
+bool processBlock(IOwnEffect& effect, const BlockContext& context, const BlockBuffer& input,
+                  BlockBuffer& output) noexcept {
     if (input.flags != BufferFlags::valid && input.flags != BufferFlags::silent) {
         return false;
     }

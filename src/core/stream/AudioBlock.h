@@ -9,41 +9,41 @@ namespace tovix {
 /// The engine's marks on a block; the values are the platform's.
 enum class BufferFlags : std::uint32_t { invalid = 0, valid = 1, silent = 2 };
 
-/// One side of a block as the engine hands it over: interleaved samples, room for at least the valid frames.
-struct BlockConnection {
+/// The input or the output of one block as the engine hands it over: interleaved samples with room for at least the
+/// valid frames, and their mark.
+struct BlockBuffer {
     float* samples = nullptr;
     std::uint32_t validFrameCount = 0;
     BufferFlags flags = BufferFlags::invalid;
 };
 
-/// The effect chain as the block's body sees it.
-class IBlockEffect {
+/// Our own effect as one block sees it: the chain of filters.
+class IOwnEffect {
 public:
     /// [audio] Processes `frameCount` interleaved frames from `input` to `output`, which may be the same buffer.
     virtual void process(float* output, const float* input, std::uint32_t frameCount) noexcept = 0;
 
 protected:
-    ~IBlockEffect() = default;
+    ~IOwnEffect() = default;
 };
 
-/// What works on the block before our effect: a previous effect, or what stands in for one that does not run.
+/// The device's previous effect, which works on a block before ours, or what stands in for one that does not run.
 class IPreviousEffect {
 public:
-    /// [audio] Processes the engine's block from its input connection to its output connection, where our effect then
-    /// works in place.
+    /// [audio] Processes the engine's block from its input to its output, where our effect then works in place.
     virtual void processBlock() noexcept = 0;
 
 protected:
     ~IPreviousEffect() = default;
 };
 
-/// What a block needs to know about the stream.
+/// What one block needs to know about its stream.
 struct BlockContext {
     std::uint32_t inputChannels = 0;
     std::uint32_t outputChannels = 0;
     /// Whether a silent input may give a sounding output (a filter's tail).
     bool processSilence = false;
-    /// Null where the effect takes the input connection's samples as they are.
+    /// Null where our effect takes the input's samples as they are.
     IPreviousEffect* pPrevious = nullptr;
 };
 
@@ -52,8 +52,8 @@ struct BlockContext {
 /// floating-point control state is restored, whatever the previous effect does to it. Where either side has no
 /// samples, nothing runs and what there is of the output is silent.
 ///
-/// Answers false for a block marked invalid, which leaves everything untouched.
-bool processBlock(IBlockEffect& effect, const BlockContext& context, const BlockConnection& input,
-                  BlockConnection& output) noexcept RT_SECTION;
+/// Returns false for a block marked invalid, which leaves everything untouched.
+bool processBlock(IOwnEffect& effect, const BlockContext& context, const BlockBuffer& input,
+                  BlockBuffer& output) noexcept RT_SECTION;
 
 } // namespace tovix

@@ -76,7 +76,7 @@ RT_SECTION APO_CONNECTION_PROPERTY* firstConnection(UINT32 count, APO_CONNECTION
     return count != 0 && ppConnections != nullptr ? ppConnections[0] : nullptr;
 }
 
-RT_SECTION BlockConnection blockConnection(const APO_CONNECTION_PROPERTY& property) noexcept {
+RT_SECTION BlockBuffer blockBuffer(const APO_CONNECTION_PROPERTY& property) noexcept {
     return {reinterpret_cast<float*>(property.pBuffer), property.u32ValidFrameCount,
             static_cast<BufferFlags>(property.u32BufferFlags)};
 }
@@ -231,8 +231,8 @@ void Tovix::processConnections(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppIn
     if (pInput == nullptr || pOutput == nullptr) {
         return;
     }
-    const BlockConnection input = blockConnection(*pInput);
-    BlockConnection output = blockConnection(*pOutput);
+    const BlockBuffer input = blockBuffer(*pInput);
+    BlockBuffer output = blockBuffer(*pOutput);
     IAudioProcessingObjectRT* const pOldApo = m_effectManager.oldApoSetting() ? m_oldApo.processing() : nullptr;
     HostedApo hosted({pOldApo, inputCount, ppInputs, outputCount, ppOutputs});
     AdaptedStream adapted(

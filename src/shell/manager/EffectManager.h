@@ -18,7 +18,7 @@ class ChainRebuilder;
 ///
 /// Life: constructed; `initializeManager` when a stream's format is fixed, any number of times; destroyed. The thread
 /// lives from the first `initializeManager` to the destruction.
-class EffectManager final : public IBlockEffect {
+class EffectManager final : public IOwnEffect {
 public:
     /// [control] Opens the exchange with the control application. Throws std::bad_alloc.
     EffectManager();

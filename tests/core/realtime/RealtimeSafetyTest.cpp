@@ -44,7 +44,7 @@ void forbidSystemCalls() {
     }
 }
 
-class Chains final : public IBlockEffect {
+class Chains final : public IOwnEffect {
 public:
     void process(float* output, const float* input, std::uint32_t frameCount) noexcept override {
         swapped |= slots.process(output, input, frameCount);
@@ -78,8 +78,8 @@ struct Stream {
     void play() {
         for (std::uint32_t b = 0; b < 40; ++b) {
             const std::uint32_t frames = b % 7 == 6 ? longestBlock() : format.maxFrames - b % 3;
-            const BlockConnection in{input.data(), frames, b % 5 == 4 ? BufferFlags::silent : BufferFlags::valid};
-            BlockConnection out{output.data(), 0, BufferFlags::invalid};
+            const BlockBuffer in{input.data(), frames, b % 5 == 4 ? BufferFlags::silent : BufferFlags::valid};
+            BlockBuffer out{output.data(), 0, BufferFlags::invalid};
             processBlock(chains, {format.inputChannels, format.outputChannels, b % 10 == 9, nullptr}, in, out);
         }
     }

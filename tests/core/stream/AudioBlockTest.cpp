@@ -12,7 +12,7 @@ using namespace tovix;
 namespace {
 
 /// Writes a given value, and keeps what it was handed and how often the previous effect ran before.
-class Recorder : public IBlockEffect, public IPreviousEffect {
+class Recorder : public IOwnEffect, public IPreviousEffect {
 public:
     void process(float* output, const float* input, std::uint32_t frameCount) noexcept override {
         lastInput = input;
@@ -39,15 +39,15 @@ public:
 struct Block {
     std::vector<float> in = std::vector<float>(8, 0.25F);
     std::vector<float> out = std::vector<float>(8, -1.0F);
-    BlockConnection input{in.data(), 4, BufferFlags::valid};
-    BlockConnection output{out.data(), 77, BufferFlags::invalid};
+    BlockBuffer input{in.data(), 4, BufferFlags::valid};
+    BlockBuffer output{out.data(), 77, BufferFlags::invalid};
     BlockContext context{2, 2, false, nullptr};
     Recorder effect;
 
     void process() { processBlock(effect, context, input, output); }
 };
 
-TEST(BlockProcess, AnInvalidBlockTouchesNothing) {
+TEST(AudioBlock, AnInvalidBlockTouchesNothing) {
     for (const std::uint32_t flags : {0U, 3U, 0x80000000U}) {
         Block block;
         block.input.flags = static_cast<BufferFlags>(flags);
@@ -62,7 +62,7 @@ TEST(BlockProcess, AnInvalidBlockTouchesNothing) {
     }
 }
 
-TEST(BlockProcess, AValidBlockIsMarkedValidEvenWhenItFallsSilent) {
+TEST(AudioBlock, AValidBlockIsMarkedValidEvenWhenItFallsSilent) {
     Block block;
     block.effect.value = 0.0F;
     block.process();
@@ -71,7 +71,7 @@ TEST(BlockProcess, AValidBlockIsMarkedValidEvenWhenItFallsSilent) {
     EXPECT_EQ(block.output.flags, BufferFlags::valid);
 }
 
-TEST(BlockProcess, ThePreviousEffectsResultIsProcessedInPlace) {
+TEST(AudioBlock, ThePreviousEffectsResultIsProcessedInPlace) {
     Block block;
     block.context.pPrevious = &block.effect;
     block.process();
@@ -80,7 +80,7 @@ TEST(BlockProcess, ThePreviousEffectsResultIsProcessedInPlace) {
     EXPECT_EQ(block.effect.lastInput, block.out.data());
 }
 
-TEST(BlockProcess, ASilentInputIsClearedAndItsOutputMarkedByWhatMaySound) {
+TEST(AudioBlock, ASilentInputIsClearedAndItsOutputMarkedByWhatMaySound) {
     constexpr float justSilent = 1e-10F; // as a float slightly below or at the limit in double
     const struct {
         bool processSilence;
@@ -113,7 +113,7 @@ TEST(BlockProcess, ASilentInputIsClearedAndItsOutputMarkedByWhatMaySound) {
     EXPECT_EQ(empty.output.flags, BufferFlags::silent);
 }
 
-TEST(BlockProcess, DenormalsCountAsZeroInsideAndTheCallersControlWordComesBack) {
+TEST(AudioBlock, DenormalsCountAsZeroInsideAndTheCallersControlWordComesBack) {
     constexpr unsigned flushBits = 0x8040;
     for (const bool flushedBefore : {false, true}) {
         const unsigned before = (_mm_getcsr() & ~flushBits) | (flushedBefore ? flushBits : 0U);

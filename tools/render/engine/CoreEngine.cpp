@@ -60,8 +60,8 @@ void CoreEngine::attend() {
 void CoreEngine::process(const float* input, float* output) noexcept {
     // A valid block's input is only read; the record is one for both directions.
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast)
-    const BlockConnection in{const_cast<float*>(input), m_blockFrames, BufferFlags::valid};
-    BlockConnection out{output, 0, BufferFlags::invalid};
+    const BlockBuffer in{const_cast<float*>(input), m_blockFrames, BufferFlags::valid};
+    BlockBuffer out{output, 0, BufferFlags::invalid};
     processBlock(*this, m_context, in, out);
 }
 

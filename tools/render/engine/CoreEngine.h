@@ -13,7 +13,7 @@ namespace tovix::render {
 /// Runs the effect's core in this process, as the audio engine and the effect's manager drive it: a chain is built
 /// and published only with the token in hand, a fading chain keeps the token, and a change that arrives meanwhile
 /// waits for the swap.
-class CoreEngine final : public IEngine, private IBlockEffect {
+class CoreEngine final : public IEngine, private IOwnEffect {
 public:
     CoreEngine();
 
