@@ -3,7 +3,7 @@
 // detach-joined, detach-while-asked.
 
 #include "log/IQuelLoggerUser.h"
-#include "system/CriticalSection.h"
+#include "system/Locks.h"
 #include "system/WinHandles.h"
 
 #include <cstdio>

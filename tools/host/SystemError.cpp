@@ -1,6 +1,6 @@
 #include "host/SystemError.h"
 
-#include "system/SystemMessage.h"
+#include "system/SystemText.h"
 #include "text/Utf.h"
 
 namespace tovix::control {

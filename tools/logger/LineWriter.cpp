@@ -1,7 +1,7 @@
 #include "logger/LineWriter.h"
 
-#include "system/Exclusive.h"
-#include "system/ModuleThread.h"
+#include "system/Locks.h"
+#include "system/ThreadHoldingModule.h"
 
 #include <algorithm>
 #include <array>
@@ -53,7 +53,7 @@ std::shared_ptr<LineWriter> LineWriter::start() noexcept {
     try {
         std::shared_ptr<LineWriter> pWriter(new LineWriter);
         auto pShared = std::make_unique<std::shared_ptr<LineWriter>>(pWriter);
-        if (!pWriter->m_hFinished || !startModuleThread<&run>(pShared.get())) {
+        if (!pWriter->m_hFinished || !startThreadHoldingModule<&run>(pShared.get())) {
             return nullptr;
         }
         static_cast<void>(pShared.release());

@@ -4,7 +4,7 @@
 #include "apo/TovixLog.h"
 #include "platform/ComEdge.h"
 #include "stream/ChannelAdapter.h"
-#include "system/ForeignCall.h"
+#include "system/GuardedCall.h"
 #include "system/ModuleState.h"
 #include "system/RegistryUtils.h"
 

@@ -2,7 +2,7 @@
 
 #include "apo/TovixLog.h"
 #include "platform/ComEdge.h"
-#include "system/ForeignCall.h"
+#include "system/GuardedCall.h"
 
 namespace tovix {
 namespace {

@@ -3,7 +3,7 @@
 #include "apo/TovixLog.h"
 #include "platform/AudioMediaType.h"
 #include "platform/ComEdge.h"
-#include "system/ForeignCall.h"
+#include "system/GuardedCall.h"
 #include "text/Limits.h"
 
 #include <utility>

@@ -2,8 +2,8 @@
 
 #include "exchange/ConfigHelper.h"
 #include "log/Log.h"
-#include "system/ModuleThread.h"
 #include "system/RegistrySettings.h"
+#include "system/ThreadHoldingModule.h"
 
 #include <array>
 #include <cstdio>
@@ -114,7 +114,7 @@ void ConfigExchange::waitForCreation(SECURITY_ATTRIBUTES* sa) noexcept {
     m_hStopEvent = createAutoResetEvent(nullptr, nullptr);
     inExchange(function, this).info("Starting a thread to wait for the data creation");
     Reference forThread = addReference();
-    m_hCreateThread = startModuleThread<&SharedDataCreateThread>(forThread.get());
+    m_hCreateThread = startThreadHoldingModule<&SharedDataCreateThread>(forThread.get());
     if (m_hCreateThread) {
         static_cast<void>(forThread.release());
     }

@@ -2,8 +2,8 @@
 
 #include "exchange/SecurityHelper.h"
 #include "exchange/SharedConfigMapping.h"
-#include "system/CriticalSection.h"
-#include "system/ThreadShared.h"
+#include "system/Locks.h"
+#include "system/RefCounted.h"
 #include "system/WinHandles.h"
 
 #include <cstdint>
@@ -18,7 +18,7 @@ namespace tovix {
 ///
 /// [control]. `m_lock` guards the members that the waiting thread reads or writes; nothing is logged and
 /// nothing is waited for while it is held, because a logger may be slow.
-class ConfigExchange : public ThreadShared<ConfigExchange> {
+class ConfigExchange : public RefCounted<ConfigExchange> {
 public:
     /// A closed exchange with one reference; null when there is no memory.
     static Reference make() noexcept;
@@ -35,7 +35,7 @@ public:
     [[nodiscard]] HANDLE updateEvent() const noexcept { return m_hUpdateEvent.get(); }
 
 private:
-    friend class ThreadShared<ConfigExchange>;
+    friend class RefCounted<ConfigExchange>;
     ConfigExchange() noexcept = default;
     ~ConfigExchange() = default;
 

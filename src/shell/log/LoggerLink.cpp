@@ -1,7 +1,7 @@
 #include "log/LoggerLink.h"
 
-#include "system/Exclusive.h"
-#include "system/ForeignCall.h"
+#include "system/GuardedCall.h"
+#include "system/Locks.h"
 
 #include <utility>
 

@@ -1,8 +1,8 @@
 #include "log/QuelLog.h"
 
 #include "log/LoggerLibrary.h"
-#include "system/ForeignCall.h"
-#include "system/ProcessEnd.h"
+#include "system/GuardedCall.h"
+#include "system/ProcessQueries.h"
 #include "system/RegistrySettings.h"
 
 #include <algorithm>

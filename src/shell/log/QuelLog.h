@@ -3,7 +3,7 @@
 #include "log/IQuelLoggerUser.h"
 #include "log/Log.h"
 #include "log/LoggerLink.h"
-#include "system/CriticalSection.h"
+#include "system/Locks.h"
 #include "system/WinHandles.h"
 
 #include <array>

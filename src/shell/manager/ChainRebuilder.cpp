@@ -1,7 +1,7 @@
 #include "manager/ChainRebuilder.h"
 
 #include "chain/ChannelNames.h"
-#include "system/AnsiText.h"
+#include "system/SystemText.h"
 
 #include <algorithm>
 #include <array>

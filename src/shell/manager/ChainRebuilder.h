@@ -5,8 +5,8 @@
 #include "exchange/ConfigHelper.h"
 #include "log/Log.h"
 #include "stream/AudioBlock.h"
-#include "system/CriticalSection.h"
-#include "system/ThreadShared.h"
+#include "system/Locks.h"
+#include "system/RefCounted.h"
 #include "system/WinHandles.h"
 
 #include <atomic>
@@ -16,7 +16,7 @@ namespace tovix {
 
 /// What an EffectManager and its parameter-change thread share: the settings, the chain builder, the chains and the
 /// token for the pending chain.
-class ChainRebuilder : public ThreadShared<ChainRebuilder> {
+class ChainRebuilder : public RefCounted<ChainRebuilder> {
 public:
     /// [control] `pManager` stands in the log lines only.
     explicit ChainRebuilder(const void* pManager);
@@ -46,7 +46,7 @@ public:
     [[nodiscard]] bool oldApoSetting() const noexcept RT_SECTION;
 
 private:
-    friend class ThreadShared<ChainRebuilder>;
+    friend class RefCounted<ChainRebuilder>;
     ~ChainRebuilder() = default;
 
     /// When the last build began and ended, in units of the performance counter; for whoever looks with a debugger.

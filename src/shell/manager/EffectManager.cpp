@@ -2,7 +2,7 @@
 
 #include "log/Log.h"
 #include "manager/ChainRebuilder.h"
-#include "system/ModuleThread.h"
+#include "system/ThreadHoldingModule.h"
 
 #include <mutex>
 
@@ -43,7 +43,7 @@ void EffectManager::initializeManager(const StreamFormat& format) noexcept {
 void EffectManager::startThread() noexcept {
     m_pState->createShutdownEvent();
     auto forThread = m_pState->addReference();
-    m_hThread = startModuleThread<&notificationThread>(forThread.get());
+    m_hThread = startThreadHoldingModule<&notificationThread>(forThread.get());
     // Compared with -1 and not with null, deliberately: a thread that could not be started is not reported, and the
     // next call tries again.
     if (m_hThread.get() == INVALID_HANDLE_VALUE) {

@@ -4,7 +4,7 @@
 #include "filters/IFilterFactory.h"
 #include "memory/RtSection.h"
 #include "stream/AudioBlock.h"
-#include "system/ThreadShared.h"
+#include "system/RefCounted.h"
 #include "system/WinHandles.h"
 
 #include <cstdint>
@@ -49,7 +49,7 @@ private:
     void startThread() noexcept;
     static DWORD notificationThread(void* pState) noexcept;
 
-    ThreadShared<ChainRebuilder>::Reference m_pState;
+    RefCounted<ChainRebuilder>::Reference m_pState;
     KernelHandle m_hThread;
 };
 

@@ -4,7 +4,7 @@
 // a lock; and the reserve for exceptions is never given back. With these the thread library is not linked at all.
 // Names and layouts are those of the C++ ABI that the compiler follows and of the thread library's header.
 
-#include "system/ProcessEnd.h"
+#include "system/ProcessQueries.h"
 
 #include <windows.h>
 

@@ -1,7 +1,7 @@
 #include "platform/AudioEngineAllocator.h"
 
 #include "memory/MemoryMgr.h"
-#include "system/ProcessEnd.h"
+#include "system/ProcessQueries.h"
 #include "system/WinHandles.h"
 
 #include <array>

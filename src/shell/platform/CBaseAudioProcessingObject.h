@@ -2,7 +2,7 @@
 
 #include "memory/RtSection.h"
 #include "platform/ApoInterfaces.h"
-#include "system/CriticalSection.h"
+#include "system/Locks.h"
 
 #include <atomic>
 

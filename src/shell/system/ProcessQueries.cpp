@@ -9,7 +9,8 @@ namespace tovix {
 namespace {
 
 [[noreturn]] void throwLastError() {
-    throw std::uint32_t{::GetLastError()};
+    const std::uint32_t error = ::GetLastError(); // before the throw, which allocates first
+    throw error;
 }
 
 void require(BOOL succeeded) {
@@ -117,6 +118,12 @@ bool IsVistaOrLater() noexcept {
         }
     }
     return countsAsVista(version.dwMajorVersion, version.dwMinorVersion);
+}
+
+bool processIsEnding() noexcept {
+    using ShutdownQuery = BOOLEAN NTAPI();
+    auto* const pQuery = moduleExport<ShutdownQuery>(::GetModuleHandleW(L"ntdll.dll"), "RtlDllShutdownInProgress");
+    return pQuery != nullptr && pQuery() != FALSE;
 }
 
 } // namespace tovix

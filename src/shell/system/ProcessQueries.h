@@ -29,4 +29,8 @@ constexpr bool countsAsVista(std::uint32_t major, std::uint32_t minor) noexcept 
 /// Whether the system has filtered tokens. An unknown system is treated as a new one.
 bool IsVistaOrLater() noexcept;
 
+/// Whether the process is ending: other libraries may have been shut down already, and threads that the system has
+/// ended may hold locks for ever. A process that ends gives everything back by itself.
+bool processIsEnding() noexcept;
+
 } // namespace tovix

@@ -1,6 +1,6 @@
 #include "system/RegistryUtils.h"
 
-#include "system/SystemMessage.h"
+#include "system/SystemText.h"
 
 #include <objbase.h>
 

@@ -1,8 +1,8 @@
 #include "exchange/ConfigHelper.h"
+#include "support/BriefLog.h"
 #include "support/ControlSide.h"
 #include "support/OwnResources.h"
 #include "support/RegistryValue.h"
-#include "support/ThreadedLog.h"
 
 #include <gtest/gtest.h>
 
@@ -43,7 +43,7 @@ TEST(ApoConfigManager, TextOfAControlSideThatCameFirstIsReadAndKept) {
     ASSERT_EQ(control("create-block"), "ok");
     control("write Boost: 60 dB 1|Equalizer: 100 -3");
     control("event create");
-    const ThreadedLog log;
+    const BriefLog log;
     {
         const ApoConfigManager manager;
         EXPECT_EQ(readBlock(manager), padded("Boost: 60 dB 1\nEqualizer: 100 -3"));
@@ -63,7 +63,7 @@ TEST(ApoConfigManager, TextOfAControlSideThatCameFirstIsReadAndKept) {
 TEST(ApoConfigManager, EffectThatComesFirstCreatesAZeroBlockAndReleasesOneWaiter) {
     ControlSide control;
     control("event create");
-    const ThreadedLog log;
+    const BriefLog log;
     const ApoConfigManager manager;
     EXPECT_TRUE(
         log.has("INFO " + createLog +
@@ -110,7 +110,7 @@ TEST(ApoConfigManager, EffectThatMayNotCreateWaitsAndThenWritesItsOwnSettings) {
         if (c.oldApo) {
             value.emplace(L"EnableOldApo", *c.oldApo);
         }
-        const ThreadedLog log;
+        const BriefLog log;
         WaitingEffect effect;
         EXPECT_EQ(effect.manager->GetSetting(2, 0), c.oldApo ? 1 : 0);
         EXPECT_EQ(readBlock(*effect.manager), "");
@@ -137,7 +137,7 @@ TEST(ApoConfigManager, EffectThatMayNotCreateWaitsAndThenWritesItsOwnSettings) {
 }
 
 TEST(ApoConfigManager, BlockThatCannotBeViewedIsDroppedAndWaitedFor) {
-    const ThreadedLog log;
+    const BriefLog log;
     WaitingEffect effect("unviewable");
     EXPECT_TRUE(
         log.has("INFO " + createLog +
@@ -156,7 +156,7 @@ TEST(ApoConfigManager, BlockThatCannotBeViewedIsDroppedAndWaitedFor) {
 }
 
 TEST(ApoConfigManager, SignalWithoutABlockLeavesTheEffectWithoutOneForGood) {
-    const ThreadedLog log;
+    const BriefLog log;
     WaitingEffect effect;
     effect.control("signal create");
     const std::string failed =
@@ -172,7 +172,7 @@ TEST(ApoConfigManager, SignalWithoutABlockLeavesTheEffectWithoutOneForGood) {
 }
 
 TEST(ApoConfigManager, DestructionEndsTheThreadAlsoWhereAnotherWaiterTakesItsSignal) {
-    const ThreadedLog log;
+    const BriefLog log;
     const std::size_t threadsBefore = ownThreads();
     WaitingEffect effect;
     std::optional<ApoConfigManager> second(std::in_place);
@@ -186,7 +186,7 @@ TEST(ApoConfigManager, DestructionEndsTheThreadAlsoWhereAnotherWaiterTakesItsSig
 }
 
 TEST(ApoConfigManager, DestructionWhileWaitingLeavesTheBlockAloneAndNoSignalBehind) {
-    const ThreadedLog log;
+    const BriefLog log;
     WaitingEffect effect;
     ::Sleep(100);
     effect.createBlock("text");
@@ -203,7 +203,7 @@ TEST(ApoConfigManager, DestructionWhileWaitingLeavesTheBlockAloneAndNoSignalBehi
 }
 
 TEST(ApoConfigManager, EventNamesTakenByOtherObjectsLeaveItUsable) {
-    const ThreadedLog log;
+    const BriefLog log;
     ControlSide updateTaken;
     ASSERT_EQ(updateTaken("occupy update"), "ok");
     {
@@ -275,7 +275,7 @@ TEST(ApoConfigManager, AThousandLivesLeaveNoHandleThreadOrByte) {
 
 TEST(ApoConfigManagerSlow, ThreadThatALoggerHoldsBeyondTheLimitFindsNothingToTouch) {
     const KernelHandle gate(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    const ThreadedLog log([&gate](const std::string& line) {
+    const BriefLog log([&gate](const std::string& line) {
         if (line.find("Beginning to wait") != std::string::npos) {
             ::WaitForSingleObject(gate.get(), INFINITE);
         }

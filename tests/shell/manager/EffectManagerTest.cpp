@@ -1,7 +1,7 @@
 #include "manager/EffectManager.h"
+#include "support/BriefLog.h"
 #include "support/OwnResources.h"
 #include "support/SettingsWriter.h"
-#include "support/ThreadedLog.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@ constexpr const char* threadEnded =
 TEST(EffectManagerSlow, ThreadThatOutlivesTheLastWaitFindsEverythingInPlace) {
     SettingsWriter settings("Boost: 60 dB 1");
     const std::size_t threads = ownThreads();
-    const ThreadedLog log([](const std::string& line) {
+    const BriefLog log([](const std::string& line) {
         if (line.ends_with("Shutdown event received 1")) {
             ::Sleep(6000); // longer than the manager waits
         }
@@ -26,8 +26,8 @@ TEST(EffectManagerSlow, ThreadThatOutlivesTheLastWaitFindsEverythingInPlace) {
     manager->initializeManager({48000.0F, 2, 2, 2, 3, 480});
     const std::size_t bytes = ownHeapBytes();
     manager.reset();
-    EXPECT_TRUE(ThreadedLog::has(threadEnds));
-    EXPECT_FALSE(ThreadedLog::has(threadEnded));
+    EXPECT_TRUE(BriefLog::has(threadEnds));
+    EXPECT_FALSE(BriefLog::has(threadEnded));
     EXPECT_EQ(ownThreads(), threads + 1);
     ::Sleep(2000);
     EXPECT_EQ(ownThreads(), threads);

@@ -6,17 +6,18 @@
 namespace tovix {
 
 /// Base of what an object shares with its thread: it lives as long as either holds a reference, so that a thread that
-/// outlives the object's last wait still finds everything in place. Made with one reference, which `Reference` owns;
-/// a further one costs no memory, so that starting a thread cannot fail for want of it. [control]
-template <class Derived> class ThreadShared {
+/// outlives the object's last wait still finds everything in place. The count lies in the object itself: a further
+/// reference costs no memory, so that starting a thread cannot fail for want of it. Made with one reference, which a
+/// `Reference` must take over. Any thread; [control].
+template <class Derived> class RefCounted {
 public:
     struct DropReference {
         void operator()(Derived* pShared) const noexcept { pShared->drop(); }
     };
     using Reference = std::unique_ptr<Derived, DropReference>;
 
-    ThreadShared(const ThreadShared&) = delete;
-    ThreadShared& operator=(const ThreadShared&) = delete;
+    RefCounted(const RefCounted&) = delete;
+    RefCounted& operator=(const RefCounted&) = delete;
 
     Reference addReference() noexcept {
         m_references.fetch_add(1, std::memory_order_relaxed);
@@ -24,8 +25,8 @@ public:
     }
 
 protected:
-    ThreadShared() noexcept = default;
-    ~ThreadShared() = default;
+    RefCounted() noexcept = default;
+    ~RefCounted() = default;
 
 private:
     void drop() noexcept {

@@ -4,11 +4,11 @@
 
 namespace tovix {
 
-/// Calls `function(pContext)` and answers 1, or 0 when an exception of the platform's own C++ compiler came
+/// [control] Calls `function(pContext)` and returns 1, or 0 when an exception of the platform's own C++ compiler came
 /// out of it. Exceptions of this compiler pass through; a fault stays a fault.
 extern "C" int tovixGuardedCall(void (*function)(void*), void* pContext);
 
-/// [control] Runs `call`, which enters a library that any compiler may have built, and answers whether it
+/// [control] Runs `call`, which enters a library that any compiler may have built, and returns whether it
 /// returned instead of throwing. `call` itself must own nothing that needs a destructor.
 template <class Call> bool guardedCall(Call call) noexcept {
     try {

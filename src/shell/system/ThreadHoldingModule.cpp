@@ -1,15 +1,15 @@
-#include "system/ModuleThread.h"
+#include "system/ThreadHoldingModule.h"
 
 namespace tovix {
 namespace {
 
 HMODULE ownModule() noexcept {
-    return moduleOfAddress(reinterpret_cast<const void*>(&leaveModule));
+    return moduleOfAddress(reinterpret_cast<const void*>(&dropModuleAndExitThread));
 }
 
 ModuleReference referenceToOwnModule() noexcept {
     HMODULE hModule = nullptr;
-    const auto* const pAddress = reinterpret_cast<LPCWSTR>(&leaveModule);
+    const auto* const pAddress = reinterpret_cast<LPCWSTR>(&dropModuleAndExitThread);
     if (::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, pAddress, &hModule) == FALSE) {
         return nullptr;
     }
@@ -18,7 +18,7 @@ ModuleReference referenceToOwnModule() noexcept {
 
 } // namespace
 
-KernelHandle startThreadInModule(LPTHREAD_START_ROUTINE start, void* pContext) noexcept {
+KernelHandle startWithModuleReference(LPTHREAD_START_ROUTINE start, void* pContext) noexcept {
     ModuleReference module = referenceToOwnModule();
     if (!module) {
         return nullptr;
@@ -34,7 +34,7 @@ KernelHandle startThreadInModule(LPTHREAD_START_ROUTINE start, void* pContext) n
     return thread;
 }
 
-void leaveModule(DWORD exitCode) noexcept {
+void dropModuleAndExitThread(DWORD exitCode) noexcept {
     // The reference is given up by this call alone: code of a freed module cannot be returned to.
     ::FreeLibraryAndExitThread(ownModule(), exitCode);
 }

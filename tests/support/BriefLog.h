@@ -7,9 +7,9 @@
 namespace tovix::test {
 
 /// The log's lines in brief: "LEVEL Class::Method: message".
-class ThreadedLog : public LogCapture {
+class BriefLog : public LogCapture {
 public:
-    explicit ThreadedLog(std::function<void(const std::string&)> onLine = nullptr)
+    explicit BriefLog(std::function<void(const std::string&)> onLine = nullptr)
         : LogCapture(LogLevel::Info, std::move(onLine)) {}
 
     [[nodiscard]] static std::vector<std::string> lines() {

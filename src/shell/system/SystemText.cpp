@@ -1,8 +1,6 @@
-#include "system/SystemMessage.h"
+#include "system/SystemText.h"
 
 #include "system/WinHandles.h"
-
-#include <string_view>
 
 namespace tovix {
 
@@ -15,6 +13,14 @@ std::wstring systemMessage(DWORD error) {
     std::wstring message(text ? std::wstring_view(text.get(), length) : std::wstring_view());
     message.erase(message.find_last_not_of(L" \r\n") + 1);
     return message;
+}
+
+std::wstring decodeAnsiText(std::string_view bytes) {
+    const int byteCount = static_cast<int>(bytes.size());
+    const int length = ::MultiByteToWideChar(CP_ACP, 0, bytes.data(), byteCount, nullptr, 0);
+    std::wstring text(static_cast<std::size_t>(length), L'\0');
+    ::MultiByteToWideChar(CP_ACP, 0, bytes.data(), byteCount, text.data(), length);
+    return text;
 }
 
 } // namespace tovix

@@ -1,4 +1,4 @@
-#include "system/ForeignCall.h"
+#include "system/GuardedCall.h"
 
 #include <windows.h>
 
