@@ -11,7 +11,7 @@ namespace tovix::test {
 /// While it watches, the ordinary code of a module cannot be executed without being noticed: each function in it that
 /// is entered from the module's real-time section or from outside is recorded by name, and then runs.
 ///
-/// One thread at a time may be inside the module meanwhile. The module's file must have its symbols.
+/// One thread at a time may be inside the module meanwhile. `file` has the module's symbols: it or its debug file.
 class SectionWatch {
 public:
     SectionWatch(HMODULE hModule, std::filesystem::path file);

@@ -92,7 +92,7 @@ public:
     ModuleUnderTest module;
     ImportWatch watch{module.handle()};
     SettingsWriter settings{""};
-    SectionWatch sections{module.handle(), programFolder() / "Tovix64.dll"};
+    SectionWatch sections{module.handle(), programFolder() / "Tovix64.dll.debug"};
     Effect effect{module.create()};
     /// The module's calls during `play` so far.
     std::map<std::string, std::uint32_t> calls;
