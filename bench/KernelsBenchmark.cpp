@@ -38,11 +38,11 @@ void deinterleave(benchmark::State& state) {
     countSamples(state, channelCount);
 }
 
-void interleave(benchmark::State& state) {
+void interleaveFinite(benchmark::State& state) {
     const auto channelCount = static_cast<std::uint32_t>(state.range(0));
     Block block{channelCount};
     for (auto _ : state) {
-        kernels().interleave(block.pointers.data(), block.interleaved.data(), channelCount, frames);
+        kernels().interleaveFinite(block.pointers.data(), block.interleaved.data(), channelCount, frames);
         benchmark::ClobberMemory();
     }
     countSamples(state, channelCount);
@@ -58,7 +58,7 @@ void applyGain(benchmark::State& state) {
 }
 
 BENCHMARK(deinterleave)->Arg(1)->Arg(2)->Arg(6)->Arg(8)->Arg(12);
-BENCHMARK(interleave)->Arg(1)->Arg(2)->Arg(6)->Arg(8)->Arg(12);
+BENCHMARK(interleaveFinite)->Arg(1)->Arg(2)->Arg(6)->Arg(8)->Arg(12);
 BENCHMARK(applyGain);
 
 } // namespace

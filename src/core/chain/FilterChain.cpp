@@ -104,7 +104,7 @@ void FilterChain::runStage(const FilterStage& stage, std::uint32_t frameCount) n
 }
 
 void FilterChain::writeOutput(float* output, std::uint32_t frameCount) const noexcept {
-    m_pKernels->interleave(m_buffers.data(), output, m_shape.outputChannels, frameCount);
+    m_pKernels->interleaveFinite(m_buffers.data(), output, m_shape.outputChannels, frameCount);
 }
 
 float* const* FilterChain::buffers() const noexcept {

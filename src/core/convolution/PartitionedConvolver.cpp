@@ -28,7 +28,7 @@ bool PartitionedConvolver::init(std::span<const float> h, std::uint32_t blockFra
     blockSize = static_cast<std::int32_t>(blockFrames);
     partitionCount = (blockSize - 1 + static_cast<std::int32_t>(h.size())) / blockSize;
     ringLength = partitionCount + 1;
-    m_pKernels = &kernels();
+    innerLoops = &kernels();
     if (!allocate()) {
         destroy();
         return false;
@@ -54,10 +54,10 @@ bool PartitionedConvolver::allocate() noexcept {
     schedule[1] = partitionCount;
     partitionRe = std::move(partitions.re);
     partitionIm = std::move(partitions.im);
-    m_partitionBins = std::move(partitions.bins);
+    partitionBins = std::move(partitions.bins);
     accRe = std::move(accumulators.re);
     accIm = std::move(accumulators.im);
-    m_accBins = std::move(accumulators.bins);
+    accBins = std::move(accumulators.bins);
     forwardPlan = FftPlan::realForward(blockSize, timeBuffer.data(), spectrum.data());
     backwardPlan = FftPlan::realBackward(blockSize, spectrum.data(), timeBuffer.data());
     return forwardPlan && backwardPlan;
@@ -74,7 +74,7 @@ void PartitionedConvolver::transformPartitions(std::span<const float> h) noexcep
         std::fill(time + taps.size(), time + 2 * blockLength, 0.0F);
         forwardPlan.execute();
         const std::array<float*, 2> parts{partitionRe[k], partitionIm[k]};
-        m_pKernels->deinterleave(asFrames(spectrum), parts.data(), 2, static_cast<std::uint32_t>(blockSize) + 1);
+        innerLoops->deinterleave(asFrames(spectrum), parts.data(), 2, static_cast<std::uint32_t>(blockSize) + 1);
     }
 }
 
@@ -84,13 +84,12 @@ void PartitionedConvolver::destroy() noexcept {
 
 void PartitionedConvolver::pushInput(const float* x) noexcept {
     const auto blockLength = static_cast<std::uint32_t>(blockSize);
-    // One channel interleaved is a copy that drops what is not finite: one such sample would spoil all its block's
-    // contributions, a third of a second of sound.
-    m_pKernels->interleave(&x, timeBuffer.data(), 1, blockLength);
+    // One sample that is not finite would spoil all its block's contributions, a third of a second of sound.
+    innerLoops->copyFinite(x, timeBuffer.data(), blockLength);
     std::memset(timeBuffer.data() + blockLength, 0, blockLength * sizeof(float));
     forwardPlan.execute();
     float* const parts[]{inputRe.data(), inputIm.data()};
-    m_pKernels->deinterleave(asFrames(spectrum), parts, 2, blockLength + 1);
+    innerLoops->deinterleave(asFrames(spectrum), parts, 2, blockLength + 1);
 }
 
 void PartitionedConvolver::accumulate() noexcept {
@@ -100,7 +99,7 @@ void PartitionedConvolver::accumulate() noexcept {
     while (k < last) {
         const std::int32_t slot = (ringPos + k) % ringLength;
         const std::int32_t rows = last - k < ringLength - slot ? last - k : ringLength - slot;
-        m_pKernels->multiplyAccumulate({inputRe.data(), inputIm.data(), partitionRe.data() + k,
+        innerLoops->multiplyAccumulate({inputRe.data(), inputIm.data(), partitionRe.data() + k,
                                         partitionIm.data() + k, accRe.data() + slot, accIm.data() + slot,
                                         static_cast<std::size_t>(rows), static_cast<std::size_t>(blockSize)});
         k += rows;
@@ -113,11 +112,11 @@ void PartitionedConvolver::popOutput(float* y) noexcept {
     float* const re = accRe[static_cast<std::size_t>(ringPos)];
     float* const im = accIm[static_cast<std::size_t>(ringPos)];
     const float* const parts[]{re, im};
-    m_pKernels->interleave(parts, asFrames(spectrum), 2, blockLength + 1);
+    innerLoops->interleaveFinite(parts, asFrames(spectrum), 2, blockLength + 1);
     std::memset(re, 0, (std::size_t{blockLength} + 1) * sizeof(float));
     std::memset(im, 0, (std::size_t{blockLength} + 1) * sizeof(float));
     backwardPlan.execute();
-    m_pKernels->add(overlap.data(), timeBuffer.data(), y, blockLength);
+    innerLoops->add(overlap.data(), timeBuffer.data(), y, blockLength);
     std::memcpy(overlap.data(), timeBuffer.data() + blockLength, blockLength * sizeof(float));
     ringPos = (ringPos + 1) % ringLength;
 }

@@ -63,10 +63,10 @@ private:
     RtArray<float> overlap;
     FftPlan forwardPlan;
     FftPlan backwardPlan;
-    /// What the pointers above point into.
-    RtArray<float> m_partitionBins;
-    RtArray<float> m_accBins;
-    const Kernels* m_pKernels = nullptr;
+    /// The bins behind partitionRe and partitionIm, and those behind accRe and accIm.
+    RtArray<float> partitionBins;
+    RtArray<float> accBins;
+    const Kernels* innerLoops = nullptr;
 };
 
 } // namespace tovix

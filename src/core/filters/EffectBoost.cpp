@@ -93,12 +93,13 @@ void EffectBoost::processPlain(float** channels, std::uint32_t frameCount) noexc
 }
 
 void EffectBoost::processPlainStereo(float* left, float* right, std::uint32_t frameCount) noexcept {
-    const Kernels& inner = *m_pKernels;
-    for (std::size_t f = 0; f < frameCount; ++f) {
-        f += inner.applyGainWithin(left + f, right + f, frameCount - f, m_gain, clipGuard);
-        if (f < frameCount && !backOff(left[f], right[f])) {
+    std::size_t done = 0;
+    while (true) {
+        done += m_pKernels->applyGainWithin(left + done, right + done, frameCount - done, m_gain, clipGuard);
+        if (done == frameCount || !backOff(left[done], right[done])) {
             return;
         }
+        ++done;
     }
 }
 

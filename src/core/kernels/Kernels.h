@@ -35,9 +35,13 @@ struct Kernels {
     void (*deinterleave)(const float* interleaved, float* const* channels, std::uint32_t channelCount,
                          std::uint32_t frameCount) noexcept;
 
-    /// interleaved[f * channelCount + c] = channels[c][f], a sample that is not finite becoming 0.
-    void (*interleave)(const float* const* channels, float* interleaved, std::uint32_t channelCount,
-                       std::uint32_t frameCount) noexcept;
+    /// interleaved[f * channelCount + c] = channels[c][f]; a sample that is not finite becomes 0.
+    void (*interleaveFinite)(const float* const* channels, float* interleaved, std::uint32_t channelCount,
+                             std::uint32_t frameCount) noexcept;
+
+    /// Copies `count` samples, at any address, to a buffer that does not overlap them; one that is not finite becomes
+    /// 0.
+    void (*copyFinite)(const float* source, float* target, std::size_t count) noexcept;
 
     /// sum[i] = a[i] + b[i] for `count` samples at any address; `sum` may be `a` or `b`.
     void (*add)(const float* a, const float* b, float* sum, std::size_t count) noexcept;

@@ -25,9 +25,15 @@ RT_SECTION void deinterleave(const float* interleaved, float* const* channels, s
     scalar::deinterleave(interleaved, channels, {channelCount, 0, frameCount});
 }
 
-RT_SECTION void interleave(const float* const* channels, float* interleaved, std::uint32_t channelCount,
-                           std::uint32_t frameCount) noexcept {
-    scalar::interleave(channels, interleaved, {channelCount, 0, frameCount});
+RT_SECTION void interleaveFinite(const float* const* channels, float* interleaved, std::uint32_t channelCount,
+                                 std::uint32_t frameCount) noexcept {
+    scalar::interleaveFinite(channels, interleaved, {channelCount, 0, frameCount});
+}
+
+RT_SECTION void copyFinite(const float* source, float* target, std::size_t count) noexcept {
+    for (std::size_t i = 0; i < count; ++i) {
+        target[i] = finiteOrZero(source[i]);
+    }
 }
 
 RT_SECTION void add(const float* a, const float* b, float* sum, std::size_t count) noexcept {
@@ -74,8 +80,8 @@ RT_SECTION float silenceNonFinite(float* samples, std::size_t count) noexcept {
 
 } // namespace
 
-const Kernels scalarKernels{"scalar",  multiplyAccumulate, deinterleave,     interleave,      add,
-                            applyGain, applyGainWithin,    applyPreciseGain, silenceNonFinite};
+const Kernels scalarKernels{"scalar", multiplyAccumulate, deinterleave,    interleaveFinite, copyFinite,
+                            add,      applyGain,          applyGainWithin, applyPreciseGain, silenceNonFinite};
 
 void scalar::deinterleave(const float* interleaved, float* const* channels, FrameRange range) noexcept {
     for (std::uint32_t c = 0; c < range.channelCount; ++c) {
@@ -85,7 +91,7 @@ void scalar::deinterleave(const float* interleaved, float* const* channels, Fram
     }
 }
 
-void scalar::interleave(const float* const* channels, float* interleaved, FrameRange range) noexcept {
+void scalar::interleaveFinite(const float* const* channels, float* interleaved, FrameRange range) noexcept {
     for (std::uint32_t c = 0; c < range.channelCount; ++c) {
         for (std::size_t f = range.first; f < range.end; ++f) {
             interleaved[f * range.channelCount + c] = finiteOrZero(channels[c][f]);

@@ -2,6 +2,8 @@
 
 #include <emmintrin.h>
 
+#include <cstring>
+
 namespace tovix {
 namespace {
 
@@ -113,14 +115,6 @@ RT_SECTION inline void joinFour(const float* const* channels, std::size_t f, flo
     _mm_storeu_ps(frames + 3 * stride, d);
 }
 
-RT_SECTION std::size_t deinterleaveMono(const float* in, float* const* channels, std::size_t frames) noexcept {
-    std::size_t f = 0;
-    for (; f + lanes <= frames; f += lanes) {
-        _mm_storeu_ps(channels[0] + f, _mm_loadu_ps(in + f));
-    }
-    return f;
-}
-
 RT_SECTION std::size_t deinterleaveStereo(const float* in, float* const* channels, std::size_t frames) noexcept {
     std::size_t f = 0;
     for (; f + lanes <= frames; f += lanes) {
@@ -144,14 +138,6 @@ RT_SECTION std::size_t deinterleaveEight(const float* in, float* const* channels
     for (; f + lanes <= frames; f += lanes) {
         splitFour(in + 8 * f, 8, channels, f);
         splitFour(in + 8 * f + 4, 8, channels + 4, f);
-    }
-    return f;
-}
-
-RT_SECTION std::size_t interleaveMono(const float* const* channels, float* out, std::size_t frames) noexcept {
-    std::size_t f = 0;
-    for (; f + lanes <= frames; f += lanes) {
-        _mm_storeu_ps(out + f, finiteOrZero(_mm_loadu_ps(channels[0] + f)));
     }
     return f;
 }
@@ -193,7 +179,8 @@ RT_SECTION void deinterleave(const float* interleaved, float* const* channels, s
                              std::uint32_t frameCount) noexcept {
     std::size_t done = 0;
     if (channelCount == 1) {
-        done = deinterleaveMono(interleaved, channels, frameCount);
+        std::memcpy(channels[0], interleaved, std::size_t{frameCount} * sizeof(float));
+        done = frameCount;
     } else if (channelCount == 2) {
         done = deinterleaveStereo(interleaved, channels, frameCount);
     } else if (channelCount == 6) {
@@ -204,11 +191,20 @@ RT_SECTION void deinterleave(const float* interleaved, float* const* channels, s
     scalar::deinterleave(interleaved, channels, {channelCount, done, frameCount});
 }
 
-RT_SECTION void interleave(const float* const* channels, float* interleaved, std::uint32_t channelCount,
-                           std::uint32_t frameCount) noexcept {
+RT_SECTION void copyFinite(const float* source, float* target, std::size_t count) noexcept {
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        _mm_storeu_ps(target + i, finiteOrZero(_mm_loadu_ps(source + i)));
+    }
+    scalarKernels.copyFinite(source + i, target + i, count - i);
+}
+
+RT_SECTION void interleaveFinite(const float* const* channels, float* interleaved, std::uint32_t channelCount,
+                                 std::uint32_t frameCount) noexcept {
     std::size_t done = 0;
     if (channelCount == 1) {
-        done = interleaveMono(channels, interleaved, frameCount);
+        copyFinite(channels[0], interleaved, frameCount);
+        done = frameCount;
     } else if (channelCount == 2) {
         done = interleaveStereo(channels, interleaved, frameCount);
     } else if (channelCount == 6) {
@@ -216,7 +212,7 @@ RT_SECTION void interleave(const float* const* channels, float* interleaved, std
     } else if (channelCount == 8) {
         done = interleaveEight(channels, interleaved, frameCount);
     }
-    scalar::interleave(channels, interleaved, {channelCount, done, frameCount});
+    scalar::interleaveFinite(channels, interleaved, {channelCount, done, frameCount});
 }
 
 RT_SECTION void add(const float* a, const float* b, float* sum, std::size_t count) noexcept {
@@ -289,7 +285,7 @@ RT_SECTION float silenceNonFinite(float* samples, std::size_t count) noexcept {
 
 } // namespace
 
-const Kernels sse2Kernels{"sse2",    multiplyAccumulate, deinterleave,     interleave,      add,
-                          applyGain, applyGainWithin,    applyPreciseGain, silenceNonFinite};
+const Kernels sse2Kernels{"sse2", multiplyAccumulate, deinterleave,    interleaveFinite, copyFinite,
+                          add,    applyGain,          applyGainWithin, applyPreciseGain, silenceNonFinite};
 
 } // namespace tovix

@@ -18,7 +18,7 @@ struct FrameRange {
 };
 
 void deinterleave(const float* interleaved, float* const* channels, FrameRange range) noexcept RT_SECTION;
-void interleave(const float* const* channels, float* interleaved, FrameRange range) noexcept RT_SECTION;
+void interleaveFinite(const float* const* channels, float* interleaved, FrameRange range) noexcept RT_SECTION;
 
 /// Bins `first` to `end` - 1 of one row.
 void multiplyAccumulateRow(const SpectrumProducts& products, std::size_t row, std::size_t first,

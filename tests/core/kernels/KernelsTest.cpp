@@ -59,7 +59,7 @@ TEST_P(KernelsOf, SplitInterleavedFramesIntoChannels) {
     }
 }
 
-TEST_P(KernelsOf, JoinChannelsAndSilenceWhatIsNotFinite) {
+TEST_P(KernelsOf, JoinAndCopyChannelsAndSilenceWhatIsNotFinite) {
     constexpr float inf = std::numeric_limits<float>::infinity();
     const std::array<float, 8> special{inf,
                                        -inf,
@@ -78,7 +78,7 @@ TEST_P(KernelsOf, JoinChannelsAndSilenceWhatIsNotFinite) {
                 }
             }
             std::vector<float> joined(1 + channelCount * frames + 1, untouched);
-            m_kernels.interleave(planar.pointers.data(), joined.data() + 1, channelCount, frames);
+            m_kernels.interleaveFinite(planar.pointers.data(), joined.data() + 1, channelCount, frames);
             for (std::size_t i = 0; i < std::size_t{channelCount} * frames; ++i) {
                 const float sample = planar.pointers[i % channelCount][i / channelCount];
                 const float expected = std::isfinite(sample) ? sample : 0.0F;
@@ -87,6 +87,12 @@ TEST_P(KernelsOf, JoinChannelsAndSilenceWhatIsNotFinite) {
             }
             ASSERT_EQ(joined.front(), untouched);
             ASSERT_EQ(joined.back(), untouched);
+            std::vector<float> copied(frames + 1, untouched);
+            m_kernels.copyFinite(planar.pointers[0], copied.data(), frames);
+            for (std::size_t f = 0; f < frames; ++f) {
+                ASSERT_EQ(std::memcmp(&copied[f], &joined[1 + f * channelCount], sizeof(float)), 0) << f;
+            }
+            ASSERT_EQ(copied.back(), untouched);
         }
     }
 }
