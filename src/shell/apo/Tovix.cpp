@@ -5,7 +5,6 @@
 #include "platform/ComEdge.h"
 #include "stream/ChannelAdapter.h"
 #include "system/GuardedCall.h"
-#include "system/ModuleState.h"
 #include "system/RegistryUtils.h"
 
 #include <propsys.h>
@@ -89,11 +88,9 @@ Tovix::Tovix(IUnknown* pOuter)
       m_pControlling(pOuter != nullptr ? pOuter
                                        : reinterpret_cast<IUnknown*>(static_cast<INonDelegatingUnknown*>(this))) {
     inTovix("Tovix::Tovix", this).info("CALLED");
-    ++moduleState.objects;
 }
 
 Tovix::~Tovix() {
-    --moduleState.objects;
     m_oldApo.release();
     m_oldApo.giveBackRetired();
     inTovix("Tovix::~Tovix", this).info("CALLED");
@@ -143,9 +140,8 @@ ULONG Tovix::NonDelegatingAddRef() noexcept {
 ULONG Tovix::NonDelegatingRelease() noexcept {
     const ULONG left = --m_references;
     if (left == 0) {
-        ++moduleState.destructions;
+        const ModuleUse use;
         delete this;
-        --moduleState.destructions;
     }
     return left;
 }

@@ -3,6 +3,7 @@
 #include "apo/OldApoSlot.h"
 #include "manager/EffectManager.h"
 #include "platform/CBaseAudioProcessingObject.h"
+#include "system/ModuleState.h"
 
 #include <atomic>
 #include <optional>
@@ -14,7 +15,10 @@ namespace tovix {
 /// holds one. The engine makes its configuration calls one at a time; `APOProcess` comes on the audio thread.
 ///
 /// Every method answers a result code and lets no exception out; out-pointers are cleared first.
-class Tovix final : public CBaseAudioProcessingObject, public IAudioSystemEffects, public INonDelegatingUnknown {
+class Tovix final : private ModuleUse,
+                    public CBaseAudioProcessingObject,
+                    public IAudioSystemEffects,
+                    public INonDelegatingUnknown {
 public:
     /// [control] Starts with one non-delegating reference, which the maker owns. `pOuter` is the controlling unknown
     /// of an aggregate, borrowed, or null. Throws std::bad_alloc.

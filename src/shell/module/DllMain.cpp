@@ -16,8 +16,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID /*reserv
 }
 
 extern "C" HRESULT WINAPI DllCanUnloadNow() {
-    const bool used = moduleState.objects != 0 || moduleState.destructions != 0 || moduleState.serverLocks != 0;
-    return used ? S_FALSE : S_OK;
+    return moduleState.uses != 0 || moduleState.serverLocks != 0 ? S_FALSE : S_OK;
 }
 
 extern "C" HRESULT WINAPI DllGetClassObject(REFCLSID classId, REFIID riid, LPVOID* ppv) {

@@ -1,7 +1,5 @@
 #include "platform/AudioMediaType.h"
 
-#include "system/ModuleState.h"
-
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -58,13 +56,7 @@ bool equalData(const WAVEFORMATEX& a, const WAVEFORMATEX& b) noexcept {
 } // namespace
 
 AudioMediaType::AudioMediaType(const UNCOMPRESSEDAUDIOFORMAT& format) noexcept
-    : m_format(format), m_wave(waveFormat(format)) {
-    ++moduleState.objects;
-}
-
-AudioMediaType::~AudioMediaType() {
-    --moduleState.objects;
-}
+    : m_format(format), m_wave(waveFormat(format)) {}
 
 HRESULT AudioMediaType::QueryInterface(REFIID riid, void** ppv) noexcept {
     if (ppv == nullptr) {
@@ -86,6 +78,7 @@ ULONG AudioMediaType::AddRef() noexcept {
 ULONG AudioMediaType::Release() noexcept {
     const ULONG left = --m_references;
     if (left == 0) {
+        const ModuleUse use;
         delete this;
     }
     return left;

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "platform/ApoInterfaces.h"
+#include "system/ModuleState.h"
 
 #include <atomic>
 
 namespace tovix {
 
 /// An immutable uncompressed audio format behind the platform's media type interface. All [control].
-class AudioMediaType final : public IAudioMediaType {
+class AudioMediaType final : private ModuleUse, public IAudioMediaType {
 public:
     /// Starts with one reference, which the maker owns. `format` has a frame size that fits 16 bits.
     explicit AudioMediaType(const UNCOMPRESSEDAUDIOFORMAT& format) noexcept;
@@ -23,7 +24,7 @@ public:
     HRESULT STDMETHODCALLTYPE GetUncompressedAudioFormat(UNCOMPRESSEDAUDIOFORMAT* pFormat) noexcept override;
 
 private:
-    ~AudioMediaType();
+    ~AudioMediaType() = default;
 
     std::atomic<ULONG> m_references{1};
     UNCOMPRESSEDAUDIOFORMAT m_format;

@@ -11,15 +11,24 @@ namespace tovix {
 struct ModuleState {
     /// Written once, at process attach.
     HINSTANCE instance = nullptr;
-    /// Living effects and media types; both have code in the module that their holders will call.
-    std::atomic<std::uint32_t> objects{0};
-    /// Effects whose destructor runs: their own count drops first, and the destructor then waits for the effect's
-    /// thread.
-    std::atomic<std::uint32_t> destructions{0};
+    /// What runs the module's code or will be called by its holder; see ModuleUse.
+    std::atomic<std::uint32_t> uses{0};
     /// Server locks that class factories hold.
     std::atomic<std::uint32_t> serverLocks{0};
 };
 
 inline constinit ModuleState moduleState;
+
+/// Keeps the module in use while it lives. Any thread.
+///
+/// The first base of an object that is handed out, so that the object counts from the start of its construction to
+/// the end of its destruction, and a local of the function that deletes it, which covers the rest.
+class ModuleUse {
+public:
+    ModuleUse() noexcept { ++moduleState.uses; }
+    ~ModuleUse() { --moduleState.uses; }
+    ModuleUse(const ModuleUse&) = delete;
+    ModuleUse& operator=(const ModuleUse&) = delete;
+};
 
 } // namespace tovix

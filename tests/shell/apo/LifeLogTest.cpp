@@ -1,5 +1,6 @@
 #include "apo/Tovix.h"
 #include "support/ImportWatch.h"
+#include "support/LogCapture.h"
 #include "support/ModuleUnderTest.h"
 #include "support/OldApoDouble.h"
 #include "support/RegistryValue.h"
@@ -7,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <functional>
 #include <regex>
@@ -138,6 +140,16 @@ TEST(LifeLog, TellsAWholeLifeInTheGivenWords) {
                         "params change notification thread was terminated",
                         "INFO ApoConfigManager::~ApoConfigManager@ConfigHelper ENTERING",
                         "INFO ApoConfigManager::~ApoConfigManager@ConfigHelper LEAVING"});
+}
+
+TEST(LifeLog, ModuleIsInUseFromTheFirstLineOfALifeToTheLast) {
+    SettingsWriter settings("");
+    std::vector<std::uint32_t> uses;
+    const LogCapture capture(LogLevel::Info, [&](const std::string&) { uses.push_back(moduleState.uses); });
+    (new Tovix(nullptr))->NonDelegatingRelease();
+    EXPECT_GT(uses.size(), 8U);
+    EXPECT_EQ(std::count(uses.begin(), uses.end(), 0U), 0);
+    EXPECT_EQ(moduleState.uses, 0U);
 }
 
 /// All lines of a module, from its loading to its end, that hold `word`.
