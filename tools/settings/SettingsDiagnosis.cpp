@@ -49,8 +49,7 @@ std::string describeBoost(const BoostParameters& boost) {
     return "plain boost of " + decibels(std::max(boost.level, 0));
 }
 
-/// Whether no response can be drawn through the points: a stretch that begins at 0 Hz or below, where frequency has
-/// no logarithm, or a gain without bounds. The effect leaves such an equalizer inert.
+/// Whether the design is not finite, as with a gain without bounds. The effect leaves such an equalizer inert.
 /// Asks the design itself, at a common rate: which curves have no response depends on the rate by a hair only.
 bool hasNoResponse(const std::vector<ResponsePoint>& points) {
     constexpr float commonRateHz = 48000.0F;

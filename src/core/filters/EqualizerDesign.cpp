@@ -11,10 +11,11 @@
 namespace tovix {
 namespace {
 
-/// Whether a gain's factor is a finite number in single precision.
-bool isFiniteFactor(double gainDb) noexcept {
-    constexpr double largestDb = decibelsPerNeper * std::numbers::ln2 * std::numeric_limits<float>::max_exponent;
-    return gainDb < largestDb;
+/// Whether a gain's factor is too large for single precision; false for what is not a number.
+bool isInfiniteFactor(double gainDb) noexcept {
+    constexpr double firstInfiniteDb =
+        decibelsPerNeper * std::numbers::ln2 * std::numeric_limits<float>::max_exponent;
+    return gainDb >= firstInfiniteDb;
 }
 
 } // namespace
@@ -29,8 +30,7 @@ HeapArray<float> designImpulseResponse(const EqualizerDesign& design) noexcept {
     for (std::size_t bin = 0; bin < design.tapCount; ++bin) {
         const double frequencyHz = static_cast<double>(bin) * design.sampleRateHz / binCount;
         const double gainDb = response.gainDb(frequencyHz);
-        // A gain beyond all bounds, or a stretch that begins at 0 Hz or below, where frequency has no logarithm.
-        if (!isFiniteFactor(gainDb)) {
+        if (isInfiniteFactor(gainDb)) {
             return {};
         }
         minimumPhase.setMagnitude(bin, gainDb);

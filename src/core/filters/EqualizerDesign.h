@@ -17,8 +17,9 @@ struct EqualizerDesign {
 };
 
 /// [control] The minimum-phase impulse response that EffectEqualizer applies, `tapCount` finite taps. Empty when
-/// memory or a plan is refused, or when the points define no finite response. The magnitudes reach the points' gains
-/// as far as `tapCount` taps resolve frequencies; gains below -100 dB become -100 dB.
+/// memory or a plan is refused, or when the design is not finite, as with a gain that is too large for a float. The
+/// magnitudes reach the points' gains as far as `tapCount` taps resolve frequencies. Gains below -100 dB, and those
+/// that the points leave undefined, become -100 dB.
 HeapArray<float> designImpulseResponse(const EqualizerDesign& design) noexcept;
 
 } // namespace tovix

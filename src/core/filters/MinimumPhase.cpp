@@ -3,7 +3,6 @@
 #include "filters/Decibels.h"
 #include "text/Limits.h"
 
-#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <numbers>
@@ -42,7 +41,9 @@ MinimumPhase MinimumPhase::make(std::uint32_t tapCount) noexcept {
 /// itself would cost a power and a logarithm, which are the slowest functions of the Windows toolchain.
 void MinimumPhase::setMagnitude(std::size_t bin, double gainDb) noexcept {
     const std::size_t mirror = 2 * std::size_t{m_tapCount} - 1 - bin;
-    const auto logarithm = static_cast<float>(std::max(gainDb, minEqualizerGainDb) * nepersPerDecibel);
+    // In this order, so that what is not a number becomes the floor.
+    const double flooredDb = gainDb > minEqualizerGainDb ? gainDb : minEqualizerGainDb;
+    const auto logarithm = static_cast<float>(flooredDb * nepersPerDecibel);
     re(m_spectrum[bin]) = re(m_spectrum[mirror]) = logarithm;
     im(m_spectrum[bin]) = im(m_spectrum[mirror]) = 0.0F;
 }

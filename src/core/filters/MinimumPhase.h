@@ -18,12 +18,13 @@ public:
 
     explicit operator bool() const noexcept { return m_forward && m_backward; }
 
-    /// Wants the magnitude `gainDb`, a number, at frequency sampleRate * bin / (2 * tapCount), bin < tapCount, and at
-    /// its mirror. The mirror of bin k is 2 * tapCount - 1 - k, not 2 * tapCount - k: the upper half of the spectrum
-    /// stands one bin too low, deliberately, and the designs of all existing settings come out of that.
+    /// Wants the magnitude `gainDb` at frequency sampleRate * bin / (2 * tapCount), bin < tapCount, and at its
+    /// mirror. Less than the equalizer's floor, and what is not a number, counts as the floor. The mirror of bin k is
+    /// 2 * tapCount - 1 - k, not 2 * tapCount - k: the upper half of the spectrum stands one bin too low,
+    /// deliberately, and the designs of all existing settings come out of that.
     void setMagnitude(std::size_t bin, double gainDb) noexcept;
 
-    /// Designs from all the magnitudes set, using them up, and answers `tapCount` taps faded out by a half raised
+    /// Designs from all the magnitudes set, using them up, and returns `tapCount` taps faded out by a half raised
     /// cosine; empty when there is no memory.
     HeapArray<float> impulseResponse() noexcept;
 

@@ -13,14 +13,14 @@ struct ResponsePoint {
 /// Gain over frequency through a list of points: linear in dB over the logarithm of frequency between two points,
 /// flat below the first and above the last. [control]; lookups in rising order cost one logarithm each.
 ///
-/// The formula is not guarded: a point at 0 Hz or below has no finite logarithm, and a lookup above it and up to
-/// the next point answers NaN.
+/// The formula is not guarded: after a point at 0 Hz or below, which has no finite logarithm, and after a gain of
+/// minus infinity, a lookup up to the next point gives NaN.
 class ResponseInterpolator {
 public:
     /// Borrows `points`, in rising order of frequency; they must outlive the interpolator.
     explicit ResponseInterpolator(std::span<const ResponsePoint> points) noexcept : m_points(points) {}
 
-    /// Gain in dB; 0 when there is no point. The answer does not depend on earlier lookups.
+    /// Gain in dB; 0 when there is no point. The result does not depend on earlier lookups.
     double gainDb(double frequencyHz) noexcept;
 
 private:

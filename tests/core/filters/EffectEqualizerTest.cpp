@@ -20,6 +20,8 @@ const std::vector<ResponsePoint> tilt{{100.0, -3.0}, {1000.0, 0.0}, {10000.0, 6.
 /// With a jump at one frequency.
 const std::vector<ResponsePoint> steep{
     {80.0, -60.0}, {120.0, 6.0}, {5000.0, -12.0}, {5000.0, 12.0}, {15000.0, -40.0}};
+/// Without a gain between 0 and 500 Hz and between 2000 and 4000 Hz.
+const std::vector<ResponsePoint> undefined{{-50.0, 3.0}, {500.0, 6.0}, {2000.0, -HUGE_VAL}, {4000.0, 0.0}};
 
 /// Fourier transform of a power of two of points, in double precision; `sign` is that of the exponent.
 std::vector<Complex> transform(const std::vector<Complex>& x, double sign) {
@@ -50,7 +52,8 @@ std::vector<double> designInDouble(const std::vector<ResponsePoint>& points, dou
     const auto scale = static_cast<double>(bins);
     std::vector<Complex> spectrum(bins);
     for (std::size_t k = 0; k < tapCount; ++k) {
-        const double gainDb = std::max(drawnDb(points, static_cast<double>(k) * sampleRateHz / scale), -100.0);
+        const double drawn = drawnDb(points, static_cast<double>(k) * sampleRateHz / scale);
+        const double gainDb = drawn > -100.0 ? drawn : -100.0; // the floor also where there is no number
         spectrum[k] = spectrum[bins - 1 - k] = gainDb * std::numbers::ln10 / 20.0;
     }
     std::vector<Complex> cepstrum = transform(spectrum, 1.0);
@@ -99,7 +102,7 @@ struct Case {
 };
 
 TEST(EffectEqualizer, IsTheDirectConvolutionWithADoublePrecisionDesign) {
-    for (const Case& c : {Case{tilt, 48000.0F, 480}, Case{steep, 44100.0F, 1024}}) {
+    for (const Case& c : {Case{tilt, 48000.0F, 480}, Case{steep, 44100.0F, 1024}, Case{undefined, 48000.0F, 480}}) {
         const std::vector<double> h = designInDouble(c.points, c.sampleRateHz);
         EffectEqualizer equalizer{c.points, tapCount};
         EXPECT_EQ(equalizer.setup(c.sampleRateHz, c.blockFrames, {L"L", L"R"}), (ChannelList{L"L", L"R"}));
@@ -149,8 +152,11 @@ TEST(EffectEqualizer, IsInertWhenThereIsNothingSoundToApply) {
     } cases[] = {
         {"infinite gain", {{1000.0, 1e6}}, 48000.0F, 480, {L"L"}},
         {"overflow in the design", {{1000.0, 770.0}, {2000.0, -770.0}}, 48000.0F, 480, {L"L"}},
-        {"a curve that begins at 0 Hz", {{0.0, 0.0}, {1000.0, 6.0}}, 48000.0F, 480, {L"L"}},
-        {"a curve that begins below 0 Hz", {{-50.0, 3.0}, {1000.0, 6.0}}, 48000.0F, 480, {L"L"}},
+        {"gain of plus infinity in the middle",
+         {{100.0, 0.0}, {1000.0, HUGE_VAL}, {2000.0, 0.0}},
+         48000.0F,
+         480,
+         {L"L"}},
         {"no frames", tilt, 48000.0F, 0, {L"L"}},
         {"no channels", tilt, 48000.0F, 480, {}},
     };

@@ -24,7 +24,7 @@ const std::vector<Case> cases{
     {"Equalizer: 100 -3 1000 0 10000", LineOutcome::buildsFilter, "2 points"},
     {"Equalizer: 100 -3", LineOutcome::buildsFilter, "1 point"},
     {"Equalizer:", LineOutcome::buildsFilter, "flat"},
-    {"Equalizer: 0 3 1000 6", LineOutcome::buildsFilter, "without effect"},
+    {"Equalizer: 0 3 1000 6", LineOutcome::buildsFilter, "2 points"},
     {"Equalizer: 100 0 1000 1e999", LineOutcome::buildsFilter, "without effect"},
     {"Equalizer: 0 3", LineOutcome::buildsFilter, "1 point"},
     {"EnableOldApo:", LineOutcome::oldApoOn, "previous effect runs first"},
