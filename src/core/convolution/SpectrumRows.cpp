@@ -6,12 +6,14 @@ namespace tovix {
 namespace {
 
 constexpr std::size_t vectorFloats = 4;
+/// 4096 bytes: the processor compares a load with earlier stores by the address within this distance first, and a
+/// load that seems to meet a store waits for it.
 constexpr std::size_t pageFloats = 1024;
-/// Half the distance within which two streams of loads and stores count as meeting.
+/// Three cache lines: the stores that are still on their way lie within the last few steps of the loop.
 constexpr std::size_t apartFloats = 48;
 
-/// Whether arrays that lie `strideFloats` apart meet modulo the page size, by which the processor compares the
-/// addresses of loads with those of earlier stores. The kernels walk through four neighbours at a time.
+/// Whether arrays that lie `strideFloats` apart meet modulo the page size. The kernels walk through four neighbours
+/// at a time.
 bool neighboursMeet(std::size_t strideFloats) noexcept {
     for (std::size_t n = 1; n < 4; ++n) {
         const std::size_t offset = n * strideFloats % pageFloats;
