@@ -12,13 +12,17 @@
 namespace tovix {
 namespace {
 
+/// The reduction begins envelope / (ratio - 1) dB below full scale: at 2 as far below as the peak stood above, at 3
+/// half as far. The ratio rises with the boost from one to the other, 1 over 20 dB.
 constexpr double smallestRatio = 2.0;
 constexpr double largestRatio = 3.0;
-constexpr double ratioPerDb = 0.05;
+constexpr double ratioPerDb = (largestRatio - smallestRatio) / maxBoostDb;
 /// Added before the logarithm, so that silence has a level.
 constexpr double levelFloor = 1e-25;
-/// A pre-gain beyond this is held here: silence times infinity would be no number.
-constexpr double largestPreGain = std::numeric_limits<float>::max();
+/// About 5390 dB, where a pre-gain is held: beyond, the largest sample's product would not be finite, or the
+/// reduction that brings it back to full scale, its reciprocal, would be so small that it counts as zero.
+constexpr double largestPreGain =
+    0.5 / std::numeric_limits<double>::min() / static_cast<double>(std::numeric_limits<float>::max());
 
 /// A bound that the level of `magnitude` (positive, finite, normal) never exceeds, at most 0.52 dB above it: log2 of
 /// the mantissa 1 + m is at most m + 0.0861 (the largest distance of the curve from its chord).
@@ -76,7 +80,7 @@ void BoostDynamics::release(double levelDb) noexcept {
     }
 }
 
-/// Feeds one frame's peak, already pre-amplified; answers the gain that the frame gets.
+/// Feeds one frame's peak, already pre-amplified; returns the gain that the frame gets.
 double BoostDynamics::reductionGain(double peak) noexcept {
     const double magnitude = peak + levelFloor;
     // Most frames lie so far below the threshold that their exact level cannot matter.

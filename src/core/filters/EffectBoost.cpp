@@ -12,8 +12,9 @@ namespace tovix {
 namespace {
 
 constexpr std::int32_t largestStep = 10;
+/// Bounds one frame's work. 20 tries take the greatest boost down to nothing; 5 more are for targets beyond it.
 constexpr int largestBackOffCount = 25;
-/// Magnitude up to which an amplified stereo sample is let through.
+/// Magnitude up to which an amplified stereo sample is let through: full scale with the greatest boost, 20 dB.
 constexpr float clipGuard = 10.0F;
 constexpr double dbPerTenth = 0.1;
 
@@ -122,10 +123,6 @@ bool EffectBoost::backOff(float& left, float& right) noexcept {
     left = l;
     right = r;
     return true;
-}
-
-std::int32_t EffectBoost::processLevel() noexcept {
-    return currentLevel.load(std::memory_order_relaxed);
 }
 
 void EffectBoost::setProcessLevel(std::int32_t level) noexcept {

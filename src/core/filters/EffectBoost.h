@@ -20,18 +20,14 @@ public:
     /// [control] Sets the boost of the dynamics mode, see BoostDynamics::setBoost.
     void setBoost(double boostDb) noexcept;
 
+    /// [control] Any channel count; `maxFrames` does not matter.
     ChannelList setup(float sampleRateHz, std::uint32_t maxFrames, ChannelList channels) override;
 
-    /// Works on `inputs`, which are the outputs too.
+    /// [audio] Works on `inputs`, which are the outputs too.
     void process(float** outputs, float** inputs, std::uint32_t frameCount) noexcept override RT_SECTION;
 
-    /// The plain mode's target in tenths of a dB; backing off lowers it for good.
-    [[nodiscard]] std::int32_t targetLevel() const noexcept { return m_targetLevel; }
-    [[nodiscard]] const BoostDynamics& dynamics() const noexcept { return m_dynamics; }
-
-    /// The process-wide level of the plain mode, 0 to 200 tenths of a dB.
-    static std::int32_t processLevel() noexcept;
-    /// [control] Sets it, clamped. For a host that starts a stream afresh; the effect itself never does.
+    /// [control] Sets the process-wide level of the plain mode, clamped to 0 to 200 tenths of a dB. For a host that
+    /// starts a stream afresh; the effect itself never does.
     static void setProcessLevel(std::int32_t level) noexcept;
 
 private:
@@ -41,6 +37,7 @@ private:
     std::int32_t rampLevel() noexcept RT_SECTION;
 
     float m_gain = 1.0F;
+    /// Tenths of a dB; backing off lowers it for good.
     std::int32_t m_targetLevel;
     std::uint64_t m_channelCount = 0;
     BoostDynamics m_dynamics;
