@@ -1,9 +1,9 @@
-#include "control/CommandLine.h"
-
 #include "control/Commands.h"
-#include "control/StatusReport.h"
-#include "settings/Refusal.h"
-#include "settings/SettingsRules.h"
+#include "curves/Refusal.h"
+#include "host/Arguments.h"
+#include "host/SettingsPage.h"
+#include "settings/SettingsReport.h"
+#include "text/SettingsNames.h"
 
 #include <CLI/CLI.hpp>
 #include <tovix/Version.h>
@@ -21,11 +21,11 @@ replaces every line of its name, switched off or not. Lines of other names stay 
 
 The settings live as long as an effect or a control program has them open: with no audio running, use --hold.
 
-Exit status: 0 done, 1 failed, 2 wrong command line, 3 refused by the rules of the settings, 4 no settings block,
+Exit status: 0 done, 1 failed, 2 wrong command line, 3 refused by the rules of the settings, 4 no settings page,
 5 registry not writable, 6 curve file not readable.)";
 
-/// What the command line can set; each subcommand fills what it has.
-struct Wishes {
+/// The values of the command line; each subcommand fills in those that it has.
+struct Values {
     Output output;
     std::string value;
     std::string file;
@@ -36,8 +36,8 @@ struct Wishes {
     std::vector<std::string> lines;
 };
 
-void refuseHold(const Wishes& w) {
-    if (w.output.hold) {
+void refuseHold(const Values& v) {
+    if (v.output.hold) {
         throw CLI::ValidationError("--hold",
                                    "goes with a change of the settings; without one, watch keeps them open");
     }
@@ -45,121 +45,134 @@ void refuseHold(const Wishes& w) {
 
 const CLI::Validator onOrOff = CLI::IsMember({"on", "off"});
 
-void addBoost(CLI::App& app, Wishes& w) {
+void addBoost(CLI::App& app, Values& v) {
     auto* const command = app.add_subcommand("boost", "Raise the level");
-    command->add_option("LEVEL", w.value, "0 to 20 dB, as in 6.0; or on, off")->required();
-    auto* const limit = command->add_flag("--limit", w.limit, "Hold peaks at full scale");
-    command->callback([&w, limit] {
-        if (w.value == "on" || w.value == "off") {
+    command->add_option("LEVEL", v.value, "0 to 20 dB, as in 6.0; or on, off")->required();
+    auto* const limit = command->add_flag("--limit", v.limit, "Hold peaks at full scale");
+    command->callback([&v, limit] {
+        if (v.value == "on" || v.value == "off") {
             if (limit->count() > 0) {
                 throw CLI::ValidationError("--limit", "goes with a level, not with on or off");
             }
-            changeSettings([&w](auto block) { return switchLines(block, boostName, w.value == "on"); }, w.output);
+            changeSettings([&v](auto text) { return switchLines(text, settings::boost.narrow(), v.value == "on"); },
+                           v.output);
         } else {
-            changeSettings([&w](auto block) { return changeBoost(block, w.value, w.limit); }, w.output);
+            changeSettings([&v](auto text) { return changeBoost(text, v.value, v.limit); }, v.output);
         }
     });
 }
 
-void runEqualizer(const Wishes& w) {
-    if (w.value == "on" || w.value == "off") {
-        changeSettings([&w](auto block) { return switchLines(block, equalizerName, w.value == "on"); }, w.output);
+void runEqualizer(const Values& v) {
+    if (v.value == "on" || v.value == "off") {
+        changeSettings([&v](auto text) { return switchLines(text, settings::equalizer.narrow(), v.value == "on"); },
+                       v.output);
         return;
     }
-    const WantedCurve curve = w.file.empty() ? readPointList(w.value) : readCurve(readCurveFile(w.file));
-    const auto fit = w.fitPoints > 0 ? std::optional(w.fitPoints) : std::nullopt;
-    changeSettings([&](auto block) { return changeEqualizer(block, curve, fit); }, w.output);
+    const WantedCurve curve = v.file.empty() ? readPointList(v.value) : readCurve(readCurveFile(v.file));
+    const auto fit = v.fitPoints > 0 ? std::optional(v.fitPoints) : std::nullopt;
+    changeSettings([&](auto text) { return changeEqualizer(text, curve, fit); }, v.output);
 }
 
-void addEqualizer(CLI::App& app, Wishes& w) {
+void addEqualizer(CLI::App& app, Values& v) {
     auto* const command = app.add_subcommand("eq", "Shape the spectrum");
     auto* const points = command->add_option(
-        "POINTS", w.value, "Pairs of Hz and dB in one argument, as in \"100 -3 1000 0\"; or on, off");
-    auto* const file = command->add_option("--file", w.file,
+        "POINTS", v.value, "Pairs of Hz and dB in one argument, as in \"100 -3 1000 0\"; or on, off");
+    auto* const file = command->add_option("--file", v.file,
                                            "Read the curve from a file: one point a line, a GraphicEQ line, or a "
                                            "parametric list (PK, LS, LSC, HS, HSC with Fc, Gain and Q)");
     auto* const fit =
-        command->add_option("--fit", w.fitPoints, "Thin the curve to at most N points, with the least change")
+        command->add_option("--fit", v.fitPoints, "Thin the curve to at most N points, with the least change")
             ->check(CLI::Range(1, 1000));
     points->excludes(file);
-    command->callback([&w, points, file, fit] {
+    command->callback([&v, points, file, fit] {
         if (points->count() + file->count() == 0) {
             throw CLI::RequiredError("POINTS or --file");
         }
-        if ((w.value == "on" || w.value == "off") && fit->count() > 0) {
+        if ((v.value == "on" || v.value == "off") && fit->count() > 0) {
             throw CLI::ValidationError("--fit", "goes with a curve, not with on or off");
         }
-        runEqualizer(w);
+        runEqualizer(v);
     });
 }
 
-void addOldApo(CLI::App& app, Wishes& w) {
+void addPreviousEffect(CLI::App& app, Values& v) {
     auto* const command = app.add_subcommand("old-apo", "Run the device's previous effect first, or not");
-    command->add_option("SWITCH", w.value, "on or off")->required()->check(onOrOff);
-    command->callback([&w] { setOldApo(w.value == "on", w.output); });
+    command->add_option("SWITCH", v.value, "on or off")->required()->check(onOrOff);
+    command->callback([&v] { setPreviousEffect(v.value == "on", v.output); });
 }
 
-void addSet(CLI::App& app, Wishes& w) {
+void addSet(CLI::App& app, Values& v) {
     auto* const command =
         app.add_subcommand("set", "Write settings lines as they are, as in \"Boost: 60 dB 1\" (tenths of a dB)");
-    command->add_option("LINE", w.lines, "Each replaces the lines of its name")->required();
-    command->add_flag("--replace", w.replaceAll, "Drop all other lines");
+    command->add_option("LINE", v.lines, "Each replaces the lines of its name")->required();
+    command->add_flag("--replace", v.replaceAll, "Drop all other lines");
     command->callback(
-        [&w] { changeSettings([&w](auto block) { return setLines(block, w.lines, w.replaceAll); }, w.output); });
+        [&v] { changeSettings([&v](auto text) { return setLines(text, v.lines, v.replaceAll); }, v.output); });
 }
 
-void addLogLevel(CLI::App& app, Wishes& w) {
+void addLogLevel(CLI::App& app, Values& v) {
     constexpr std::uint32_t highestLevel = 5;
     auto* const command = app.add_subcommand("log-level", "Set the effect's log level in the registry");
-    command->add_option("N", w.logLevel, "0 none, 1 fatal, 2 error, 3 warning, 4 info, 5 debug")
+    command->add_option("N", v.logLevel, "0 none, 1 fatal, 2 error, 3 warning, 4 info, 5 debug")
         ->required()
         ->check(CLI::Range(std::uint32_t{0}, highestLevel));
-    command->callback([&w] {
-        refuseHold(w);
-        setLogLevel(w.logLevel, w.output);
+    command->callback([&v] {
+        refuseHold(v);
+        setLogLevel(v.logLevel, v.output);
     });
 }
 
-void addCommands(CLI::App& app, Wishes& w) {
+void addCommands(CLI::App& app, Values& v) {
     app.allow_windows_style_options(false); // a path may begin with a slash
     app.require_subcommand(1);
     app.fallthrough();
     app.footer(footer);
     app.set_version_flag("--version", "tovixctl " TOVIX_VERSION, "Print the version and exit");
-    app.add_flag("--json", w.output.json, "Answer with data, one JSON object a line");
-    app.add_flag("--hold", w.output.hold, "After a change keep the settings open until Ctrl-C");
-    app.add_subcommand("status", "Show the settings, what each line does, and the registry values")->callback([&w] {
-        refuseHold(w);
-        showStatus(w.output);
+    app.add_flag("--json", v.output.json, "Answer with data, one JSON object a line");
+    app.add_flag("--hold", v.output.hold, "After a change keep the settings open until Ctrl-C");
+    app.add_subcommand("status", "Show the settings, what each line does, and the registry values")->callback([&v] {
+        refuseHold(v);
+        showStatus(v.output);
     });
-    addBoost(app, w);
-    addEqualizer(app, w);
-    addOldApo(app, w);
-    addSet(app, w);
+    addBoost(app, v);
+    addEqualizer(app, v);
+    addPreviousEffect(app, v);
+    addSet(app, v);
     app.add_subcommand("watch", "Show the settings after each change and keep them open, until Ctrl-C")
-        ->callback([&w] { watchSettings(w.output); });
-    addLogLevel(app, w);
+        ->callback([&v] { watchSettings(v.output); });
+    addLogLevel(app, v);
 }
 
-} // namespace
+int fail(const char* sentence, ExitStatus status) {
+    std::cerr << "tovixctl: " << printable(sentence) << "\n";
+    return static_cast<int>(status);
+}
 
-int runCommandLine(std::vector<std::string> arguments) {
+int run(std::vector<std::string> arguments) {
     CLI::App app("Controls the Tovix audio effect.", "tovixctl");
-    Wishes wishes;
+    Values values;
     try {
-        addCommands(app, wishes);
+        addCommands(app, values);
+        // CLI11 takes the arguments from the back.
         std::reverse(arguments.begin(), arguments.end());
         app.parse(std::move(arguments));
         return static_cast<int>(ExitStatus::done);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : static_cast<int>(ExitStatus::usage);
+    } catch (const SettingsPageUnavailable& unavailable) {
+        return fail(unavailable.what(), ExitStatus::noSettingsPage);
+    } catch (const CommandFailure& failure) {
+        return fail(failure.what(), failure.status());
     } catch (const Refusal& refusal) {
-        std::cerr << "tovixctl: " << printable(refusal.what()) << "\n";
-        return static_cast<int>(refusal.status());
+        return fail(refusal.what(), ExitStatus::refused);
     } catch (const std::exception& error) {
-        std::cerr << "tovixctl: " << error.what() << "\n";
-        return static_cast<int>(ExitStatus::failed);
+        return fail(error.what(), ExitStatus::failed);
     }
 }
 
+} // namespace
 } // namespace tovix::control
+
+int main(int argc, char** argv) {
+    return tovix::control::run(tovix::programArguments(argc, argv));
+}

@@ -1,14 +1,13 @@
 #include "control/Commands.h"
 
-#include "control/RegistryValues.h"
 #include "control/StatusReport.h"
 #include "host/ControllersTurn.h"
-#include "host/SettingsBlock.h"
-#include "settings/Refusal.h"
+#include "host/SettingsPage.h"
+#include "host/SystemQueries.h"
+#include "settings/SettingsReport.h"
 #include "system/RegistrySettings.h"
 #include "text/Utf.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -20,11 +19,11 @@ namespace {
 
 constexpr DWORD watchPeriodMs = 200;
 
-Status statusOf(const std::optional<SettingsBlock>& block) {
-    Status status{.logLevel = ReadLogLevelSetting(), .oldApo = ReadOldApoSetting()};
-    if (block) {
-        status.block = block->bytes();
-        status.holders = block->holders();
+Status statusOf(const std::optional<SettingsPage>& page) {
+    Status status{.logLevel = ReadLogLevelSetting(), .previousEffect = ReadOldApoSetting()};
+    if (page) {
+        status.text = page->text();
+        status.holders = page->holders();
     }
     return status;
 }
@@ -37,63 +36,77 @@ void show(const Status& status, const Output& output) {
     }
 }
 
-[[noreturn]] void stay() {
-    while (true) {
-        ::Sleep(INFINITE);
-    }
-}
-
-SettingsBlock apply(const std::function<Change(std::string_view)>& change, const Output& output) {
+SettingsPage apply(const std::function<ChangedSettings(std::string_view)>& change, const Output& output) {
     const ControllersTurn turn;
-    SettingsBlock block = SettingsBlock::openOrCreate();
-    const Change changed = change(block.bytes());
+    SettingsPage page = SettingsPage::openOrCreate();
+    const ChangedSettings changed = change(page.text());
     // Before the write, so that a report that cannot be made leaves no change behind.
     const std::string report = output.json ? changeData(changed).dump() + "\n" : describeChange(changed);
-    block.write(changed.text);
+    page.write(changed.text);
+    page.announce();
     std::cout << report << std::flush;
     if (!output.json) {
         for (const auto& note : changed.notes) {
             std::cerr << "Note: " << printable(note) << "\n";
         }
     }
-    return block;
+    return page;
 }
 
-/// The end of a command that has changed the block.
-void leave(const SettingsBlock& block, const Output& output) {
-    if (output.hold) {
-        stay();
+/// The end of a command that has changed the settings: keeps the page open where that is wanted, or tells that it is
+/// lost.
+void holdOrWarn(const SettingsPage& page, const Output& output) {
+    while (output.hold) {
+        ::Sleep(INFINITE);
     }
-    if (block.holders() == 0) {
+    if (page.holders() == 0) {
         std::cerr << "Note: No effect has the settings open, so they are lost when this program ends; use --hold, or "
                      "play something first.\n";
+    }
+}
+
+/// Writes a REG_DWORD of the effect's key in the 64-bit view of the registry, creating the key when it is missing.
+/// The refusal ends in `consequence`.
+void writeRegistryValue(const wchar_t* name, std::uint32_t value, const char* consequence) {
+    HKEY hKey = nullptr;
+    LSTATUS error = ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, settingsRegistryKey, 0, nullptr, 0,
+                                      KEY_SET_VALUE | KEY_WOW64_64KEY, nullptr, &hKey, nullptr);
+    const RegistryKey key(error == ERROR_SUCCESS ? hKey : nullptr);
+    if (key) {
+        error = ::RegSetValueExW(key.get(), name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof value);
+    }
+    if (error != ERROR_SUCCESS) {
+        throw CommandFailure("The registry value \"" + encodeUtf8(name) +
+                                 "\" cannot be written, which takes an administrator: " +
+                                 describeSystemError(static_cast<DWORD>(error)) + "; " + consequence + ".",
+                             ExitStatus::noRegistry);
     }
 }
 
 } // namespace
 
 void showStatus(const Output& output) {
-    show(statusOf(SettingsBlock::open()), output);
+    show(statusOf(SettingsPage::open()), output);
 }
 
-void changeSettings(const std::function<Change(std::string_view)>& change, const Output& output) {
-    leave(apply(change, output), output);
+void changeSettings(const std::function<ChangedSettings(std::string_view)>& change, const Output& output) {
+    holdOrWarn(apply(change, output), output);
 }
 
-void setOldApo(bool on, const Output& output) {
+void setPreviousEffect(bool on, const Output& output) {
     const auto writeValue = [on](const char* consequence) {
         writeRegistryValue(L"EnableOldApo", on ? 1 : 0, consequence);
     };
-    std::optional<SettingsBlock> block;
+    std::optional<SettingsPage> page;
     try {
-        block = apply([on](std::string_view bytes) { return changeOldApo(bytes, on); }, output);
-    } catch (const Refusal& refusal) {
+        page = apply([on](std::string_view text) { return changePreviousEffect(text, on); }, output);
+    } catch (const Refusal&) {
         writeValue("nor can the settings be changed");
-        throw Refusal(std::string(refusal.what()) + " The registry value is written: later effects begin with it.",
-                      refusal.status());
+        std::cerr << "Note: The registry value is written: later effects begin with it.\n";
+        throw;
     }
     writeValue("the settings line is written, which running effects follow");
-    leave(*block, output);
+    holdOrWarn(*page, output);
 }
 
 void setLogLevel(std::uint32_t level, const Output& output) {
@@ -106,19 +119,15 @@ void setLogLevel(std::uint32_t level, const Output& output) {
 }
 
 void watchSettings(const Output& output) {
-    std::optional<SettingsBlock> block;
+    std::optional<SettingsPage> page;
     std::optional<std::string> shown;
     for (bool first = true;; first = false) {
-        if (!block) {
-            block = SettingsBlock::open();
+        if (!page) {
+            page = SettingsPage::open();
         }
-        const Status status = statusOf(block);
-        auto text = status.block;
-        if (text) {
-            text->resize(std::min(text->find('\0'), text->size()));
-        }
-        if (first || text != shown) {
-            shown = std::move(text);
+        const Status status = statusOf(page);
+        if (first || status.text != shown) {
+            shown = status.text;
             show(status, output);
         }
         ::Sleep(watchPeriodMs);
@@ -131,12 +140,12 @@ std::string readCurveFile(const std::string& name) {
     std::error_code error;
     const auto size = std::filesystem::file_size(path, error);
     if (!error && size > largestFile) {
-        throw Refusal("The curve file \"" + name + "\" is larger than 1 MB.", ExitStatus::noFile);
+        throw CommandFailure("The curve file \"" + name + "\" is larger than 1 MB.", ExitStatus::noFile);
     }
     std::ifstream file(path, std::ios::binary);
     std::ostringstream text;
     if (error || !file || !(text << file.rdbuf())) {
-        throw Refusal("The curve file \"" + name + "\" cannot be read, or is empty.", ExitStatus::noFile);
+        throw CommandFailure("The curve file \"" + name + "\" cannot be read, or is empty.", ExitStatus::noFile);
     }
     return text.str();
 }

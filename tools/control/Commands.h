@@ -1,5 +1,6 @@
 #pragma once
 
+#include "curves/Refusal.h"
 #include "settings/SettingsChanges.h"
 
 #include <cstdint>
@@ -9,28 +10,56 @@
 
 namespace tovix::control {
 
+/// How the program ends. The numbers are part of its interface: scripts test them.
+enum class ExitStatus : int {
+    done = 0,
+    /// Something that should not happen.
+    failed = 1,
+    /// The command line does not parse.
+    usage = 2,
+    /// What was asked for breaks a rule of the settings text, or does not fit into it.
+    refused = 3,
+    /// The settings page can be neither opened nor created.
+    noSettingsPage = 4,
+    /// The registry value cannot be written.
+    noRegistry = 5,
+    /// The curve file cannot be read.
+    noFile = 6,
+};
+
+/// A refusal with an exit status of its own.
+class CommandFailure : public Refusal {
+public:
+    CommandFailure(const std::string& sentence, ExitStatus status) : Refusal(sentence), m_status(status) {}
+    [[nodiscard]] ExitStatus status() const noexcept { return m_status; }
+
+private:
+    ExitStatus m_status;
+};
+
 /// How a command speaks, and whether it stays.
 struct Output {
     bool json = false;
-    /// After a write: keep the block open until the program is ended.
+    /// After a change: keep the settings page open until the program is ended.
     bool hold = false;
 };
 
-/// What the commands do to the world. Results go to the standard output, notes and refusals to the standard error;
-/// all of them throw a Refusal when they cannot do what they are asked to.
+/// What the commands do to the world, on the program's only thread. Results go to the standard output, notes and
+/// refusals to the standard error; all of them throw a Refusal when they cannot do what they are asked to.
 
 void showStatus(const Output& output);
 
-/// Opens or creates the block, gives its bytes to `change` and writes what comes back.
-void changeSettings(const std::function<Change(std::string_view block)>& change, const Output& output);
+/// Opens or creates the settings page, gives its text to `change`, writes what comes back and announces it.
+void changeSettings(const std::function<ChangedSettings(std::string_view text)>& change, const Output& output);
 
-/// The line in the block, which effects follow at once, and the registry value, with which later ones begin.
-void setOldApo(bool on, const Output& output);
+/// The line in the settings, which effects follow at once, and the registry value, with which later ones begin.
+void setPreviousEffect(bool on, const Output& output);
 
+/// The registry value, which an effect reads when it attaches its logger.
 void setLogLevel(std::uint32_t level, const Output& output);
 
-/// Shows the settings now and, looking five times a second, whenever their text is another one; keeps the block open
-/// and does not return.
+/// Shows the settings now and, looking five times a second, whenever their text is another one; keeps the settings
+/// page open and does not return.
 [[noreturn]] void watchSettings(const Output& output);
 
 /// The bytes of a curve file; its name in UTF-8.

@@ -1,12 +1,12 @@
 #include "curves/CurveLines.h"
 
-#include "settings/Numbers.h"
-#include "settings/Refusal.h"
+#include "curves/Numbers.h"
+#include "curves/Refusal.h"
 
 #include <algorithm>
 #include <string>
 
-namespace tovix::control {
+namespace tovix {
 namespace {
 
 constexpr std::string_view blanks = " \t";
@@ -179,4 +179,4 @@ void readCurveLine(std::string_view line, std::string_view where, CurveParts& pa
     }
 }
 
-} // namespace tovix::control
+} // namespace tovix

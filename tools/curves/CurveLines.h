@@ -1,13 +1,13 @@
 #pragma once
 
-#include "curves/CurveThinner.h"
+#include "curves/Curve.h"
 #include "curves/ParametricFilter.h"
 
 #include <optional>
 #include <string_view>
 #include <vector>
 
-namespace tovix::control {
+namespace tovix {
 
 /// The parts of a curve file, which add up.
 struct CurveParts {
@@ -21,4 +21,4 @@ struct CurveParts {
 /// Adds what one line of a curve file says to `parts`. Throws a Refusal that begins with `where`, as in "line 3".
 void readCurveLine(std::string_view line, std::string_view where, CurveParts& parts);
 
-} // namespace tovix::control
+} // namespace tovix

@@ -1,9 +1,8 @@
 #include "curves/CurveReader.h"
 
 #include "curves/CurveLines.h"
-#include "settings/Numbers.h"
-#include "settings/Refusal.h"
-#include "settings/SettingsRules.h"
+#include "curves/Numbers.h"
+#include "curves/Refusal.h"
 
 #include <algorithm>
 #include <cmath>
@@ -11,7 +10,7 @@
 #include <string>
 #include <utility>
 
-namespace tovix::control {
+namespace tovix {
 namespace {
 
 /// Rounding to what is worth a byte of the settings text: three digits of a frequency, a tenth of a dB.
@@ -143,4 +142,4 @@ WantedCurve readCurve(std::string_view text) {
     return curveOf(parts);
 }
 
-} // namespace tovix::control
+} // namespace tovix

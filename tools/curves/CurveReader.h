@@ -1,11 +1,10 @@
 #pragma once
 
-#include "curves/CurveThinner.h"
-#include "curves/ParametricFilter.h"
+#include "curves/Curve.h"
 
 #include <string_view>
 
-namespace tovix::control {
+namespace tovix {
 
 /// A curve as its writer gave it, not yet checked against the equalizer's rules.
 struct WantedCurve {
@@ -27,4 +26,4 @@ WantedCurve readPointList(std::string_view text);
 /// for anything else, so that no part of a curve is dropped in silence.
 WantedCurve readCurve(std::string_view text);
 
-} // namespace tovix::control
+} // namespace tovix

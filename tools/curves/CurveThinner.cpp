@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-namespace tovix::control {
+namespace tovix {
 namespace {
 
 /// A point as the interpolation sees it: logarithm of the frequency, and dB.
@@ -171,4 +171,4 @@ std::optional<ThinnedCurve> thinCurve(std::span<const ResponsePoint> curve,
     return ThinnedCurve{best, deviationDb(curve, best)};
 }
 
-} // namespace tovix::control
+} // namespace tovix

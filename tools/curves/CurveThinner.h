@@ -1,18 +1,12 @@
 #pragma once
 
-#include "filters/ResponseInterpolator.h"
+#include "curves/Curve.h"
 
 #include <functional>
 #include <optional>
 #include <span>
-#include <vector>
 
-namespace tovix::control {
-
-using Points = std::vector<ResponsePoint>;
-
-/// Longest curve that is taken; the search below is quadratic in it.
-constexpr std::size_t largestCurve = 2000;
+namespace tovix {
 
 /// Points of a curve that stand for all of it.
 struct ThinnedCurve {
@@ -21,17 +15,17 @@ struct ThinnedCurve {
     double deviationDb = 0.0;
 };
 
-/// Largest distance in dB between the curve through `points` and the one through `wanted`, at the frequencies of
-/// `wanted`. Both as ResponseInterpolator draws them: where every point is one of `wanted`'s it is the largest
-/// anywhere.
+/// Any thread. Largest distance in dB between the curve through `points` and the one through `wanted`, at the
+/// frequencies of `wanted`. Both as ResponseInterpolator draws them: where every point is one of `wanted`'s it is the
+/// largest anywhere.
 double deviationDb(std::span<const ResponsePoint> wanted, std::span<const ResponsePoint> points);
 
-/// Leaves points out until `fits` accepts the rest, with the smallest largest deviation to within 0.0001 dB. None
-/// when not even one point fits. `curve` is in rising order, without equal frequencies, all above 0.
+/// Any thread. Leaves points out until `fits` accepts the rest, with the smallest largest deviation to within 0.0001
+/// dB. None when not even one point fits. `curve` is in rising order, without equal frequencies, all above 0.
 ///
 /// Polyline approximation with the vertices kept among the original ones: for a given tolerance the fewest points are
 /// a shortest path (Imai and Iri); the tolerance is found by bisection.
 std::optional<ThinnedCurve> thinCurve(std::span<const ResponsePoint> curve,
                                       const std::function<bool(const Points&)>& fits);
 
-} // namespace tovix::control
+} // namespace tovix

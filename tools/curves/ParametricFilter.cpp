@@ -1,10 +1,12 @@
 #include "curves/ParametricFilter.h"
 
+#include "curves/Numbers.h"
+
 #include <cmath>
 #include <complex>
 #include <numbers>
 
-namespace tovix::control {
+namespace tovix {
 namespace {
 
 struct Biquad {
@@ -60,7 +62,7 @@ double responseDb(const ParametricFilter& filter, double frequencyHz) {
     const Biquad q = design(filter);
     const auto z = std::polar(1.0, -angle(frequencyHz));
     const auto gain = (q.b0 + z * (q.b1 + z * q.b2)) / (q.a0 + z * (q.a1 + z * q.a2));
-    return 20.0 * std::log10(std::abs(gain));
+    return decibelsOf(std::abs(gain));
 }
 
-} // namespace tovix::control
+} // namespace tovix

@@ -1,6 +1,6 @@
 #pragma once
 
-namespace tovix::control {
+namespace tovix {
 
 /// One section of a parametric equalizer: a biquad of the Audio EQ Cookbook (R. Bristow-Johnson).
 struct ParametricFilter {
@@ -18,4 +18,4 @@ constexpr double parametricSampleRateHz = 48000.0;
 /// Gain of the section at `frequencyHz`, in dB; both frequencies above 0 and below half the sample rate, q above 0.
 double responseDb(const ParametricFilter& filter, double frequencyHz);
 
-} // namespace tovix::control
+} // namespace tovix

@@ -7,7 +7,7 @@
 #include <shellapi.h>
 #endif
 
-namespace tovix::render {
+namespace tovix {
 
 #ifdef _WIN32
 std::vector<std::string> programArguments(int argc, char** argv) {
@@ -29,4 +29,4 @@ std::vector<std::string> programArguments(int argc, char** argv) {
 }
 #endif
 
-} // namespace tovix::render
+} // namespace tovix

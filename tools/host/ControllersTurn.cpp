@@ -2,7 +2,7 @@
 
 #include "exchange/SecurityHelper.h"
 
-namespace tovix::control {
+namespace tovix {
 
 ControllersTurn::ControllersTurn() {
     constexpr DWORD longestWaitMs = 5000;
@@ -22,4 +22,4 @@ ControllersTurn::~ControllersTurn() {
     }
 }
 
-} // namespace tovix::control
+} // namespace tovix

@@ -2,7 +2,7 @@
 
 #include "system/WinHandles.h"
 
-namespace tovix::control {
+namespace tovix {
 
 /// While it lives no other control program changes the settings: reading the text, changing it and writing it back
 /// is one step, so that two that start at once keep each other's lines. One that is stuck is waited for five seconds.
@@ -18,4 +18,4 @@ private:
     bool m_mine = false;
 };
 
-} // namespace tovix::control
+} // namespace tovix

@@ -1,8 +1,8 @@
 #include "render/Job.h"
 
+#include "curves/Numbers.h"
 #include "render/ExitStatus.h"
 #include "render/files/FilePath.h"
-#include "render/report/NumberText.h"
 #include "render/sound/SpeakerMask.h"
 #include "text/Limits.h"
 
@@ -57,8 +57,8 @@ EngineFormat engineFormat(const Options& options, const SourceFormat& sound, con
 void checkChanges(const SettingsPlan& plan, const EngineFormat& format, std::uint64_t frames) {
     for (const auto& change : plan.changes) {
         if (blockOf(change.seconds, format) * format.blockFrames >= static_cast<double>(frames)) {
-            throw RenderError(ExitStatus::changeTime,
-                              "--at " + numberText(change.seconds) + " lies beyond the beginning of the last block.");
+            throw RenderError(ExitStatus::changeTime, "--at " + formatDecimal(change.seconds) +
+                                                          " lies beyond the beginning of the last block.");
         }
     }
 }

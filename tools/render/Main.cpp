@@ -4,5 +4,5 @@
 #include <iostream>
 
 int main(int argc, char** argv) {
-    return tovix::render::runProgram(tovix::render::programArguments(argc, argv), std::cout, std::cerr);
+    return tovix::render::runProgram(tovix::programArguments(argc, argv), std::cout, std::cerr);
 }

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tovix::render {
@@ -12,19 +13,19 @@ namespace tovix::render {
 /// Settings text that the effect can act on, and what each of its lines does.
 class Settings {
 public:
-    /// Checks the lines. Throws RenderError when they are longer than the effect's block holds or when one of them
-    /// builds nothing.
-    explicit Settings(const std::vector<std::string>& lines);
+    /// Checks the text. Throws RenderError when it is longer than the effect takes or when one of its lines builds
+    /// nothing.
+    explicit Settings(std::string_view text);
 
     [[nodiscard]] const std::vector<std::string>& lines() const noexcept { return m_lines; }
-    /// The lines as the control application writes them into the block.
+    /// The lines as the control application writes them into the settings page.
     [[nodiscard]] std::string text() const;
     /// One entry per line; the views in it are empty.
     [[nodiscard]] const std::vector<LineDiagnosis>& diagnoses() const noexcept { return m_diagnoses; }
 
-    /// These settings with `lines` put over them: lines of the same name, switched off or not, are replaced, the
-    /// first of them where it stood; lines with a new name follow at the end.
-    [[nodiscard]] Settings with(const std::vector<std::string>& lines) const;
+    /// These settings with the lines of `arguments`, of which one may hold several, put over them as
+    /// SettingsEdit::put does. Throws RenderError as the constructor does.
+    [[nodiscard]] Settings with(const std::vector<std::string>& arguments) const;
 
 private:
     std::vector<std::string> m_lines;

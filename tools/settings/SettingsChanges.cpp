@@ -1,48 +1,49 @@
 #include "settings/SettingsChanges.h"
 
-#include "settings/Numbers.h"
-#include "settings/Refusal.h"
+#include "curves/Numbers.h"
+#include "curves/Refusal.h"
 #include "settings/SettingsEdit.h"
 #include "settings/SettingsRules.h"
+#include "text/Limits.h"
+#include "text/SettingsNames.h"
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 
-namespace tovix::control {
+namespace tovix {
 namespace {
 
 std::string lengthOf(std::string_view text) {
-    return std::to_string(text.size()) + " bytes, " + std::to_string(text.size() - largestTextBytes) +
-           " more than the " + std::to_string(largestTextBytes) + " that the block holds";
+    return std::to_string(text.size()) + " bytes, " + std::to_string(text.size() - longestSettingsTextBytes) +
+           " more than the " + std::to_string(longestSettingsTextBytes) + " that the settings page holds";
 }
 
 void requireFits(std::string_view text) {
-    if (text.size() > largestTextBytes) {
+    if (text.size() > longestSettingsTextBytes) {
         throw Refusal("The settings text would have " + lengthOf(text) + ".");
     }
 }
 
-void noteReplaced(Change& change, std::string_view name, std::size_t gone) {
+void noteReplaced(ChangedSettings& change, std::string_view name, std::size_t gone) {
     if (gone > 1) {
         change.notes.push_back("There were " + std::to_string(gone) + " lines named \"" + std::string(name) +
                                "\"; one took their place.");
     }
 }
 
-void addHint(Change& change) {
+void addHint(ChangedSettings& change) {
     if (auto hint = headroomHint(change.text); !hint.empty()) {
         change.notes.push_back(std::move(hint));
     }
 }
 
 std::string withEqualizer(SettingsEdit edit, const Points& points) {
-    edit.replace(equalizerName, {equalizerLine(points)}, boostName);
+    edit.replace(settings::equalizer.narrow(), {equalizerLine(points)}, settings::boost.narrow());
     return edit.text();
 }
 
 bool hasRoom(const SettingsEdit& edit, const Points& points) {
-    return withEqualizer(edit, points).size() <= largestTextBytes;
+    return withEqualizer(edit, points).size() <= longestSettingsTextBytes;
 }
 
 std::optional<ThinnedCurve> thinToNumber(const Points& points, std::size_t most) {
@@ -93,11 +94,12 @@ std::optional<ThinnedCurve> thin(const SettingsEdit& edit, const WantedCurve& cu
 
 } // namespace
 
-Change changeBoost(std::string_view block, std::string_view level, bool withLimiter) {
+ChangedSettings changeBoost(std::string_view text, std::string_view level, bool withLimiter) {
     const auto boost = readBoostLevel(level);
-    SettingsEdit edit(block);
-    Change change;
-    noteReplaced(change, boostName, edit.replace(boostName, {boostLine(boost.tenths, withLimiter)}));
+    SettingsEdit edit(text);
+    ChangedSettings change;
+    noteReplaced(change, settings::boost.narrow(),
+                 edit.replace(settings::boost.narrow(), {boostLine(boost.tenths, withLimiter)}));
     change.text = edit.text();
     requireFits(change.text);
     if (boost.rounded) {
@@ -107,22 +109,24 @@ Change changeBoost(std::string_view block, std::string_view level, bool withLimi
     return change;
 }
 
-Change changeEqualizer(std::string_view block, const WantedCurve& curve, std::optional<std::size_t> fitPoints) {
+ChangedSettings changeEqualizer(std::string_view text, const WantedCurve& curve,
+                                std::optional<std::size_t> fitPoints) {
     checkPoints(curve.points);
-    SettingsEdit edit(block);
-    Change change;
+    SettingsEdit edit(text);
+    ChangedSettings change;
     change.thinned = thin(edit, curve, fitPoints);
     const Points& points = change.thinned ? change.thinned->points : curve.points;
-    noteReplaced(change, equalizerName, edit.replace(equalizerName, {equalizerLine(points)}, boostName));
+    noteReplaced(change, settings::equalizer.narrow(),
+                 edit.replace(settings::equalizer.narrow(), {equalizerLine(points)}, settings::boost.narrow()));
     change.text = edit.text();
     requireFits(change.text);
     addHint(change);
     return change;
 }
 
-Change switchLines(std::string_view block, std::string_view name, bool on) {
-    SettingsEdit edit(block);
-    Change change;
+ChangedSettings switchLines(std::string_view text, std::string_view name, bool on) {
+    SettingsEdit edit(text);
+    ChangedSettings change;
     const auto changed = on ? edit.switchOn(name) : edit.switchOff(name);
     change.text = edit.text();
     const auto lines = edit.find(name);
@@ -141,31 +145,20 @@ Change switchLines(std::string_view block, std::string_view name, bool on) {
     return change;
 }
 
-Change changeOldApo(std::string_view block, bool on) {
-    SettingsEdit edit(block);
-    Change change;
-    noteReplaced(change, oldApoName, edit.replace(oldApoName, {(on ? "" : "#") + std::string(oldApoName) + ":"}));
+ChangedSettings changePreviousEffect(std::string_view text, bool on) {
+    SettingsEdit edit(text);
+    ChangedSettings change;
+    constexpr auto name = settings::enableOldApo.narrow();
+    noteReplaced(change, name, edit.replace(name, {(on ? "" : "#") + std::string(name) + ":"}));
     change.text = edit.text();
     requireFits(change.text);
     return change;
 }
 
-Change setLines(std::string_view block, const std::vector<std::string>& lines, bool replaceAll) {
-    SettingsEdit edit(replaceAll ? std::string_view() : block);
-    Change change;
-    std::vector<std::string_view> done;
-    for (const auto& line : lines) {
-        const auto name = lineName(line);
-        if (!name.empty() && std::find(done.begin(), done.end(), name) != done.end()) {
-            continue;
-        }
-        done.push_back(name);
-        std::vector<std::string> sameName;
-        std::copy_if(lines.begin(), lines.end(), std::back_inserter(sameName), [&](const std::string& other) {
-            return &other == &line || (!name.empty() && lineName(other) == name);
-        });
-        edit.replace(name, sameName);
-    }
+ChangedSettings setLines(std::string_view text, const std::vector<std::string>& lines, bool replaceAll) {
+    SettingsEdit edit(replaceAll ? std::string_view() : text);
+    edit.put(lines);
+    ChangedSettings change;
     change.text = edit.text();
     requireFits(change.text);
     std::for_each(lines.begin(), lines.end(), checkLine);
@@ -173,4 +166,4 @@ Change setLines(std::string_view block, const std::vector<std::string>& lines, b
     return change;
 }
 
-} // namespace tovix::control
+} // namespace tovix

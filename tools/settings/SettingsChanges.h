@@ -1,21 +1,22 @@
 #pragma once
 
 #include "curves/CurveReader.h"
+#include "curves/CurveThinner.h"
 
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-namespace tovix::control {
+namespace tovix {
 
-/// What each command makes of the settings text. All of them keep the lines that they are not about, answer a text
-/// that fits into the block, and throw a Refusal where they cannot.
+/// What each command makes of the settings text. All of them keep the lines that they are not about, return a text
+/// that fits into the settings page, and throw a Refusal where they cannot. Any thread.
 
 /// A settings text ready to be written.
-struct Change {
+struct ChangedSettings {
     std::string text;
-    /// Sentences for the user: what was rounded, left out or removed, and hints. They may quote the block, whose
+    /// Sentences for the user: what was rounded, left out or removed, and hints. They may quote the settings, whose
     /// bytes are any.
     std::vector<std::string> notes;
     /// Where a curve was thinned: its points, and how far it is from the wanted one at most.
@@ -23,20 +24,21 @@ struct Change {
 };
 
 /// A boost at `level` (dB, as typed) in place of all boost lines there are.
-Change changeBoost(std::string_view block, std::string_view level, bool withLimiter);
+ChangedSettings changeBoost(std::string_view text, std::string_view level, bool withLimiter);
 
 /// An equalizer in place of all equalizer lines there are; a new one goes before the boost, so that a limiter there
 /// comes last. `fitPoints` thins the curve to as many points at most; a computed curve is thinned in any case to what
 /// there is room for.
-Change changeEqualizer(std::string_view block, const WantedCurve& curve, std::optional<std::size_t> fitPoints);
+ChangedSettings changeEqualizer(std::string_view text, const WantedCurve& curve,
+                                std::optional<std::size_t> fitPoints);
 
 /// Puts '#' before the lines named `name`, or takes it away again. Switching on what has no line is refused.
-Change switchLines(std::string_view block, std::string_view name, bool on);
+ChangedSettings switchLines(std::string_view text, std::string_view name, bool on);
 
-/// The old-effect switch as a line of its own.
-Change changeOldApo(std::string_view block, bool on);
+/// Whether the device's previous effect is wanted, as a line of its own.
+ChangedSettings changePreviousEffect(std::string_view text, bool on);
 
 /// Each of `lines` in place of the lines of the same name; with `replaceAll` in place of the whole text.
-Change setLines(std::string_view block, const std::vector<std::string>& lines, bool replaceAll);
+ChangedSettings setLines(std::string_view text, const std::vector<std::string>& lines, bool replaceAll);
 
-} // namespace tovix::control
+} // namespace tovix

@@ -1,6 +1,7 @@
 #include "settings/SettingsDiagnosis.h"
 
 #include "chain/ChainBuilder.h"
+#include "curves/Numbers.h"
 #include "filters/EffectFactoryEqualizer.h"
 #include "filters/EqualizerDesign.h"
 #include "text/Limits.h"
@@ -9,8 +10,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <cmath>
 #include <memory>
 #include <numeric>
 
@@ -31,22 +30,15 @@ bool buildsFilter(const Factories& factories, const SettingsLine& line, const st
                        [&](const auto& factory) { return !factory->createFilter(name, line.value, text).empty(); });
 }
 
-std::string decibels(std::int32_t level) {
-    std::array<char, 32> text{};
-    char* const end =
-        std::to_chars(text.data(), text.data() + text.size(), level / 10.0, std::chars_format::fixed, 1).ptr;
-    return std::string(text.data(), end) + " dB";
-}
-
 std::string describeBoost(const BoostParameters& boost) {
     if (boost.mode == 1) {
-        return "boost of " + decibels(boost.level) + " with a limiter at full scale";
+        return "boost of " + formatDecibels(boost.level / 10.0) + " with a limiter at full scale";
     }
     // The plain mode stops here; the dynamics mode does not.
     if (boost.level > maxBoostTenths) {
-        return "plain boost of " + decibels(maxBoostTenths) + ", the most there is";
+        return "plain boost of " + formatDecibels(maxBoostDb) + ", the most there is";
     }
-    return "plain boost of " + decibels(std::max(boost.level, 0));
+    return "plain boost of " + formatDecibels(std::max(boost.level, 0) / 10.0);
 }
 
 /// Whether the design is not finite, as with a gain without bounds. The effect leaves such an equalizer inert.
@@ -128,9 +120,10 @@ LineDiagnosis diagnoseLine(const Factories& factories, std::string_view bytes, A
     LineDiagnosis diagnosis{.line = bytes};
     const std::wstring text = decodeSettingsLine(bytes, decodeAnsi);
     const auto line = parseSettingsLine(text);
-    if (const auto oldApo = line ? oldApoSetting(*line) : std::nullopt) {
-        diagnosis.outcome = *oldApo ? LineOutcome::oldApoOn : LineOutcome::oldApoOff;
-        diagnosis.explanation = *oldApo ? "the device's previous effect runs first" : "no previous effect runs";
+    if (const auto previousEffect = line ? oldApoSetting(*line) : std::nullopt) {
+        diagnosis.outcome = *previousEffect ? LineOutcome::previousEffectOn : LineOutcome::previousEffectOff;
+        diagnosis.explanation =
+            *previousEffect ? "the device's previous effect runs first" : "no previous effect runs";
         return diagnosis;
     }
     const bool builds = line && buildsFilter(factories, *line, text);
@@ -150,14 +143,14 @@ LineDiagnosis diagnoseLine(const Factories& factories, std::string_view bytes, A
 
 } // namespace
 
-std::vector<LineDiagnosis> diagnoseSettings(std::string_view block, AnsiDecoder decodeAnsi) {
+std::vector<LineDiagnosis> diagnoseSettings(std::string_view text, AnsiDecoder decodeAnsi) {
     const Factories factories = makeFilterFactories();
     for (const auto& factory : factories) {
         factory->configure({});
         factory->beginBuild();
     }
     std::vector<LineDiagnosis> diagnoses;
-    for (const auto line : splitSettingsLines(block)) {
+    for (const auto line : splitSettingsLines(text)) {
         diagnoses.push_back(diagnoseLine(factories, line, decodeAnsi));
     }
     return diagnoses;

@@ -14,8 +14,8 @@ namespace tovix {
 /// over such a line in silence.
 enum class LineOutcome {
     buildsFilter,
-    oldApoOn,
-    oldApoOff,
+    previousEffectOn,
+    previousEffectOff,
     /// A leading '#' switches the line off.
     switchedOff,
     blank,
@@ -30,7 +30,7 @@ constexpr bool isMistake(LineOutcome outcome) {
 }
 
 struct LineDiagnosis {
-    /// The line in the block, without its end.
+    /// The line in the text, without its end.
     std::string_view line;
     LineOutcome outcome = LineOutcome::blank;
     /// What the line does, or why nothing comes of it: an English phrase in UTF-8, without a full stop.
@@ -41,8 +41,8 @@ struct LineDiagnosis {
     std::optional<std::vector<ResponsePoint>> equalizer;
 };
 
-/// [control] Says for each line of a settings block what a chain build makes of it, by offering it to the filter
-/// factories as the build does. The views point into `block`.
-std::vector<LineDiagnosis> diagnoseSettings(std::string_view block, AnsiDecoder decodeAnsi);
+/// Says for each line of a settings text, or of a whole settings page, what a chain build makes of it, by offering it
+/// to the filter factories as the build does. The views point into `text`. Any thread.
+std::vector<LineDiagnosis> diagnoseSettings(std::string_view text, AnsiDecoder decodeAnsi);
 
 } // namespace tovix

@@ -1,32 +1,48 @@
 #include "settings/SettingsEdit.h"
 
+#include "text/SettingsNames.h"
 #include "text/SettingsText.h"
 
 #include <algorithm>
 #include <iterator>
 
-namespace tovix::control {
+namespace tovix {
+namespace {
 
+bool isOff(std::string_view line) {
+    return line.starts_with(settings::offMark);
+}
+
+/// Empty for a line without a colon.
 std::string_view lineName(std::string_view line) {
     const auto colon = line.find(':');
     if (colon == std::string_view::npos) {
         return {};
     }
     const auto name = line.substr(0, colon);
-    return name.starts_with('#') ? name.substr(1) : name;
+    return isOff(name) ? name.substr(1) : name;
 }
 
-SettingsEdit::SettingsEdit(std::string_view block) {
-    for (const auto line : splitSettingsLines(block)) {
+auto isNamed(std::string_view name) {
+    return [name](const std::string& line) { return !name.empty() && lineName(line) == name; };
+}
+
+std::vector<std::string> linesNamed(std::string_view name, const std::vector<std::string>& lines) {
+    std::vector<std::string> found;
+    std::copy_if(lines.begin(), lines.end(), std::back_inserter(found), isNamed(name));
+    return found;
+}
+
+} // namespace
+
+SettingsEdit::SettingsEdit(std::string_view text) {
+    for (const auto line : splitSettingsLines(text)) {
         m_lines.emplace_back(line);
     }
 }
 
 std::size_t SettingsEdit::replace(std::string_view name, const std::vector<std::string>& lines,
                                   std::string_view before) {
-    const auto isNamed = [](std::string_view wanted) {
-        return [wanted](const std::string& line) { return !wanted.empty() && lineName(line) == wanted; };
-    };
     auto place = std::find_if(m_lines.begin(), m_lines.end(), isNamed(name));
     if (place == m_lines.end()) {
         place = std::find_if(m_lines.begin(), m_lines.end(), isNamed(before));
@@ -37,11 +53,27 @@ std::size_t SettingsEdit::replace(std::string_view name, const std::vector<std::
     return gone;
 }
 
+void SettingsEdit::put(const std::vector<std::string>& lines) {
+    std::vector<std::string> added;
+    for (const auto& line : lines) {
+        if (find(lineName(line)).empty()) {
+            added.push_back(line);
+        }
+    }
+    for (const auto& line : lines) {
+        if (const auto name = lineName(line); !find(name).empty()) {
+            // The second line of a name puts the same lines there again.
+            replace(name, linesNamed(name, lines));
+        }
+    }
+    m_lines.insert(m_lines.end(), added.begin(), added.end());
+}
+
 std::size_t SettingsEdit::switchOff(std::string_view name) {
     std::size_t changed = 0;
     for (auto& line : m_lines) {
-        if (lineName(line) == name && !line.starts_with('#')) {
-            line.insert(0, 1, '#');
+        if (isNamed(name)(line) && !isOff(line)) {
+            line.insert(0, 1, settings::offMark);
             ++changed;
         }
     }
@@ -51,7 +83,7 @@ std::size_t SettingsEdit::switchOff(std::string_view name) {
 std::size_t SettingsEdit::switchOn(std::string_view name) {
     std::size_t changed = 0;
     for (auto& line : m_lines) {
-        if (lineName(line) == name && line.starts_with('#')) {
+        if (isNamed(name)(line) && isOff(line)) {
             line.erase(0, 1);
             ++changed;
         }
@@ -60,10 +92,7 @@ std::size_t SettingsEdit::switchOn(std::string_view name) {
 }
 
 std::vector<std::string> SettingsEdit::find(std::string_view name) const {
-    std::vector<std::string> found;
-    std::copy_if(m_lines.begin(), m_lines.end(), std::back_inserter(found),
-                 [name](const std::string& line) { return lineName(line) == name; });
-    return found;
+    return linesNamed(name, m_lines);
 }
 
 std::string SettingsEdit::text() const {
@@ -74,4 +103,4 @@ std::string SettingsEdit::text() const {
     return text;
 }
 
-} // namespace tovix::control
+} // namespace tovix

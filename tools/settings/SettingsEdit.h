@@ -4,23 +4,28 @@
 #include <string_view>
 #include <vector>
 
-namespace tovix::control {
+namespace tovix {
 
 /// The lines of a settings text under change; lines that no call names stay as they are, byte for byte. A line is
-/// named by what stands before its first colon, without the '#' that switches it off.
+/// named by what stands before its first colon, without the '#' that switches it off. A line without a colon has no
+/// name: it takes no other line's place, and nothing takes its place. One thread at a time.
 class SettingsEdit {
 public:
-    /// Takes the lines out of a block's bytes, as the effect does: up to the first NUL.
-    explicit SettingsEdit(std::string_view block);
+    /// Takes the lines out of a text, or out of a whole settings page, as the effect does: up to the first NUL.
+    explicit SettingsEdit(std::string_view text);
 
     /// Puts `lines` in place of all lines named `name`, where the first of these stood; where there was none, before
-    /// the first line named `before`, or at the end. Answers how many lines went.
+    /// the first line named `before`, or at the end. Returns how many lines went.
     std::size_t replace(std::string_view name, const std::vector<std::string>& lines, std::string_view before = {});
 
-    /// Puts a '#' before every line named `name` that has none; answers how many.
+    /// Puts each of `lines` in place of the lines of its name: those that share a name stand together, where the
+    /// first line of that name stood. Lines with a new name, or without one, follow at the end in their order.
+    void put(const std::vector<std::string>& lines);
+
+    /// Puts a '#' before every line named `name` that has none; returns how many.
     std::size_t switchOff(std::string_view name);
 
-    /// Takes the '#' off every line named `name` that has one; answers how many.
+    /// Takes the '#' off every line named `name` that has one; returns how many.
     std::size_t switchOn(std::string_view name);
 
     /// The lines named `name`, as they stand.
@@ -33,7 +38,4 @@ private:
     std::vector<std::string> m_lines;
 };
 
-/// The name of a settings line, without the '#'; empty for a line without a colon.
-std::string_view lineName(std::string_view line);
-
-} // namespace tovix::control
+} // namespace tovix

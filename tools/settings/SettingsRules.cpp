@@ -1,19 +1,17 @@
 #include "settings/SettingsRules.h"
 
 #include "curves/CurveReader.h"
-#include "settings/Numbers.h"
-#include "settings/Refusal.h"
+#include "curves/Numbers.h"
+#include "curves/Refusal.h"
 #include "settings/SettingsDiagnosis.h"
+#include "text/Limits.h"
+#include "text/SettingsNames.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace tovix::control {
+namespace tovix {
 namespace {
-
-std::string hertz(double frequencyHz) {
-    return formatDecimal(frequencyHz) + " Hz";
-}
 
 std::string withoutBlanks(std::string_view text) {
     std::string kept;
@@ -25,7 +23,8 @@ std::string withoutBlanks(std::string_view text) {
 
 void checkBoost(const std::string& line, const BoostParameters& boost) {
     if (boost.level < 0 || boost.level > maxBoostTenths) {
-        throw Refusal("The level of \"" + line + "\" counts tenths of a dB and lies outside of 0 to 200 (20.0 dB).");
+        throw Refusal("The level of \"" + line + "\" counts tenths of a dB and lies outside of 0 to " +
+                      std::to_string(maxBoostTenths) + " (" + formatDecibels(maxBoostDb) + ").");
     }
     if (boost.mode != 0 && boost.mode != 1) {
         throw Refusal("The last number of \"" + line + "\" is 0 for a plain boost or 1 for one with the limiter.");
@@ -60,42 +59,17 @@ BoostLevel readBoostLevel(std::string_view text) {
     }
     const double db = requireDecimal(number, "the level");
     if (db < 0.0) {
-        throw Refusal("A boost of " + formatDecimal(db) + " dB would lower the level; it lies between 0 and 20 dB.");
+        throw Refusal("A boost of " + formatDecimal(db) + " dB would lower the level; it lies between 0 and " +
+                      formatDecimal(maxBoostDb) + " dB.");
     }
-    if (db > largestGainDb) {
-        throw Refusal("A boost of " + formatDecimal(db) + " dB is beyond the most there is, 20 dB.");
+    if (db > maxBoostDb) {
+        throw Refusal("A boost of " + formatDecimal(db) + " dB is beyond the most there is, " +
+                      formatDecimal(maxBoostDb) + " dB.");
     }
     const double tenths = db * 10.0;
     const auto level = static_cast<std::int32_t>(std::lround(tenths));
     constexpr double binaryError = 1e-6;
     return {level, std::abs(tenths - level) > binaryError};
-}
-
-void checkPoints(const Points& points) {
-    if (points.empty()) {
-        throw Refusal("A curve needs at least one point; to have none, switch the equalizer off with \"eq off\".");
-    }
-    for (std::size_t i = 0; i < points.size(); ++i) {
-        const auto& point = points[i];
-        if (point.frequencyHz <= 0.0) {
-            throw Refusal("A point at " + hertz(point.frequencyHz) + " has no place on a logarithmic scale.");
-        }
-        if (point.gainDb < smallestGainDb || point.gainDb > largestGainDb) {
-            throw Refusal("The gain of " + formatDecimal(point.gainDb) + " dB at " + hertz(point.frequencyHz) +
-                          " lies outside of -100 to 20 dB.");
-        }
-        if (i > 0 && point.frequencyHz == points[i - 1].frequencyHz) {
-            throw Refusal("There are two points at " + hertz(point.frequencyHz) + ".");
-        }
-        if (i > 0 && point.frequencyHz < points[i - 1].frequencyHz) {
-            throw Refusal("The points are out of order: " + hertz(point.frequencyHz) + " follows " +
-                          hertz(points[i - 1].frequencyHz) + ".");
-        }
-    }
-    if (points.size() > largestCurve) {
-        throw Refusal("The curve has " + std::to_string(points.size()) + " points; at most " +
-                      std::to_string(largestCurve) + " are taken.");
-    }
 }
 
 void checkLine(const std::string& line) {
@@ -117,11 +91,11 @@ void checkLine(const std::string& line) {
 }
 
 std::string boostLine(std::int32_t tenths, bool withLimiter) {
-    return std::string(boostName) + ": " + std::to_string(tenths) + " dB " + (withLimiter ? "1" : "0");
+    return std::string(settings::boost.narrow()) + ": " + std::to_string(tenths) + " dB " + (withLimiter ? "1" : "0");
 }
 
 std::string equalizerLine(const Points& points) {
-    std::string line = std::string(equalizerName) + ":";
+    std::string line = std::string(settings::equalizer.narrow()) + ":";
     for (const auto& point : points) {
         line += " " + formatDecimal(point.frequencyHz) + " " + formatDecimal(point.gainDb);
     }
@@ -149,4 +123,4 @@ std::string headroomHint(std::string_view text) {
            "passages can clip: lower the curve by as much, or let a boost with --limit follow it.";
 }
 
-} // namespace tovix::control
+} // namespace tovix

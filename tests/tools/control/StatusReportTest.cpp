@@ -1,4 +1,6 @@
 #include "control/StatusReport.h"
+
+#include "settings/SettingsReport.h"
 #include "text/Utf.h"
 
 #include <gtest/gtest.h>
@@ -11,38 +13,37 @@ namespace tovix::control {
 namespace {
 
 TEST(StatusReport, SaysForEveryLineWhatItWillDo) {
-    const Status status{.block = std::string("Boost: 60 dB 1\n#EnableOldApo:\nBost: 1\nEqualizer: 100 -3\0rest", 60),
+    const Status status{.text = "Boost: 60 dB 1\n#EnableOldApo:\nBost: 1\nEqualizer: 100 -3",
                         .holders = 1,
                         .logLevel = 4,
-                        .oldApo = true};
+                        .previousEffect = true};
     const std::string text = describeStatus(status);
     for (const auto* const part :
          {"55 of 255 bytes, held by 1 other handle\n", "Boost: 60 dB 1   -> boost of 6.0 dB with a limiter",
           "Bost: 1   -> ignored: ", "EnableOldApo): on\n", "4, info"}) {
         EXPECT_NE(text.find(part), std::string::npos) << part << "\nin:\n" << text;
     }
-    EXPECT_EQ(text.find("rest"), std::string::npos);
     const auto data = statusData(status);
-    EXPECT_EQ(data["block"]["bytes"], 55);
-    EXPECT_EQ(data["block"]["lines"][0]["boost"]["levelDb"], 6.0);
-    EXPECT_EQ(data["block"]["lines"][2]["outcome"], "unknownName");
-    EXPECT_EQ(data["block"]["lines"][3]["points"][0]["gainDb"], -3.0);
+    EXPECT_EQ(data["settings"]["bytes"], 55);
+    EXPECT_EQ(data["settings"]["lines"][0]["boost"]["levelDb"], 6.0);
+    EXPECT_EQ(data["settings"]["lines"][2]["outcome"], "unknownName");
+    EXPECT_EQ(data["settings"]["lines"][3]["points"][0]["gainDb"], -3.0);
     EXPECT_EQ(data["registry"]["logLevel"], 4);
-    EXPECT_TRUE(statusData({})["block"].is_null());
+    EXPECT_TRUE(statusData({})["settings"].is_null());
 }
 
-TEST(StatusReport, AnyBytesInTheBlockAreShownWithoutReachingTheTerminalRaw) {
+TEST(StatusReport, AnyBytesOfTheSettingsAreShownWithoutReachingTheTerminalRaw) {
     std::minstd_rand random(7);
     for (int round = 0; round < 200; ++round) {
-        std::string block(256, '\0');
-        for (char& c : block) {
-            c = static_cast<char>(random() >> 8U);
+        std::string settings(255, '\0');
+        for (char& c : settings) {
+            c = static_cast<char>(random() % 255 + 1);
         }
-        const std::string text = describeStatus({.block = block});
+        const std::string text = describeStatus({.text = settings});
         for (const wchar_t c : decodeUtf8(text)) {
             ASSERT_TRUE(c == L'\n' || (c >= 0x20 && c < 0x7F) || c > 0x9F) << static_cast<int>(c);
         }
-        ASSERT_NO_THROW(static_cast<void>(statusData({.block = block}).dump()));
+        ASSERT_NO_THROW(static_cast<void>(statusData({.text = settings}).dump()));
     }
     EXPECT_EQ(printable("a\x1B[2J\xFF"), "a\\x1B[2J\xC3\xBF");
     EXPECT_EQ(printable("\xC2\x9B"
@@ -53,7 +54,7 @@ TEST(StatusReport, AnyBytesInTheBlockAreShownWithoutReachingTheTerminalRaw) {
               "\\x9B2J");
 }
 
-TEST(StatusReport, AChangeWhoseNotesQuoteBytesOfTheBlockHasItsData) {
+TEST(StatusReport, AChangeWhoseNotesQuoteAnyBytesHasItsData) {
     const auto data = changeData(switchLines("#Boost: \xFF", "Boost", false));
     ASSERT_EQ(data["notes"].size(), 1U);
     EXPECT_NE(data["notes"][0].get<std::string>().find("Boost: \xC3\xBF"), std::string::npos);

@@ -1,6 +1,7 @@
 #include "curves/CurveReader.h"
 
-#include "settings/Refusal.h"
+#include "curves/CurveThinner.h"
+#include "curves/Refusal.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +9,7 @@
 #include <cmath>
 #include <string>
 
-namespace tovix::control {
+namespace tovix {
 namespace {
 
 std::string shown(const Points& points) {
@@ -124,4 +125,4 @@ TEST(CurveReader, PartsOfAParametricListAddUp) {
 }
 
 } // namespace
-} // namespace tovix::control
+} // namespace tovix

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <random>
 
-namespace tovix::control {
+namespace tovix {
 namespace {
 
 Points randomCurve(unsigned seed, std::size_t count) {
@@ -76,4 +76,4 @@ TEST(CurveThinner, TheLongestCurveThatIsTakenKeepsWithinItsTolerance) {
 }
 
 } // namespace
-} // namespace tovix::control
+} // namespace tovix

@@ -1,13 +1,13 @@
 #include "settings/SettingsChanges.h"
 
-#include "settings/Refusal.h"
+#include "curves/Refusal.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <string>
 
-namespace tovix::control {
+namespace tovix {
 namespace {
 
 constexpr const char* effectDefault = "#Boost: 0 dB 0\n#EnableOldApo:";
@@ -21,7 +21,7 @@ std::string refusalOf(const std::function<void()>& change) {
     return "accepted";
 }
 
-std::string notesOf(const Change& change) {
+std::string notesOf(const ChangedSettings& change) {
     std::string notes;
     for (const auto& note : change.notes) {
         notes += note + "\n";
@@ -29,14 +29,15 @@ std::string notesOf(const Change& change) {
     return notes;
 }
 
-Change equalizer(std::string_view block, std::string_view points, std::optional<std::size_t> fit = std::nullopt) {
+ChangedSettings equalizer(std::string_view block, std::string_view points,
+                          std::optional<std::size_t> fit = std::nullopt) {
     return changeEqualizer(block, readPointList(points), fit);
 }
 
 TEST(SettingsChanges, EachCommandWritesItsLineAndKeepsTheOthersByteForByte) {
     const struct {
         std::string before;
-        std::function<Change(const std::string&)> change;
+        std::function<ChangedSettings(const std::string&)> change;
         std::string after;
     } cases[] = {
         {"", [](const auto& b) { return changeBoost(b, "6.0", false); }, "Boost: 60 dB 0"},
@@ -52,8 +53,8 @@ TEST(SettingsChanges, EachCommandWritesItsLineAndKeepsTheOthersByteForByte) {
          "Equalizer: 100 -3 1000 0 10000 6\n#Boost: 0 dB 0\n#EnableOldApo:"},
         {"Boost: 9 dB 0\n#Equalizer: 1 1", [](const auto& b) { return equalizer(b, "20.50 -3,10"); },
          "Boost: 9 dB 0\nEqualizer: 20.5 -3.1"},
-        {effectDefault, [](const auto& b) { return changeOldApo(b, true); }, "#Boost: 0 dB 0\nEnableOldApo:"},
-        {"EnableOldApo:\nBoost: 1 dB 0", [](const auto& b) { return changeOldApo(b, false); },
+        {effectDefault, [](const auto& b) { return changePreviousEffect(b, true); }, "#Boost: 0 dB 0\nEnableOldApo:"},
+        {"EnableOldApo:\nBoost: 1 dB 0", [](const auto& b) { return changePreviousEffect(b, false); },
          "#EnableOldApo:\nBoost: 1 dB 0"},
         {effectDefault,
          [](const auto& b) {
@@ -140,7 +141,7 @@ std::string longList() {
 
 TEST(SettingsChanges, ACurveThatDoesNotFitIsRefusedWithAThinningThatDoes) {
     const std::string refusal = refusalOf([] { equalizer(effectDefault, longList()); });
-    ASSERT_NE(refusal.find(" more than the 255 that the block holds; --fit "), std::string::npos) << refusal;
+    ASSERT_NE(refusal.find(" more than the 255 that the settings page holds; --fit "), std::string::npos) << refusal;
     const auto offered = std::stoul(refusal.substr(refusal.find("--fit ") + 6));
     const auto change = equalizer(effectDefault, longList(), offered);
     EXPECT_LE(change.text.size(), 255U);
@@ -167,7 +168,7 @@ TEST(SettingsChanges, AParametricListIsDrawnAsCloselyAsTheRoomAllows) {
 }
 
 TEST(SettingsChanges, AnEqualizerThatRaisesTheLevelWithoutALimiterAfterItGetsAHint) {
-    const auto hints = [](const Change& change) {
+    const auto hints = [](const ChangedSettings& change) {
         return notesOf(change).find("rises to 6.0 dB") != std::string::npos;
     };
     EXPECT_TRUE(hints(equalizer("", "100 6")));
@@ -178,4 +179,4 @@ TEST(SettingsChanges, AnEqualizerThatRaisesTheLevelWithoutALimiterAfterItGetsAHi
 }
 
 } // namespace
-} // namespace tovix::control
+} // namespace tovix

@@ -27,8 +27,8 @@ const std::vector<Case> cases{
     {"Equalizer: 0 3 1000 6", LineOutcome::buildsFilter, "2 points"},
     {"Equalizer: 100 0 1000 1e999", LineOutcome::buildsFilter, "without effect"},
     {"Equalizer: 0 3", LineOutcome::buildsFilter, "1 point"},
-    {"EnableOldApo:", LineOutcome::oldApoOn, "previous effect runs first"},
-    {"#EnableOldApo:", LineOutcome::oldApoOff, "no previous effect"},
+    {"EnableOldApo:", LineOutcome::previousEffectOn, "previous effect runs first"},
+    {"#EnableOldApo:", LineOutcome::previousEffectOff, "no previous effect"},
     {"#Boost: 60 dB 1", LineOutcome::switchedOff, "switched off"},
     {"# a remark", LineOutcome::switchedOff, "switched off"},
     {"  ", LineOutcome::blank, "empty"},
@@ -64,7 +64,7 @@ TEST(SettingsDiagnosis, AgreesWithTheChainThatIsBuilt) {
         ASSERT_TRUE(built.chain);
         EXPECT_EQ(built.chain->stageCount() == 1, test.outcome == LineOutcome::buildsFilter) << test.line;
         EXPECT_EQ(built.oldApo.has_value(),
-                  test.outcome == LineOutcome::oldApoOn || test.outcome == LineOutcome::oldApoOff)
+                  test.outcome == LineOutcome::previousEffectOn || test.outcome == LineOutcome::previousEffectOff)
             << test.line;
     }
 }

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "host/HostSettings.h"
 #include "platform/ApoInterfaces.h"
 #include "render/engine/EffectModule.h"
 #include "render/engine/Engine.h"
 #include "render/engine/EngineChoice.h"
+#include "render/engine/SettingsLoan.h"
 
 #include <cstdint>
 #include <optional>
@@ -14,7 +14,7 @@
 namespace tovix::render {
 
 /// Runs the effect's library and plays both sides to it: the audio engine (create, initialize, negotiate, lock,
-/// process, unlock, release) and the control application (settings block and update event).
+/// process, unlock, release) and the control application (settings page and update event).
 ///
 /// The effect builds its chains on a thread of its own and tells nobody when one is ready. So that a render comes out
 /// the same every time, a change waits until the effect has taken the signal, and then for several times as long as
@@ -72,7 +72,7 @@ private:
     EngineFormat m_format;
     std::string m_description;
     std::optional<EffectModule> m_module;
-    std::optional<HostSettings> m_settings;
+    std::optional<SettingsLoan> m_settings;
     ComReference<IAudioProcessingObject> m_apo;
     ComReference<IAudioProcessingObjectRT> m_rt;
     ComReference<IAudioProcessingObjectConfiguration> m_config;

@@ -1,7 +1,7 @@
 #include "render/engine/EffectModule.h"
 
 #include "apo/RegistrationRecord.h"
-#include "host/SystemError.h"
+#include "host/SystemQueries.h"
 #include "render/engine/ComFailure.h"
 #include "render/files/FilePath.h"
 
@@ -42,7 +42,7 @@ void EffectModule::load(const EngineChoice& choice) {
         const DWORD error = ::GetLastError();
         // The system's own words for it have a gap for a name.
         const std::string reason =
-            error == ERROR_BAD_EXE_FORMAT ? "it is no 64-bit library" : control::describeSystemError(error);
+            error == ERROR_BAD_EXE_FORMAT ? "it is no 64-bit library" : describeSystemError(error);
         throw RenderError(ExitStatus::failure,
                           "the effect's library " + m_description + " cannot be loaded: " + reason + ".");
     }

@@ -1,7 +1,7 @@
 #include "render/measure/LevelTrace.h"
 
+#include "curves/Numbers.h"
 #include "render/ExitStatus.h"
-#include "render/report/NumberText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,7 +15,7 @@ constexpr double mostRows = 2000.0;
 constexpr double lowestDb = -150.0;
 
 std::string levelText(double magnitude) {
-    return fixed(std::max(decibelsOf(magnitude), lowestDb), 2);
+    return formatFixed(std::max(decibelsOf(magnitude), lowestDb), 2);
 }
 
 std::uint64_t rowFrames(const TraceFormat& format) {
@@ -60,9 +60,9 @@ void LevelTrace::writeRow() {
     const double middle = (static_cast<double>(m_framesBefore) + frames / 2) / m_format.sampleRateHz;
     const double inputRms = std::sqrt(m_input.squares / (frames * m_format.inputChannels));
     const double outputRms = std::sqrt(m_output.squares / (frames * m_format.outputChannels));
-    m_file << fixed(middle, 4) << ',' << levelText(m_input.peak) << ',' << levelText(inputRms) << ','
+    m_file << formatFixed(middle, 4) << ',' << levelText(m_input.peak) << ',' << levelText(inputRms) << ','
            << levelText(m_output.peak) << ',' << levelText(outputRms) << ','
-           << (m_reductionDb ? fixed(*m_reductionDb, 3) : "") << '\n';
+           << (m_reductionDb ? formatFixed(*m_reductionDb, 3) : "") << '\n';
     m_framesBefore += m_frames;
     m_frames = 0;
     m_input = {};

@@ -1,6 +1,6 @@
 #include "render/measure/Loudness.h"
 
-#include "render/report/NumberText.h"
+#include "curves/Numbers.h"
 
 #include <algorithm>
 #include <array>

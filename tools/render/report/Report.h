@@ -43,7 +43,7 @@ struct Report {
 /// For people.
 void writeTextReport(std::ostream& out, const Report& report);
 
-/// For programs: one JSON object. A figure that there is not is null.
+/// For programs: one JSON object, whose figures are null where there are none.
 void writeJsonReport(std::ostream& out, const Report& report);
 
 } // namespace tovix::render

@@ -1,9 +1,9 @@
 #include "render/report/ResponseReport.h"
 
+#include "curves/Numbers.h"
 #include "filters/EffectFactoryEqualizer.h"
 #include "filters/EqualizerDesign.h"
 #include "render/ExitStatus.h"
-#include "render/report/NumberText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -52,7 +52,7 @@ std::complex<double> transferAt(const std::vector<float>& taps, double radiansPe
 void writePoints(std::ofstream& file, const std::vector<Equalizer>& equalizers) {
     for (const auto& equalizer : equalizers) {
         for (const auto& point : equalizer.points) {
-            file << "point," << numberText(point.frequencyHz) << ',' << numberText(point.gainDb) << ",,\n";
+            file << "point," << formatDecimal(point.frequencyHz) << ',' << formatDecimal(point.gainDb) << ",,\n";
         }
     }
 }
@@ -68,8 +68,8 @@ void writeRow(std::ofstream& file, const std::vector<Equalizer>& equalizers, dou
         phase += std::arg(transfer);
     }
     const double degrees = std::remainder(phase * 180.0 / std::numbers::pi, 360.0);
-    file << "response," << fixed(hz, 3) << ',' << (std::isfinite(targetDb) ? fixed(targetDb, 4) : "") << ','
-         << fixed(designedDb, 4) << ',' << fixed(degrees, 3) << '\n';
+    file << "response," << formatFixed(hz, 3) << ',' << (std::isfinite(targetDb) ? formatFixed(targetDb, 4) : "")
+         << ',' << formatFixed(designedDb, 4) << ',' << formatFixed(degrees, 3) << '\n';
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "render/report/NumberText.h"
+#include "curves/Numbers.h"
 #include "render/report/Report.h"
 
 #include "chain/ChannelNames.h"
@@ -26,7 +26,7 @@ void writeSound(std::ostream& out, const Report& report) {
     const auto& source = report.source;
     label(out, "input") << source.name << " (" << source.kind << ")\n";
     label(out, "output") << report.outputName << " (" << report.outputKind << ")\n";
-    label(out, "sound") << fixed(report.soundSeconds(), 2) << " s, " << source.sampleRateHz << " Hz, "
+    label(out, "sound") << formatFixed(report.soundSeconds(), 2) << " s, " << source.sampleRateHz << " Hz, "
                         << plural(source.channels, "channel");
     constexpr std::uint32_t mostNames = 18;
     if (source.channels <= mostNames) {
@@ -37,7 +37,8 @@ void writeSound(std::ostream& out, const Report& report) {
     }
     out << '\n';
     label(out, "block") << plural(report.format.blockFrames, "frame") << " ("
-                        << fixed(1000.0 * report.format.blockFrames / report.format.sampleRateHz, 2) << " ms)\n";
+                        << formatFixed(1000.0 * report.format.blockFrames / report.format.sampleRateHz, 2)
+                        << " ms)\n";
 }
 
 void writeEffect(std::ostream& out, const Report& report) {
@@ -66,7 +67,7 @@ void writeLines(std::ostream& out, const char* title, const Settings& settings) 
 void writeSettings(std::ostream& out, const SettingsPlan& plan) {
     writeLines(out, "settings", plan.initial);
     for (const auto& change : plan.changes) {
-        writeLines(out, ("at " + numberText(change.seconds) + " s").c_str(), change.settings);
+        writeLines(out, ("at " + formatDecimal(change.seconds) + " s").c_str(), change.settings);
     }
 }
 
@@ -78,14 +79,16 @@ struct FigureWords {
 };
 
 std::string figure(const std::optional<double>& value, const FigureWords& words) {
-    return !value ? "not measured" : std::isfinite(*value) ? fixed(*value, 1) + ' ' + words.unit : words.nothing;
+    return !value                  ? "not measured"
+           : std::isfinite(*value) ? formatFixed(*value, 1) + ' ' + words.unit
+                                   : words.nothing;
 }
 
 void writeLoudness(std::ostream& out, const FigureWords& words, const std::optional<double>& before,
                    const std::optional<double>& after) {
     label(out, words.title) << figure(before, words) << " before, " << figure(after, words) << " after";
     if (before && after && std::isfinite(*before) && std::isfinite(*after)) {
-        out << " (" << (*after < *before ? "" : "+") << fixed(*after - *before, 1) << " dB)";
+        out << " (" << (*after < *before ? "" : "+") << formatFixed(*after - *before, 1) << " dB)";
     }
     out << '\n';
 }
@@ -94,8 +97,8 @@ void writeLimiter(std::ostream& out, const LimiterActivity& limiter) {
     if (limiter.measuredFrames > 0) {
         const double share =
             100.0 * static_cast<double>(limiter.limitedFrames) / static_cast<double>(limiter.measuredFrames);
-        label(out, "limiter") << "turned " << fixed(share, 2) << " % of the frames down, by up to "
-                              << fixed(limiter.peakReductionDb, 2) << " dB\n";
+        label(out, "limiter") << "turned " << formatFixed(share, 2) << " % of the frames down, by up to "
+                              << formatFixed(limiter.peakReductionDb, 2) << " dB\n";
         label(out, "") << "(per frame: level behind the boost line over the level before it, less its gain)\n";
     } else if (!limiter.ambiguous) {
         label(out, "limiter") << (limiter.present ? "had no sound to limit\n" : "none in the settings\n");
@@ -106,17 +109,17 @@ void writeLimiter(std::ostream& out, const LimiterActivity& limiter) {
 }
 
 void writeSpeed(std::ostream& out, const Report& report) {
-    label(out, "speed") << fixed(report.soundSeconds() / report.effectSeconds, 0) << " x real time in the effect, "
-                        << fixed(report.soundSeconds() / report.runSeconds, 0)
+    label(out, "speed") << formatFixed(report.soundSeconds() / report.effectSeconds, 0)
+                        << " x real time in the effect, " << formatFixed(report.soundSeconds() / report.runSeconds, 0)
                         << " x with reading, measuring and writing\n";
-    label(out, "block time") << "mean " << fixed(report.meanBlockMicroseconds, 1) << " us, worst "
-                             << fixed(report.worstBlockMicroseconds, 1) << " us (at "
-                             << fixed(report.worstBlockAtSeconds, 2) << " s)\n";
-    label(out, "set-up") << fixed(report.engine.firstBuildMs, 1) << " ms";
+    label(out, "block time") << "mean " << formatFixed(report.meanBlockMicroseconds, 1) << " us, worst "
+                             << formatFixed(report.worstBlockMicroseconds, 1) << " us (at "
+                             << formatFixed(report.worstBlockAtSeconds, 2) << " s)\n";
+    label(out, "set-up") << formatFixed(report.engine.firstBuildMs, 1) << " ms";
     if (report.engine.rebuildCount > 0) {
         out << ", " << plural(report.engine.rebuildCount, "change");
         if (report.engine.longestRebuildMs > 0.0) {
-            out << " of " << fixed(report.engine.longestRebuildMs, 1) << " ms at most";
+            out << " of " << formatFixed(report.engine.longestRebuildMs, 1) << " ms at most";
         }
     }
     out << '\n';

@@ -1,13 +1,13 @@
-#include "settings/Numbers.h"
+#include "curves/Numbers.h"
 
-#include "settings/Refusal.h"
+#include "curves/Refusal.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
 
-namespace tovix::control {
+namespace tovix {
 namespace {
 
 constexpr std::string_view digits = "0123456789";
@@ -17,6 +17,14 @@ bool mayBeThousands(std::string_view token, std::size_t comma) {
     const std::string_view after = token.substr(comma + 1);
     constexpr std::size_t group = 3;
     return !before.empty() && before.size() <= group && before.front() != '0' && after.size() == group;
+}
+
+/// Without an exponent, which makes the smallest and the largest numbers long.
+template <class... Precision> std::string write(double value, Precision... decimals) {
+    std::array<char, 512> text{};
+    const auto result =
+        std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed, decimals...);
+    return {text.data(), result.ptr};
 }
 
 } // namespace
@@ -54,21 +62,20 @@ double requireDecimal(std::string_view token, std::string_view what) {
 }
 
 std::string formatDecimal(double value) {
-    if (value == 0.0) {
-        return "0";
-    }
-    constexpr std::size_t longest = 400;
-    std::array<char, longest> text{};
-    return {text.data(), std::to_chars(text.data(), text.data() + longest, value, std::chars_format::fixed).ptr};
+    return value == 0.0 ? "0" : write(value);
+}
+
+std::string formatFixed(double value, int decimals) {
+    return write(value, decimals);
 }
 
 std::string formatDecibels(double db) {
-    std::array<char, 32> text{};
     const double tenths = std::round(db * 10.0) / 10.0;
-    auto* const end = std::to_chars(text.data(), text.data() + text.size(), tenths == 0.0 ? 0.0 : tenths,
-                                    std::chars_format::fixed, 1)
-                          .ptr;
-    return std::string(text.data(), end) + " dB";
+    return formatFixed(tenths == 0.0 ? 0.0 : tenths, 1) + " dB";
+}
+
+double decibelsOf(double magnitude) {
+    return 20.0 * std::log10(magnitude);
 }
 
 std::vector<std::string_view> splitAtAny(std::string_view text, std::string_view separators) {
@@ -93,4 +100,4 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
-} // namespace tovix::control
+} // namespace tovix

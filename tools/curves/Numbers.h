@@ -5,11 +5,11 @@
 #include <string_view>
 #include <vector>
 
-namespace tovix::control {
+namespace tovix {
 
-/// Strict reading and writing of numbers, independent of the locale.
+/// Numbers and their texts, for all tools: strict reading, and writing independent of the locale. Any thread.
 
-/// The whole of `token` as a finite decimal number; none when anything of it is no part of one. A comma counts as
+/// The whole of `token` as a finite decimal number; none when anything of it is not part of one. A comma counts as
 /// the decimal point, unless it may as well separate thousands ("1,000").
 std::optional<double> parseDecimal(std::string_view token);
 
@@ -19,8 +19,14 @@ double requireDecimal(std::string_view token, std::string_view what);
 /// The shortest plain decimal text that reads back as `value`, with a point and without an exponent.
 std::string formatDecimal(double value);
 
+/// `value` rounded to `decimals` digits behind the point.
+std::string formatFixed(double value, int decimals);
+
 /// "-3.1 dB", with a sign only where it is negative and exactly one decimal.
 std::string formatDecibels(double db);
+
+/// 20 log10 of a magnitude; minus infinity for 0.
+double decibelsOf(double magnitude);
 
 /// The parts of `text` between any of `separators`, empty ones left out.
 std::vector<std::string_view> splitAtAny(std::string_view text, std::string_view separators);
@@ -28,4 +34,4 @@ std::vector<std::string_view> splitAtAny(std::string_view text, std::string_view
 /// `text` without the blanks around it.
 std::string_view trimmed(std::string_view text);
 
-} // namespace tovix::control
+} // namespace tovix

@@ -1,0 +1,156 @@
+#include "host/SettingsPage.h"
+
+#include "exchange/SecurityHelper.h"
+#include "host/SystemQueries.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tovix {
+namespace {
+
+/// More effects than this in one system are not counted on; it bounds what a wrong count could do.
+constexpr std::uint32_t mostSignals = 64;
+
+/// For `condition` to become true; false when it has not within `longestWaitMs`.
+template <class Condition> bool await(DWORD longestWaitMs, Condition condition) {
+    constexpr DWORD pauseMs = 5;
+    const ULONGLONG startMs = ::GetTickCount64();
+    while (!condition()) {
+        if (::GetTickCount64() - startMs >= longestWaitMs) {
+            return false;
+        }
+        ::Sleep(pauseMs);
+    }
+    return true;
+}
+
+KernelHandle createEvent(const wchar_t* name, SECURITY_ATTRIBUTES* sa) {
+    KernelHandle event(::CreateEventW(sa, FALSE, FALSE, name));
+    if (!event) {
+        const DWORD error = ::GetLastError();
+        throw SettingsPageUnavailable("has no usable event to announce a change with", error);
+    }
+    return event;
+}
+
+} // namespace
+
+SettingsPageUnavailable::SettingsPageUnavailable(const std::string& what, DWORD error)
+    : Refusal("The settings page " + what + ": " + describeSystemError(error) + "."), m_error(error) {}
+
+std::optional<SettingsPage> SettingsPage::open() {
+    SettingsPage page;
+    if (page.m_mapping.Open() == IPCS_OK) {
+        return page;
+    }
+    const DWORD error = ::GetLastError();
+    if (error == ERROR_FILE_NOT_FOUND) {
+        return std::nullopt;
+    }
+    throw SettingsPageUnavailable("cannot be opened", error);
+}
+
+SettingsPage SettingsPage::openOrCreate() {
+    static_cast<void>(EnableCreateGlobalPrivilege(::GetCurrentProcess()));
+    const GlobalObjectSecurity security;
+    auto page = open();
+    if (page) {
+        page->m_hUpdateEvent = createEvent(CONFIG_DATA_UPDATE_EVENT, security.attributes());
+        return std::move(*page);
+    }
+    SettingsPage created;
+    created.m_hUpdateEvent = createEvent(CONFIG_DATA_UPDATE_EVENT, security.attributes());
+    created.create(security.attributes());
+    return created;
+}
+
+bool SettingsPage::hasListeners() noexcept {
+    const KernelHandle event(::OpenEventW(SYNCHRONIZE, FALSE, CONFIG_DATA_UPDATE_EVENT));
+    return event != nullptr || ::GetLastError() != ERROR_FILE_NOT_FOUND;
+}
+
+void SettingsPage::create(SECURITY_ATTRIBUTES* sa) {
+    // Before the page, so that an effect that comes to wait in between finds the event and its signal.
+    m_hCreateEvent = createEvent(CONFIG_DATA_CREATE_EVENT, sa);
+    const auto result = m_mapping.Create(sa);
+    const DWORD error = ::GetLastError();
+    if (result != IPCS_OK) {
+        throw SettingsPageUnavailable(error == ERROR_ACCESS_DENIED
+                                          ? "is not there, and creating it takes an administrator or an effect that "
+                                            "runs already (play something)"
+                                          : "is not there and cannot be created",
+                                      error);
+    }
+    // Whoever was faster in between has put a text there, and releases the waiters.
+    if (error != ERROR_ALREADY_EXISTS) {
+        releaseWaiters();
+    }
+}
+
+void SettingsPage::releaseWaiters() {
+    const auto waiters = std::min(otherHandles(m_hCreateEvent.get(), 1).value_or(1), mostSignals);
+    std::string effectsText;
+    for (std::uint32_t i = 0; i < waiters; ++i) {
+        // Emptied, so that the next effect's text can be told from the last one's, which is the same.
+        write("");
+        ::SetEvent(m_hCreateEvent.get());
+        if (!awaitEffectsText()) {
+            ::ResetEvent(m_hCreateEvent.get());
+            break;
+        }
+        effectsText = text();
+    }
+    write(effectsText);
+}
+
+bool SettingsPage::awaitEffectsText() const {
+    constexpr DWORD longestWaitMs = 1000;
+    // The last thing that an effect writes.
+    return await(longestWaitMs, [this] { return text().ends_with("EnableOldApo:"); });
+}
+
+std::string SettingsPage::text() const {
+    ConfigText bytes;
+    m_mapping.copyTo(bytes);
+    return {bytes.begin(), std::find(bytes.begin(), bytes.end(), '\0')};
+}
+
+void SettingsPage::write(std::string_view text) {
+    ConfigText bytes{};
+    std::copy_n(text.begin(), std::min(text.size(), bytes.size() - 1), bytes.begin());
+    m_mapping.writeText(bytes);
+}
+
+void SettingsPage::announce() {
+    // One that is busy takes its signal later; what stands in the page by then is this text or a newer one.
+    constexpr DWORD longestWaitMs = 200;
+    const ULONGLONG startMs = ::GetTickCount64();
+    for (std::uint32_t sent = 0;; ++sent) {
+        const auto others = std::min(otherHandles(m_hUpdateEvent.get(), 1).value_or(1), mostSignals);
+        if (sent >= std::max(others, 1U)) {
+            return;
+        }
+        ::SetEvent(m_hUpdateEvent.get());
+        if (others > 0) {
+            const auto waitedMs = static_cast<DWORD>(::GetTickCount64() - startMs);
+            await(longestWaitMs - std::min(waitedMs, longestWaitMs), [this] { return signalTaken(); });
+        }
+    }
+}
+
+void SettingsPage::withdrawSignal() noexcept {
+    ::ResetEvent(m_hUpdateEvent.get());
+}
+
+bool SettingsPage::signalTaken() const noexcept {
+    return !isSignalled(m_hUpdateEvent.get()).value_or(false);
+}
+
+std::optional<std::uint32_t> SettingsPage::holders() const noexcept {
+    const KernelHandle mapping(::OpenFileMappingW(FILE_MAP_READ, FALSE, CONFIG_DATA_STRUCT));
+    // One handle is this function's, one the object's.
+    return mapping ? otherHandles(mapping.get(), 2) : std::nullopt;
+}
+
+} // namespace tovix
