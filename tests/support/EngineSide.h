@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/ApoInterfaces.h"
-#include "platform/ComReference.h"
+#include "platform/ComEdge.h"
 
 #include <propsys.h>
 

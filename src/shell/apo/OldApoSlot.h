@@ -3,7 +3,7 @@
 #include "apo/EffectKeys.h"
 #include "memory/RtSection.h"
 #include "platform/ApoInterfaces.h"
-#include "platform/ComReference.h"
+#include "platform/ComEdge.h"
 
 #include <atomic>
 

@@ -14,24 +14,6 @@
 namespace tovix {
 namespace {
 
-/// A property value that is released at the end of its scope.
-class PropertyValue {
-public:
-    PropertyValue() noexcept { ::PropVariantInit(&m_value); }
-    ~PropertyValue() { ::PropVariantClear(&m_value); }
-    PropertyValue(const PropertyValue&) = delete;
-    PropertyValue& operator=(const PropertyValue&) = delete;
-
-    [[nodiscard]] PROPVARIANT* receive() noexcept { return &m_value; }
-    /// Empty for a value that is no string.
-    [[nodiscard]] std::wstring text() const {
-        return m_value.vt == VT_LPWSTR && m_value.pwszVal != nullptr ? m_value.pwszVal : std::wstring();
-    }
-
-private:
-    PROPVARIANT m_value;
-};
-
 /// The engine's call, handed on to the previous effect.
 class HostedApo final : public IPreviousEffect {
 public:

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "log/Log.h"
-#include "platform/ApoTypes.h"
+#include "platform/ApoInterfaces.h"
 
 namespace tovix {
 

@@ -20,14 +20,14 @@ constexpr DWORD floatBits = 32;
 constexpr float minRateHz = minSampleRateHz;
 constexpr float maxRateHz = maxSampleRateHz;
 
-/// Sets `field` and answers whether that changed it.
+/// Sets `field` and returns whether that changed it.
 template <class T> bool correct(T& field, const T& wanted) noexcept {
     const bool changed = !(field == wanted);
     field = wanted;
     return changed;
 }
 
-/// The nearest rate in range; the lowest for one that is no number.
+/// The nearest rate in range; the lowest where it is not a number.
 float correctedRate(float rateHz) noexcept {
     return rateHz >= minRateHz ? std::min(rateHz, maxRateHz) : minRateHz;
 }

@@ -28,7 +28,8 @@ protected:
 /// from the record's flags, and the locked state. IUnknown and the processing are the derived class's.
 ///
 /// All operations are [control] but those of the real-time interface. `Initialize` and the initialized state are the
-/// derived class's too: nothing here sets that state, and `GetInputChannelCount` answers accordingly.
+/// derived class's too. Nothing here sets that state, and so `GetInputChannelCount` returns `APOERR_NOT_INITIALIZED`
+/// for the object's whole life; that is intended.
 class CBaseAudioProcessingObject : public IAudioProcessingObject,
                                    public RealtimeEntry,
                                    public IAudioProcessingObjectConfiguration {
@@ -39,9 +40,9 @@ public:
     HRESULT STDMETHODCALLTYPE Reset() noexcept override { return S_OK; }
     HRESULT STDMETHODCALLTYPE GetRegistrationProperties(APO_REG_PROPERTIES** ppProperties) noexcept override;
 
-    /// Answers `S_OK` and the requested type, or `S_FALSE` and a type corrected by the default validation and the
+    /// Returns `S_OK` and the requested type, or `S_FALSE` and a type corrected by the default validation and the
     /// registration's must-match flags. `E_POINTER` for a null request or out-pointer; a null opposite side means
-    /// that it is not known yet; `APOERR_FORMAT_NOT_SUPPORTED` for one that validation would change.
+    /// any; `APOERR_FORMAT_NOT_SUPPORTED` for one that validation would change.
     HRESULT STDMETHODCALLTYPE IsInputFormatSupported(IAudioMediaType* pOppositeFormat,
                                                      IAudioMediaType* pRequestedInputFormat,
                                                      IAudioMediaType** ppSupportedInputFormat) noexcept override;
@@ -67,21 +68,21 @@ public:
 protected:
     friend class RealtimeEntry;
 
-    /// `registration` outlives the object.
+    /// [control] `registration` outlives the object.
     explicit CBaseAudioProcessingObject(const APO_REG_PROPERTIES& registration) noexcept
         : m_registration(registration) {}
 
     /// [audio] The body of `APOProcess`, with its arguments.
     virtual void processConnections(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
                                     APO_CONNECTION_PROPERTY** ppOutputs) noexcept = 0;
-    /// A further check of the connections before the object is locked.
+    /// The platform's hook for a further check of the connections before the object is locked: none here.
     virtual HRESULT ValidateConnections(UINT32 inputCount, APO_CONNECTION_DESCRIPTOR** ppInputs, UINT32 outputCount,
                                         APO_CONNECTION_DESCRIPTOR** ppOutputs) noexcept;
     /// Corrects `format` to what the object processes (32-bit float, 1 to 4096 channels, 10 to 384000 Hz):
     /// `S_FALSE` when anything changed, else `S_OK`.
     virtual HRESULT ValidateDefaultFormat(UNCOMPRESSEDAUDIOFORMAT& format) noexcept;
 
-    /// Any thread.
+    /// [control] Any thread.
     [[nodiscard]] bool isLocked() const noexcept { return m_isLocked.load(std::memory_order_acquire); }
 
 private:

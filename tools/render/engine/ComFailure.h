@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ComReference.h"
+#include "platform/ComEdge.h"
 #include "render/ExitStatus.h"
 
 #include <windows.h>
