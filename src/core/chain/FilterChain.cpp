@@ -59,7 +59,19 @@ bool FilterChain::allocate(std::size_t stageCount) noexcept {
 void FilterChain::run(const float* input, std::uint32_t frameCount) noexcept {
     splitInput(input, frameCount);
     for (std::size_t i = 0; i < m_stages.size(); ++i) {
+        if (frameCount < m_shape.maxFrames) {
+            clearRest(frameCount);
+        }
         runStage(*m_stages[i], frameCount);
+    }
+}
+
+/// Behind a short block there are old samples before the first stage, and what a filter that works on the whole
+/// length has left there before the others.
+void FilterChain::clearRest(std::uint32_t frameCount) noexcept {
+    const std::size_t restFrames = std::size_t{m_shape.maxFrames} - frameCount;
+    for (std::size_t c = 0; c < m_shape.bufferCount; ++c) {
+        std::memset(m_buffers[c] + frameCount, 0, restFrames * sizeof(float));
     }
 }
 
@@ -71,11 +83,6 @@ void FilterChain::splitInput(const float* input, std::uint32_t frameCount) noexc
     // Only the second channel, deliberately: the rest of a wider output stays silent unless a filter fills it.
     if (m_shape.inputChannels == 1 && m_shape.outputChannels >= 2) {
         std::memcpy(m_buffers[1], m_buffers[0], std::size_t{frameCount} * sizeof(float));
-    }
-    if (const std::size_t rest = std::size_t{m_shape.maxFrames} - frameCount; rest != 0) {
-        for (std::size_t c = 0; c < m_shape.bufferCount; ++c) {
-            std::memset(m_buffers[c] + frameCount, 0, rest * sizeof(float));
-        }
     }
 }
 

@@ -15,7 +15,7 @@ namespace tovix {
 /// One filter in a chain and the planar buffers that it reads and writes.
 struct FilterStage {
     FilterPtr filter;
-    /// The filter's answer to `processesInPlace`.
+    /// What the filter's `processesInPlace` says.
     bool inPlace = true;
     /// Buffer index of each input channel; no entry means that the array of input pointers is used as the stage
     /// before left it.
@@ -45,8 +45,8 @@ public:
     static RtPtr<FilterChain> make(const ChainShape& shape, std::span<StagePtr> stages) noexcept;
 
     /// [audio] Splits the interleaved `input` (frameCount frames of `inputChannels`) into the planar buffers and
-    /// runs every stage. frameCount is at most `maxFrames`; the rest of each buffer is zeroed first, because a
-    /// block convolver consumes the whole length. A mono input also fills the second channel of a wider chain.
+    /// runs every stage. frameCount is at most `maxFrames`. Before each stage, the rest of every working buffer is
+    /// zeroed behind a shorter block. A mono input also fills the second channel of a wider chain.
     void run(const float* input, std::uint32_t frameCount) noexcept RT_SECTION;
 
     /// [audio] Interleaves the first `outputChannels` planar buffers into `output`; a sample that is not finite
@@ -56,11 +56,12 @@ public:
     /// [audio] The planar buffers, `outputChannels` of them being the chain's output after `run`.
     [[nodiscard]] float* const* buffers() const noexcept RT_SECTION;
 
-    [[nodiscard]] const ChainShape& shape() const noexcept { return m_shape; }
+    /// [audio] Also for a control thread that holds the chain.
     [[nodiscard]] std::uint64_t stageCount() const noexcept { return m_stages.size(); }
 
     FilterChain(const FilterChain&) = delete;
     FilterChain& operator=(const FilterChain&) = delete;
+    /// [control] Destroys the stages and their filters.
     ~FilterChain();
 
 private:
@@ -69,6 +70,7 @@ private:
 
     bool allocate(std::size_t stageCount) noexcept;
     void splitInput(const float* input, std::uint32_t frameCount) noexcept RT_SECTION;
+    void clearRest(std::uint32_t frameCount) noexcept RT_SECTION;
     void runStage(const FilterStage& stage, std::uint32_t frameCount) noexcept RT_SECTION;
 
     ChainShape m_shape;

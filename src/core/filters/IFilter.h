@@ -33,8 +33,9 @@ public:
     /// of the filter's output channels. What cannot be prepared leaves the filter inert, never broken.
     virtual ChannelList setup(float sampleRateHz, std::uint32_t maxFrames, ChannelList channels) = 0;
 
-    /// [audio] Processes one block of planar samples: one pointer per output and per input channel, each to
-    /// the `maxFrames` floats promised at setup, of which the first `frameCount` are the block and the rest is 0.
+    /// [audio] Processes one block of planar samples: one pointer per output and per input channel, each to the
+    /// `maxFrames` floats promised at setup, of which the first `frameCount` are the block. Behind a shorter block
+    /// the inputs are 0, and what the filter writes there is dropped.
     virtual void process(float** outputs, float** inputs, std::uint32_t frameCount) noexcept = 0;
 
 protected:

@@ -55,7 +55,6 @@ TEST(ChainBuilder, TheFiltersWorkOnEveryChannelOfTheStream) {
     const StreamFormat sixToTwo{48000.0F, 0, 6, 2, 3, 4};
     const auto built = build("Boost: 60 dB 1", sixToTwo);
     ASSERT_TRUE(built.chain);
-    EXPECT_EQ(built.chain->shape().bufferCount, 6U);
     const std::vector<float> input(24, 0.1F);
     std::vector<float> output(8);
     built.chain->run(input.data(), 4);
