@@ -4,25 +4,16 @@
 #include "filters/EffectFactoryBoost.h"
 #include "filters/EffectFactoryEqualizer.h"
 #include "filters/EffectFactoryStep.h"
+#include "memory/MemoryMgr.h"
 
 #include <utility>
 
 namespace tovix {
 namespace {
 
-/// Thrown and caught once before a build: a thread's first exception allocates, and with no memory left that ends
-/// the process on Windows. Later ones do not.
-void primeExceptions() noexcept {
-    try {
-        throw 0;
-    } catch (int) {
-        // Nothing to do: having been thrown was the purpose.
-    }
-}
-
-bool appendAll(StagePlanner& appender, FilterList filters) {
+bool appendAll(StagePlanner& planner, FilterList filters) {
     for (auto& filter : filters) {
-        if (!appender.append(std::move(filter))) {
+        if (!planner.append(std::move(filter))) {
             return false;
         }
     }
@@ -49,14 +40,16 @@ void ChainBuilder::configure(const StreamFormat& format, const GateSwitches& swi
 }
 
 BuiltChain ChainBuilder::build(std::string_view settingsPage) noexcept {
-    primeExceptions();
     BuiltChain built;
+    const std::uint32_t refusedBefore = refusedAllocations();
     const bool streams = m_format.maxFrames != 0 && m_format.inputChannels != 0 && m_format.outputChannels != 0;
     try {
-        StagePlanner appender(m_format);
+        StagePlanner planner(m_format);
         // Read in any case: what the text says about the previous effect does not depend on the format.
-        if (collectStages(appender, settingsPage, built.oldApo) && streams) {
-            built.chain = FilterChain::make(appender.shape(), appender.stages());
+        const bool collected = collectStages(planner, settingsPage, built.oldApo);
+        // A factory leaves out, and a filter is inert, for what gets no memory; neither is what the settings ask for.
+        if (collected && streams && refusedAllocations() == refusedBefore) {
+            built.chain = FilterChain::make(planner.shape(), planner.stages());
         }
     } catch (...) {
         built.chain = nullptr;
@@ -64,9 +57,9 @@ BuiltChain ChainBuilder::build(std::string_view settingsPage) noexcept {
     return built;
 }
 
-bool ChainBuilder::collectStages(StagePlanner& appender, std::string_view settingsPage, std::optional<bool>& oldApo) {
+bool ChainBuilder::collectStages(StagePlanner& planner, std::string_view settingsPage, std::optional<bool>& oldApo) {
     for (const auto& factory : m_factories) {
-        if (!appendAll(appender, factory->beginBuild())) {
+        if (!appendAll(planner, factory->beginBuild())) {
             return false;
         }
     }
@@ -78,12 +71,12 @@ bool ChainBuilder::collectStages(StagePlanner& appender, std::string_view settin
         }
         if (const auto setting = oldApoSetting(*line)) {
             oldApo = setting;
-        } else if (!appendAll(appender, offer(*line, text))) {
+        } else if (!appendAll(planner, offer(*line, text))) {
             return false;
         }
     }
     for (const auto& factory : m_factories) {
-        if (!appendAll(appender, factory->endBuild())) {
+        if (!appendAll(planner, factory->endBuild())) {
             return false;
         }
     }

@@ -16,7 +16,7 @@ class StagePlanner;
 
 /// What a build gave.
 struct BuiltChain {
-    /// Null when there was no memory for it or the format allows no chain.
+    /// Null when anything in it was refused memory or the format allows no chain.
     RtPtr<FilterChain> chain;
     /// What the last line about the device's previous effect said, if any did.
     std::optional<bool> oldApo;
@@ -38,7 +38,7 @@ public:
     BuiltChain build(std::string_view settingsPage) noexcept;
 
 private:
-    bool collectStages(StagePlanner& appender, std::string_view settingsPage, std::optional<bool>& oldApo);
+    bool collectStages(StagePlanner& planner, std::string_view settingsPage, std::optional<bool>& oldApo);
     /// Asks the factories in turn; the first that returns filters ends the search.
     FilterList offer(SettingsLine& line, const std::wstring& text);
 

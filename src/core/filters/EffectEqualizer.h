@@ -30,9 +30,6 @@ public:
     /// output may be its input's buffer.
     void process(float** outputs, float** inputs, std::uint32_t) noexcept override RT_SECTION;
 
-    /// Channels that are being filtered; 0 while inert.
-    [[nodiscard]] std::uint32_t channelCount() const noexcept { return m_channelCount; }
-
 private:
     struct DestroyConvolvers {
         std::uint32_t count;
@@ -46,6 +43,7 @@ private:
     std::vector<ResponsePoint> m_points;
     std::uint32_t m_tapCount;
     ConvolverArray m_convolvers;
+    /// Channels that are being filtered; 0 while inert.
     std::uint32_t m_channelCount = 0;
 };
 

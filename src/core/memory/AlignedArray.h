@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -12,12 +11,6 @@
 #include <utility>
 
 namespace tovix {
-
-/// The ordinary heap in the manner of MemoryMgr, for what the audio thread never sees.
-struct HeapMemory {
-    static void* alloc(std::size_t sizeBytes) noexcept { return std::malloc(sizeBytes); }
-    static void free(void* pBlock) noexcept { std::free(pBlock); }
-};
 
 /// A fixed-length array of plain values from `Memory`, zeroed when it is made. It is aligned to a cache line, which
 /// is more than FFTW's vector code asks for and keeps its loads from crossing lines.

@@ -2,6 +2,7 @@
 
 #include "log/Log.h"
 
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
@@ -18,6 +19,8 @@ constinit RtAllocator installed{
 
 /// The file's tag in the log.
 constexpr const char* source = "helpers\\MemoryMgr";
+
+constinit std::atomic<std::uint32_t> refusals{0};
 
 constexpr std::size_t rtOverheadBytes = MemoryMgr::alignmentBytes;
 constexpr std::size_t heapOverheadBytes = 2 * MemoryMgr::alignmentBytes;
@@ -54,6 +57,7 @@ void* MemoryMgr::alloc(std::size_t sizeBytes) noexcept {
             return withBookkeeping(pRaw, alignmentBytes + distanceToAligned(pRaw));
         }
     }
+    refusals.fetch_add(1, std::memory_order_relaxed);
     FunctionLog("MemoryMgr::alloc", source, nullptr)
         .error("Failed to allocate ", std::uint64_t{sizeBytes + heapOverheadBytes}, " bytes");
     return nullptr;
@@ -70,6 +74,22 @@ void MemoryMgr::free(void* pBlock) noexcept {
     if (result < 0) {
         FunctionLog("MemoryMgr::free", source, nullptr).error("Failed to free memory. Error= ", result);
     }
+}
+
+void* HeapMemory::alloc(std::size_t sizeBytes) noexcept {
+    void* const pBlock = std::malloc(sizeBytes);
+    if (pBlock == nullptr) {
+        refusals.fetch_add(1, std::memory_order_relaxed);
+    }
+    return pBlock;
+}
+
+void HeapMemory::free(void* pBlock) noexcept {
+    std::free(pBlock);
+}
+
+std::uint32_t refusedAllocations() noexcept {
+    return refusals.load(std::memory_order_relaxed);
 }
 
 } // namespace tovix

@@ -41,4 +41,15 @@ public:
     static void free(void* pBlock) noexcept;
 };
 
+/// The ordinary heap in the manner of MemoryMgr, for what the audio thread never sees. All [control].
+struct HeapMemory {
+    static void* alloc(std::size_t sizeBytes) noexcept;
+    static void free(void* pBlock) noexcept;
+};
+
+/// [control] Allocations that MemoryMgr and HeapMemory have refused to the process. Who compares two readings knows
+/// whether all that was made between them is whole, although a filter or factory that got no memory reports nothing.
+/// Another thread's refusal counts too: when memory is that short, nobody loses by treating it as one's own.
+std::uint32_t refusedAllocations() noexcept;
+
 } // namespace tovix

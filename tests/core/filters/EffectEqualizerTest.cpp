@@ -164,7 +164,6 @@ TEST(EffectEqualizer, IsInertWhenThereIsNothingSoundToApply) {
         EffectEqualizer equalizer{c.points, tapCount};
         equalizer.setup(48000.0F, 480, {L"L", L"R"});
         equalizer.setup(c.sampleRateHz, c.blockFrames, c.channels);
-        EXPECT_EQ(equalizer.channelCount(), 0U) << c.why;
         std::vector<std::vector<float>> samples{noise(480, 1)};
         const auto before = samples;
         equalize(equalizer, samples, 480);

@@ -1,0 +1,88 @@
+// The test program is linked with --wrap=malloc,--wrap=free, which sends the calls of its own objects here. Shared
+// libraries are not concerned.
+
+#include "chain/ChainBuilder.h"
+#include "filters/EffectEqualizer.h"
+
+#include "support/DirectConvolution.h"
+
+#include <gtest/gtest.h>
+
+using namespace tovix;
+using namespace tovix::test;
+
+namespace {
+
+/// The request of this thread that is refused, counted from 1; 0 once it has been.
+thread_local int requestsLeft = 0;
+/// Blocks of this thread that were taken and not given back.
+thread_local int blocksHeld = 0;
+
+} // namespace
+
+// The linker's names for the functions it wraps.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
+extern "C" {
+void* __real_malloc(std::size_t sizeBytes);
+void __real_free(void* pBlock);
+
+void* __wrap_malloc(std::size_t sizeBytes) {
+    if (requestsLeft > 0 && --requestsLeft == 0) {
+        return nullptr;
+    }
+    void* const pBlock = __real_malloc(sizeBytes);
+    blocksHeld += pBlock != nullptr ? 1 : 0;
+    return pBlock;
+}
+
+void __wrap_free(void* pBlock) {
+    blocksHeld -= pBlock != nullptr ? 1 : 0;
+    __real_free(pBlock);
+}
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
+
+/// Builds with one request refused, a later one each time, until a build needs fewer; returns the number of requests.
+/// `build` says whether it gave a whole chain.
+template <class Build> int refuseEachRequest(const Build& build) {
+    bool refused = true;
+    int requests = 0;
+    while (refused) {
+        requestsLeft = ++requests;
+        blocksHeld = 0;
+        const bool whole = build();
+        refused = requestsLeft == 0;
+        requestsLeft = 0;
+        EXPECT_EQ(whole, !refused) << "request " << requests;
+        EXPECT_EQ(blocksHeld, 0) << "request " << requests;
+    }
+    return requests;
+}
+
+TEST(RefusedMemory, OfAnEqualizerLeavesItInert) {
+    constexpr std::uint32_t blockFrames = 48;
+    const std::vector<float> sound = noise(blockFrames, 1);
+    const int requests = refuseEachRequest([&sound] {
+        EffectEqualizer equalizer{{{100.0, -3.0}, {1000.0, 6.0}}, 256};
+        equalizer.setup(48000.0F, blockFrames, {L"L", L"R"});
+        std::vector<float> left = sound;
+        std::vector<float> right = sound;
+        float* channels[]{left.data(), right.data()};
+        equalizer.process(channels, channels, blockFrames);
+        EXPECT_EQ(left == sound, right == sound);
+        return left != sound;
+    });
+    // Work arrays, taps, records, and at least ten buffers for each of the two channels.
+    EXPECT_GT(requests, 24) << "the refusals must reach every allocation of the set-up";
+}
+
+TEST(RefusedMemory, OfAnyPartOfAChainGivesNoChain) {
+    ChainBuilder builder(decodeLatin1);
+    builder.configure({48000.0F, 0, 1, 1, 0, 4800}, {});
+    const int requests = refuseEachRequest([&builder] {
+        const BuiltChain built = builder.build("Boost: 60 dB 1\nEqualizer: 100 -3 1000 6\nEnableOldApo:");
+        EXPECT_EQ(built.chain ? built.chain->stageCount() : 2U, 2U);
+        return built.chain != nullptr;
+    });
+    EXPECT_GT(requests, 24) << "two filters with their stages, one channel of the equalizer, and the chain's buffers";
+}
