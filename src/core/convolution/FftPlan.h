@@ -18,10 +18,11 @@ using ComplexBin = float[2];
 /// Plans are estimated, never measured, and no wisdom is read or written: the same length gives the same plan.
 class FftPlan {
 public:
+    /// [control] No plan.
     FftPlan() noexcept = default;
 
     /// [control] Real to half-complex: 2 * `halfLength` floats of `time` to `halfLength` + 1 bins of `spectrum`; the
-    /// input survives. Empty (`!*this`) when FFTW makes no plan, as for all four.
+    /// input survives. Empty (`!*this`) when FFTW makes no plan or there is no memory for planning, as for all four.
     static FftPlan realForward(int halfLength, float* time, ComplexBin* spectrum) noexcept;
 
     /// [control] The way back of `realForward`, which destroys `spectrum`: a plan that preserves it would allocate in
@@ -32,6 +33,7 @@ public:
     static FftPlan complexForward(int length, ComplexBin* input, ComplexBin* output) noexcept;
     static FftPlan complexBackward(int length, ComplexBin* input, ComplexBin* output) noexcept;
 
+    /// Any thread: whether there is a plan.
     explicit operator bool() const noexcept { return m_pPlan != nullptr; }
 
     /// [audio] Transforms the buffers' content.

@@ -2,11 +2,14 @@
 // libraries are not concerned.
 
 #include "chain/ChainBuilder.h"
+#include "convolution/FftPlan.h"
 #include "filters/EffectEqualizer.h"
 
 #include "support/DirectConvolution.h"
 
 #include <gtest/gtest.h>
+
+#include <array>
 
 using namespace tovix;
 using namespace tovix::test;
@@ -57,6 +60,17 @@ template <class Build> int refuseEachRequest(const Build& build) {
         EXPECT_EQ(blocksHeld, 0) << "request " << requests;
     }
     return requests;
+}
+
+TEST(RefusedMemory, OfWhatPlanningTakesGivesNoPlan) {
+    // FFTW ends the process when it is refused memory itself, so that a plan would come of it here, or nothing.
+    std::array<float, 16> time{};
+    ComplexBin spectrum[9]{};
+    requestsLeft = 1;
+    const FftPlan plan = FftPlan::realForward(8, time.data(), spectrum);
+    EXPECT_FALSE(plan);
+    EXPECT_EQ(requestsLeft, 0);
+    EXPECT_TRUE(FftPlan::realForward(8, time.data(), spectrum));
 }
 
 TEST(RefusedMemory, OfAnEqualizerLeavesItInert) {
