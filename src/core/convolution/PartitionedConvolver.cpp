@@ -18,6 +18,16 @@ RT_SECTION float* asFrames(const RtArray<ComplexBin>& spectrum) noexcept {
 
 } // namespace
 
+bool PartitionedConvolver::stepsAreClean(std::uint32_t blockFrames) noexcept {
+    constexpr std::uint32_t largestCleanFactor = 31;
+    for (std::uint32_t factor = 2; factor <= largestCleanFactor && blockFrames != 0; ++factor) {
+        while (blockFrames % factor == 0) {
+            blockFrames /= factor;
+        }
+    }
+    return blockFrames <= 1;
+}
+
 bool PartitionedConvolver::init(std::span<const float> h, std::uint32_t blockFrames) noexcept {
     destroy();
     if (blockFrames == 0 || blockFrames > maxBlockFrames || h.empty() ||

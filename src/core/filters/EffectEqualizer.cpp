@@ -1,6 +1,7 @@
 #include "filters/EffectEqualizer.h"
 
 #include "filters/EqualizerDesign.h"
+#include "log/Log.h"
 #include "memory/MemoryMgr.h"
 
 #include <limits>
@@ -19,6 +20,11 @@ ChannelList EffectEqualizer::setup(float sampleRateHz, std::uint32_t maxFrames, 
     if (h) {
         m_convolvers = makeConvolvers(count, {h.data(), m_tapCount}, maxFrames);
         m_channelCount = m_convolvers ? count : 0;
+        if (m_convolvers && !PartitionedConvolver::stepsAreClean(maxFrames)) {
+            FunctionLog("EffectEqualizer::setup", "filters\\EffectEqualizer", this)
+                .warning("The block length has a prime factor above 31, with which FFTW allocates in every block: ",
+                         maxFrames);
+        }
     }
     return channels;
 }

@@ -18,12 +18,12 @@ namespace tovix {
 /// finite or memory or a plan was refused.
 class EffectEqualizer final : public IFilter {
 public:
-    /// `points` in rising order of frequency; `tapCount` is the filter's length.
+    /// [control] `points` in rising order of frequency; `tapCount` is the filter's length.
     EffectEqualizer(std::vector<ResponsePoint> points, std::uint32_t tapCount) noexcept
         : m_points(std::move(points)), m_tapCount(tapCount) {}
 
     /// [control] Designs the filter and builds one convolver per channel for blocks of exactly `maxFrames`. History
-    /// of an earlier setup is lost.
+    /// of an earlier setup is lost. A block length whose blocks would allocate (see PartitionedConvolver) is logged.
     ChannelList setup(float sampleRateHz, std::uint32_t maxFrames, ChannelList channels) override;
 
     /// [audio] Consumes and produces `maxFrames` frames per channel whatever the frame count says. A channel's

@@ -2,6 +2,7 @@
 
 #include "support/DirectConvolution.h"
 #include "support/DrawnCurve.h"
+#include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
 
@@ -168,6 +169,25 @@ TEST(EffectEqualizer, IsInertWhenThereIsNothingSoundToApply) {
         const auto before = samples;
         equalize(equalizer, samples, 480);
         EXPECT_EQ(samples, before) << c.why;
+    }
+}
+
+TEST(EffectEqualizer, WarnsOnceOfABlockLengthWhoseBlocksAllocate) {
+    for (const auto& [blockFrames, clean] : {std::pair{480U, true},
+                                             {441U, true},
+                                             {961U, true},
+                                             {1U, true},
+                                             {479U, false},
+                                             {37U, false},
+                                             {2U * 9U * 37U, false}}) {
+        const LogCapture capture(LogLevel::Warning);
+        EffectEqualizer equalizer{tilt, tapCount};
+        equalizer.setup(48000.0F, blockFrames, {L"L", L"R"});
+        ASSERT_EQ(capture.lines().size(), clean ? 0U : 1U) << blockFrames;
+        if (!clean) {
+            EXPECT_TRUE(capture.lines()[0].starts_with("WARNING ")) << capture.lines()[0];
+            EXPECT_TRUE(capture.lines()[0].ends_with(" in every block: " + std::to_string(blockFrames)));
+        }
     }
 }
 
