@@ -1,17 +1,16 @@
 #include "render/Job.h"
 
 #include "curves/Numbers.h"
-#include "render/ExitStatus.h"
-#include "render/files/FilePath.h"
+#include "render/files/FileNames.h"
+#include "render/files/ProgramEnd.h"
+#include "render/sound/Demo.h"
 #include "render/sound/SpeakerMask.h"
 #include "text/Limits.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <filesystem>
 #include <utility>
-#include <vector>
 
 namespace tovix::render {
 namespace {
@@ -63,24 +62,6 @@ void checkChanges(const SettingsPlan& plan, const EngineFormat& format, std::uin
     }
 }
 
-/// Outputs under names of their own: two of one name would replace each other, and a table the input. The sound
-/// itself may replace the input, which it does when it is complete.
-void checkNames(const Options& options) {
-    std::vector<std::filesystem::path> names;
-    for (const auto* const pName :
-         {&options.inputPath, &options.outputPath, &options.responsePath, &options.levelsPath}) {
-        if (pName->empty()) {
-            continue;
-        }
-        const auto name = std::filesystem::weakly_canonical(pathFromUtf8(*pName));
-        const bool replacesInput = pName == &options.outputPath && *pName == options.inputPath;
-        if (!replacesInput && std::find(names.begin(), names.end(), name) != names.end()) {
-            throw RenderError(ExitStatus::usage, *pName + " is named twice; every file needs a name of its own.");
-        }
-        names.push_back(name);
-    }
-}
-
 } // namespace
 
 double blockOf(double seconds, const EngineFormat& format) {
@@ -88,8 +69,11 @@ double blockOf(double seconds, const EngineFormat& format) {
 }
 
 Job prepareJob(const Options& options) {
-    checkNames(options);
-    SettingsPlan plan = planSettings(options);
+    // The sound may replace the input, which happens when it is complete; a table may not.
+    const bool replacesInput = options.outputPath == options.inputPath;
+    requireDifferentFiles(
+        {replacesInput ? "" : options.inputPath, options.outputPath, options.responsePath, options.levelsPath});
+    SettingsPlan plan = planSettings(options.settings);
     auto source = options.demo ? openDemo() : openFile(options.inputPath);
     const SourceFormat sound = source->format();
     const std::uint32_t outputChannels = outputChannelsFor(options, sound);

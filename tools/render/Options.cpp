@@ -1,6 +1,6 @@
 #include "render/Options.h"
 
-#include "render/ExitStatus.h"
+#include "render/files/ProgramEnd.h"
 
 #include <CLI/CLI.hpp>
 #include <tovix/Version.h>
@@ -44,7 +44,7 @@ TimedLines timedLines(const std::vector<std::string>& group) {
     return change;
 }
 
-/// What CLI11 fills in and this program reads differently.
+/// What CLI11 fills in and this program converts.
 struct RawOptions {
     std::vector<std::string> files;
     std::vector<std::vector<std::string>> changes;
@@ -75,10 +75,10 @@ void addOptions(CLI::App& app, Options& options, RawOptions& raw) {
     app.add_option("files", raw.files, "The sound file to read (not with --demo) and the one to write")
         ->option_text("IN OUT");
     app.add_flag("--demo", options.demo, "Play a built-in programme of 20 s instead of a file");
-    app.add_option("--set", options.setLines, "A settings line; may be repeated")
+    app.add_option("--set", options.settings.lines, "A settings line; may be repeated")
         ->option_text("LINE")
         ->allow_extra_args(false);
-    app.add_option("--settings", options.settingsPath, "A file of settings lines")->type_name("FILE");
+    app.add_option("--settings", options.settings.fileName, "A file of settings lines")->type_name("FILE");
     app.add_option("--at", raw.changes, "Change these lines at this moment; may be repeated, in order of time")
         ->option_text("SECONDS LINE...")
         ->type_size(2, manyLines);
@@ -101,7 +101,7 @@ void addOptions(CLI::App& app, Options& options, RawOptions& raw) {
 
 void takeFiles(Options& options, const std::vector<std::string>& files) {
     const std::size_t wanted = options.demo ? 1 : 2;
-    if (files.size() < wanted && !options.changes.empty()) {
+    if (files.size() < wanted && !options.settings.changes.empty()) {
         throw RenderError(ExitStatus::usage, "a file name is missing; put the file names first, as --at takes what "
                                              "follows it for settings lines.");
     }
@@ -137,7 +137,7 @@ std::optional<Options> parseOptions(const std::vector<std::string>& arguments, s
     } catch (const CLI::ParseError& error) {
         throw RenderError(ExitStatus::usage, std::string(error.what()) + " (see --help).");
     }
-    std::transform(raw.changes.begin(), raw.changes.end(), std::back_inserter(options.changes), timedLines);
+    std::transform(raw.changes.begin(), raw.changes.end(), std::back_inserter(options.settings.changes), timedLines);
     options.reportFormat = raw.report == "json" ? ReportFormat::json : ReportFormat::text;
     options.sampleFormat = raw.format == "input" ? SampleFormat::likeInput : SampleFormat::float32;
     takeFiles(options, raw.files);

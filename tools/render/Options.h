@@ -1,6 +1,8 @@
 #pragma once
 
-#include "render/engine/EngineChoice.h"
+#include "render/engine/Engine.h"
+#include "render/engine/SettingsPlan.h"
+#include "render/sound/OutputKind.h"
 
 #include <cstdint>
 #include <iosfwd>
@@ -12,23 +14,12 @@ namespace tovix::render {
 
 enum class ReportFormat { text, json };
 
-/// How the output's samples are stored.
-enum class SampleFormat { float32, likeInput };
-
-/// A change of settings in mid-file.
-struct TimedLines {
-    double seconds = 0.0;
-    std::vector<std::string> lines;
-};
-
-/// The command line. Paths and lines are UTF-8; an empty path means that the option was not given.
+/// The command line. Paths are UTF-8; an empty path means that the option was not given.
 struct Options {
     bool demo = false;
     std::string inputPath;
     std::string outputPath;
-    std::string settingsPath;
-    std::vector<std::string> setLines;
-    std::vector<TimedLines> changes;
+    SettingsChoice settings;
     std::optional<std::int64_t> blockFrames;
     std::optional<std::int64_t> outputChannels;
     SampleFormat sampleFormat = SampleFormat::float32;
@@ -41,8 +32,8 @@ struct Options {
     bool quiet = false;
 };
 
-/// Reads the arguments after the program's name. None when help was asked for, which is then written to `out`.
-/// Throws RenderError (usage).
+/// [control] Reads the arguments after the program's name. Returns nothing when they ask for help, which is then
+/// written to `out`. Throws RenderError (usage).
 std::optional<Options> parseOptions(const std::vector<std::string>& arguments, std::ostream& out);
 
 } // namespace tovix::render

@@ -1,8 +1,9 @@
 #include "render/Program.h"
 
-#include "render/ExitStatus.h"
+#include "render/Job.h"
 #include "render/Options.h"
-#include "render/Render.h"
+#include "render/Rendering.h"
+#include "render/files/ProgramEnd.h"
 #include "render/report/Report.h"
 
 #include <exception>
@@ -17,7 +18,7 @@ void run(const std::vector<std::string>& arguments, std::ostream& out) {
     if (!options) {
         return;
     }
-    const Report report = renderSound(*options);
+    const Report report = Rendering(prepareJob(*options)).perform();
     if (options->reportFormat == ReportFormat::json) {
         writeJsonReport(out, report);
     } else if (!options->quiet) {

@@ -1,4 +1,4 @@
-#include "render/ExitStatus.h"
+#include "render/files/ProgramEnd.h"
 #include "tools/render/RenderSupport.h"
 
 #include <sndfile.h>

@@ -1,7 +1,7 @@
 #include "tools/render/RenderSupport.h"
 
 #include "render/Program.h"
-#include "render/files/FilePath.h"
+#include "render/files/FileNames.h"
 
 #include <sndfile.h>
 

@@ -1,5 +1,5 @@
-#include "render/SettingsPlan.h"
-#include "render/sound/DemoProgramme.h"
+#include "render/engine/SettingsPlan.h"
+#include "render/sound/Demo.h"
 #include "tools/render/RenderSupport.h"
 
 #include <nlohmann/json.hpp>

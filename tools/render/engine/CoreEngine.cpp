@@ -1,6 +1,6 @@
 #include "render/engine/CoreEngine.h"
 
-#include "render/ExitStatus.h"
+#include "render/files/ProgramEnd.h"
 
 #include <algorithm>
 #include <chrono>
@@ -47,7 +47,7 @@ void CoreEngine::changeSettings(std::string_view settings) {
     m_announced = settings;
 }
 
-void CoreEngine::attend() {
+void CoreEngine::prepareBlock() {
     if (!m_announced || !m_tokenFree) {
         return;
     }
@@ -58,7 +58,7 @@ void CoreEngine::attend() {
 }
 
 void CoreEngine::process(const float* input, float* output) noexcept {
-    // A valid block's input is only read; the record is one for both directions.
+    // One record type serves both directions; the input of a valid block is only read.
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast)
     const BlockBuffer in{const_cast<float*>(input), m_blockFrames, BufferFlags::valid};
     BlockBuffer out{output, 0, BufferFlags::invalid};
@@ -77,10 +77,6 @@ bool CoreEngine::isSettled() const noexcept {
 
 std::string CoreEngine::description() const {
     return "the core, within this program";
-}
-
-std::unique_ptr<IEngine> makeReplayEngine() {
-    return std::make_unique<CoreEngine>();
 }
 
 } // namespace tovix::render

@@ -1,27 +1,22 @@
 #pragma once
 
-#include "platform/ApoInterfaces.h"
 #include "render/engine/EffectModule.h"
+#include "render/engine/EffectStream.h"
 #include "render/engine/Engine.h"
-#include "render/engine/EngineChoice.h"
 #include "render/engine/SettingsLoan.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace tovix::render {
 
-/// Runs the effect's library and plays both sides to it: the audio engine (create, initialize, negotiate, lock,
-/// process, unlock, release) and the control application (settings page and update event).
+/// Runs the effect's library and plays both sides to it: the audio engine, which loads the library and runs a stream
+/// through an effect, and the control application, which writes the settings and signals.
 ///
 /// The effect builds its chains on a thread of its own and tells nobody when one is ready. So that a render comes out
-/// the same every time, a change waits until the effect has taken the signal, and then for several times as long as
-/// the core in this process takes for the same build.
-///
-/// As the audio engine does with an effect that may work in place, it hands out one buffer for both sides where they
-/// have as many channels.
+/// the same every time, a change waits until the effect has taken the signal, and then for many times as long as the
+/// core in this process takes for the same build. Threads as IEngine says.
 class DllEngine final : public IEngine {
 public:
     explicit DllEngine(EngineChoice choice);
@@ -31,7 +26,7 @@ public:
 
     void open(const EngineFormat& format, std::string_view settings) override;
     void changeSettings(std::string_view settings) override;
-    void attend() override;
+    void prepareBlock() override;
     void process(const float* input, float* output) noexcept override;
     [[nodiscard]] bool isSettled() const noexcept override;
     [[nodiscard]] EngineStatistics statistics() const noexcept override { return m_statistics; }
@@ -55,16 +50,12 @@ private:
         bool m_entered;
     };
 
-    void initialize();
-    /// The format that the effect takes: the one that is asked for, or the effect's proposal. Throws RenderError when
-    /// that is not what the sound is fed in.
-    ComReference<IAudioMediaType> negotiate(IAudioMediaType& requested, IAudioMediaType& output);
-    void lock(IAudioMediaType& input, IAudioMediaType& output);
     /// Gives everything back; false when the library says that it is still in use.
     bool release() noexcept;
     void announce(const std::string& settings);
-    /// Throws RenderError when it takes too long.
-    void awaitTaking();
+    /// Throws RenderError when the effect does not take the signal.
+    void waitUntilSignalIsTaken();
+    /// Tells when somebody else has changed the settings.
     void watchSettings();
 
     ComApartment m_apartment;
@@ -73,18 +64,14 @@ private:
     std::string m_description;
     std::optional<EffectModule> m_module;
     std::optional<SettingsLoan> m_settings;
-    ComReference<IAudioProcessingObject> m_apo;
-    ComReference<IAudioProcessingObjectRT> m_rt;
-    ComReference<IAudioProcessingObjectConfiguration> m_config;
-    bool m_locked = false;
-    /// A copy of the input that the effect may write to; empty where it works in the output.
-    std::vector<float> m_input;
-    std::optional<std::string> m_announced;
+    std::optional<EffectStream> m_stream;
+    /// Settings that wait for the end of a fade.
+    std::optional<std::string> m_waitingSettings;
     /// The text that this engine or, while watching, somebody else wrote last.
     std::string m_knownText;
     bool m_foreignText = false;
     std::uint32_t m_crossfadeFrames = 0;
-    /// Frames until the chain that fades in is there in full.
+    /// Frames until the chain that fades in is heard in full.
     std::uint32_t m_fadeFramesLeft = 0;
     std::uint64_t m_framesPlayed = 0;
     EngineStatistics m_statistics;

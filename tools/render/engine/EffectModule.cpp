@@ -2,10 +2,10 @@
 
 #include "apo/RegistrationRecord.h"
 #include "host/SystemQueries.h"
-#include "render/engine/ComFailure.h"
-#include "render/files/FilePath.h"
+#include "render/files/FileNames.h"
 
 #include <array>
+#include <charconv>
 #include <filesystem>
 
 namespace tovix::render {
@@ -26,6 +26,16 @@ std::filesystem::path libraryPath(const EngineChoice& choice) {
 
 } // namespace
 
+void requireSuccess(HRESULT result, const char* sentence) {
+    if (FAILED(result)) {
+        std::array<char, 8> digits{};
+        const auto code = static_cast<std::uint32_t>(result);
+        char* const pEnd = std::to_chars(digits.data(), digits.data() + digits.size(), code, 16).ptr;
+        throw RenderError(ExitStatus::failure,
+                          std::string(sentence) + " (0x" + std::string(digits.data(), pEnd) + ").");
+    }
+}
+
 EffectModule::EffectModule(const EngineChoice& choice) {
     if (choice.registered) {
         findRegistered();
@@ -40,7 +50,7 @@ void EffectModule::load(const EngineChoice& choice) {
     m_module.reset(::LoadLibraryW(path.c_str()));
     if (!m_module) {
         const DWORD error = ::GetLastError();
-        // The system's own words for it have a gap for a name.
+        // The system's own text for this error has a placeholder for a name in it.
         const std::string reason =
             error == ERROR_BAD_EXE_FORMAT ? "it is no 64-bit library" : describeSystemError(error);
         throw RenderError(ExitStatus::failure,

@@ -1,19 +1,34 @@
 #pragma once
 
 #include "platform/ComEdge.h"
-#include "render/engine/EngineChoice.h"
+#include "render/engine/Engine.h"
+#include "render/files/ProgramEnd.h"
 #include "system/WinHandles.h"
 
 #include <string>
 
 namespace tovix::render {
 
-/// The effect's library as the audio engine comes by it: loaded by its path, or through COM where it is registered.
+/// [control] Throws RenderError with `sentence` and the code when `result` is a failure.
+void requireSuccess(HRESULT result, const char* sentence);
+
+/// [control] Takes over the reference that a call has handed out. Throws RenderError with `sentence` when the call
+/// failed, or claims success and hands out nothing.
+template <class Interface>
+ComReference<Interface> requireObject(HRESULT result, void* pObject, const char* sentence) {
+    requireSuccess(result, sentence);
+    if (pObject == nullptr) {
+        throw RenderError(ExitStatus::failure, std::string(sentence) + " (it answers with nothing).");
+    }
+    return ComReference<Interface>(static_cast<Interface*>(pObject));
+}
+
+/// The effect's library as the audio engine gets it: loaded by its path, or through COM where it is registered.
 /// [control]
 class EffectModule {
 public:
-    /// Loads the library and has it name the effect's class; no effect comes into being, so no settings are touched.
-    /// Throws RenderError when the library cannot be loaded or is none of this effect.
+    /// Loads the library and asks it for the effect's class. No effect is created, so no settings are touched. Throws
+    /// RenderError when the library cannot be loaded or does not hold this effect.
     explicit EffectModule(const EngineChoice& choice);
 
     /// A new effect object. Throws RenderError.
@@ -22,8 +37,8 @@ public:
     /// Which library it is, for people.
     [[nodiscard]] const std::string& description() const noexcept { return m_description; }
 
-    /// Gives the effect's class back, so that no effect can be created any more, and answers what the library says
-    /// when it is asked whether it can go.
+    /// Gives the effect's class back, after which no effect can be created, and returns what the library says when it
+    /// is asked whether it can be unloaded.
     [[nodiscard]] bool canUnload() noexcept;
 
 private:
@@ -31,7 +46,7 @@ private:
     void findRegistered();
 
     std::string m_description;
-    /// None where COM has loaded it, and frees it.
+    /// Null where COM has loaded the library, and frees it.
     ModuleReference m_module;
     ComReference<IClassFactory> m_factory;
 };

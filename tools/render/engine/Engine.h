@@ -1,14 +1,24 @@
 #pragma once
 
-#include "render/engine/EngineChoice.h"
-
-#include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
 
 namespace tovix::render {
+
+/// Which engine runs the effect. Builds without the effect's library have the core alone.
+struct EngineChoice {
+    /// The core in this process instead of the library.
+    bool core = false;
+    /// The library's path, UTF-8; empty means the one beside this program.
+    std::string libraryPath;
+    /// The registered library, through COM, instead of one by its path.
+    bool registered = false;
+    /// Leave the settings to other processes once the stream runs, and say when they change them.
+    bool watch = false;
+    /// `changeSettings` will be called while the stream runs.
+    bool changesSettings = false;
+};
 
 /// The stream that an engine is opened for.
 struct EngineFormat {
@@ -34,45 +44,40 @@ struct EngineStatistics {
     std::uint32_t rebuildCount = 0;
 };
 
-/// Where the effect runs: what plays the audio engine and the control application to it. One stream, one thread.
+/// Plays the audio engine and the control application to the effect. One stream; all calls come from one thread,
+/// which is the control thread between two blocks and the audio thread in `process`.
 class IEngine {
 public:
     virtual ~IEngine() = default;
 
-    /// Starts a stream with the settings text in force. Throws RenderError when the effect cannot be set up.
+    /// [control] Starts a stream with the settings text in force. Throws RenderError when the effect cannot be set
+    /// up.
     virtual void open(const EngineFormat& format, std::string_view settings) = 0;
 
-    /// Announces new settings; only the last text announced before a build counts, as with the real block.
+    /// [control] Announces new settings. Of several texts announced before a build only the last one counts, as with
+    /// the real settings page.
     virtual void changeSettings(std::string_view settings) = 0;
 
-    /// Stands for the time between two blocks: what the effect's own control thread has to do and can do gets done.
-    /// Call it before each block. Throws RenderError when a chain cannot be built, and when the wait for one is
-    /// interrupted.
-    virtual void attend() = 0;
+    /// [control] To be called before each block: what the effect's control thread would do between two blocks gets
+    /// done. Throws RenderError when a chain cannot be built, and when the wait for one is interrupted.
+    virtual void prepareBlock() = 0;
 
-    /// Processes one whole block of interleaved samples: `blockFrames` frames of the input channels in, as many of
-    /// the output channels out.
+    /// [audio] Processes one whole block of interleaved samples: `blockFrames` frames of the input channels in, as
+    /// many of the output channels out.
     virtual void process(const float* input, float* output) noexcept = 0;
 
-    /// Whether the last settings announced are in full effect: nothing waits and nothing fades.
+    /// [control] Whether the last settings announced are in full effect: nothing waits and nothing fades.
     [[nodiscard]] virtual bool isSettled() const noexcept = 0;
 
-    /// Of the stream, also when it has ended.
+    /// [control] Of the stream, also when it has ended.
     [[nodiscard]] virtual EngineStatistics statistics() const noexcept = 0;
 
-    /// Which effect it runs or ran, for people.
+    /// [control] Which effect it runs or ran, for people.
     [[nodiscard]] virtual std::string description() const = 0;
 
-    /// Ends the stream; `open` may follow. Throws RenderError when the effect has not given everything back; the
-    /// stream has ended all the same.
+    /// [control] Ends the stream; `open` may follow. Throws RenderError when the effect has not given everything
+    /// back; the stream has ended all the same.
     virtual void close() = 0;
 };
-
-/// The engine that was chosen. Throws RenderError when this build does not have it.
-std::unique_ptr<IEngine> makeEngine(const EngineChoice& choice);
-
-/// An engine for measurements beside the first one; it shares no state with it that could change the sound, so long
-/// as its settings hold no plain boost, whose level is one for the process.
-std::unique_ptr<IEngine> makeReplayEngine();
 
 } // namespace tovix::render

@@ -3,7 +3,7 @@
 #include "exchange/SecurityHelper.h"
 #include "host/ControllersTurn.h"
 #include "host/SystemQueries.h"
-#include "render/ExitStatus.h"
+#include "render/files/ProgramEnd.h"
 
 namespace tovix::render {
 namespace {

@@ -1,11 +1,10 @@
 #include "render/files/PendingFile.h"
 
-#include "render/ExitStatus.h"
-#include "render/files/FilePath.h"
+#include "render/files/FileNames.h"
+#include "render/files/ProgramEnd.h"
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <system_error>
 
 #ifdef _WIN32
@@ -24,19 +23,21 @@ namespace {
 
 } // namespace
 
-PendingFile::PendingFile(const std::string& finalPath) : m_finalPath(pathFromUtf8(finalPath)), m_path(m_finalPath) {
+PendingFile::PendingFile(const std::string& finalName) : m_finalPath(pathFromUtf8(finalName)), m_path(m_finalPath) {
     std::error_code ignored;
     if (!m_finalPath.has_filename() || std::filesystem::is_directory(m_finalPath, ignored)) {
-        refuse(finalPath, "that is a folder");
+        refuse(finalName, "that is a folder");
     }
     if (std::filesystem::exists(m_finalPath, ignored) && !std::filesystem::is_regular_file(m_finalPath, ignored)) {
-        refuse(finalPath, "that is no ordinary file");
+        refuse(finalName, "that is no ordinary file");
     }
-    const std::string ending = "." + std::to_string(getpid()) + ".part";
-    m_path.replace_filename("." + m_finalPath.filename().string() + ending);
+    std::filesystem::path hiddenName(".");
+    hiddenName += m_finalPath.filename();
+    hiddenName += "." + std::to_string(getpid()) + ".part";
+    m_path.replace_filename(hiddenName);
     errno = 0;
     if (!std::ofstream(m_path, std::ios::binary)) {
-        refuse(finalPath, errno != 0 ? std::strerror(errno) : "its folder takes no file");
+        refuse(finalName, errno != 0 ? std::strerror(errno) : "its folder takes no file");
     }
 }
 
@@ -51,9 +52,20 @@ void PendingFile::commit() {
     std::error_code error;
     std::filesystem::rename(m_path, m_finalPath, error);
     if (error) {
-        refuse(m_finalPath.string(), error.message());
+        refuse(utf8Text(m_finalPath), error.message());
     }
     m_committed = true;
+}
+
+PendingText::PendingText(const std::string& finalName)
+    : m_name(finalName), m_file(finalName), m_stream(m_file.path(), std::ios::binary) {}
+
+void PendingText::commit() {
+    m_stream.close();
+    if (!m_stream) {
+        throw RenderError(ExitStatus::unwritableOutput, "the output " + m_name + " could not be written to its end.");
+    }
+    m_file.commit();
 }
 
 } // namespace tovix::render

@@ -5,12 +5,12 @@
 
 namespace tovix::render {
 
-/// How long the blocks took.
+/// How long the effect took for its blocks. [control]
 class BlockTiming {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// Runs `block` and takes its time.
+    /// Runs `block` and measures its time.
     template <class Block> void measure(Block&& block) {
         const auto start = Clock::now();
         block();

@@ -1,16 +1,16 @@
 #include "render/measure/LevelTrace.h"
 
 #include "curves/Numbers.h"
-#include "render/ExitStatus.h"
 
 #include <algorithm>
 #include <cmath>
+#include <ostream>
 
 namespace tovix::render {
 namespace {
 
 constexpr double shortestRowSeconds = 0.05;
-/// More would only make pictures large.
+/// More rows than a picture of the levels has pixels would only make it large.
 constexpr double mostRows = 2000.0;
 constexpr double lowestDb = -150.0;
 
@@ -36,10 +36,9 @@ void LevelTrace::Level::add(const float* samples, std::size_t count) {
     }
 }
 
-LevelTrace::LevelTrace(const std::string& path, const TraceFormat& format)
-    : m_name(path), m_format(format), m_rowFrames(rowFrames(format)), m_pending(path),
-      m_file(m_pending.path(), std::ios::binary) {
-    m_file << "seconds,input_peak_db,input_rms_db,output_peak_db,output_rms_db,limiter_reduction_db\n";
+LevelTrace::LevelTrace(const std::string& name, const TraceFormat& format)
+    : m_format(format), m_rowFrames(rowFrames(format)), m_file(name) {
+    m_file.stream() << "seconds,input_peak_db,input_rms_db,output_peak_db,output_rms_db,limiter_reduction_db\n";
 }
 
 void LevelTrace::addBlock(const float* input, const float* output, std::size_t frameCount,
@@ -60,9 +59,9 @@ void LevelTrace::writeRow() {
     const double middle = (static_cast<double>(m_framesBefore) + frames / 2) / m_format.sampleRateHz;
     const double inputRms = std::sqrt(m_input.squares / (frames * m_format.inputChannels));
     const double outputRms = std::sqrt(m_output.squares / (frames * m_format.outputChannels));
-    m_file << formatFixed(middle, 4) << ',' << levelText(m_input.peak) << ',' << levelText(inputRms) << ','
-           << levelText(m_output.peak) << ',' << levelText(outputRms) << ','
-           << (m_reductionDb ? formatFixed(*m_reductionDb, 3) : "") << '\n';
+    m_file.stream() << formatFixed(middle, 4) << ',' << levelText(m_input.peak) << ',' << levelText(inputRms) << ','
+                    << levelText(m_output.peak) << ',' << levelText(outputRms) << ','
+                    << (m_reductionDb ? formatFixed(*m_reductionDb, 3) : "") << '\n';
     m_framesBefore += m_frames;
     m_frames = 0;
     m_input = {};
@@ -74,11 +73,7 @@ void LevelTrace::commit() {
     if (m_frames > 0) {
         writeRow();
     }
-    m_file.close();
-    if (!m_file) {
-        throw RenderError(ExitStatus::unwritableOutput, "the output " + m_name + " could not be written to its end.");
-    }
-    m_pending.commit();
+    m_file.commit();
 }
 
 } // namespace tovix::render

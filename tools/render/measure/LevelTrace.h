@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
 #include <optional>
 #include <string>
 
@@ -22,12 +21,13 @@ struct TraceFormat {
 
 /// Writes the levels before and after the effect over time: one row per 50 ms, or per 2000th of a long sound,
 /// rounded up to whole blocks, with the highest sample and the root mean square of all channels, in dB of full scale
-/// and not below -150, and the limiter's strongest reduction (empty where it was not measured).
+/// and not below -150, and the limiter's strongest reduction (empty where it was not measured). [control]
 class LevelTrace {
 public:
     /// Throws RenderError when the file cannot be written.
-    LevelTrace(const std::string& path, const TraceFormat& format);
+    LevelTrace(const std::string& name, const TraceFormat& format);
 
+    /// One block of interleaved samples; `reductionDb` is the limiter's strongest reduction in it, if measured.
     void addBlock(const float* input, const float* output, std::size_t frameCount, std::optional<double> reductionDb);
 
     /// Completes the file under its final name. Throws RenderError.
@@ -42,11 +42,9 @@ private:
 
     void writeRow();
 
-    std::string m_name;
     TraceFormat m_format;
     std::uint64_t m_rowFrames;
-    PendingFile m_pending;
-    std::ofstream m_file;
+    PendingText m_file;
     std::uint64_t m_framesBefore = 0;
     std::uint64_t m_frames = 0;
     Level m_input;

@@ -44,7 +44,7 @@ BoostPlace findBoost(const Settings& settings) {
 } // namespace
 
 void LimiterProbe::Replay::open(const EngineFormat& format, const std::string& settings) {
-    m_engine = makeReplayEngine();
+    m_engine.emplace();
     m_output.resize(std::size_t{format.blockFrames} * format.outputChannels);
     m_engine->open(format, settings);
 }

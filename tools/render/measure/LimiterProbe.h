@@ -1,11 +1,10 @@
 #pragma once
 
-#include "render/SettingsPlan.h"
-#include "render/engine/Engine.h"
+#include "render/engine/CoreEngine.h"
+#include "render/engine/SettingsPlan.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,7 +29,7 @@ struct LimiterActivity {
 /// the level before it, less the line's gain. The limiter turns all channels of a frame by one gain and at once, so
 /// that this is exact. What reaches the line is the input, or, behind an equalizer, a replay of the lines before it;
 /// what leaves it is the engine's output, or, before an equalizer, a replay of the line alone. Blocks in which
-/// settings fade over are left out.
+/// settings fade over are left out. [control]
 class LimiterProbe {
 public:
     explicit LimiterProbe(const EngineFormat& format);
@@ -39,7 +38,7 @@ public:
     void follow(const Settings& settings);
 
     /// One whole block of the engine's input and output, of which `frameCount` frames count; `settled` says whether
-    /// it was free of fading. Answers the block's peak reduction in dB where it was measured.
+    /// it was free of fading. Returns the block's peak reduction in dB where it was measured.
     std::optional<double> addBlock(const float* input, const float* output, std::size_t frameCount, bool settled);
 
     [[nodiscard]] const LimiterActivity& activity() const noexcept { return m_activity; }
@@ -54,7 +53,7 @@ private:
         const float* run(const float* input);
 
     private:
-        std::unique_ptr<IEngine> m_engine;
+        std::optional<CoreEngine> m_engine;
         std::vector<float> m_output;
     };
 

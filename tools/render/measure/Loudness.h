@@ -1,7 +1,5 @@
 #pragma once
 
-#include "render/sound/Source.h"
-
 #include <ebur128.h>
 
 #include <cstddef>
@@ -11,7 +9,7 @@
 
 namespace tovix::render {
 
-/// Figures of one side of the effect; none where the library does not take the format, or memory was short.
+/// Figures of one side of the effect; absent where libebur128 does not take the format, or memory was short.
 struct LoudnessFigures {
     /// Gated loudness of the whole (EBU R 128), LUFS; -infinity when all of it lies below the gate.
     std::optional<double> integratedLufs;
@@ -19,9 +17,10 @@ struct LoudnessFigures {
     std::optional<double> truePeakDb;
 };
 
-/// Measures loudness and true peak of interleaved sound with libebur128.
+/// Measures loudness and true peak of interleaved sound with libebur128. [control]
 class Loudness {
 public:
+    /// `channelMask` is the platform's speaker mask, 0 for none.
     Loudness(std::uint32_t channels, std::uint32_t channelMask, std::uint32_t sampleRateHz);
     void add(const float* samples, std::size_t frameCount);
     [[nodiscard]] LoudnessFigures figures() const;

@@ -5,9 +5,10 @@
 
 namespace tovix::render {
 
-/// A bar on the error stream's last line, while that is a terminal; nothing anywhere else.
+/// A bar in the last line of the error stream where that is a terminal; nothing elsewhere. [control]
 class ProgressBar {
 public:
+    /// `total` is what `show` is compared with, in any unit.
     ProgressBar(bool wanted, std::uint64_t total);
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;

@@ -1,19 +1,18 @@
 #pragma once
 
-#include "render/SettingsPlan.h"
 #include "render/engine/Engine.h"
+#include "render/engine/SettingsPlan.h"
 #include "render/measure/LimiterProbe.h"
 #include "render/measure/Loudness.h"
-#include "render/sound/Source.h"
+#include "render/sound/SoundSource.h"
 
 #include <cstdint>
 #include <iosfwd>
 #include <string>
-#include <vector>
 
 namespace tovix::render {
 
-/// Everything that a run has to tell.
+/// Everything that a run reports.
 struct Report {
     SourceFormat source;
     std::string outputName;
@@ -40,10 +39,10 @@ struct Report {
     [[nodiscard]] double soundSeconds() const { return static_cast<double>(frames) / format.sampleRateHz; }
 };
 
-/// For people.
+/// [control] For people.
 void writeTextReport(std::ostream& out, const Report& report);
 
-/// For programs: one JSON object, whose figures are null where there are none.
+/// [control] For programs: one JSON object. A figure that was not measured is null.
 void writeJsonReport(std::ostream& out, const Report& report);
 
 } // namespace tovix::render

@@ -3,13 +3,12 @@
 #include "curves/Numbers.h"
 #include "filters/EffectFactoryEqualizer.h"
 #include "filters/EqualizerDesign.h"
-#include "render/ExitStatus.h"
 
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <fstream>
 #include <numbers>
+#include <ostream>
 
 namespace tovix::render {
 namespace {
@@ -49,7 +48,7 @@ std::complex<double> transferAt(const std::vector<float>& taps, double radiansPe
     return sum;
 }
 
-void writePoints(std::ofstream& file, const std::vector<Equalizer>& equalizers) {
+void writePoints(std::ostream& file, const std::vector<Equalizer>& equalizers) {
     for (const auto& equalizer : equalizers) {
         for (const auto& point : equalizer.points) {
             file << "point," << formatDecimal(point.frequencyHz) << ',' << formatDecimal(point.gainDb) << ",,\n";
@@ -57,7 +56,7 @@ void writePoints(std::ofstream& file, const std::vector<Equalizer>& equalizers) 
     }
 }
 
-void writeRow(std::ofstream& file, const std::vector<Equalizer>& equalizers, double hz, std::uint32_t sampleRateHz) {
+void writeRow(std::ostream& file, const std::vector<Equalizer>& equalizers, double hz, std::uint32_t sampleRateHz) {
     double targetDb = 0.0;
     double designedDb = 0.0;
     double phase = 0.0;
@@ -74,10 +73,10 @@ void writeRow(std::ofstream& file, const std::vector<Equalizer>& equalizers, dou
 
 } // namespace
 
-ResponseReport::ResponseReport(const std::string& path, const Settings& settings, std::uint32_t sampleRateHz)
-    : m_pending(path) {
+ResponseReport::ResponseReport(const std::string& name, const Settings& settings, std::uint32_t sampleRateHz)
+    : m_file(name) {
     const auto equalizers = designAll(settings, sampleRateHz);
-    std::ofstream file(m_pending.path(), std::ios::binary);
+    auto& file = m_file.stream();
     file << "kind,frequency_hz,target_db,designed_db,phase_degrees\n";
     writePoints(file, equalizers);
     const double highestHz = sampleRateHz / 2.0;
@@ -86,10 +85,6 @@ ResponseReport::ResponseReport(const std::string& path, const Settings& settings
     for (int row = 0; row <= rows; ++row) {
         const double hz = lowestHz * std::pow(highestHz / lowestHz, static_cast<double>(row) / rows);
         writeRow(file, equalizers, hz, sampleRateHz);
-    }
-    file.close();
-    if (!file) {
-        throw RenderError(ExitStatus::unwritableOutput, "the output " + path + " could not be written to its end.");
     }
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "render/SettingsPlan.h"
+#include "render/engine/SettingsPlan.h"
 #include "render/files/PendingFile.h"
 
 #include <cstdint>
@@ -11,17 +11,17 @@ namespace tovix::render {
 /// Writes what the equalizers of the settings shall do to each frequency, and what their filters, as designed, do:
 /// rows of the kinds "point" (one per point of the settings) and "response" (from 10 Hz, or less at low rates, to
 /// half the sample rate). Several equalizers add up. Without any, or where a design fails and the equalizer lets the
-/// sound through, the response is flat.
+/// sound through, the response is flat. [control]
 class ResponseReport {
 public:
-    /// Writes the pending file. Throws RenderError when it cannot be written.
-    ResponseReport(const std::string& path, const Settings& settings, std::uint32_t sampleRateHz);
+    /// Designs the filters and writes the table. Throws RenderError when the file cannot be created.
+    ResponseReport(const std::string& name, const Settings& settings, std::uint32_t sampleRateHz);
 
-    /// Gives it its final name. Throws RenderError.
-    void commit() { m_pending.commit(); }
+    /// Completes the file under its final name. Throws RenderError.
+    void commit() { m_file.commit(); }
 
 private:
-    PendingFile m_pending;
+    PendingText m_file;
 };
 
 } // namespace tovix::render

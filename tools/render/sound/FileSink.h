@@ -1,30 +1,22 @@
 #pragma once
 
-#include "render/Options.h"
 #include "render/files/PendingFile.h"
+#include "render/sound/OutputKind.h"
 #include "render/sound/SoundFile.h"
-#include "render/sound/Source.h"
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
 
 namespace tovix::render {
 
-/// What the output shall be.
-struct SinkFormat {
-    SampleFormat samples = SampleFormat::float32;
-    std::uint32_t channels = 0;
-    std::uint32_t channelMask = 0;
-};
-
-/// The sound file that is written. Its kind follows the name's ending, else the input's kind.
+/// The sound file that is written. Its kind follows the ending of its name. [control]
 class FileSink {
 public:
-    /// Throws RenderError when the file cannot be written or its kind does not take such sound.
-    FileSink(const std::string& path, const SourceFormat& source, const SinkFormat& format);
+    /// Throws RenderError when the name's ending does not allow such a sound, and when the file cannot be written.
+    FileSink(const std::string& name, const SourceFormat& source, const SinkFormat& format);
 
-    [[nodiscard]] const std::string& kind() const noexcept { return m_kind; }
+    /// Container and encoding, for people.
+    [[nodiscard]] std::string kind() const { return formatName(m_info.format); }
 
     /// Writes interleaved frames. Throws RenderError.
     void write(const float* samples, std::size_t frameCount);
@@ -34,7 +26,7 @@ public:
 
 private:
     std::string m_name;
-    std::string m_kind;
+    SF_INFO m_info;
     PendingFile m_pending;
     SoundFile m_file;
 };

@@ -8,6 +8,8 @@
 
 namespace tovix::render {
 
+// libsndfile's files as owned objects. [control]
+
 struct CloseSoundFile {
     void operator()(SNDFILE* pFile) const noexcept { sf_close(pFile); }
 };

@@ -1,6 +1,4 @@
-#include "render/Interruption.h"
-
-#include "render/ExitStatus.h"
+#include "render/files/ProgramEnd.h"
 
 #include <algorithm>
 #include <atomic>
@@ -20,13 +18,14 @@ std::atomic<bool> requested{false};
 static_assert(std::atomic<bool>::is_always_lock_free);
 
 #ifdef _WIN32
-/// Runs on a thread of its own that the system starts.
+/// Runs on a thread that the system starts for it.
 BOOL WINAPI noteRequest(DWORD event) {
     requested.store(true, std::memory_order_relaxed);
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
-        // The system ends the process when this returns, and by itself after this long; the program is faster.
-        constexpr DWORD systemsPatienceMs = 5000;
-        ::Sleep(systemsPatienceMs);
+        // The console closes or the user logs off: the system ends the process when this function returns, or after
+        // 5 s. Staying here leaves the program's thread that time to remove its files; its end ends the process.
+        constexpr DWORD systemLimitMs = 5000;
+        ::Sleep(systemLimitMs);
     }
     return TRUE;
 }
@@ -37,7 +36,7 @@ extern "C" void noteRequest(int) {
     requested.store(true, std::memory_order_relaxed);
 }
 
-/// One that is ignored, as in a job in the background, stays so.
+/// A signal that is ignored, as in a background job, stays ignored.
 void handleSignals(void (*handler)(int)) noexcept {
     for (const int signal : signals) {
         if (std::signal(signal, handler) == SIG_IGN) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "render/Options.h"
 #include "settings/SettingsDiagnosis.h"
 
 #include <cstdint>
@@ -10,11 +9,26 @@
 
 namespace tovix::render {
 
-/// Settings text that the effect can act on, and what each of its lines does.
+/// A change of settings in mid-file, as the command line asks for it.
+struct TimedLines {
+    double seconds = 0.0;
+    std::vector<std::string> lines;
+};
+
+/// Where the settings come from. Names and lines are UTF-8.
+struct SettingsChoice {
+    /// A file of settings lines; empty for none.
+    std::string fileName;
+    /// Lines put over those of the file. Without either there are the default lines.
+    std::vector<std::string> lines;
+    std::vector<TimedLines> changes;
+};
+
+/// Settings text that the effect can act on, and what each of its lines does. [control]
 class Settings {
 public:
-    /// Checks the text. Throws RenderError when it is longer than the effect takes or when one of its lines builds
-    /// nothing.
+    /// Checks the text. Throws RenderError when it is longer than the effect takes, or when the effect can do nothing
+    /// with one of its lines.
     explicit Settings(std::string_view text);
 
     [[nodiscard]] const std::vector<std::string>& lines() const noexcept { return m_lines; }
@@ -32,6 +46,7 @@ private:
     std::vector<LineDiagnosis> m_diagnoses;
 };
 
+/// A change, checked; moments count from the beginning of the sound.
 struct SettingsChange {
     double seconds = 0.0;
     Settings settings;
@@ -44,7 +59,7 @@ struct SettingsPlan {
     std::vector<SettingsChange> changes;
 };
 
-/// Reads the settings that the options name. Throws RenderError; also when the changes are not in order of time.
-SettingsPlan planSettings(const Options& options);
+/// [control] Reads and checks the settings. Throws RenderError; also when the changes are not in order of time.
+SettingsPlan planSettings(const SettingsChoice& choice);
 
 } // namespace tovix::render

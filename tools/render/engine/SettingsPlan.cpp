@@ -1,8 +1,8 @@
-#include "render/SettingsPlan.h"
+#include "render/engine/SettingsPlan.h"
 
 #include "curves/Numbers.h"
-#include "render/ExitStatus.h"
-#include "render/files/FilePath.h"
+#include "render/files/FileNames.h"
+#include "render/files/ProgramEnd.h"
 #include "settings/SettingsEdit.h"
 #include "text/Limits.h"
 
@@ -40,11 +40,11 @@ std::string joined(const std::vector<std::string>& lines) {
     return text.substr(0, text.empty() ? 0 : text.size() - 1);
 }
 
-Settings initialSettings(const Options& options) {
-    if (options.settingsPath.empty()) {
-        return Settings(joined(options.setLines.empty() ? defaultLines : options.setLines));
+Settings initialSettings(const SettingsChoice& choice) {
+    if (choice.fileName.empty()) {
+        return Settings(joined(choice.lines.empty() ? defaultLines : choice.lines));
     }
-    return readSettings(options.settingsPath).with(options.setLines);
+    return readSettings(choice.fileName).with(choice.lines);
 }
 
 } // namespace
@@ -81,11 +81,11 @@ Settings Settings::with(const std::vector<std::string>& arguments) const {
     return Settings(edit.text());
 }
 
-SettingsPlan planSettings(const Options& options) {
-    SettingsPlan plan{initialSettings(options), {}};
+SettingsPlan planSettings(const SettingsChoice& choice) {
+    SettingsPlan plan{initialSettings(choice), {}};
     double previousSeconds = 0.0;
-    for (const auto& change : options.changes) {
-        // A moment that is no number fails this, too.
+    for (const auto& change : choice.changes) {
+        // Also true for a moment that is not a number.
         if (!(change.seconds >= previousSeconds)) {
             throw RenderError(ExitStatus::changeTime, "--at " + formatDecimal(change.seconds) +
                                                           " stands out of order: moments must not go back.");

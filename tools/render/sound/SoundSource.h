@@ -3,16 +3,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace tovix::render {
 
-/// Where the sound comes from, as far as anyone after it cares.
+/// What the input is.
 struct SourceFormat {
     std::uint32_t sampleRateHz = 0;
     std::uint32_t channels = 0;
-    /// Speakers by the file's own word, else the usual ones for the count, else 0.
+    /// Speakers as the file names them, else the usual ones for the count, else 0.
     std::uint32_t channelMask = 0;
     std::uint64_t frames = 0;
     /// Name and kind, for the report.
@@ -22,23 +21,20 @@ struct SourceFormat {
     int fileFormat = 0;
 };
 
-/// Interleaved sound, read once from front to back.
+/// Interleaved sound, read once from front to back. [control]
 class ISource {
 public:
     virtual ~ISource() = default;
     [[nodiscard]] virtual const SourceFormat& format() const noexcept = 0;
-    /// Reads up to `frameCount` frames and answers how many; fewer only at the end. Throws RenderError.
+    /// Reads up to `frameCount` frames and returns their number; fewer only at the end. Throws RenderError.
     virtual std::size_t read(float* samples, std::size_t frameCount) = 0;
 };
 
-/// Opens a sound file. Throws RenderError when it is unreadable, holds nothing, or has a rate or channel count that
-/// the effect does not take.
+/// [control] Opens a sound file. Throws RenderError when it is unreadable, holds nothing, or has a rate or channel
+/// count that the effect does not take.
 std::unique_ptr<ISource> openFile(const std::string& path);
 
-/// The built-in programme.
-std::unique_ptr<ISource> openDemo();
-
-/// The first channels of a source, which has as many or more, with the usual speakers for their count.
+/// [control] The first channels of a source, which has as many or more, with the usual speakers for their count.
 std::unique_ptr<ISource> takeFirstChannels(std::unique_ptr<ISource> source, std::uint32_t channels);
 
 } // namespace tovix::render

@@ -1,4 +1,8 @@
-#include "render/sound/DemoProgramme.h"
+#include "render/sound/Demo.h"
+
+#include "render/sound/SpeakerMask.h"
+
+#include <sndfile.h>
 
 #include <algorithm>
 #include <array>
@@ -138,6 +142,33 @@ struct Passage {
 constexpr std::array<Passage, 6> passages{
     {{3.0, tones}, {5.0, sweep}, {4.5, speech}, {2.5, farBelow}, {3.5, closeToFullScale}, {1.5, dyingString}}};
 
+class DemoSource final : public ISource {
+public:
+    DemoSource() : m_samples(makeDemoProgramme()) {
+        m_format = {.sampleRateHz = demoRateHz,
+                    .channels = demoChannels,
+                    .channelMask = usualSpeakerMask(demoChannels),
+                    .frames = m_samples.size() / demoChannels,
+                    .name = "demo programme",
+                    .kind = "generated",
+                    .fileFormat = SF_FORMAT_WAV | SF_FORMAT_FLOAT};
+    }
+
+    [[nodiscard]] const SourceFormat& format() const noexcept override { return m_format; }
+
+    std::size_t read(float* samples, std::size_t frameCount) override {
+        const std::size_t count = std::min(frameCount * demoChannels, m_samples.size() - m_position);
+        std::copy_n(m_samples.data() + m_position, count, samples);
+        m_position += count;
+        return count / demoChannels;
+    }
+
+private:
+    std::vector<float> m_samples;
+    std::size_t m_position = 0;
+    SourceFormat m_format;
+};
+
 } // namespace
 
 std::vector<float> makeDemoProgramme() {
@@ -154,6 +185,10 @@ std::vector<float> makeDemoProgramme() {
         }
     }
     return samples;
+}
+
+std::unique_ptr<ISource> openDemo() {
+    return std::make_unique<DemoSource>();
 }
 
 } // namespace tovix::render
