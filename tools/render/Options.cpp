@@ -25,8 +25,9 @@ not, and keep all others; a line with a new name goes to the end. Several --set 
 A change (--at) is announced before the first block that begins at or after its moment, and fades in over 10 ms. File
 names stand before --at, which takes what follows it for lines.
 
-Sound files are what libsndfile reads and writes; the output's kind follows the ending of its name. Output appears
-under its name only when it is complete.
+The input is any sound file that libsndfile reads. The output's kind follows the ending of its name; one that does not
+work is refused with a list of those that do. A kind without 32-bit float gets the nearest that it has: 24 bit in
+.flac, Vorbis in .ogg. Output appears under its name only when it is complete.
 
 Exit status: 0 done; 1 unexpected failure; 2 command line not understood; 3 input unreadable or empty; 4 rate (10 to
 384000 Hz) or channel count (1 to 4096) out of range; 5 settings longer than 255 bytes; 6 a settings line builds

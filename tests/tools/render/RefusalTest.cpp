@@ -79,7 +79,7 @@ TEST_F(Refusal, OfEachWrongInputHasItsStatusAndOneSentenceAndLeavesTheOutputAlon
         {{in, out, "--at", "0.495", "Boost: 1 dB 1"}, ExitStatus::changeTime},
         {{in, folder.file("absent/out.wav")}, ExitStatus::unwritableOutput},
         {{in, folder.file("")}, ExitStatus::unwritableOutput},
-        {{in, folder.file("out.flac")}, ExitStatus::unwritableOutput},
+        {{in, folder.file("out.xyz")}, ExitStatus::unwritableOutput},
         {{in, out, "--levels", folder.file("absent/levels.csv")}, ExitStatus::unwritableOutput},
         {{in, out, "--settings", folder.file("absent.txt")}, ExitStatus::unreadableSettings},
     };

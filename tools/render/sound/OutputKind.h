@@ -10,7 +10,11 @@
 namespace tovix::render {
 
 /// How the output's samples are stored.
-enum class SampleFormat { float32, likeInput };
+enum class SampleFormat {
+    /// 32-bit float; in a kind of file without it, the nearest encoding that the kind has.
+    float32,
+    likeInput
+};
 
 /// What the output shall be.
 struct SinkFormat {
@@ -19,8 +23,9 @@ struct SinkFormat {
     std::uint32_t channelMask = 0;
 };
 
-/// [control] The kind of file that the ending of `name` stands for, or else the input's. Throws RenderError
-/// (unwritableOutput) when it cannot hold this sound.
+/// [control] The kind of file that the ending of `name` stands for, ready to be opened for writing. Throws
+/// RenderError (unwritableOutput) with the endings that work when there is no ending, when it is unknown, and when
+/// that kind cannot hold this sound or cannot be written by libsndfile as it is linked here.
 SF_INFO chooseOutputKind(const std::string& name, const SourceFormat& source, const SinkFormat& format);
 
 } // namespace tovix::render

@@ -19,6 +19,10 @@ using SoundFile = std::unique_ptr<SNDFILE, CloseSoundFile>;
 /// libsndfile's open for any path; null on failure, of which soundError(nullptr) then tells.
 SoundFile openSoundFile(const std::filesystem::path& path, int mode, SF_INFO& info);
 
+/// Whether libsndfile, as it is linked here, can write such a file. Its own format check also accepts kinds that it
+/// was built without, so this opens a file that goes nowhere.
+bool canWriteSound(SF_INFO info);
+
 /// What last went wrong with the file, or with opening one (null), without an end of sentence or line.
 std::string soundError(SNDFILE* pFile);
 
