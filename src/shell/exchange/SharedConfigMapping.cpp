@@ -16,7 +16,7 @@ IpcsResult SharedConfigMapping::Create(SECURITY_ATTRIBUTES* sa) noexcept {
     if (isOpen()) {
         return IPCS_ALREADY_OPEN;
     }
-    m_hMapping.reset(::CreateFileMappingW(INVALID_HANDLE_VALUE, sa, PAGE_READWRITE, 0, DWORD{configDataBytes},
+    m_hMapping.reset(::CreateFileMappingW(INVALID_HANDLE_VALUE, sa, PAGE_READWRITE, 0, DWORD{settingsPageBytes},
                                           CONFIG_DATA_STRUCT));
     return m_hMapping ? mapView() : IPCS_CREATE_FAILED;
 }
@@ -30,7 +30,8 @@ void SharedConfigMapping::writeText(const ConfigText& text) noexcept {
 }
 
 IpcsResult SharedConfigMapping::mapView() noexcept {
-    m_pView.reset(static_cast<char*>(::MapViewOfFile(m_hMapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, configDataBytes)));
+    m_pView.reset(
+        static_cast<char*>(::MapViewOfFile(m_hMapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, settingsPageBytes)));
     return m_pView ? IPCS_OK : IPCS_MAP_FAILED;
 }
 

@@ -1,6 +1,7 @@
 #include "manager/ChainRebuilder.h"
 
 #include "chain/ChannelNames.h"
+#include "log/Log.h"
 #include "system/SystemText.h"
 
 #include <algorithm>
@@ -22,15 +23,22 @@ std::int64_t counter() noexcept {
     return value.QuadPart;
 }
 
+FunctionLog logOf(const char* function, const void* pManager) noexcept {
+    return {function, "EffectManager", pManager};
+}
+
 } // namespace
 
 ChainRebuilder::ChainRebuilder(const void* pManager)
     : m_pManager(pManager), m_counterFrequency(counterFrequency()),
       m_oldApoSetting(m_config.GetSetting(ApoConfigManager::OldEffectSection, ApoConfigManager::SwitchKey) == 1),
-      m_hChainSemaphore(::CreateSemaphoreW(nullptr, 1, 1, nullptr)), m_builder(&decodeAnsiText) {}
+      m_hChainSemaphore(::CreateSemaphoreW(nullptr, 1, 1, nullptr)),
+      m_hShutdownEvent(::CreateEventW(nullptr, TRUE, FALSE, nullptr)), m_builder(&decodeAnsiText) {
+    m_settingsPage.reserve(settingsPageBytes);
+}
 
-void ChainRebuilder::start(const StreamFormat& format, const GateSwitches& switches) noexcept {
-    const std::lock_guard<CriticalSection> guard(m_lock);
+void ChainRebuilder::startStream(const StreamFormat& format, const GateSwitches& switches) noexcept {
+    const std::lock_guard guard(m_lock);
     m_slots.reset(format);
     logFormat(format);
     m_builder.configure(format, switches);
@@ -43,7 +51,7 @@ void ChainRebuilder::logFormat(const StreamFormat& format) const noexcept {
     }
     try {
         const auto names = channelNames(std::max(format.inputChannels, format.outputChannels), format.channelMask);
-        FunctionLog("EffectManager::initializeManager", "EffectManager", m_pManager)
+        logOf("EffectManager::initializeManager", m_pManager)
             .info("Channel count= ", format.outputChannels, " Device= ", channelDescription(names));
     } catch (...) {
         // No memory for the names: the stream matters more than its line in the log.
@@ -51,19 +59,13 @@ void ChainRebuilder::logFormat(const StreamFormat& format) const noexcept {
     }
 }
 
-void ChainRebuilder::createShutdownEvent() noexcept {
-    m_hShutdownEvent.reset(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
-}
-
-void ChainRebuilder::shutDown() noexcept {
-    ::SetEvent(m_hShutdownEvent.get());
-}
-
 bool ChainRebuilder::rebuild() noexcept {
-    const std::lock_guard<CriticalSection> guard(m_lock);
+    const std::lock_guard guard(m_lock);
     m_buildTimes.start = counter();
     m_slots.freeRetired();
-    BuiltChain built = buildFromSettings();
+    m_settingsPage.clear();
+    m_config.ReadConfigData(m_settingsPage);
+    BuiltChain built = m_builder.build(m_settingsPage);
     m_buildTimes.end = counter();
     if (built.oldApo) {
         m_oldApoSetting.store(*built.oldApo, std::memory_order_release);
@@ -71,39 +73,41 @@ bool ChainRebuilder::rebuild() noexcept {
     return built.chain && m_slots.publish(std::move(built.chain)) == ChainSlots::Published::pending;
 }
 
-BuiltChain ChainRebuilder::buildFromSettings() noexcept {
-    ConfigText text{};
-    const bool haveText = m_config.ReadConfigData(text);
-    return m_builder.build(haveText ? std::string_view(text.data(), text.size()) : std::string_view());
-}
-
-bool ChainRebuilder::waitFor(HANDLE handle) const noexcept {
-    const std::array<HANDLE, 2> handles{handle, m_hShutdownEvent.get()};
-    return ::WaitForMultipleObjects(handles.size(), handles.data(), FALSE, INFINITE) == WAIT_OBJECT_0;
-}
-
 void ChainRebuilder::rebuildOnUpdates() noexcept {
-    const FunctionLog log("EffectManager::notificationThread", "EffectManager", m_pManager);
-    const HANDLE hUpdate = m_config.updateEvent();
-    if (hUpdate == nullptr) {
+    const FunctionLog log = logOf("EffectManager::notificationThread", m_pManager);
+    if (m_config.updateEvent() == nullptr) {
         log.error("NO update event exists!");
     }
-    while (waitFor(hUpdate)) {
-        if (!waitFor(m_hChainSemaphore.get())) {
+    while (m_config.awaitUpdate(m_hShutdownEvent.get())) {
+        if (!awaitToken()) {
             log.info("Shutdown event received 2");
             return;
         }
         if (!rebuild()) {
             // Nothing is fading in, so the audio thread will not return the token.
-            ::ReleaseSemaphore(m_hChainSemaphore.get(), 1, nullptr);
+            returnToken();
         }
     }
     log.info("Shutdown event received 1");
 }
 
+void ChainRebuilder::shutDown() noexcept {
+    ::SetEvent(m_hShutdownEvent.get());
+}
+
+bool ChainRebuilder::awaitToken() const noexcept {
+    // Shutdown first, as in every wait, so that nothing that keeps being signalled holds it up.
+    const std::array<HANDLE, 2> handles{m_hShutdownEvent.get(), m_hChainSemaphore.get()};
+    return ::WaitForMultipleObjects(handles.size(), handles.data(), FALSE, INFINITE) == WAIT_OBJECT_0 + 1;
+}
+
+void ChainRebuilder::returnToken() noexcept {
+    ::ReleaseSemaphore(m_hChainSemaphore.get(), 1, nullptr);
+}
+
 void ChainRebuilder::process(float* output, const float* input, std::uint32_t frameCount) noexcept {
     if (m_slots.process(output, input, frameCount)) {
-        ::ReleaseSemaphore(m_hChainSemaphore.get(), 1, nullptr);
+        returnToken();
     }
 }
 

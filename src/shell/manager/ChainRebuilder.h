@@ -3,41 +3,39 @@
 #include "chain/ChainBuilder.h"
 #include "chain/ChainSlots.h"
 #include "exchange/ConfigHelper.h"
-#include "log/Log.h"
-#include "stream/AudioBlock.h"
+#include "memory/RtSection.h"
 #include "system/Locks.h"
 #include "system/RefCounted.h"
 #include "system/WinHandles.h"
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 
 namespace tovix {
 
 /// What an EffectManager and its parameter-change thread share: the settings, the chain builder, the chains and the
-/// token for the pending chain.
+/// token for the pending chain. All [control] but `process` and `oldApoSetting`.
 class ChainRebuilder : public RefCounted<ChainRebuilder> {
 public:
-    /// [control] `pManager` stands in the log lines only.
+    /// `pManager` stands in the log lines only. Throws std::bad_alloc.
     explicit ChainRebuilder(const void* pManager);
 
-    /// Guards every change of the format and of the chains that is not the audio thread's.
+    /// Guards every change of the format and of the chains that is not the audio thread's. Recursive; whoever starts
+    /// a stream holds it until the stream's thread runs.
     [[nodiscard]] CriticalSection& lock() noexcept { return m_lock; }
 
-    /// [control] Frees all chains, takes the format and builds the first chain. No block is processed meanwhile.
-    /// Takes the lock.
+    /// Frees all chains, takes the format and builds the first chain. No block is processed meanwhile. Takes the
+    /// lock.
     ///
     /// The token is left alone: where a fade was pending it stays given away, and later updates wait until shutdown.
-    void start(const StreamFormat& format, const GateSwitches& switches) noexcept;
+    void startStream(const StreamFormat& format, const GateSwitches& switches) noexcept;
 
-    /// [control] Creates the event that ends `rebuildOnUpdates`; null when the system gives none.
-    void createShutdownEvent() noexcept;
-    /// [control]
-    void shutDown() noexcept;
-
-    /// [control] The thread's work: builds a chain after every update, each once the one before has faded in, until
-    /// the shutdown event or until a wait fails.
+    /// The thread's work: builds a chain after every update, each once the one before has faded in, until `shutDown`
+    /// or until a wait fails.
     void rebuildOnUpdates() noexcept;
+    /// Ends `rebuildOnUpdates`, before any update that is due as well.
+    void shutDown() noexcept;
 
     /// [audio] Processes a block and returns the token when a pending chain has become current.
     void process(float* output, const float* input, std::uint32_t frameCount) noexcept RT_SECTION;
@@ -49,7 +47,7 @@ private:
     friend class RefCounted<ChainRebuilder>;
     ~ChainRebuilder() = default;
 
-    /// When the last build began and ended, in units of the performance counter; for whoever looks with a debugger.
+    /// When the last build began and ended, in units of the performance counter.
     struct BuildTimes {
         std::int64_t start = 0;
         std::int64_t end = 0;
@@ -57,19 +55,22 @@ private:
 
     /// Builds a chain from the present settings and publishes it; false when the token was not given away with it.
     bool rebuild() noexcept;
-    [[nodiscard]] BuiltChain buildFromSettings() noexcept;
     void logFormat(const StreamFormat& format) const noexcept;
-    /// Waits for `handle` or the shutdown event; true when it was `handle`.
-    [[nodiscard]] bool waitFor(HANDLE handle) const noexcept;
+    [[nodiscard]] bool awaitToken() const noexcept;
+    void returnToken() noexcept RT_SECTION;
 
     const void* m_pManager;
-    std::int64_t m_counterFrequency = 0;
+    /// With `m_buildTimes` for whoever looks at a build's duration with a debugger; the product does not read them.
+    std::int64_t m_counterFrequency;
     ApoConfigManager m_config;
+    /// The settings page as last read; keeps its room, so that reading takes no memory.
+    std::string m_settingsPage;
     /// Written by control threads, read by the audio thread.
     std::atomic<bool> m_oldApoSetting;
     CriticalSection m_lock;
     /// The token: count 1, maximum 1.
     KernelHandle m_hChainSemaphore;
+    /// Manual-reset. Null when the system gives none; the thread then ends at its first wait.
     KernelHandle m_hShutdownEvent;
     ChainBuilder m_builder;
     ChainSlots m_slots;

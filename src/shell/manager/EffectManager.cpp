@@ -19,13 +19,13 @@ FunctionLog logOf(const char* function, const EffectManager* pManager) noexcept 
 
 EffectManager::EffectManager() {
     logOf("EffectManager::EffectManager", this).info("ENTERED");
-    m_pState.reset(new ChainRebuilder(this));
+    m_pRebuilder.reset(new ChainRebuilder(this));
 }
 
 EffectManager::~EffectManager() {
     logOf("EffectManager::~EffectManager", this).info("ENTERED");
     if (m_hThread) {
-        m_pState->shutDown();
+        m_pRebuilder->shutDown();
         if (::WaitForSingleObject(m_hThread.get(), threadEndLimitMs) == WAIT_OBJECT_0) {
             logOf("EffectManager::~EffectManager", this).info("params change notification thread was terminated");
         }
@@ -33,16 +33,15 @@ EffectManager::~EffectManager() {
 }
 
 void EffectManager::initializeManager(const StreamFormat& format) noexcept {
-    const std::lock_guard<CriticalSection> guard(m_pState->lock());
-    m_pState->start(format, switches);
+    const std::lock_guard guard(m_pRebuilder->lock());
+    m_pRebuilder->startStream(format, switches);
     if (!m_hThread) {
         startThread();
     }
 }
 
 void EffectManager::startThread() noexcept {
-    m_pState->createShutdownEvent();
-    auto forThread = m_pState->addReference();
+    auto forThread = m_pRebuilder->addReference();
     m_hThread = startThreadHoldingModule<&notificationThread>(forThread.get());
     // Compared with -1 and not with null, deliberately: a thread that could not be started is not reported, and the
     // next call tries again.
@@ -55,18 +54,18 @@ void EffectManager::startThread() noexcept {
     }
 }
 
-DWORD EffectManager::notificationThread(void* pState) noexcept {
-    const ChainRebuilder::Reference pReference(static_cast<ChainRebuilder*>(pState));
-    pReference->rebuildOnUpdates();
+DWORD EffectManager::notificationThread(void* pRebuilder) noexcept {
+    const ChainRebuilder::Reference rebuilder(static_cast<ChainRebuilder*>(pRebuilder));
+    rebuilder->rebuildOnUpdates();
     return 0;
 }
 
 void EffectManager::process(float* output, const float* input, std::uint32_t frameCount) noexcept {
-    m_pState->process(output, input, frameCount);
+    m_pRebuilder->process(output, input, frameCount);
 }
 
 bool EffectManager::oldApoSetting() const noexcept {
-    return m_pState->oldApoSetting();
+    return m_pRebuilder->oldApoSetting();
 }
 
 } // namespace tovix

@@ -46,10 +46,14 @@ public:
     GateSwitches switches;
 
 private:
+    /// [control]
     void startThread() noexcept;
-    static DWORD notificationThread(void* pState) noexcept;
+    /// [control]
+    static DWORD notificationThread(void* pRebuilder) noexcept;
 
-    RefCounted<ChainRebuilder>::Reference m_pState;
+    /// Shared with the thread; its lock is held for the whole of `initializeManager`.
+    RefCounted<ChainRebuilder>::Reference m_pRebuilder;
+    /// Null until the first `initializeManager`, or when no thread could be started.
     KernelHandle m_hThread;
 };
 

@@ -3,12 +3,14 @@
 #include "support/ControlSide.h"
 #include "support/OwnResources.h"
 #include "support/RegistryValue.h"
+#include "support/SettingsWriter.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstring>
+#include <memory>
 #include <optional>
-#include <sstream>
 #include <thread>
 #include <vector>
 
@@ -22,20 +24,43 @@ const std::string cannotOpen =
     "canTryToOpen IS FALSE. Probably just finishing thread prematurely because of object's "
     "destruction.";
 const std::string waitingLog = "INFO ApoConfigManager::SharedDataCreateThread: ";
+const std::string ownText = "#Boost: 0 dB 0\n#EnableOldApo:";
 
 std::string padded(std::string text) {
     text.resize(256, '\0');
     return text;
 }
 
-std::string readBlock(const ApoConfigManager& manager) {
-    std::ostringstream stream;
+std::string readPage(const ApoConfigManager& manager) {
+    std::string stream;
     manager.ReadConfigData(stream);
-    return stream.str();
+    return stream;
 }
 
-bool updateSeen(const ApoConfigManager& manager, DWORD milliseconds = 5000) {
-    return ::WaitForSingleObject(manager.updateEvent(), milliseconds) == WAIT_OBJECT_0;
+/// Whether a change is announced to the manager within the time.
+bool hears(ApoConfigManager& manager, LONGLONG milliseconds = 5000) {
+    const KernelHandle timer(::CreateWaitableTimerW(nullptr, TRUE, nullptr));
+    LARGE_INTEGER due{};
+    due.QuadPart = -10000 * milliseconds;
+    ::SetWaitableTimer(timer.get(), &due, 0, nullptr, nullptr, FALSE);
+    return manager.awaitUpdate(timer.get());
+}
+
+/// Asks until the answer is yes, five seconds at most.
+template <class Condition> bool becomesTrue(const Condition& condition) {
+    for (int i = 0; i < 500; ++i) {
+        if (condition()) {
+            return true;
+        }
+        ::Sleep(10);
+    }
+    return false;
+}
+
+bool endsWithin(std::unique_ptr<ApoConfigManager>& manager, ULONGLONG limitMs) {
+    const ULONGLONG startMs = ::GetTickCount64();
+    manager.reset();
+    return ::GetTickCount64() - startMs < limitMs;
 }
 
 TEST(ApoConfigManager, TextOfAControlSideThatCameFirstIsReadAndKept) {
@@ -46,7 +71,9 @@ TEST(ApoConfigManager, TextOfAControlSideThatCameFirstIsReadAndKept) {
     const BriefLog log;
     {
         const ApoConfigManager manager;
-        EXPECT_EQ(readBlock(manager), padded("Boost: 60 dB 1\nEqualizer: 100 -3"));
+        std::string stream = "before ";
+        manager.ReadConfigData(stream);
+        EXPECT_EQ(stream, "before " + padded("Boost: 60 dB 1\nEqualizer: 100 -3"));
     }
     EXPECT_EQ(control.block(), padded("Boost: 60 dB 1\nEqualizer: 100 -3"));
     EXPECT_EQ(control("await create 50"), "timeout");
@@ -60,11 +87,11 @@ TEST(ApoConfigManager, TextOfAControlSideThatCameFirstIsReadAndKept) {
     EXPECT_EQ(log.lines(), expected);
 }
 
-TEST(ApoConfigManager, EffectThatComesFirstCreatesAZeroBlockAndReleasesOneWaiter) {
+TEST(ApoConfigManager, EffectThatComesFirstCreatesAZeroPageAndReleasesOneWaiter) {
     ControlSide control;
     control("event create");
     const BriefLog log;
-    const ApoConfigManager manager;
+    ApoConfigManager manager;
     EXPECT_TRUE(
         log.has("INFO " + createLog +
                 "m_pSharedData->Open( CONFIG_DATA_STRUCT ) FAILED. GetLastError()=2 ipcsRes=1. Trying to create "
@@ -72,30 +99,36 @@ TEST(ApoConfigManager, EffectThatComesFirstCreatesAZeroBlockAndReleasesOneWaiter
     EXPECT_TRUE(log.has("INFO " + createLog + "m_pSharedData->Create( CONFIG_DATA_STRUCT, sa ) SUCCEEDED"));
     EXPECT_EQ(control("await create 2000"), "signalled");
     EXPECT_EQ(control("await create 50"), "timeout");
-    EXPECT_EQ(readBlock(manager), padded(""));
+    EXPECT_EQ(readPage(manager), padded(""));
     ASSERT_EQ(control("open-block"), "ok");
     EXPECT_EQ(control.block(), padded(""));
 
     control("write Boost: 35 dB 0");
     control("signal update");
-    EXPECT_TRUE(updateSeen(manager));
-    EXPECT_EQ(readBlock(manager), padded("Boost: 35 dB 0"));
+    EXPECT_TRUE(hears(manager));
+    EXPECT_EQ(readPage(manager), padded("Boost: 35 dB 0"));
 }
 
-/// An effect that can neither open nor create the block, beside the process that stands in its way.
+/// An effect that can neither open nor create the page, beside the process that stands in its way.
 struct WaitingEffect {
     ControlSide control;
-    std::optional<ApoConfigManager> manager;
+    std::unique_ptr<ApoConfigManager> manager;
 
     explicit WaitingEffect(const std::string& obstacle = "occupy block") {
         EXPECT_EQ(control(obstacle), "ok");
-        manager.emplace();
+        manager = std::make_unique<ApoConfigManager>();
     }
 
-    void createBlock(const std::string& text) {
+    void createPage(const std::string& text) {
         control("drop");
         EXPECT_EQ(control("create-block"), "ok");
         control("write " + text);
+        control("event update");
+    }
+
+    void createAndSignal(const std::string& text) {
+        createPage(text);
+        control("signal create");
     }
 };
 
@@ -103,8 +136,7 @@ TEST(ApoConfigManager, EffectThatMayNotCreateWaitsAndThenWritesItsOwnSettings) {
     const struct {
         std::optional<DWORD> oldApo;
         std::string text;
-    } cases[] = {{std::nullopt, "#Boost: 0 dB 0\n#EnableOldApo:"}, {2, "#Boost: 0 dB 0\nEnableOldApo:"}};
-    const std::string before = "Boost: 200 dB 1|Equalizer: 100 -3 1000 0 10000 6";
+    } cases[] = {{std::nullopt, ownText}, {2, "#Boost: 0 dB 0\nEnableOldApo:"}};
     for (const auto& c : cases) {
         std::optional<RegistryValue> value;
         if (c.oldApo) {
@@ -113,16 +145,14 @@ TEST(ApoConfigManager, EffectThatMayNotCreateWaitsAndThenWritesItsOwnSettings) {
         const BriefLog log;
         WaitingEffect effect;
         EXPECT_EQ(effect.manager->GetSetting(2, 0), c.oldApo ? 1 : 0);
-        EXPECT_EQ(readBlock(*effect.manager), "");
-        effect.createBlock(before);
-        effect.control("event update");
-        effect.control("signal create");
+        EXPECT_EQ(readPage(*effect.manager), "");
+        effect.createAndSignal("Boost: 200 dB 1|Equalizer: 100 -3 1000 0 10000 6");
         EXPECT_EQ(effect.control("await update 5000"), "signalled");
         // What stood behind the new text stays.
         std::string expected = padded("Boost: 200 dB 1\nEqualizer: 100 -3 1000 0 10000 6");
         expected.replace(0, c.text.size() + 1, c.text.c_str(), c.text.size() + 1);
         EXPECT_EQ(effect.control.block(), expected);
-        EXPECT_EQ(readBlock(*effect.manager), expected);
+        EXPECT_EQ(readPage(*effect.manager), expected);
         EXPECT_TRUE(
             log.has("WARNING " + createLog +
                     "m_pSharedData->Create( CONFIG_DATA_STRUCT, sa ) FAILED. GetLastError()=6 ipcsRes=2. Going "
@@ -136,8 +166,9 @@ TEST(ApoConfigManager, EffectThatMayNotCreateWaitsAndThenWritesItsOwnSettings) {
     }
 }
 
-TEST(ApoConfigManager, BlockThatCannotBeViewedIsDroppedAndWaitedFor) {
-    const BriefLog log;
+TEST(ApoConfigManager, PageThatCannotBeViewedIsDroppedAndWaitedFor) {
+    // A logger may leave any last error behind.
+    const BriefLog log([](const std::string&) { ::SetLastError(4321); });
     WaitingEffect effect("unviewable");
     EXPECT_TRUE(
         log.has("INFO " + createLog +
@@ -147,56 +178,103 @@ TEST(ApoConfigManager, BlockThatCannotBeViewedIsDroppedAndWaitedFor) {
         log.has("WARNING " + createLog +
                 "m_pSharedData->Create( CONFIG_DATA_STRUCT, sa ) FAILED. GetLastError()=5 ipcsRes=4. Going to "
                 "wait for other process to create the struct."));
-    // The new block is a different one only if the effect has let go of the old one.
-    effect.createBlock("x");
-    effect.control("event update");
-    effect.control("signal create");
+    // The new page is a different one only if the effect has let go of the old one.
+    effect.createAndSignal("x");
     EXPECT_EQ(effect.control("await update 5000"), "signalled");
-    EXPECT_EQ(effect.control.block(), padded("#Boost: 0 dB 0\n#EnableOldApo:"));
+    EXPECT_EQ(effect.control.block(), padded(ownText));
 }
 
-TEST(ApoConfigManager, SignalWithoutABlockLeavesTheEffectWithoutOneForGood) {
-    const BriefLog log;
-    WaitingEffect effect;
-    effect.control("signal create");
-    const std::string failed =
-        "ERROR " + openLog + "m_pSharedData->Open(CONFIG_DATA_STRUCT) FAILED. GetLastError()=6 ipcsRes=1";
-    for (int i = 0; i < 500 && !log.has(failed); ++i) {
-        ::Sleep(10);
+TEST(ApoConfigManager, SignalsWithoutAPageLeaveTheEffectWaiting) {
+    std::atomic<bool> flooding{true};
+    std::atomic<int> failures{0};
+    const KernelHandle created(::CreateEventW(nullptr, FALSE, FALSE, L"Global\\TovixDataCreate"));
+    const BriefLog log([&](const std::string& line) {
+        if (line.ends_with("m_pSharedData->Open(CONFIG_DATA_STRUCT) FAILED. GetLastError()=6 ipcsRes=1")) {
+            ++failures;
+            ::SetEvent(flooding ? created.get() : nullptr);
+        }
+    });
+    {
+        WaitingEffect flooded;
+        ::SetEvent(created.get());
+        EXPECT_TRUE(becomesTrue([&] { return failures > 3; }));
+        EXPECT_TRUE(endsWithin(flooded.manager, 3000)) << "the thread never sees that it shall end";
     }
-    EXPECT_TRUE(log.has(failed));
-    effect.createBlock("text");
-    effect.control("signal create");
-    EXPECT_FALSE(updateSeen(*effect.manager, 200));
-    EXPECT_EQ(effect.control.block(), padded("text"));
+    WaitingEffect effect;
+    EXPECT_TRUE(becomesTrue([&] { return ::WaitForSingleObject(created.get(), 0) != WAIT_OBJECT_0; }));
+    flooding = false;
+    failures = 0;
+    ::SetEvent(created.get());
+    EXPECT_TRUE(becomesTrue([&] { return failures == 1; }));
+    effect.createAndSignal("text");
+    EXPECT_TRUE(hears(*effect.manager));
+    EXPECT_EQ(readPage(*effect.manager), padded(ownText));
 }
 
-TEST(ApoConfigManager, DestructionEndsTheThreadAlsoWhereAnotherWaiterTakesItsSignal) {
+TEST(ApoConfigManager, PageThatComesAndIsAnnouncedBeforeTheWaitIsOpenedAsItIs) {
+    ControlSide obstacle;
+    ASSERT_EQ(obstacle("occupy block"), "ok");
+    std::optional<SettingsWriter> page;
+    const BriefLog log([&](const std::string& line) {
+        if (line.find("Going to wait for other process") != std::string::npos) {
+            obstacle("drop");
+            page.emplace("Boost: 60 dB 1");
+            const KernelHandle created(::CreateEventW(nullptr, FALSE, FALSE, L"Global\\TovixDataCreate"));
+            ::SetEvent(created.get());
+        }
+    });
+    const ApoConfigManager manager;
+    EXPECT_EQ(readPage(manager), padded("Boost: 60 dB 1"));
+    EXPECT_FALSE(log.has("INFO " + createLog + "Starting a thread to wait for the data creation"));
+}
+
+TEST(ApoConfigManager, OneCreationSignalOpensThePageForAllThatWaitHereAndOneOfThemWrites) {
+    const KernelHandle turns(::CreateSemaphoreW(nullptr, 0, 2, nullptr));
+    std::atomic<int> opened{0};
+    const BriefLog log([&](const std::string& line) {
+        if (line.ends_with("m_pSharedData->Open(CONFIG_DATA_STRUCT) SUCCEEDED")) {
+            ++opened;
+            ::WaitForSingleObject(turns.get(), 5000);
+        }
+    });
+    WaitingEffect effect;
+    auto second = std::make_unique<ApoConfigManager>();
+    effect.createAndSignal("user");
+    ASSERT_TRUE(becomesTrue([&] { return opened == 2; }));
+    int written = 0;
+    for (int turn = 0; turn < 2; ++turn) {
+        effect.control("write user");
+        ::ReleaseSemaphore(turns.get(), 1, nullptr);
+        // Whether it writes or not, there is something to read.
+        EXPECT_TRUE(becomesTrue([&] { return hears(*effect.manager, 10) || hears(*second, 10); }));
+        written += std::strcmp(readPage(*effect.manager).c_str(), "user") != 0 ? 1 : 0;
+        EXPECT_EQ(readPage(*second), effect.control.block());
+    }
+    EXPECT_EQ(written, 1);
+    // The one that goes, and then the other, leave nothing that would wake a waiter of another process.
+    effect.control("write user");
+    effect.control("event create");
+    EXPECT_TRUE(endsWithin(effect.manager, 3000));
+    EXPECT_TRUE(endsWithin(second, 3000));
+    EXPECT_EQ(effect.control("await create 50"), "timeout");
+    EXPECT_STREQ(effect.control.block().c_str(), "user");
+}
+
+TEST(ApoConfigManager, DestructionWakesNoOtherWaiterAndTouchesNothing) {
     const BriefLog log;
     const std::size_t threadsBefore = ownThreads();
     WaitingEffect effect;
-    std::optional<ApoConfigManager> second(std::in_place);
+    auto second = std::make_unique<ApoConfigManager>();
     EXPECT_EQ(ownThreads(), threadsBefore + 2);
     ::Sleep(100);
-    const ULONGLONG startMs = ::GetTickCount64();
-    second.reset();
-    effect.manager.reset();
-    EXPECT_LT(::GetTickCount64() - startMs, 3000U);
-    EXPECT_EQ(ownThreads(), threadsBefore);
-}
-
-TEST(ApoConfigManager, DestructionWhileWaitingLeavesTheBlockAloneAndNoSignalBehind) {
-    const BriefLog log;
-    WaitingEffect effect;
-    ::Sleep(100);
-    effect.createBlock("text");
-    effect.control("event create");
-    effect.control("event update");
-    const ULONGLONG startMs = ::GetTickCount64();
-    effect.manager.reset();
-    EXPECT_LT(::GetTickCount64() - startMs, 3000U);
+    EXPECT_TRUE(endsWithin(second, 3000));
     EXPECT_TRUE(log.has(cannotOpen));
     EXPECT_EQ(log.lines().back(), "INFO ApoConfigManager::~ApoConfigManager: LEAVING");
+    EXPECT_EQ(ownThreads(), threadsBefore + 1);
+    effect.createPage("text");
+    effect.control("event create");
+    EXPECT_TRUE(endsWithin(effect.manager, 3000));
+    EXPECT_EQ(ownThreads(), threadsBefore);
     EXPECT_EQ(effect.control.block(), padded("text"));
     EXPECT_EQ(effect.control("await create 50"), "timeout");
     EXPECT_EQ(effect.control("await update 50"), "timeout");
@@ -207,13 +285,13 @@ TEST(ApoConfigManager, EventNamesTakenByOtherObjectsLeaveItUsable) {
     ControlSide updateTaken;
     ASSERT_EQ(updateTaken("occupy update"), "ok");
     {
-        const ApoConfigManager manager;
+        ApoConfigManager manager;
         EXPECT_TRUE(log.has("ERROR ApoConfigManager::ApoConfigManager: "
                             "CreateEvent(CONFIG_DATA_UPDATE_EVENT) FAILED. GetLastError()=6"));
-        EXPECT_FALSE(updateSeen(manager, 0));
-        EXPECT_NE(::SetEvent(manager.updateEvent()), FALSE);
-        EXPECT_TRUE(updateSeen(manager));
-        EXPECT_FALSE(updateSeen(manager, 0));
+        EXPECT_FALSE(hears(manager, 10));
+        manager.updateSharedData();
+        EXPECT_TRUE(hears(manager));
+        EXPECT_FALSE(hears(manager, 10));
     }
     ControlSide createTaken;
     ASSERT_EQ(createTaken("occupy create"), "ok");
@@ -226,32 +304,27 @@ TEST(ApoConfigManager, EventNamesTakenByOtherObjectsLeaveItUsable) {
     EXPECT_TRUE(log.has("ERROR " + createLog + "CreateEvent(CONFIG_DATA_CREATE_EVENT) FAILED. GetLastError()=6"));
 }
 
-TEST(ApoConfigManager, BlockMayBeRewrittenWhileItIsRead) {
+TEST(ApoConfigManager, PageMayBeRewrittenWhileItIsRead) {
     ControlSide control;
     ApoConfigManager manager;
     ASSERT_EQ(control("open-block"), "ok");
     std::atomic<bool> scribbling{true};
     std::atomic<int> changes{0};
-    const auto reader = [&] {
+    std::thread reader([&] {
         std::string last;
         while (scribbling) {
-            const std::string bytes = readBlock(manager);
+            const std::string bytes = readPage(manager);
             EXPECT_EQ(bytes.size(), 256U);
             changes += bytes != last ? 1 : 0;
             last = bytes;
         }
-    };
-    std::thread thread(reader);
+    });
     for (int i = 0; i < 30 && changes <= 10; ++i) { // a busy machine lets the two meet seldom
         control("scribble 300");
     }
     scribbling = false;
-    thread.join();
+    reader.join();
     EXPECT_GT(changes, 10);
-    control("write Boost: 10 dB 0");
-    control("signal update");
-    EXPECT_TRUE(updateSeen(manager));
-    EXPECT_STREQ(readBlock(manager).c_str(), "Boost: 10 dB 0");
 }
 
 TEST(ApoConfigManager, AThousandLivesLeaveNoHandleThreadOrByte) {
@@ -282,18 +355,16 @@ TEST(ApoConfigManagerSlow, ThreadThatALoggerHoldsBeyondTheLimitFindsNothingToTou
     });
     const std::size_t threadsBefore = ownThreads();
     WaitingEffect effect;
-    effect.createBlock("text");
+    effect.createPage("text");
     const ULONGLONG startMs = ::GetTickCount64();
     effect.manager.reset();
     EXPECT_GE(::GetTickCount64() - startMs, 4900U);
     EXPECT_LT(::GetTickCount64() - startMs, 8000U);
-    // Were the thread's memory free by now, one of these would take its place.
-    const std::vector<std::string> reused(64, std::string(sizeof(ConfigExchange) - 1, '\xEE'));
+    // Were what the thread shares free by now, one of these would take its place.
+    std::vector<std::string> reused(64, std::string(sizeof(CreationWait) - 1, '\xEE'));
+    reused.insert(reused.end(), 64, std::string(sizeof(ApoConfigManager) - 1, '\xEE'));
     ::SetEvent(gate.get());
-    for (int i = 0; i < 500 && ownThreads() > threadsBefore; ++i) {
-        ::Sleep(10);
-    }
-    EXPECT_EQ(ownThreads(), threadsBefore);
+    EXPECT_TRUE(becomesTrue([&] { return ownThreads() == threadsBefore; }));
     EXPECT_TRUE(log.has(cannotOpen));
     EXPECT_EQ(effect.control.block(), padded("text"));
 }

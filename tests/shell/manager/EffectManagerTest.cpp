@@ -1,18 +1,151 @@
 #include "manager/EffectManager.h"
 #include "support/BriefLog.h"
+#include "support/ImportWatch.h"
 #include "support/OwnResources.h"
 #include "support/SettingsWriter.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <atomic>
 #include <optional>
+#include <vector>
 
 namespace tovix::test {
 namespace {
 
-constexpr const char* threadEnds = "INFO EffectManager::notificationThread: Shutdown event received 1";
-constexpr const char* threadEnded =
-    "INFO EffectManager::~EffectManager: params change notification thread was terminated";
+const std::string threadLog = "INFO EffectManager::notificationThread: ";
+const std::string destructorLog = "INFO EffectManager::~EffectManager: ";
+const std::string threadEnded = destructorLog + "params change notification thread was terminated";
+
+constexpr StreamFormat stereo{48000.0F, 2, 2, 2, 3, 480};
+/// Every build of this text logs a line.
+constexpr const char* loggedText = "Boost: loud";
+
+bool tellsOfABuild(const std::string& line) {
+    return line.find("Couldn't create boost filter") != std::string::npos;
+}
+
+/// Two blocks, enough for a fade to end. Returns the last sample.
+float play(EffectManager& manager) {
+    std::vector<float> samples(std::size_t{stereo.maxFrames} * 2, 0.1F);
+    manager.process(samples.data(), samples.data(), stereo.maxFrames);
+    std::fill(samples.begin(), samples.end(), 0.1F);
+    manager.process(samples.data(), samples.data(), stereo.maxFrames);
+    return samples.back();
+}
+
+TEST(EffectManager, OneSignalMakesEachEffectOfTheModuleBuildOnce) {
+    std::atomic<int> builds{0};
+    const BriefLog log([&builds](const std::string& line) { builds += tellsOfABuild(line) ? 1 : 0; });
+    const auto expectBuilds = [&builds](int expected) {
+        for (int i = 0; i < 300 && builds < expected; ++i) {
+            ::Sleep(10);
+        }
+        ::Sleep(100); // for one too many
+        EXPECT_EQ(builds, expected);
+        builds = 0;
+    };
+    SettingsWriter settings(loggedText);
+    std::array<EffectManager, 4> managers;
+    for (auto& manager : managers) {
+        manager.initializeManager(stereo);
+    }
+    expectBuilds(4);
+    EffectManager unlocked;
+    for (int signal = 0; signal < 3; ++signal) {
+        settings.change(loggedText);
+        expectBuilds(4);
+        for (auto& manager : managers) {
+            play(manager);
+        }
+    }
+    // Its first chain is of the text that the signals before announced.
+    unlocked.initializeManager(stereo);
+    expectBuilds(1);
+}
+
+TEST(EffectManager, ShutdownComesBeforeAFloodOfSignals) {
+    SettingsWriter settings(loggedText);
+    const KernelHandle update(::CreateEventW(nullptr, FALSE, FALSE, L"Global\\TovixDataUpdate"));
+    std::atomic<int> builds{0};
+    const BriefLog log([&](const std::string& line) {
+        if (tellsOfABuild(line)) {
+            ++builds;
+            ::SetEvent(update.get());
+        }
+    });
+    {
+        EffectManager manager;
+        manager.initializeManager({48000.0F, 0, 0, 0, 0, 480}); // no channel: no chain, no fade to wait for
+        while (builds < 10) {
+            ::Sleep(1);
+        }
+    }
+    EXPECT_TRUE(log.has(threadEnded));
+}
+
+TEST(EffectManager, ChangeThatTheAudioHasNotTakenHoldsUpTheNextOneButNotTheEnd) {
+    SettingsWriter settings("");
+    const BriefLog log;
+    {
+        EffectManager manager;
+        manager.initializeManager(stereo);
+        settings.change("Boost: 60 dB 1"); // takes the token, which no block gives back
+        ::Sleep(200);
+        // A lock while a fade is pending loses the token for good, and has taken the settings itself.
+        manager.initializeManager(stereo);
+        settings.change("Boost: 120 dB 1");
+        ::Sleep(200);
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_NEAR(play(manager), 0.1995F, 1e-4F);
+        }
+    }
+    EXPECT_TRUE(log.has(threadLog + "Shutdown event received 2"));
+    EXPECT_TRUE(log.has("INFO EffectManager::initializeManager: Channel count= 2 Device= FL FR"));
+    EXPECT_TRUE(log.has("INFO EffectManager::EffectManager: ENTERED"));
+    EXPECT_TRUE(log.has(destructorLog + "ENTERED"));
+}
+
+HANDLE WINAPI noEvent(SECURITY_ATTRIBUTES*, BOOL, BOOL, LPCWSTR) {
+    return nullptr;
+}
+
+HANDLE WINAPI invalidThread() {
+    return INVALID_HANDLE_VALUE;
+}
+
+TEST(EffectManager, WithoutEventsOrAThreadItPlaysAndHearsNoChange) {
+    const struct {
+        const char* function;
+        const void* pStandIn;
+        std::vector<std::string> told;
+    } cases[] = {
+        {"CreateEventW",
+         reinterpret_cast<const void*>(&noEvent),
+         {"ERROR EffectManager::notificationThread: NO update event exists!", threadLog + "Shutdown event received 1",
+          threadEnded}},
+        {"CreateThread",
+         reinterpret_cast<const void*>(&invalidThread),
+         {"ERROR EffectManager::initializeManager: E: Filed to create params change notification thread"}},
+    };
+    for (const auto& c : cases) {
+        SettingsWriter settings("Boost: 60 dB 1");
+        const BriefLog log;
+        {
+            ImportWatch watch(::GetModuleHandleW(nullptr));
+            watch.redirect(c.function, c.pStandIn);
+            EffectManager manager;
+            manager.initializeManager(stereo);
+            settings.change("Boost: 0 dB 1");
+            ::Sleep(100);
+            EXPECT_NEAR(play(manager), 0.1995F, 1e-4F);
+        }
+        for (const auto& line : c.told) {
+            EXPECT_TRUE(log.has(line)) << line;
+        }
+    }
+}
 
 TEST(EffectManagerSlow, ThreadThatOutlivesTheLastWaitFindsEverythingInPlace) {
     SettingsWriter settings("Boost: 60 dB 1");
@@ -23,11 +156,10 @@ TEST(EffectManagerSlow, ThreadThatOutlivesTheLastWaitFindsEverythingInPlace) {
         }
     });
     std::optional<EffectManager> manager(std::in_place);
-    manager->initializeManager({48000.0F, 2, 2, 2, 3, 480});
+    manager->initializeManager(stereo);
     const std::size_t bytes = ownHeapBytes();
     manager.reset();
-    EXPECT_TRUE(BriefLog::has(threadEnds));
-    EXPECT_FALSE(BriefLog::has(threadEnded));
+    EXPECT_FALSE(log.has(threadEnded));
     EXPECT_EQ(ownThreads(), threads + 1);
     ::Sleep(2000);
     EXPECT_EQ(ownThreads(), threads);

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <memory>
 #include <numbers>
 #include <thread>
 
@@ -65,6 +66,18 @@ public:
         } while (waited < std::chrono::seconds(2));
         ADD_FAILURE() << "no change was heard";
         return std::vector<float>(m_frames);
+    }
+
+    /// Plays until the sound stands at `level`, two seconds at most.
+    bool arrivesAt(double level) {
+        const auto start = std::chrono::steady_clock::now();
+        while (std::abs(block().back() - level) > 1e-6 * level) {
+            if (std::chrono::steady_clock::now() - start > std::chrono::seconds(2)) {
+                return false;
+            }
+            ::Sleep(1);
+        }
+        return true;
     }
 
 private:
@@ -207,6 +220,55 @@ TEST(SettingsChange, ReachesSeveralEffectsThatBuildAtOnce) {
         thread.join();
     }
     EXPECT_EQ(good, 12);
+}
+
+TEST(SettingsChange, AThousandSignalsBringTwoToEightEffectsToTheLastText) {
+    const ModuleUnderTest module;
+    for (const std::size_t count : {2U, 5U, 8U}) {
+        SCOPED_TRACE(count);
+        SettingsWriter settings(boostText(0));
+        std::vector<std::unique_ptr<Playing>> effects;
+        for (std::size_t i = 0; i < count; ++i) {
+            effects.push_back(std::make_unique<Playing>(module, fadeFrames));
+        }
+        for (int signal = 1; signal < 1000; ++signal) {
+            settings.change(boostText(signal % 60));
+            effects[static_cast<std::size_t>(signal) % count]->block();
+        }
+        settings.change(boostText(120));
+        for (auto& effect : effects) {
+            EXPECT_TRUE(effect->arrivesAt(boosted(120)));
+        }
+    }
+}
+
+TEST(SettingsChange, ReachesAnEffectWhoseNeighboursComeAndGo) {
+    const ModuleUnderTest module;
+    SettingsWriter settings(boostText(0));
+    const std::size_t threadsBefore = ownThreads();
+    {
+        Playing lasting(module, fadeFrames);
+        std::atomic<bool> stop{false};
+        std::vector<std::thread> neighbours(3);
+        for (auto& neighbour : neighbours) {
+            neighbour = std::thread([&] {
+                while (!stop) {
+                    Playing(module, fadeFrames).block();
+                }
+            });
+        }
+        for (int change = 1; change <= 300; ++change) {
+            const int level = change % 2 * 120;
+            settings.change(boostText(level));
+            EXPECT_TRUE(lasting.arrivesAt(boosted(level))) << "change " << change;
+        }
+        stop = true;
+        for (auto& neighbour : neighbours) {
+            neighbour.join();
+        }
+    }
+    EXPECT_EQ(ownThreads(), threadsBefore);
+    EXPECT_EQ(module.canUnloadNow(), S_OK);
 }
 
 TEST(SettingsChangeSlow, TwoThousandUnderContinuousAudioMissNoBlockAndLeaveNothing) {

@@ -48,9 +48,9 @@ private:
 };
 
 std::string textOf(const ApoConfigManager& effect) {
-    std::ostringstream stream;
+    std::string stream;
     effect.ReadConfigData(stream);
-    return stream.str().substr(0, stream.str().find('\0'));
+    return stream.substr(0, stream.find('\0'));
 }
 
 bool awaitText(const ApoConfigManager& effect, const std::string& text) {

@@ -1,4 +1,4 @@
-#include "exchange/SharedConfigNames.h"
+#include "exchange/SharedConfigMapping.h"
 #include "support/ModuleUnderTest.h"
 #include "support/SettingsWriter.h"
 #include "tools/render/RenderSupport.h"

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "system/WinHandles.h"
+
+namespace tovix {
+
+/// Brings one signal of a named auto-reset event to every listener of this module. The event itself wakes a single
+/// waiter, and several effects live in one process: the listener that takes the signal wakes the others through
+/// private events. Between processes it stays with the one waiter.
+///
+/// All [control]; listeners come, wait and go on any thread at any time. The list needs no memory and its lock is
+/// held for nothing but the list and the private events.
+class SignalRelay {
+public:
+    /// What ended a wait.
+    enum class Heard {
+        stop,
+        /// The event itself; the other listeners have been told.
+        signal,
+        /// Another listener took the signal.
+        passedOn,
+        /// The wait failed, for want of a usable handle.
+        failure,
+    };
+
+    /// One that waits; listed from construction to destruction, so that no signal between its waits is lost.
+    class Listener {
+    public:
+        /// Without memory for a private event it hears only the signals that it takes itself.
+        explicit Listener(SignalRelay& relay) noexcept;
+        ~Listener();
+        Listener(const Listener&) = delete;
+        Listener& operator=(const Listener&) = delete;
+
+        /// Waits without limit for `hStop` (null: nothing stops it), the event `hSignal` or what is passed on. One
+        /// thread at a time. Stopping comes first, so that no flood of signals can hold it up; a stop takes no
+        /// signal. A signal that was taken has been passed on when this returns, whatever becomes of the listener.
+        Heard wait(HANDLE hStop, HANDLE hSignal) noexcept;
+
+        /// Makes the next wait return as if a signal had been passed on; false where there is no private event.
+        bool wake() noexcept { return ::SetEvent(m_hPassedOn.get()) != FALSE; }
+
+        /// Drops what was passed on so far, for who is about to act on it anyway.
+        void forget() const noexcept { ::ResetEvent(m_hPassedOn.get()); }
+
+    private:
+        friend class SignalRelay;
+
+        SignalRelay& m_relay;
+        KernelHandle m_hPassedOn;
+        Listener* m_pNext = nullptr;
+        Listener** m_ppSelf = nullptr;
+    };
+
+    constexpr SignalRelay() noexcept = default;
+    SignalRelay(const SignalRelay&) = delete;
+    SignalRelay& operator=(const SignalRelay&) = delete;
+
+private:
+    void passOn(const Listener& taker) noexcept;
+
+    SRWLOCK m_lock = SRWLOCK_INIT;
+    Listener* m_pFirst = nullptr;
+};
+
+} // namespace tovix
