@@ -56,7 +56,7 @@ ChainSlots::Published ChainSlots::publish(RtPtr<FilterChain> chain) noexcept {
 }
 
 bool ChainSlots::process(float* output, const float* input, std::uint32_t frameCount) noexcept {
-    // The filters count in blocks of the maximum: none passes for a block of nothing.
+    // The equalizer always consumes a whole block, and so would take a block of nothing for one of silence.
     if (frameCount == 0) {
         return false;
     }

@@ -26,7 +26,7 @@ public:
     /// of an earlier setup is lost. A block length whose blocks would allocate (see PartitionedConvolver) is logged.
     ChannelList setup(float sampleRateHz, std::uint32_t maxFrames, ChannelList channels) override;
 
-    /// [audio] Consumes and produces `maxFrames` frames per channel whatever the frame count says. A channel's
+    /// [audio] Consumes and produces `maxFrames` frames per channel and ignores the frame count. A channel's
     /// output may be its input's buffer.
     void process(float** outputs, float** inputs, std::uint32_t) noexcept override RT_SECTION;
 

@@ -8,7 +8,7 @@
 namespace tovix {
 namespace {
 
-/// Fixed, so that those who watch the log for this line find it whatever is added to this file.
+/// Fixed, so that those who watch the log for this line find it after any change to this file.
 constexpr std::uint32_t mismatchLogLine = 30;
 
 void logMismatch(const EffectFactoryBoost* pFactory, std::uint32_t fieldCount) {

@@ -4,7 +4,7 @@
 
 namespace tovix {
 
-/// Builds EffectBoost from lines named "Boost"; parameters that do not parse are logged.
+/// Builds EffectBoost from lines named "Boost"; parameters that do not parse are logged. [control]
 class EffectFactoryBoost final : public IFilterFactory {
 public:
     FilterList createFilter(std::wstring& name, const std::wstring& parameterText, const std::wstring& line) override;

@@ -7,7 +7,7 @@
 namespace tovix {
 
 /// The settings gate: first of the factories, makes no filter. While it is closed it blanks the name of every line,
-/// so that the factories after it build nothing. Both switches on close it at the start of a build.
+/// so that the factories after it build nothing. Both switches on close it at the start of a build. [control]
 class EffectFactoryStep final : public IFilterFactory {
 public:
     void configure(const GateSwitches& switches) override;

@@ -11,13 +11,16 @@ namespace tovix {
 /// Channel names in channel order; the length is the channel count.
 using ChannelList = std::vector<std::wstring>;
 
-/// One effect instance in a chain. It lives in MemoryMgr memory and belongs to the chain's stage.
+/// One effect instance in a chain. It lives in MemoryMgr memory and belongs to the chain's stage. All operations but
+/// `process` are [control].
 ///
 /// Life: constructed and set up on a control thread, then handed with its chain to the audio thread, which alone
 /// calls `process` from then on; destroyed on a control thread after the audio thread has let the chain go.
 class IFilter {
 public:
     virtual ~IFilter() = default;
+
+    // The filters of the product keep these three as they are here; chains serve any filter that overrides them.
 
     /// Whether the filter is given every channel of the chain instead of the working channel set.
     [[nodiscard]] virtual bool usesAllChannels() const noexcept { return false; }
@@ -29,7 +32,7 @@ public:
     /// Whether the working channel set becomes the filter's output channels (true) or stays its input channels.
     [[nodiscard]] virtual bool changesChannelSet() const noexcept { return false; }
 
-    /// [control] Prepares for blocks of at most `maxFrames` frames of the given channels and answers the names
+    /// [control] Prepares for blocks of at most `maxFrames` frames of the given channels and returns the names
     /// of the filter's output channels. What cannot be prepared leaves the filter inert, never broken.
     virtual ChannelList setup(float sampleRateHz, std::uint32_t maxFrames, ChannelList channels) = 0;
 

@@ -12,8 +12,9 @@ struct GateSwitches {
     bool switchB = true;
 };
 
-/// Builds filters from settings lines. All operations are [control], on the thread that builds a chain; the
-/// same factory serves any number of builds, one at a time.
+/// Builds filters from settings lines. All operations are [control], on the thread that builds a chain; the same
+/// factory serves any number of builds, one at a time. `saveState` and `restoreState` belong to the contract; the
+/// product has no nested sections and calls neither.
 class IFilterFactory {
 public:
     virtual ~IFilterFactory() = default;

@@ -13,7 +13,8 @@ class MinimumPhase {
 public:
     static constexpr std::uint32_t maxTapCount = 1U << 24U;
 
-    /// Work space and plans for `tapCount` taps, 1 to `maxTapCount`; empty (`!*this`) when there is none.
+    /// Work space and plans for `tapCount` taps, 1 to `maxTapCount`; empty (`!*this`) when memory or a plan is
+    /// refused.
     static MinimumPhase make(std::uint32_t tapCount) noexcept;
 
     explicit operator bool() const noexcept { return m_forward && m_backward; }

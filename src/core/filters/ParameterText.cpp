@@ -60,7 +60,7 @@ double numberFrom(std::wstring_view run) {
         text.remove_prefix(1);
     }
     double magnitude = 0.0;
-    // A second sign is no number; from_chars would take a minus.
+    // After a second sign there is no number; from_chars would take a minus.
     if (text.starts_with('-')) {
         return 0.0;
     }

@@ -9,7 +9,8 @@
 
 namespace tovix {
 
-/// Reading of filter parameters. All [control]; numbers are those of the C locale whatever the process's locale.
+/// Reading of filter parameters. All functions are [control]. Numbers are read as in the C locale; the process's
+/// locale does not matter.
 
 /// `text` with every character of `characters` replaced by `replacement`.
 std::wstring replaceCharacters(std::wstring_view text, std::wstring_view characters, std::wstring_view replacement);
@@ -28,8 +29,8 @@ struct BoostParameters {
 /// count as points, so that a level with decimals ends at the comma either way.
 BoostParameters parseBoostParameters(std::wstring_view text);
 
-/// Reads the points of a response from the numbers in the text, taken in pairs; whatever stands between numbers is
-/// ignored, an unpaired last number is dropped, and what looks like a number and is none reads as 0. Commas are
+/// Reads the points of a response from the numbers in the text, taken in pairs. What stands between numbers is
+/// ignored, an unpaired last number is dropped, and what only looks like a number reads as 0. Commas are
 /// decimal points in a text without any point. Sorted by frequency; points of equal frequency in no order.
 std::vector<ResponsePoint> parseResponsePoints(std::wstring_view text);
 

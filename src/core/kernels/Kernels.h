@@ -50,13 +50,13 @@ struct Kernels {
     void (*applyGain)(float* samples, std::size_t count, float gain) noexcept;
 
     /// Multiplies the frames of two channels by `gain` up to the first that would leave -limit to +limit (or is not a
-    /// number), and answers how many those were; that frame and the rest stay as they are.
+    /// number), and returns how many those were; that frame and the rest stay as they are.
     std::size_t (*applyGainWithin)(float* left, float* right, std::size_t count, float gain, float limit) noexcept;
 
     /// `applyGain` in double precision, rounded once.
     void (*applyPreciseGain)(float* samples, std::size_t count, double gain) noexcept;
 
-    /// Replaces every sample that is not finite by 0 and answers the largest magnitude of what is left.
+    /// Replaces every sample that is not finite by 0 and returns the largest magnitude of what is left.
     float (*silenceNonFinite)(float* samples, std::size_t count) noexcept;
 };
 

@@ -4,8 +4,8 @@
 
 namespace tovix {
 
-/// [audio] While it lives, this thread's denormal operands and results count as zero, as decaying filters would
-/// otherwise slow down a hundredfold on them. Restores the thread's control word, status flags included.
+/// [audio] While it lives, this thread's denormal operands and results count as zero. Without it, decaying filters
+/// slow down on them. Restores the thread's control word, status flags included.
 class DenormalsOff {
 public:
     [[gnu::always_inline]] DenormalsOff() noexcept : m_before(_mm_getcsr()) {

@@ -41,7 +41,7 @@ public:
     static void free(void* pBlock) noexcept;
 };
 
-/// The ordinary heap in the manner of MemoryMgr, for what the audio thread never sees. All [control].
+/// The ordinary heap with MemoryMgr's interface, for what the audio thread never touches. All [control].
 struct HeapMemory {
     static void* alloc(std::size_t sizeBytes) noexcept;
     static void free(void* pBlock) noexcept;

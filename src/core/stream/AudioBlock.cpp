@@ -55,7 +55,7 @@ bool processBlock(IOwnEffect& effect, const BlockContext& context, const BlockBu
         chainInput = output.samples;
     }
     {
-        const DenormalsOff whateverThePreviousEffectLeft;
+        const DenormalsOff againAfterThePreviousEffect;
         effect.process(output.samples, chainInput, frameCount);
     }
     if (input.flags == BufferFlags::valid) {

@@ -49,7 +49,7 @@ struct BlockContext {
 
 /// [audio] The body of `APOProcess`: clears a silent input, runs the previous effect where there is one and then
 /// `effect`, and marks the output valid or silent. Denormal numbers count as zero in both; the caller's
-/// floating-point control state is restored, whatever the previous effect does to it. Where either side has no
+/// floating-point control state is restored even if the previous effect changes it. Where either side has no
 /// samples, nothing runs and what there is of the output is silent.
 ///
 /// Returns false for a block marked invalid, which leaves everything untouched.

@@ -7,7 +7,7 @@
 
 namespace tovix {
 
-/// Reading of the settings text: UTF-8 lines, each a name, a colon and parameters. All [control].
+/// Reading of the settings text: UTF-8 lines, each a name, a colon and parameters. All functions are [control].
 
 /// Turns a line that is not UTF-8 into wide text. The Windows shell gives the system's ANSI code page.
 using AnsiDecoder = std::wstring (*)(std::string_view bytes);

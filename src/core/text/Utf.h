@@ -18,9 +18,10 @@ constexpr std::size_t utf8MaxBytes = 4;
 std::wstring decodeUtf8(std::string_view bytes);
 
 /// Encodes the first character of `text` (not empty) into `pBytes`, room for `utf8MaxBytes`, takes it off `text`
-/// and answers the number of bytes. A lone surrogate is encoded as the replacement character.
+/// and returns the number of bytes. A lone surrogate is encoded as the replacement character.
 std::size_t encodeUtf8Character(std::wstring_view& text, char* pBytes) noexcept;
 
+/// Encodes all of `text` in the same way.
 std::string encodeUtf8(std::wstring_view text);
 
 } // namespace tovix

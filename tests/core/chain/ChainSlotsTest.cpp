@@ -23,9 +23,9 @@ StreamFormat format(std::uint32_t in, std::uint32_t out, std::uint32_t maxFrames
 }
 
 template <class... Filters> RtPtr<FilterChain> chainOf(const StreamFormat& format, Filters... filters) {
-    StagePlanner appender(format);
-    EXPECT_TRUE((appender.append(makeRt<Filters>(filters)) && ...));
-    return FilterChain::make(appender.shape(), appender.stages());
+    StagePlanner planner(format);
+    EXPECT_TRUE((planner.append(makeRt<Filters>(filters)) && ...));
+    return FilterChain::make(planner.shape(), planner.stages());
 }
 
 RtPtr<FilterChain> emptyChain(const StreamFormat& format) {
@@ -158,7 +158,7 @@ TEST_F(Fade, NewChainIsHeardInFullAfterTenMilliseconds) {
     for (const auto& r : rates) {
         for (const std::uint32_t blockFrames : {1U, 64U, 441U, 480U, 1000U}) {
             start(format(2, 2, 1000, r.rate));
-            ASSERT_EQ(m_slots.crossfadeFrames(), r.frames);
+            ASSERT_EQ(crossfadeFramesAt(r.rate), r.frames);
             const std::uint32_t blocks = r.frames == 0 ? 1 : (r.frames + blockFrames - 1) / blockFrames;
             for (std::uint32_t b = 0; b < blocks; ++b) {
                 ASSERT_EQ(block(blockFrames), b + 1 == blocks) << "the swap ends the block that completes the fade";

@@ -24,9 +24,9 @@ public:
 };
 
 RtPtr<FilterChain> constantChain(const StreamFormat& stream, float value) {
-    StagePlanner appender(stream);
-    EXPECT_TRUE(appender.append(makeRt<CountedFilter>(value)));
-    return FilterChain::make(appender.shape(), appender.stages());
+    StagePlanner planner(stream);
+    EXPECT_TRUE(planner.append(makeRt<CountedFilter>(value)));
+    return FilterChain::make(planner.shape(), planner.stages());
 }
 
 TEST(HandOver, ManyChangesUnderAudioNeitherClickNorLeakNorGetStuck) {
