@@ -54,7 +54,7 @@ std::string systemLibrary(const wchar_t* name) {
     return (std::filesystem::path(folder.data()) / name).string();
 }
 
-/// What the settings block holds on the machine before a render.
+/// The settings text on the machine before a render.
 constexpr std::string_view machineText = "Boost: 33 dB 1";
 
 TEST(DllEngine, GivesWhatTheCoreGives) {

@@ -15,14 +15,13 @@
 namespace tovix::render {
 
 std::string TestFolder::file(const std::string& name) const {
-    const auto whole = (path() / pathFromUtf8(name)).u8string();
-    return {whole.begin(), whole.end()};
+    return utf8Text(path() / pathFromUtf8(name));
 }
 
 std::vector<std::string> TestFolder::names() const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(path())) {
-        names.push_back(entry.path().filename().string());
+        names.push_back(utf8Text(entry.path().filename()));
     }
     std::sort(names.begin(), names.end());
     return names;

@@ -18,7 +18,7 @@ namespace {
 
 constexpr auto off = "#Boost:";
 
-/// Runs the program over `sound` and answers what it wrote.
+/// Runs the program over `sound` and returns what it wrote.
 Sound rendered(const TestFolder& folder, const Sound& sound, std::vector<std::string> options) {
     writeSound(folder.file("in.wav"), sound);
     options.insert(options.begin(), {folder.file("in.wav"), folder.file("out.wav"), "--quiet"});
@@ -174,13 +174,17 @@ TEST(Render, OfMoreChannelsThanTheOutputHasTheFirstOnesAreAllThatIsHeardAndMeasu
     EXPECT_EQ(report["limiter"], stereo["limiter"]);
 }
 
-TEST(Render, ReplacesTheInputItselfOnlyWhenDone) {
+TEST(Render, WritesUnderAnyNameAndReplacesTheInputItselfOnlyWhenDone) {
     const TestFolder folder;
     const auto sound = sineSound(2, 0.1, 440.0, 0.5);
     writeSound(folder.file("in.wav"), sound);
     EXPECT_EQ(runRender({folder.file("in.wav"), folder.file("in.wav"), "--set", off}).status, 0);
     EXPECT_EQ(readSound(folder.file("in.wav")).samples, sound.samples);
     EXPECT_EQ(folder.names(), std::vector<std::string>{"in.wav"});
+    // A name that no code page of Windows holds in full.
+    const std::string name = "T\u00F6ne \u97F3.wav";
+    EXPECT_EQ(runRender({folder.file("in.wav"), folder.file(name), "--set", off}).status, 0);
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{name, "in.wav"}));
 }
 
 TEST(Demo, HasAPassageFarBelowFullScaleAndOneCloseToItAndIsHeldByTheDefaultSettings) {

@@ -8,7 +8,7 @@
 namespace tovix::render {
 namespace {
 
-/// Below this the rounding of 32-bit samples is no longer far below what counts as limiting.
+/// In quieter frames the rounding of 32-bit samples comes near to what counts as limiting.
 constexpr float quietestSample = 1e-6F;
 /// 0.001 dB as a factor.
 constexpr double limitedFactor = 0.99988488;

@@ -13,18 +13,19 @@
 namespace tovix::render {
 namespace {
 
-constexpr int lowestRateHz = minSampleRateHz;
-constexpr int highestRateHz = maxSampleRateHz;
-constexpr int mostChannels = maxChannelCount;
-
 void checkFormat(const std::string& path, const SF_INFO& info) {
-    if (info.samplerate < lowestRateHz || info.samplerate > highestRateHz) {
+    constexpr int lowestHz = minSampleRateHz;
+    constexpr int highestHz = maxSampleRateHz;
+    constexpr int mostChannels = maxChannelCount;
+    if (info.samplerate < lowestHz || info.samplerate > highestHz) {
         throw RenderError(ExitStatus::unsupportedFormat, path + " has a rate of " + std::to_string(info.samplerate) +
-                                                             " Hz; the effect takes 10 to 384000 Hz.");
+                                                             " Hz; the effect takes " + std::to_string(lowestHz) +
+                                                             " to " + std::to_string(highestHz) + " Hz.");
     }
     if (info.channels < 1 || info.channels > mostChannels) {
-        throw RenderError(ExitStatus::unsupportedFormat,
-                          path + " has " + std::to_string(info.channels) + " channels; the effect takes 1 to 4096.");
+        throw RenderError(ExitStatus::unsupportedFormat, path + " has " + std::to_string(info.channels) +
+                                                             " channels; the effect takes 1 to " +
+                                                             std::to_string(mostChannels) + ".");
     }
     if (info.frames <= 0) {
         throw RenderError(ExitStatus::unreadableInput, path + " holds no sound: it has a length of 0 frames.");
