@@ -81,16 +81,16 @@ std::vector<float> Effect::process(std::vector<float> input, DWORD inputChannels
 
 Negotiation negotiate(IAudioProcessingObject& apo, IAudioMediaType* pOpposite, IAudioMediaType* pRequested,
                       bool input) {
-    auto* pSupported = reinterpret_cast<IAudioMediaType*>(&apo); // must be cleared, whatever is answered
-    Negotiation answer{};
-    answer.result = input ? apo.IsInputFormatSupported(pOpposite, pRequested, &pSupported)
-                          : apo.IsOutputFormatSupported(pOpposite, pRequested, &pSupported);
-    answer.pHandedOut = pSupported;
+    auto* pSupported = reinterpret_cast<IAudioMediaType*>(&apo); // must be cleared, whatever the result
+    Negotiation outcome{};
+    outcome.result = input ? apo.IsInputFormatSupported(pOpposite, pRequested, &pSupported)
+                           : apo.IsOutputFormatSupported(pOpposite, pRequested, &pSupported);
+    outcome.pHandedOut = pSupported;
     if (pSupported != nullptr) {
-        pSupported->GetUncompressedAudioFormat(&answer.proposed);
+        pSupported->GetUncompressedAudioFormat(&outcome.proposed);
         pSupported->Release();
     }
-    return answer;
+    return outcome;
 }
 
 } // namespace tovix::test

@@ -63,13 +63,13 @@ public:
     /// Takes the reference; the object must have all three interfaces.
     explicit Effect(ComReference<IUnknown> unknown);
 
-    /// `endpoint` is what reading the endpoint's properties answers.
+    /// `endpoint` is the result of reading the endpoint's properties.
     HRESULT initialize(HRESULT endpoint = S_OK);
     /// Locks one connection each way; a format that is given stands in for the default one of its channels.
     HRESULT lock(const UNCOMPRESSEDAUDIOFORMAT& input, const UNCOMPRESSEDAUDIOFORMAT& output, UINT32 inputMaxFrames,
                  UINT32 outputMaxFrames = 0);
     HRESULT lock(FormatDouble& input, FormatDouble& output, UINT32 inputMaxFrames, UINT32 outputMaxFrames = 0);
-    /// Processes one block of `inputChannels` and answers the output; 12345 stands where nothing was written.
+    /// Processes one block of `inputChannels` and returns the output; 12345 stands where nothing was written.
     std::vector<float> process(std::vector<float> input, DWORD inputChannels, DWORD outputChannels,
                                APO_BUFFER_FLAGS flags = BUFFER_VALID);
 
@@ -83,7 +83,7 @@ public:
     CallArguments arguments;
 };
 
-/// What an input negotiation answered; the proposal's references are given back.
+/// The outcome of a negotiation; the proposal's references are given back.
 struct Negotiation {
     HRESULT result;
     /// The type that was handed out, only to be compared.

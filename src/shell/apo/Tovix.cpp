@@ -1,9 +1,10 @@
 #include "apo/Tovix.h"
 
+#include "apo/EngineBlock.h"
+#include "apo/FormatNegotiation.h"
 #include "apo/RegistrationRecord.h"
 #include "apo/TovixLog.h"
 #include "platform/ComEdge.h"
-#include "stream/ChannelAdapter.h"
 #include "system/GuardedCall.h"
 #include "system/RegistryUtils.h"
 
@@ -12,57 +13,6 @@
 #include <cstring>
 
 namespace tovix {
-namespace {
-
-/// The engine's call, handed on to the previous effect.
-class HostedApo final : public IPreviousEffect {
-public:
-    struct Call {
-        IAudioProcessingObjectRT* pApo;
-        UINT32 inputCount;
-        APO_CONNECTION_PROPERTY** ppInputs;
-        UINT32 outputCount;
-        APO_CONNECTION_PROPERTY** ppOutputs;
-    };
-    [[gnu::always_inline]] explicit HostedApo(const Call& call) noexcept : m_call(call) {}
-
-    void processBlock() noexcept override RT_SECTION;
-
-private:
-    Call m_call;
-};
-
-void HostedApo::processBlock() noexcept {
-    m_call.pApo->APOProcess(m_call.inputCount, m_call.ppInputs, m_call.outputCount, m_call.ppOutputs);
-}
-
-/// Stands in for a previous effect that does not run although the chain was laid out for its output: gives the chain
-/// the stream's own samples with the channel count that it expects.
-class AdaptedStream final : public IPreviousEffect {
-public:
-    [[gnu::always_inline]] explicit AdaptedStream(const ChannelChange& change) noexcept : m_change(change) {}
-
-    void processBlock() noexcept override RT_SECTION;
-
-private:
-    ChannelChange m_change;
-};
-
-void AdaptedStream::processBlock() noexcept {
-    adaptChannels(m_change);
-}
-
-/// The first connection's property, or null where there is none.
-RT_SECTION APO_CONNECTION_PROPERTY* firstConnection(UINT32 count, APO_CONNECTION_PROPERTY** ppConnections) noexcept {
-    return count != 0 && ppConnections != nullptr ? ppConnections[0] : nullptr;
-}
-
-RT_SECTION BlockBuffer blockBuffer(const APO_CONNECTION_PROPERTY& property) noexcept {
-    return {reinterpret_cast<float*>(property.pBuffer), property.u32ValidFrameCount,
-            static_cast<BufferFlags>(property.u32BufferFlags)};
-}
-
-} // namespace
 
 Tovix::Tovix(IUnknown* pOuter)
     : CBaseAudioProcessingObject(registrationRecord),
@@ -73,8 +23,7 @@ Tovix::Tovix(IUnknown* pOuter)
 }
 
 Tovix::~Tovix() {
-    m_oldApo.release();
-    m_oldApo.giveBackRetired();
+    m_previousEffect.release();
     inTovix("Tovix::~Tovix", this).info("CALLED");
 }
 
@@ -136,8 +85,8 @@ HRESULT Tovix::GetLatency(HNSTIME* pTime) noexcept {
         return APOERR_ALREADY_UNLOCKED;
     }
     *pTime = 0;
-    if (m_oldApo.present()) {
-        static_cast<void>(guardedResult([&] { return m_oldApo.apo().GetLatency(pTime); }));
+    if (m_previousEffect.present()) {
+        static_cast<void>(guardedResult([&] { return m_previousEffect.apo().GetLatency(pTime); }));
     }
     return S_OK;
 }
@@ -160,7 +109,7 @@ HRESULT Tovix::Initialize(UINT32 cbDataSize, BYTE* pbyData) noexcept {
 }
 
 HRESULT Tovix::initialize(const APOInitSystemEffects& data) {
-    releaseOldApo();
+    releasePreviousEffect();
     logClassId(data.APOInit.clsid);
     m_effectManager.switches.switchA = false;
     PropertyValue endpoint;
@@ -190,42 +139,89 @@ void Tovix::logClassId(REFCLSID classId) const {
     }
 }
 
-void Tovix::releaseOldApo() noexcept {
+HRESULT Tovix::IsInputFormatSupported(IAudioMediaType* pOppositeFormat, IAudioMediaType* pRequestedInputFormat,
+                                      IAudioMediaType** ppSupportedInputFormat) noexcept {
+    const FunctionLog log = inTovix("Tovix::IsInputFormatSupported", this);
+    if (ppSupportedInputFormat != nullptr) {
+        *ppSupportedInputFormat = nullptr;
+    }
+    if (pOppositeFormat == nullptr || pRequestedInputFormat == nullptr || ppSupportedInputFormat == nullptr) {
+        log.error("wrong arguments");
+        return E_POINTER;
+    }
+    FormatNegotiation negotiation({pOppositeFormat, pRequestedInputFormat, ppSupportedInputFormat}, log);
+    return atComEdge([&] { return negotiateInput(negotiation); });
+}
+
+HRESULT Tovix::negotiateInput(FormatNegotiation& negotiation) {
+    if (const HRESULT hr = negotiation.read(); FAILED(hr)) {
+        return hr;
+    }
+    if (m_previousEffect.present()) {
+        if (const auto decision = negotiation.askPreviousEffect(m_previousEffect.apo())) {
+            return negotiation.report(*decision);
+        }
+        releasePreviousEffect();
+    }
+    return negotiation.report(negotiation.askBase(*this));
+}
+
+HRESULT Tovix::LockForProcess(UINT32 inputCount, APO_CONNECTION_DESCRIPTOR** ppInputs, UINT32 outputCount,
+                              APO_CONNECTION_DESCRIPTOR** ppOutputs) noexcept {
+    StreamLock stream({inputCount, ppInputs, outputCount, ppOutputs}, inTovix("Tovix::LockForProcess", this));
+    return atComEdge([&] { return lock(stream); });
+}
+
+HRESULT Tovix::lock(StreamLock& stream) {
+    if (!stream.isComplete()) {
+        return stream.lockBase(*this);
+    }
+    if (const HRESULT hr = stream.read(); FAILED(hr)) {
+        return hr;
+    }
+    const bool hasPreviousEffect = m_previousEffect.present();
+    const bool previousLocked = hasPreviousEffect && stream.lockPreviousEffect(m_previousEffect.config());
+    const HRESULT hr = stream.lockBase(*this);
+    if (SUCCEEDED(hr)) {
+        m_previousEffect.setLocked(previousLocked);
+        m_channels = stream.channels(hasPreviousEffect);
+        m_effectManager.initializeManager(stream.streamFormat(hasPreviousEffect));
+    } else if (previousLocked && !m_previousEffect.isLocked()) {
+        // A lock that fails leaves everything as it was, the previous effect included.
+        static_cast<void>(m_previousEffect.unlock());
+    }
+    return hr;
+}
+
+HRESULT Tovix::UnlockForProcess() noexcept {
+    if (m_previousEffect.present()) {
+        if (const HRESULT hr = m_previousEffect.unlock(); FAILED(hr)) {
+            inTovix("Tovix::UnlockForProcess", this).warning("Tovix::UnlockForProcess() for old apo FAILED. hr=", hr);
+        }
+    }
+    const HRESULT hr = CBaseAudioProcessingObject::UnlockForProcess();
+    m_previousEffect.releaseRetired();
+    return hr;
+}
+
+void Tovix::releasePreviousEffect() noexcept {
     if (isLocked()) {
-        m_oldApo.retire();
+        m_previousEffect.retire();
     } else {
-        m_oldApo.release();
+        m_previousEffect.release();
     }
 }
 
-HRESULT Tovix::fillOldApoSlot(IUnknown& oldApo) noexcept {
-    return isLocked() ? APOERR_APO_LOCKED : atComEdge([&] { return m_oldApo.fill(oldApo); });
+HRESULT Tovix::fillPreviousEffectSlot(IUnknown& previousEffect) noexcept {
+    return isLocked() ? APOERR_APO_LOCKED : m_previousEffect.fill(previousEffect);
 }
 
 void Tovix::processConnections(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
                                APO_CONNECTION_PROPERTY** ppOutputs) noexcept {
-    const APO_CONNECTION_PROPERTY* const pInput = firstConnection(inputCount, ppInputs);
-    APO_CONNECTION_PROPERTY* const pOutput = firstConnection(outputCount, ppOutputs);
-    if (pInput == nullptr || pOutput == nullptr) {
-        return;
-    }
-    const BlockBuffer input = blockBuffer(*pInput);
-    BlockBuffer output = blockBuffer(*pOutput);
-    IAudioProcessingObjectRT* const pOldApo = m_effectManager.oldApoSetting() ? m_oldApo.processing() : nullptr;
-    HostedApo hosted({pOldApo, inputCount, ppInputs, outputCount, ppOutputs});
-    AdaptedStream adapted(
-        {output.samples, input.samples, m_channels.chainInput, m_channels.input, input.validFrameCount});
-    BlockContext context{m_channels.input, m_channels.output, m_processSilence, nullptr};
-    if (pOldApo != nullptr) {
-        context.pPrevious = &hosted;
-    } else if (m_channels.chainInput != m_channels.input) {
-        context.pPrevious = &adapted;
-    }
-    if (!processBlock(m_effectManager, context, input, output)) {
-        return;
-    }
-    pOutput->u32ValidFrameCount = output.validFrameCount;
-    pOutput->u32BufferFlags = static_cast<APO_BUFFER_FLAGS>(output.flags);
+    IAudioProcessingObjectRT* const pPreviousEffect =
+        m_effectManager.oldApoSetting() ? m_previousEffect.processing() : nullptr;
+    processEngineBlock({inputCount, ppInputs, outputCount, ppOutputs},
+                       {m_channels, m_processSilence, pPreviousEffect}, m_effectManager);
 }
 
 } // namespace tovix

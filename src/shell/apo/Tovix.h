@@ -1,20 +1,23 @@
 #pragma once
 
-#include "apo/OldApoSlot.h"
+#include "apo/PreviousEffectSlot.h"
+#include "apo/StreamLock.h"
 #include "manager/EffectManager.h"
 #include "platform/CBaseAudioProcessingObject.h"
 #include "system/ModuleState.h"
 
 #include <atomic>
-#include <optional>
 
 namespace tovix {
+
+class FormatNegotiation;
 
 /// The audio processing object that the engine sees: a system effect, aggregatable, that negotiates formats, is
 /// locked for one stream at a time, processes its blocks in place, and forwards to a previous effect where its slot
 /// holds one. The engine makes its configuration calls one at a time; `APOProcess` comes on the audio thread.
 ///
-/// Every method answers a result code and lets no exception out; out-pointers are cleared first.
+/// All operations are [control] but `processConnections`. Every method returns a result code and lets no exception
+/// out; out-pointers are cleared first.
 class Tovix final : private ModuleUse,
                     public CBaseAudioProcessingObject,
                     public IAudioSystemEffects,
@@ -52,11 +55,12 @@ public:
     HRESULT STDMETHODCALLTYPE LockForProcess(UINT32 inputCount, APO_CONNECTION_DESCRIPTOR** ppInputs,
                                              UINT32 outputCount,
                                              APO_CONNECTION_DESCRIPTOR** ppOutputs) noexcept override;
+    /// [control] Unlocks the previous effect, then this object. The chain stays until the next lock.
     HRESULT STDMETHODCALLTYPE UnlockForProcess() noexcept override;
 
     /// [control] Not part of any interface: puts a previous effect, already initialized, into the slot.
-    /// `APOERR_APO_LOCKED` while a stream is locked, `E_NOINTERFACE` when `oldApo` lacks an interface.
-    HRESULT fillOldApoSlot(IUnknown& oldApo) noexcept;
+    /// `APOERR_APO_LOCKED` while a stream is locked, `E_NOINTERFACE` when `previousEffect` lacks an interface.
+    HRESULT fillPreviousEffectSlot(IUnknown& previousEffect) noexcept;
 
 protected:
     /// [audio] The first connection each way is used; without one nothing happens.
@@ -64,50 +68,12 @@ protected:
                             APO_CONNECTION_PROPERTY** ppOutputs) noexcept override RT_SECTION;
 
 private:
-    /// The arguments of a lock.
-    struct Connections {
-        UINT32 inputCount;
-        APO_CONNECTION_DESCRIPTOR** ppInputs;
-        UINT32 outputCount;
-        APO_CONNECTION_DESCRIPTOR** ppOutputs;
-
-        [[nodiscard]] bool readable() const noexcept;
-    };
-    /// One end of a stream as its connection describes it.
-    struct StreamEnd {
-        UNCOMPRESSEDAUDIOFORMAT format{};
-        UINT32 maxFrames = 0;
-    };
-    struct Formats {
-        UNCOMPRESSEDAUDIOFORMAT requested{};
-        UNCOMPRESSEDAUDIOFORMAT output{};
-    };
-    /// Channel counts of the locked stream, and the count that the chain takes.
-    struct StreamChannels {
-        std::uint32_t input = 0;
-        std::uint32_t output = 0;
-        std::uint32_t chainInput = 0;
-    };
-
-    void releaseOldApo() noexcept;
-
     HRESULT initialize(const APOInitSystemEffects& data);
     void logClassId(REFCLSID classId) const;
-
-    HRESULT negotiateInput(IAudioMediaType* pOpposite, IAudioMediaType* pRequested, IAudioMediaType** ppSupported);
-    HRESULT readFormats(IAudioMediaType& opposite, IAudioMediaType& requested, Formats& formats) const;
-    std::optional<HRESULT> askOldApo(IAudioMediaType* pOpposite, IAudioMediaType* pRequested,
-                                     IAudioMediaType** ppSupported);
-    HRESULT decideInput(IAudioMediaType* pOpposite, IAudioMediaType* pRequested, IAudioMediaType** ppSupported,
-                        const Formats& formats);
-    HRESULT reportDecision(HRESULT decision, IAudioMediaType** ppSupported) const;
-
-    HRESULT lock(const Connections& connections);
-    HRESULT lockBase(const Connections& connections) noexcept;
-    HRESULT readEnd(const APO_CONNECTION_DESCRIPTOR& connection, std::string_view label, StreamEnd& end) const;
-    /// Whether it is locked now, or false where there is none.
-    bool lockOldApo(const Connections& connections) noexcept;
-    void configureStream(const StreamEnd& input, const StreamEnd& output) noexcept;
+    HRESULT negotiateInput(FormatNegotiation& negotiation);
+    HRESULT lock(StreamLock& stream);
+    /// Empties the slot, now or, while a stream is locked, at its end.
+    void releasePreviousEffect() noexcept;
 
     std::atomic<ULONG> m_references{1};
     /// The outer unknown, or the object's own non-delegating one. Borrowed.
@@ -115,7 +81,7 @@ private:
     EffectManager m_effectManager;
     /// Whether a silent input may give a sounding output. Nothing sets it, deliberately: silence stays silence.
     bool m_processSilence = false;
-    OldApoSlot m_oldApo;
+    PreviousEffectSlot m_previousEffect;
     /// Written while no block is processed.
     StreamChannels m_channels;
 };

@@ -19,7 +19,7 @@ struct ModuleState {
 
 inline constinit ModuleState moduleState;
 
-/// Keeps the module in use while it lives. Any thread.
+/// Keeps the module in use while it lives. [control], any thread.
 ///
 /// The first base of an object that is handed out, so that the object counts from the start of its construction to
 /// the end of its destruction, and a local of the function that deletes it, which covers the rest.

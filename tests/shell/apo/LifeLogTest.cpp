@@ -1,72 +1,16 @@
 #include "apo/Tovix.h"
 #include "support/ImportWatch.h"
 #include "support/LogCapture.h"
-#include "support/ModuleUnderTest.h"
-#include "support/OldApoDouble.h"
-#include "support/RegistryValue.h"
+#include "support/LoggedModule.h"
+#include "support/PreviousEffectDouble.h"
 #include "support/SettingsWriter.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <functional>
-#include <regex>
 
 namespace tovix::test {
 namespace {
-
-namespace fs = std::filesystem;
-using Lines = std::vector<std::string>;
-
-/// A copy of the module beside the development logger, which is given every line.
-class LoggedModule {
-public:
-    LoggedModule() {
-        fs::copy_file(programFolder() / "Tovix64.dll", path());
-        fs::copy_file(programFolder() / "logger" / "Logger64.dll", m_folder.path() / "Logger64.dll");
-        ::SetEnvironmentVariableW(L"TOVIX_LOG_FILE", file().c_str());
-    }
-    ~LoggedModule() { ::SetEnvironmentVariableW(L"TOVIX_LOG_FILE", nullptr); }
-    LoggedModule(const LoggedModule&) = delete;
-    LoggedModule& operator=(const LoggedModule&) = delete;
-
-    [[nodiscard]] fs::path path() const { return m_folder.path() / "Tovix64.dll"; }
-
-    /// The lines since the last call as "LEVEL Class::Method@Source message", without time, process, thread, object
-    /// and line number. `count` are waited for, two seconds at most, because the logger writes in its own time; one
-    /// too many comes with the next call at the latest. Once the module is unloaded all lines have been written.
-    Lines lines(std::size_t count = 0) {
-        Lines lines;
-        for (int i = 0; i < 200; ++i) {
-            readOn(lines);
-            if (lines.size() >= count) {
-                break;
-            }
-            ::Sleep(10);
-        }
-        return lines;
-    }
-
-private:
-    [[nodiscard]] fs::path file() const { return m_folder.path() / "record.txt"; }
-
-    void readOn(Lines& lines) {
-        static const std::regex layout(R"(\S+Z \d+ (\w+) \[\d+\] \[this=0x[0-9A-F]{16}\] \[(\S+):\d+\] (.*)\r)");
-        std::ifstream stream(file(), std::ios::binary);
-        stream.seekg(m_read);
-        std::smatch match;
-        for (std::string line; std::getline(stream, line) && !stream.eof();
-             m_read += static_cast<std::streamoff>(line.size()) + 1) {
-            if (std::regex_match(line, match, layout)) {
-                lines.push_back(match.str(1) + " " + match.str(2) + " " + match.str(3));
-            }
-        }
-    }
-
-    TemporaryFolder m_folder;
-    std::streamoff m_read = 0;
-};
 
 /// What the module is expected to have told since the last call.
 void expectTold(LoggedModule& logged, const Lines& expected) {
@@ -113,8 +57,7 @@ TEST(LifeLog, TellsAWholeLifeInTheGivenWords) {
                     "IsInputFormatSupported() CreateAudioMediaTypeFromUncompressedAudioFormat",
                     in + "InputFormat NOT accepted, SupportedInputFormat = { SamplesPerFrame=" + stereo + " }",
                     in + "RequestedInputFormat = { SamplesPerFrame=" + stereo,
-                    in + "Output format = { SamplesPerFrame=" + stereo + " }",
-                    in + "Input format has been accepted"});
+                    in + "Output format = { SamplesPerFrame=" + stereo + " }", in + "Input format has been accepted"});
 
         const auto stereoFormat = floatFormat(2, 48000, 3);
         EXPECT_EQ(effect.lock(stereoFormat, stereoFormat, 480, 441), S_OK);
@@ -152,16 +95,6 @@ TEST(LifeLog, ModuleIsInUseFromTheFirstLineOfALifeToTheLast) {
     EXPECT_EQ(moduleState.uses, 0U);
 }
 
-/// All lines of a module, from its loading to its end, that hold `word`.
-Lines toldWith(const std::string& word, const std::function<void(const ModuleUnderTest&)>& live) {
-    const RegistryValue level(L"MLS", 4);
-    LoggedModule logged;
-    live(ModuleUnderTest(logged.path()));
-    Lines lines = logged.lines();
-    std::erase_if(lines, [&](const std::string& line) { return line.find(word) == std::string::npos; });
-    return lines;
-}
-
 HRESULT WINAPI noText(REFCLSID, LPOLESTR*) {
     return E_OUTOFMEMORY;
 }
@@ -185,13 +118,13 @@ void failToInitialize(const ModuleUnderTest& module, Effect& effect) {
     EXPECT_EQ(effect.initialize(E_ACCESSDENIED), E_ACCESSDENIED);
 }
 
-void failToNegotiate(Effect& effect, OldApoDouble& old) {
+void failToNegotiate(Effect& effect, PreviousEffectDouble& previous) {
     FormatDouble good(floatFormat(2));
     FormatDouble unreadable(floatFormat(2), E_UNEXPECTED);
     FormatDouble tooFast(floatFormat(2, 400000));
-    old.pProposal = &unreadable;
-    for (const HRESULT answer : {S_OK, S_FALSE, HRESULT{2}, E_FAIL}) {
-        old.formatResult = answer;
+    previous.pProposal = &unreadable;
+    for (const HRESULT result : {S_OK, S_FALSE, HRESULT{2}, E_FAIL}) {
+        previous.formatResult = result;
         negotiate(*effect.apo, &good, &good);
     }
     negotiate(*effect.apo, &good, &unreadable);
@@ -199,14 +132,14 @@ void failToNegotiate(Effect& effect, OldApoDouble& old) {
     negotiate(*effect.apo, &tooFast, &good);
 }
 
-void failToLock(Effect& effect, OldApoDouble& old) {
+void failToLock(Effect& effect, PreviousEffectDouble& previous) {
     FormatDouble good(floatFormat(2));
     FormatDouble unreadable(floatFormat(2), E_UNEXPECTED);
     effect.lock(unreadable, good, 480);
     effect.lock(good, unreadable, 480);
-    for (const HRESULT answer : {S_OK, E_FAIL}) {
-        old.lockResult = answer;
-        old.unlockResult = answer;
+    for (const HRESULT result : {S_OK, E_FAIL}) {
+        previous.lockResult = result;
+        previous.unlockResult = result;
         EXPECT_EQ(effect.lock(good, good, 480), S_OK);
         EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
     }
@@ -215,14 +148,14 @@ void failToLock(Effect& effect, OldApoDouble& old) {
 TEST(LifeLog, TellsEveryFailureInTheGivenWords) {
     SettingsWriter settings("");
     Lines lines = toldWith("@Tovix ", [](const ModuleUnderTest& module) {
-        OldApoDouble old;
+        PreviousEffectDouble previous;
         Effect effect(module.create());
         auto& tovix = static_cast<Tovix&>(*effect.apo);
         failToInitialize(module, effect);
-        EXPECT_EQ(tovix.fillOldApoSlot(static_cast<IAudioProcessingObject&>(old)), S_OK);
-        failToNegotiate(effect, old);
-        EXPECT_EQ(tovix.fillOldApoSlot(static_cast<IAudioProcessingObject&>(old)), S_OK);
-        failToLock(effect, old);
+        EXPECT_EQ(tovix.fillPreviousEffectSlot(static_cast<IAudioProcessingObject&>(previous)), S_OK);
+        failToNegotiate(effect, previous);
+        EXPECT_EQ(tovix.fillPreviousEffectSlot(static_cast<IAudioProcessingObject&>(previous)), S_OK);
+        failToLock(effect, previous);
     });
     std::erase_if(lines, [](const auto& line) { return line.find("SamplesPerFrame=") != std::string::npos; });
     const std::string initialize = " Tovix::Initialize@Tovix ";
@@ -258,24 +191,6 @@ TEST(LifeLog, TellsEveryFailureInTheGivenWords) {
         "INFO Tovix::~Tovix@Tovix CALLED",
     };
     EXPECT_EQ(lines, expected);
-}
-
-TEST(LifeLog, NamesTheSpeakersOfTheOutputOrOfAnInputOfTheSameCount) {
-    SettingsWriter settings("");
-    const Lines lines = toldWith("Channel count", [](const ModuleUnderTest& module) {
-        const std::pair<UNCOMPRESSEDAUDIOFORMAT, UNCOMPRESSEDAUDIOFORMAT> streams[] = {
-            {floatFormat(2, 48000, 0x600), floatFormat(2, 48000, 3)},
-            {floatFormat(2, 48000, 0x600), floatFormat(2)},
-            {floatFormat(2, 48000, 0x600), floatFormat(3)},
-        };
-        Effect effect(module.create());
-        for (const auto& [input, output] : streams) {
-            EXPECT_EQ(effect.lock(input, output, 480), S_OK);
-            EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
-        }
-    });
-    const std::string count = "INFO EffectManager::initializeManager@EffectManager Channel count= ";
-    EXPECT_EQ(lines, (Lines{count + "2 Device= FL FR", count + "2 Device= SL SR", count + "3 Device= 1 2 3"}));
 }
 
 TEST(LifeLog, TellsHowRegistrationWent) {

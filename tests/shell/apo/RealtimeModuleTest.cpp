@@ -1,13 +1,11 @@
 #include "apo/Tovix.h"
 #include "support/ImportWatch.h"
 #include "support/ModuleUnderTest.h"
-#include "support/OldApoDouble.h"
+#include "support/PreviousEffectDouble.h"
 #include "support/SectionWatch.h"
 #include "support/SettingsWriter.h"
 
 #include <gtest/gtest.h>
-
-#include <xmmintrin.h>
 
 #include <algorithm>
 #include <cstring>
@@ -37,7 +35,7 @@ public:
     explicit Watched(const Stream& stream = {}) : m_stream(stream) {
         if (stream.previous != Previous::none) {
             auto& tovix = static_cast<Tovix&>(*effect.apo);
-            EXPECT_EQ(tovix.fillOldApoSlot(static_cast<IAudioProcessingObject&>(m_old)), S_OK);
+            EXPECT_EQ(tovix.fillPreviousEffectSlot(static_cast<IAudioProcessingObject&>(m_previousEffect)), S_OK);
         }
         settings.write(text(""));
         EXPECT_EQ(effect.lock(floatFormat(stream.inputs, rateHz), floatFormat(stream.outputs, rateHz), blockFrames),
@@ -82,11 +80,11 @@ public:
     }
 
     [[nodiscard]] bool previousRan() const {
-        return std::count(m_old.calls.begin(), m_old.calls.end(), "process") > 0;
+        return std::count(m_previousEffect.calls.begin(), m_previousEffect.calls.end(), "process") > 0;
     }
 
 private:
-    OldApoDouble m_old;
+    PreviousEffectDouble m_previousEffect;
 
 public:
     ModuleUnderTest module;
@@ -169,18 +167,6 @@ TEST(RealtimeModule, WatchNoticesACallPlantedInABlock) {
     watched.play(1); // the bypass copies
     EXPECT_EQ(pPlanted, nullptr);
     EXPECT_EQ(forbidden(watched.calls), std::set<std::string>{"CoTaskMemAlloc"});
-}
-
-TEST(RealtimeModule, LeavesTheCallersFloatingPointStateAlone) {
-    Watched watched;
-    watched.change(everyFilter);
-    const unsigned before = _mm_getcsr();
-    for (const unsigned control : {0x1F80U, 0x9FC0U, 0x3F80U}) {
-        _mm_setcsr(control);
-        watched.play(1);
-        EXPECT_EQ(_mm_getcsr(), control);
-        _mm_setcsr(before);
-    }
 }
 
 void* noMemory(std::size_t) {

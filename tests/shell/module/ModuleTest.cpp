@@ -1,4 +1,4 @@
-#include "apo/OldApoSlot.h"
+#include "apo/PreviousEffectSlot.h"
 #include "support/ImportWatch.h"
 #include "support/ModuleUnderTest.h"
 #include "support/OwnResources.h"
@@ -99,9 +99,9 @@ TEST(Module, HoldsTheKeysUnderWhichAPreviousEffectMayStand) {
         {L"1", nullptr, 0, 0, 1}, {L"2", nullptr, 1, 0, 1}, {L"5", L"5", 0, 1, 1},  {L"6", L"6", 0, 1, 1},
         {L"7", L"7", 1, 1, 1},    {L"13", L"5", 0, 2, 7},   {L"14", L"6", 0, 2, 7}, {L"15", L"7", 1, 2, 7},
     };
-    ASSERT_EQ(OldApoSlot::keys().size(), std::size(rows));
+    ASSERT_EQ(PreviousEffectSlot::keys().size(), std::size(rows));
     for (std::size_t i = 0; i < std::size(rows); ++i) {
-        const EffectKey& key = OldApoSlot::keys()[i];
+        const EffectKey& key = PreviousEffectSlot::keys()[i];
         const std::wstring text = effects + rows[i].key;
         EXPECT_EQ(key.key, text);
         EXPECT_EQ(key.key, effectKeyNames[i]);

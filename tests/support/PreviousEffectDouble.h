@@ -7,11 +7,12 @@
 
 namespace tovix::test {
 
-/// A previous effect that records its calls, can fail at each of them, and fills every frame of its output with
+/// A previous effect that records its calls and the release of the last reference but its owner's, can fail at each
+/// call, and fills every frame of its output with
 /// 0.01 in the first channel, 0.02 in the second, and so on.
-class OldApoDouble final : public IAudioProcessingObject,
-                           public IAudioProcessingObjectRT,
-                           public IAudioProcessingObjectConfiguration {
+class PreviousEffectDouble final : public IAudioProcessingObject,
+                                   public IAudioProcessingObjectRT,
+                                   public IAudioProcessingObjectConfiguration {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
         *ppv = nullptr;
@@ -29,13 +30,18 @@ public:
         return S_OK;
     }
     ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-    ULONG STDMETHODCALLTYPE Release() override { return --references; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        if (--references == 1) {
+            calls.emplace_back("released");
+        }
+        return references;
+    }
 
     HRESULT STDMETHODCALLTYPE Reset() override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetLatency(HNSTIME* pTime) override {
         calls.emplace_back("latency");
         *pTime = latency;
-        return answer(latencyResult);
+        return done(latencyResult);
     }
     HRESULT STDMETHODCALLTYPE GetRegistrationProperties(APO_REG_PROPERTIES**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Initialize(UINT32, BYTE*) override { return E_NOTIMPL; }
@@ -47,7 +53,7 @@ public:
             *ppSupported = formatResult == S_OK ? pRequested : pProposal;
             (*ppSupported)->AddRef();
         }
-        return answer(formatResult);
+        return done(formatResult);
     }
     HRESULT STDMETHODCALLTYPE IsOutputFormatSupported(IAudioMediaType*, IAudioMediaType*,
                                                       IAudioMediaType**) override {
@@ -66,11 +72,11 @@ public:
         while (frame.size() < output.dwSamplesPerFrame) {
             frame.push_back(0.01F * static_cast<float>(frame.size() + 1));
         }
-        return answer(lockResult);
+        return done(lockResult);
     }
     HRESULT STDMETHODCALLTYPE UnlockForProcess() override {
         calls.emplace_back("unlock");
-        return answer(unlockResult);
+        return done(unlockResult);
     }
 
     void STDMETHODCALLTYPE APOProcess(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
@@ -87,7 +93,7 @@ public:
     UINT32 STDMETHODCALLTYPE CalcOutputFrames(UINT32 frames) noexcept override { return frames; }
 
     IID lacking{};
-    /// Throws what it would answer.
+    /// Throws its result codes instead of returning them.
     bool throws = false;
     HRESULT formatResult = S_OK;
     IAudioMediaType* pProposal = nullptr;
@@ -106,7 +112,7 @@ public:
     ULONG references = 1;
 
 private:
-    [[nodiscard]] HRESULT answer(HRESULT result) const {
+    [[nodiscard]] HRESULT done(HRESULT result) const {
         if (throws) {
             throw result;
         }

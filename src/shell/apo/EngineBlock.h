@@ -1,0 +1,32 @@
+#pragma once
+
+#include "apo/StreamLock.h"
+#include "memory/RtSection.h"
+#include "platform/ApoInterfaces.h"
+#include "stream/AudioBlock.h"
+
+namespace tovix {
+
+/// The arguments of `APOProcess`, borrowed for the call. The first connection each way is used.
+struct EngineBlock {
+    UINT32 inputCount;
+    APO_CONNECTION_PROPERTY** ppInputs;
+    UINT32 outputCount;
+    APO_CONNECTION_PROPERTY** ppOutputs;
+};
+
+/// What the object knows about the stream that a block belongs to.
+struct EngineStream {
+    StreamChannels channels;
+    /// Whether a silent input may give a sounding output.
+    bool processSilence;
+    /// The previous effect that runs ahead of the chain, or null for none.
+    IAudioProcessingObjectRT* pPreviousEffect;
+};
+
+/// [audio] Runs the previous effect where there is one, then `effect`, and marks the output connection; see
+/// `processBlock`. Where the chain takes the output's channels but no previous effect runs, it gets the input's
+/// samples with that channel count. Without a connection on either side nothing happens.
+void processEngineBlock(const EngineBlock& block, const EngineStream& stream, IOwnEffect& effect) noexcept RT_SECTION;
+
+} // namespace tovix

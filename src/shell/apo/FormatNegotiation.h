@@ -1,0 +1,47 @@
+#pragma once
+
+#include "log/Log.h"
+#include "platform/CBaseAudioProcessingObject.h"
+
+#include <optional>
+
+namespace tovix {
+
+/// One negotiation of an input format, step by step. The caller decides who is asked; this class reads the formats,
+/// asks, and writes the log. All [control].
+///
+/// A step that hands out a media type clears what an earlier one has handed out, or hands out none.
+class FormatNegotiation {
+public:
+    /// The arguments of `IsInputFormatSupported`, borrowed. The opposite format is the output's; null means any. The
+    /// other two are not null.
+    struct Formats {
+        IAudioMediaType* pOpposite;
+        IAudioMediaType* pRequested;
+        IAudioMediaType** ppSupported;
+    };
+
+    FormatNegotiation(const Formats& formats, const FunctionLog& log) noexcept : m_formats(formats), m_log(log) {}
+
+    /// Reads both formats; the failure of either one's media type.
+    HRESULT read();
+
+    /// The previous effect's decision, or nothing when it fails or makes no use of the interface's rules: then the
+    /// negotiation goes on without it.
+    [[nodiscard]] std::optional<HRESULT> askPreviousEffect(IAudioProcessingObject& previousEffect) const noexcept;
+
+    /// The base's decision, with one more rule: an input with more channels than the effect takes for a known output
+    /// gets the output's format proposed.
+    HRESULT askBase(CBaseAudioProcessingObject& base) const;
+
+    /// Writes the outcome into the log and returns it; the failure of a proposal that cannot be read.
+    HRESULT report(HRESULT decision) const;
+
+private:
+    Formats m_formats;
+    FunctionLog m_log;
+    UNCOMPRESSEDAUDIOFORMAT m_requested{};
+    UNCOMPRESSEDAUDIOFORMAT m_output{};
+};
+
+} // namespace tovix

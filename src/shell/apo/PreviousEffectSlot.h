@@ -1,0 +1,67 @@
+#pragma once
+
+#include "apo/EffectKeys.h"
+#include "memory/RtSection.h"
+#include "platform/ApoInterfaces.h"
+#include "platform/ComEdge.h"
+
+#include <atomic>
+
+namespace tovix {
+
+/// The slot for the device's previous effect: its three interfaces, and whether it is locked for processing. All
+/// operations are [control], for one thread at a time, but `processing`, which the audio thread reads. The slot calls
+/// the previous effect, which any compiler may have built, through `guardedCall`.
+///
+/// While a stream is locked, blocks may be in flight that hold the real-time interface. An effect that is taken out
+/// meanwhile is therefore *retired*: it is not present any more, but stays referenced until the stream is unlocked.
+class PreviousEffectSlot {
+public:
+    /// Where in the endpoint's properties the class of a previous effect may stand. Nothing calls it: how
+    /// the slot gets filled is left open, and the table is what whoever fills it starts from.
+    static const std::array<EffectKey, effectKeyCount>& keys() noexcept;
+
+    PreviousEffectSlot() noexcept = default;
+    ~PreviousEffectSlot() { release(); }
+    PreviousEffectSlot(const PreviousEffectSlot&) = delete;
+    PreviousEffectSlot& operator=(const PreviousEffectSlot&) = delete;
+
+    /// Takes a previous effect into the slot, whatever it held before: its three interfaces, or
+    /// `E_NOINTERFACE` and an empty slot when it lacks one. Not while the stream is locked.
+    HRESULT fill(IUnknown& previousEffect) noexcept;
+
+    /// Whether it holds an effect that was not taken out.
+    [[nodiscard]] bool present() const noexcept { return m_pOldApo && !m_isRetired; }
+    /// Borrowed; for calls from outside the slot, through `guardedResult`. Only while present.
+    [[nodiscard]] IAudioProcessingObject& apo() const noexcept { return *m_pOldApo; }
+    [[nodiscard]] IAudioProcessingObjectConfiguration& config() const noexcept { return *m_pOldApoConfig; }
+
+    /// Whether the previous effect is locked, as the outcome of its locking was given last.
+    void setLocked(bool locked) noexcept;
+    [[nodiscard]] bool isLocked() const noexcept { return m_isLocked; }
+    /// Unlocks it and returns what it says. Not while the slot is empty.
+    HRESULT unlock() noexcept;
+
+    /// [audio] The previous effect's real-time interface while it is present and locked, else null.
+    [[nodiscard]] IAudioProcessingObjectRT* processing() const noexcept RT_SECTION;
+
+    /// Empties the slot and gives the references back.
+    /// Not while a block may be in flight.
+    void release() noexcept;
+    /// Takes the previous effect out while blocks may be in flight.
+    void retire() noexcept;
+    /// Empties the slot of a retired effect; does nothing where there is none.
+    void releaseRetired() noexcept;
+
+private:
+    // In the order in which the references are given back.
+    ComReference<IAudioProcessingObject> m_pOldApo;
+    ComReference<IAudioProcessingObjectRT> m_pOldApoRT;
+    ComReference<IAudioProcessingObjectConfiguration> m_pOldApoConfig;
+    bool m_isLocked = false;
+    bool m_isRetired = false;
+    /// Written by the control thread: what the audio thread may call.
+    std::atomic<IAudioProcessingObjectRT*> m_pProcessing{nullptr};
+};
+
+} // namespace tovix
