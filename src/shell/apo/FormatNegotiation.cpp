@@ -16,6 +16,9 @@ HRESULT FormatNegotiation::read() {
         return hr;
     }
     m_log.info("RequestedInputFormat = { SamplesPerFrame=", FormatFields{m_requested}, "");
+    if (m_formats.pOpposite == nullptr) {
+        return S_OK;
+    }
     if (const HRESULT hr = m_formats.pOpposite->GetUncompressedAudioFormat(&m_output); FAILED(hr)) {
         m_log.error("pOutputFormat->GetUncompressedAudioFormat() FAILED");
         return hr;
@@ -49,7 +52,8 @@ std::optional<HRESULT> FormatNegotiation::askPreviousEffect(IAudioProcessingObje
 HRESULT FormatNegotiation::askBase(CBaseAudioProcessingObject& base) const {
     const HRESULT hr = base.CBaseAudioProcessingObject::IsInputFormatSupported(
         m_formats.pOpposite, m_formats.pRequested, m_formats.ppSupported);
-    if (hr != S_OK || acceptsChannelCounts(m_requested.dwSamplesPerFrame, m_output.dwSamplesPerFrame)) {
+    if (hr != S_OK || m_formats.pOpposite == nullptr ||
+        acceptsChannelCounts(m_requested.dwSamplesPerFrame, m_output.dwSamplesPerFrame)) {
         return hr;
     }
     m_log.warning(

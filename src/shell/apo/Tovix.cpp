@@ -145,7 +145,7 @@ HRESULT Tovix::IsInputFormatSupported(IAudioMediaType* pOppositeFormat, IAudioMe
     if (ppSupportedInputFormat != nullptr) {
         *ppSupportedInputFormat = nullptr;
     }
-    if (pOppositeFormat == nullptr || pRequestedInputFormat == nullptr || ppSupportedInputFormat == nullptr) {
+    if (pRequestedInputFormat == nullptr || ppSupportedInputFormat == nullptr) {
         log.error("wrong arguments");
         return E_POINTER;
     }

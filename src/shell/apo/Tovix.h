@@ -46,7 +46,7 @@ public:
     HRESULT STDMETHODCALLTYPE Initialize(UINT32 cbDataSize, BYTE* pbyData) noexcept override;
 
     /// [control] The previous effect's decision, or else the base's, with one more rule: three or more input
-    /// channels must not be more than the output's. Here both formats are required.
+    /// channels must not be more than the output's. A null output format means any, and the base decides alone.
     HRESULT STDMETHODCALLTYPE IsInputFormatSupported(IAudioMediaType* pOppositeFormat,
                                                      IAudioMediaType* pRequestedInputFormat,
                                                      IAudioMediaType** ppSupportedInputFormat) noexcept override;

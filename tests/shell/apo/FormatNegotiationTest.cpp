@@ -45,6 +45,9 @@ TEST(FormatNegotiation, MakesAProposalWhereverTheFormatCanBeMended) {
         {"no rate", floatFormat(2, 10), floatFormat(2, std::nanf("")), S_FALSE, floatFormat(2, 10)},
         {"no channel", floatFormat(2), floatFormat(0), S_FALSE, floatFormat(1)},
         {"too many channels", floatFormat(4096), floatFormat(5000), S_FALSE, floatFormat(4096)},
+        {"any output, six", {}, floatFormat(6), S_OK, {}},
+        {"any output, no float", {}, integerFormat, S_FALSE, floatFormat(2, 48000, 3)},
+        {"any output, too fast", {}, floatFormat(2, 400000), S_FALSE, floatFormat(2, 384000)},
         {"output is no float", integerFormat, floatFormat(2), APOERR_FORMAT_NOT_SUPPORTED, {}},
         {"output is too fast", floatFormat(2, 400000), floatFormat(2), APOERR_FORMAT_NOT_SUPPORTED, {}},
     };

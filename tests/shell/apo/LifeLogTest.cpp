@@ -46,6 +46,7 @@ TEST(LifeLog, TellsAWholeLifeInTheGivenWords) {
         negotiate(*effect.apo, &output, nullptr);
         negotiate(*effect.apo, &output, &six);
         negotiate(*effect.apo, &output, &output);
+        negotiate(*effect.apo, nullptr, &six);
         const std::string in = "INFO Tovix::IsInputFormatSupported@Tovix ";
         const std::string stereo = "2, " + fields + "48000.000000, ChannelMask=3, guidFormatType=3";
         const std::string surround = "6, " + fields + "48000.000000, ChannelMask=63, guidFormatType=3";
@@ -57,7 +58,9 @@ TEST(LifeLog, TellsAWholeLifeInTheGivenWords) {
                     "IsInputFormatSupported() CreateAudioMediaTypeFromUncompressedAudioFormat",
                     in + "InputFormat NOT accepted, SupportedInputFormat = { SamplesPerFrame=" + stereo + " }",
                     in + "RequestedInputFormat = { SamplesPerFrame=" + stereo,
-                    in + "Output format = { SamplesPerFrame=" + stereo + " }", in + "Input format has been accepted"});
+                    in + "Output format = { SamplesPerFrame=" + stereo + " }", in + "Input format has been accepted",
+                    in + "RequestedInputFormat = { SamplesPerFrame=" + surround,
+                    in + "Input format has been accepted"});
 
         const auto stereoFormat = floatFormat(2, 48000, 3);
         EXPECT_EQ(effect.lock(stereoFormat, stereoFormat, 480, 441), S_OK);
