@@ -50,7 +50,9 @@ IAudioProcessingObjectRT* PreviousEffectSlot::processing() const noexcept {
 }
 
 void PreviousEffectSlot::release() noexcept {
-    setLocked(false);
+    if (m_isLocked) {
+        static_cast<void>(unlock());
+    }
     giveBack(m_pOldApo);
     giveBack(m_pOldApoRT);
     giveBack(m_pOldApoConfig);

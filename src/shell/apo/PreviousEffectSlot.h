@@ -14,11 +14,12 @@ namespace tovix {
 /// the previous effect, which any compiler may have built, through `guardedCall`.
 ///
 /// While a stream is locked, blocks may be in flight that hold the real-time interface. An effect that is taken out
-/// meanwhile is therefore *retired*: it is not present any more, but stays referenced until the stream is unlocked.
+/// meanwhile is therefore *retired*: it is not present any more, but stays locked and referenced until the stream is
+/// unlocked.
 class PreviousEffectSlot {
 public:
-    /// Where in the endpoint's properties the class of a previous effect may stand. Nothing calls it: how
-    /// the slot gets filled is left open, and the table is what whoever fills it starts from.
+    /// Where in the endpoint's properties the class of a previous effect may stand. Nothing calls it: how the slot
+    /// gets filled is left open, and the table is what whoever fills it starts from.
     static const std::array<EffectKey, effectKeyCount>& keys() noexcept;
 
     PreviousEffectSlot() noexcept = default;
@@ -26,8 +27,8 @@ public:
     PreviousEffectSlot(const PreviousEffectSlot&) = delete;
     PreviousEffectSlot& operator=(const PreviousEffectSlot&) = delete;
 
-    /// Takes a previous effect into the slot, whatever it held before: its three interfaces, or
-    /// `E_NOINTERFACE` and an empty slot when it lacks one. Not while the stream is locked.
+    /// Takes a previous effect into the slot, whatever it held before: its three interfaces, or `E_NOINTERFACE` and
+    /// an empty slot when it lacks one. Not while the stream is locked.
     HRESULT fill(IUnknown& previousEffect) noexcept;
 
     /// Whether it holds an effect that was not taken out.
@@ -39,14 +40,17 @@ public:
     /// Whether the previous effect is locked, as the outcome of its locking was given last.
     void setLocked(bool locked) noexcept;
     [[nodiscard]] bool isLocked() const noexcept { return m_isLocked; }
+    /// Whether the end of a stream concerns it: it is present, whatever its locking gave, or it was retired while it
+    /// was locked.
+    [[nodiscard]] bool awaitsUnlock() const noexcept { return present() || m_isLocked; }
     /// Unlocks it and returns what it says. Not while the slot is empty.
     HRESULT unlock() noexcept;
 
     /// [audio] The previous effect's real-time interface while it is present and locked, else null.
     [[nodiscard]] IAudioProcessingObjectRT* processing() const noexcept RT_SECTION;
 
-    /// Empties the slot and gives the references back.
-    /// Not while a block may be in flight.
+    /// Empties the slot: unlocks the previous effect where it is locked, then gives the references back. Not while a
+    /// block may be in flight.
     void release() noexcept;
     /// Takes the previous effect out while blocks may be in flight.
     void retire() noexcept;

@@ -194,7 +194,7 @@ HRESULT Tovix::lock(StreamLock& stream) {
 }
 
 HRESULT Tovix::UnlockForProcess() noexcept {
-    if (m_previousEffect.present()) {
+    if (m_previousEffect.awaitsUnlock()) {
         if (const HRESULT hr = m_previousEffect.unlock(); FAILED(hr)) {
             inTovix("Tovix::UnlockForProcess", this).warning("Tovix::UnlockForProcess() for old apo FAILED. hr=", hr);
         }

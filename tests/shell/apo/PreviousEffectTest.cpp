@@ -133,7 +133,7 @@ TEST_F(PreviousEffect, IsNotLeftLockedWhenTheEffectsOwnLockFails) {
     expectBoosted(process(2, 2), previous.frame); // the first lock stands
 }
 
-TEST_F(PreviousEffect, RemovedWhileLockedIsReleasedAtTheUnlock) {
+TEST_F(PreviousEffect, RemovedWhileLockedIsUnlockedAndReleasedAtTheUnlock) {
     const std::function<HRESULT()> removals[] = {
         [&] { return effect.initialize(); },
         [&] {
@@ -151,7 +151,32 @@ TEST_F(PreviousEffect, RemovedWhileLockedIsReleasedAtTheUnlock) {
         EXPECT_EQ(fill(), APOERR_APO_LOCKED);
         EXPECT_EQ(previous.calls, Calls{});
         EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
-        EXPECT_EQ(previous.calls, (Calls{"released"}));
+        EXPECT_EQ(previous.calls, (Calls{"unlock", "released"}));
+    }
+}
+
+TEST_F(PreviousEffect, IsUnlockedOnceHoweverItsLifeEnds) {
+    const struct {
+        HRESULT lockResult;
+        bool removed;
+        bool unlocked;
+        Calls calls;
+    } cases[] = {
+        {S_OK, false, false, {"lock", "unlock", "released"}}, {S_OK, false, true, {"lock", "unlock", "released"}},
+        {S_OK, true, false, {"lock", "unlock", "released"}},  {E_FAIL, false, false, {"lock", "released"}},
+        {E_FAIL, true, true, {"lock", "released"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "case " << &c - cases);
+        previous.lockResult = c.lockResult;
+        startAnew();
+        ASSERT_EQ(fill(), S_OK);
+        previous.calls.clear();
+        ASSERT_EQ(lock(2, 2), S_OK);
+        EXPECT_EQ(c.removed ? effect.initialize() : S_OK, S_OK);
+        EXPECT_EQ(c.unlocked ? effect.config->UnlockForProcess() : S_OK, S_OK);
+        startAnew();
+        EXPECT_EQ(previous.calls, c.calls);
     }
 }
 
