@@ -12,9 +12,18 @@
 namespace tovix::test {
 namespace {
 
-/// What the module is expected to have told since the last call.
+/// What the module is expected to have told since the last call; of the classes whose texts have tests of their own
+/// the function and the source alone.
 void expectTold(LoggedModule& logged, const Lines& expected) {
-    EXPECT_EQ(logged.lines(expected.size()), expected);
+    Lines told = logged.lines(expected.size());
+    for (std::string& line : told) {
+        const auto source = line.find('@');
+        const auto message = line.find(' ', source);
+        if (const auto name = line.substr(source, message - source); name != "@Tovix" && name != "@ClassFactory") {
+            line.resize(message);
+        }
+    }
+    EXPECT_EQ(told, expected);
 }
 
 constexpr const char* formats = "BytesPerSample=4, BitsPerSample=32, FramesPerSecond=";
@@ -27,13 +36,12 @@ TEST(LifeLog, TellsAWholeLifeInTheGivenWords) {
     {
         const ModuleUnderTest module(logged.path());
         Effect effect(module.create());
-        expectTold(logged, {"INFO ClassFactory::CreateInstance@ClassFactory entered",
-                            "INFO EffectManager::EffectManager@EffectManager ENTERED",
-                            "INFO ApoConfigManager::ApoConfigManager@ConfigHelper ENTERING",
-                            "INFO ApoConfigManager::CreateSharedConfigData@ConfigHelper "
-                            "m_pSharedData->Open( CONFIG_DATA_STRUCT ) SUCCEEDED",
-                            "INFO ApoConfigManager::ApoConfigManager@ConfigHelper LEAVING",
-                            "INFO Tovix::Tovix@Tovix CALLED"});
+        expectTold(logged,
+                   {"INFO ClassFactory::CreateInstance@ClassFactory entered",
+                    "INFO EffectManager::EffectManager@EffectManager",
+                    "INFO ApoConfigManager::ApoConfigManager@ConfigHelper",
+                    "INFO ApoConfigManager::CreateSharedConfigData@ConfigHelper",
+                    "INFO ApoConfigManager::ApoConfigManager@ConfigHelper", "INFO Tovix::Tovix@Tovix CALLED"});
 
         EXPECT_EQ(effect.apo->Initialize(0, nullptr), E_INVALIDARG);
         EXPECT_EQ(effect.initialize(), S_OK);
@@ -70,22 +78,16 @@ TEST(LifeLog, TellsAWholeLifeInTheGivenWords) {
         const std::string input = lock + "Input format= { SamplesPerFrame=" + locked + "480, guidFormatType=3 }";
         const std::string target = lock + "Output format= { SamplesPerFrame=" + locked + "441, guidFormatType=3 }";
         expectTold(logged,
-                   {input, target, lock + "SUCCEEDED",
-                    "INFO EffectManager::initializeManager@EffectManager Channel count= 2 Device= FL FR", input,
+                   {input, target, lock + "SUCCEEDED", "INFO EffectManager::initializeManager@EffectManager", input,
                     target, "ERROR Tovix::LockForProcess@Tovix CBaseAudioProcessingObject::LockForProcess() FAILED"});
 
-        settings.change("Boost: loud");
-        ::Sleep(300);
         EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
-        expectTold(logged, {"ERROR EffectFactoryBoost::createFilter@EffectFactoryBoost "
-                            "Couldn't create boost filter. Params mismatch=0"});
     }
-    expectTold(logged, {"INFO Tovix::~Tovix@Tovix CALLED", "INFO EffectManager::~EffectManager@EffectManager ENTERED",
-                        "INFO EffectManager::notificationThread@EffectManager Shutdown event received 1",
-                        "INFO EffectManager::~EffectManager@EffectManager "
-                        "params change notification thread was terminated",
-                        "INFO ApoConfigManager::~ApoConfigManager@ConfigHelper ENTERING",
-                        "INFO ApoConfigManager::~ApoConfigManager@ConfigHelper LEAVING"});
+    expectTold(logged, {"INFO Tovix::~Tovix@Tovix CALLED", "INFO EffectManager::~EffectManager@EffectManager",
+                        "INFO EffectManager::notificationThread@EffectManager",
+                        "INFO EffectManager::~EffectManager@EffectManager",
+                        "INFO ApoConfigManager::~ApoConfigManager@ConfigHelper",
+                        "INFO ApoConfigManager::~ApoConfigManager@ConfigHelper"});
 }
 
 TEST(LifeLog, ModuleIsInUseFromTheFirstLineOfALifeToTheLast) {
@@ -100,14 +102,6 @@ TEST(LifeLog, ModuleIsInUseFromTheFirstLineOfALifeToTheLast) {
 
 HRESULT WINAPI noText(REFCLSID, LPOLESTR*) {
     return E_OUTOFMEMORY;
-}
-
-HANDLE WINAPI noEvent(SECURITY_ATTRIBUTES*, BOOL, BOOL, LPCWSTR) {
-    return nullptr;
-}
-
-HANDLE WINAPI invalidThread() {
-    return INVALID_HANDLE_VALUE;
 }
 
 LSTATUS WINAPI accessDenied() {
@@ -220,58 +214,6 @@ TEST(LifeLog, TellsHowRegistrationWent) {
                      "INFO" + leave + "SUCCEEDED", "INFO" + leave + "Entered", missing, "INFO" + enter + "Entered",
                      "ERROR" + enter + "RegisterAPO() FAILED", "INFO" + enter + "Entered",
                      "ERROR" + enter + "RegistryException caught. msg=StringFromCLSID failed"}));
-}
-
-TEST(LifeLog, TellsWhyTheThreadEnded) {
-    SettingsWriter settings("");
-    const std::string thread = "EffectManager::notificationThread@EffectManager ";
-    const auto lock = [](const ModuleUnderTest& module) {
-        Effect effect(module.create());
-        EXPECT_EQ(effect.lock(floatFormat(2), floatFormat(2), 480), S_OK);
-        return effect;
-    };
-    EXPECT_EQ(toldWith(thread,
-                       [&](const ModuleUnderTest& module) {
-                           const Effect effect = lock(module);
-                           settings.change("Boost: 60 dB 1"); // takes the slot, which no block gives back
-                           ::Sleep(200);
-                           settings.change("Boost: 70 dB 1");
-                           ::Sleep(200);
-                       }),
-              (Lines{"INFO " + thread + "Shutdown event received 2"}));
-    // A lock while a fade is pending loses the token for good, and the lock has taken the settings itself.
-    EXPECT_EQ(toldWith(thread,
-                       [&](const ModuleUnderTest& module) {
-                           settings.write("");
-                           Effect effect = lock(module);
-                           settings.change("Boost: 60 dB 1");
-                           ::Sleep(200);
-                           EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
-                           EXPECT_EQ(effect.lock(floatFormat(2), floatFormat(2), 480), S_OK);
-                           settings.change("Boost: 120 dB 1");
-                           ::Sleep(200);
-                           for (int block = 0; block < 3; ++block) {
-                               EXPECT_NEAR(effect.process(std::vector<float>(960, 0.1F), 2, 2).back(), 0.1995F,
-                                           1e-4F);
-                           }
-                       }),
-              (Lines{"INFO " + thread + "Shutdown event received 2"}));
-    EXPECT_EQ(toldWith(thread,
-                       [&](const ModuleUnderTest& module) {
-                           ImportWatch watch(module.handle());
-                           watch.redirect("CreateEventW", reinterpret_cast<const void*>(&noEvent));
-                           lock(module);
-                       }),
-              (Lines{"ERROR " + thread + "NO update event exists!", "INFO " + thread + "Shutdown event received 1"}));
-    EXPECT_EQ(toldWith("Filed",
-                       [&](const ModuleUnderTest& module) {
-                           ImportWatch watch(module.handle());
-                           watch.redirect("CreateThread", reinterpret_cast<const void*>(&invalidThread));
-                           lock(module);
-                       }),
-              (Lines{"ERROR EffectManager::initializeManager@EffectManager "
-                     "E: Filed to create params change notification thread"}));
-    EXPECT_EQ(::GetModuleHandleW(L"Tovix64.dll"), nullptr);
 }
 
 } // namespace
