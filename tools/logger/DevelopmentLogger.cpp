@@ -57,3 +57,26 @@ void DevelopmentLogger::reserved() noexcept {
 }
 
 } // namespace tovix::logger
+
+// The library's two exports and its entry point. It never goes away on its own: the writer's thread holds the module
+// until the effect releases the logger, so there is no moment at which it would have to detach itself.
+extern "C" {
+
+__declspec(dllexport) tovix::IQuelLogger* ProvideLogger(const wchar_t* applicationName, std::int32_t offeredLevel,
+                                                        tovix::IQuelLoggerUser* /*pUser*/) noexcept {
+    return tovix::logger::DevelopmentLogger::make(applicationName, offeredLevel).release();
+}
+
+__declspec(dllexport) void ReleaseLogger(tovix::IQuelLogger* pLogger, tovix::IQuelLoggerUser* /*pUser*/) noexcept {
+    const std::unique_ptr<tovix::logger::DevelopmentLogger> pOwn(
+        static_cast<tovix::logger::DevelopmentLogger*>(pLogger));
+}
+
+BOOL WINAPI DllMain(HINSTANCE /*hModule*/, DWORD reason, void* pProcessIsEnding) noexcept {
+    if (reason == DLL_PROCESS_DETACH && pProcessIsEnding != nullptr) {
+        tovix::logger::LineWriter::takeOverAll();
+    }
+    return TRUE;
+}
+
+} // extern "C"

@@ -6,12 +6,56 @@
 namespace tovix::logger {
 namespace {
 
+// Services of high rank write here, into folders in which any user may have left something before: a junction or a
+// symbolic link that is followed would have them write wherever the user points. So everything is opened as itself,
+// links included, and looked at by its handle; what a path says could change between a look and the opening.
+
 constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
+/// Takes over what CreateFileW has returned for something opened as itself. Null for a link, and for what could not
+/// be opened, which leaves its reason in the last error.
+KernelHandle unlessLink(HANDLE hOpened) noexcept {
+    if (hOpened == INVALID_HANDLE_VALUE) {
+        return nullptr;
+    }
+    KernelHandle opened(hOpened);
+    BY_HANDLE_FILE_INFORMATION information{};
+    const bool isKnown = ::GetFileInformationByHandle(hOpened, &information) != FALSE;
+    // A device has no attributes, and is not a link.
+    if (isKnown ? (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0
+                : ::GetFileType(hOpened) == FILE_TYPE_DISK) {
+        opened.reset();
+        ::SetLastError(ERROR_CANT_ACCESS_FILE);
+    }
+    return opened;
+}
+
+/// "C:\a" of "C:\a\b.log". Without the backslash at the end, which would follow a link, but for a drive's root.
+std::wstring folderOf(const std::wstring& path) {
+    const auto end = path.find_last_of(L"\\/");
+    if (end == std::wstring::npos) {
+        return L".";
+    }
+    const bool isRoot = end == 0 || path[end - 1] == L':';
+    return path.substr(0, isRoot ? end + 1 : end);
+}
+
+/// The folder of the file, held so that nobody puts another one, or a link, in its place meanwhile. The right to pass
+/// through it has the system keep to what is shared, which the right to look at attributes alone would not.
+KernelHandle holdFolder(const std::wstring& path) noexcept {
+    try {
+        return unlessLink(::CreateFileW(folderOf(path).c_str(), FILE_TRAVERSE | FILE_READ_ATTRIBUTES,
+                                        FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                        FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
 KernelHandle openToAppend(const std::wstring& path, DWORD share, DWORD disposition) noexcept {
-    const HANDLE hFile = ::CreateFileW(path.c_str(), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE, share,
-                                       nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
-    return hFile == INVALID_HANDLE_VALUE ? KernelHandle() : KernelHandle(hFile);
+    return unlessLink(::CreateFileW(path.c_str(), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE, share,
+                                    nullptr, disposition, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT,
+                                    nullptr));
 }
 
 /// Opens the file although another process may be moving it aside at this moment.
@@ -29,7 +73,7 @@ KernelHandle openShared(const std::wstring& path) noexcept {
 
 std::int64_t sizeOf(const KernelHandle& file) noexcept {
     LARGE_INTEGER size{};
-    // What is no disk file has no size, and needs no rotation.
+    // What is not a file on a disk has no size, and needs no rotation.
     return ::GetFileSizeEx(file.get(), &size) != FALSE ? size.QuadPart : 0;
 }
 
@@ -48,7 +92,8 @@ void rotate(const std::wstring& path, std::int64_t addedBytes) noexcept {
 
 bool appendTo(const std::wstring& path, std::string_view text) noexcept {
     const auto addedBytes = static_cast<std::int64_t>(text.size());
-    KernelHandle file = openShared(path);
+    const KernelHandle folder = holdFolder(path);
+    KernelHandle file = folder ? openShared(path) : nullptr;
     if (file && sizeOf(file) + addedBytes > rotationBytes) {
         file.reset();
         rotate(path, addedBytes);

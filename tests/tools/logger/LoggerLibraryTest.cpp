@@ -1,5 +1,6 @@
 #include "support/ChildProcess.h"
 #include "support/EnvironmentVariable.h"
+#include "support/ImportWatch.h"
 #include "system/WinHandles.h"
 
 #include <gtest/gtest.h>
@@ -215,6 +216,41 @@ TEST_F(LoggerLibrary, TheModuleIsUnloadedOnceReleased) {
         hModule = ::GetModuleHandleW(library().c_str());
     }
     EXPECT_EQ(hModule, nullptr);
+}
+
+/// What the system says of a junction or a symbolic link that is opened as itself. Wine has neither, so one path is
+/// declared to be one.
+struct DeclaredLink {
+    static inline std::wstring path;
+    static inline HANDLE hOpened = nullptr;
+
+    static HANDLE WINAPI createFile(const wchar_t* opened, DWORD access, DWORD share, SECURITY_ATTRIBUTES* sa,
+                                    DWORD disposition, DWORD flags, HANDLE hTemplate) {
+        const HANDLE hFile = ::CreateFileW(opened, access, share, sa, disposition, flags, hTemplate);
+        const bool isLink = path == opened && (flags & FILE_FLAG_OPEN_REPARSE_POINT) != 0;
+        hOpened = isLink ? hFile : hOpened == hFile ? nullptr : hOpened;
+        return hFile;
+    }
+    static BOOL WINAPI getInformation(HANDLE hFile, BY_HANDLE_FILE_INFORMATION* pInformation) {
+        const BOOL known = ::GetFileInformationByHandle(hFile, pInformation);
+        pInformation->dwFileAttributes |= hFile == hOpened ? FILE_ATTRIBUTE_REPARSE_POINT : 0;
+        return known;
+    }
+};
+
+// The last one: the module stays loaded, because nobody can tell when its thread has left it and with it the watch.
+TEST_F(LoggerLibrary, AFileOrFolderThatIsALinkIsNotFollowed) {
+    HMODULE hModule = ::LoadLibraryW(library().c_str());
+    auto* const pWatch = new ImportWatch(hModule);
+    pWatch->redirect("CreateFileW", reinterpret_cast<const void*>(&DeclaredLink::createFile));
+    pWatch->redirect("GetFileInformationByHandle", reinterpret_cast<const void*>(&DeclaredLink::getInformation));
+    for (const auto& link : {file(), file().parent_path()}) {
+        DeclaredLink::path = link.wstring();
+        { Library(3).write("hello"); }
+        EXPECT_EQ(contentOf(file()), "") << "followed: " << link;
+        EXPECT_NE(contentOf(fallback()).find("hello"), std::string::npos) << link;
+        fs::remove(fallback());
+    }
 }
 
 } // namespace
