@@ -124,7 +124,7 @@ void SettingsPage::write(std::string_view text) {
 
 void SettingsPage::announce() {
     // One that is busy takes its signal later; what stands in the page by then is this text or a newer one.
-    constexpr DWORD longestWaitMs = 200;
+    constexpr DWORD longestWaitMs = 250;
     const ULONGLONG startMs = ::GetTickCount64();
     for (std::uint32_t sent = 0;; ++sent) {
         const auto others = std::min(otherHandles(m_hUpdateEvent.get(), 1).value_or(1), mostSignals);

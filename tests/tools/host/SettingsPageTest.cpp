@@ -1,0 +1,88 @@
+#include "host/SettingsPage.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <optional>
+#include <thread>
+#include <utility>
+
+namespace tovix {
+namespace {
+
+/// An effect of another process as far as the update event goes: opens it, listens once it is free, and is busy for
+/// good with the first signal that it takes.
+class Listener {
+public:
+    explicit Listener(std::function<bool()> isFree)
+        : m_hEvent(::OpenEventW(SYNCHRONIZE, FALSE, CONFIG_DATA_UPDATE_EVENT)),
+          m_thread([this, isFree = std::move(isFree)] {
+              constexpr DWORD sliceMs = 10;
+              while (!m_ending && !isFree()) {
+                  ::Sleep(1);
+              }
+              while (!m_ending && !m_heard) {
+                  m_heard = ::WaitForSingleObject(m_hEvent.get(), sliceMs) == WAIT_OBJECT_0;
+              }
+          }) {}
+    ~Listener() {
+        m_ending = true;
+        m_thread.join();
+    }
+    Listener(const Listener&) = delete;
+    Listener& operator=(const Listener&) = delete;
+
+    [[nodiscard]] bool hears() const {
+        for (int i = 0; i < 200 && !m_heard; ++i) {
+            ::Sleep(10);
+        }
+        return m_heard;
+    }
+
+private:
+    KernelHandle m_hEvent;
+    std::atomic<bool> m_heard = false;
+    std::atomic<bool> m_ending = false;
+    std::thread m_thread;
+};
+
+TEST(SettingsPage, ASignalThatANewcomerTakesIsNotMissing) {
+    SettingsPage page = SettingsPage::openOrCreate();
+    std::atomic<bool> newcomerIsBusy = false;
+    const Listener there([&] { return newcomerIsBusy.load(); });
+    std::optional<Listener> newcomer;
+    std::thread arrival([&] {
+        while (page.signalTaken()) {
+            ::Sleep(1);
+        }
+        newcomer.emplace([] { return true; });
+        newcomerIsBusy = newcomer->hears();
+    });
+    page.announce();
+    arrival.join();
+    EXPECT_TRUE(newcomerIsBusy);
+    EXPECT_TRUE(there.hears());
+}
+
+TEST(SettingsPage, SignalsForEffectsThatAreBusyDoNotBecomeOne) {
+    SettingsPage page = SettingsPage::openOrCreate();
+    const auto signalIsThere = [&page] { return !page.signalTaken(); };
+    const Listener first(signalIsThere);
+    const Listener second(signalIsThere);
+    page.announce();
+    EXPECT_TRUE(first.hears());
+    EXPECT_TRUE(second.hears());
+}
+
+TEST(SettingsPage, AnEffectThatTakesNoSignalKeepsNobodyWaiting) {
+    SettingsPage page = SettingsPage::openOrCreate();
+    const KernelHandle deaf(::OpenEventW(SYNCHRONIZE, FALSE, CONFIG_DATA_UPDATE_EVENT));
+    const ULONGLONG startMs = ::GetTickCount64();
+    page.announce();
+    EXPECT_LT(::GetTickCount64() - startMs, 5000U);
+    EXPECT_FALSE(page.signalTaken());
+}
+
+} // namespace
+} // namespace tovix
