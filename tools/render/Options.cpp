@@ -21,7 +21,8 @@ A leading '#' switches a line off. Filters run in the order of their lines. All 
 Without any line there is an equalizer, and a boost of 6 dB after it.
 
 Lines that come later (--set after --settings, --at after both) replace the lines of the same name, switched off or
-not, and keep all others; a line with a new name goes to the end. Several --set lines of one name all count.
+not, and keep all others; a line with a new name, or without a colon, goes to the end. Several --set lines of one name
+all count.
 A change (--at) is announced before the first block that begins at or after its moment, and fades in over 10 ms. File
 names stand before --at, which takes what follows it for lines.
 
