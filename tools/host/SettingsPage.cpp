@@ -89,9 +89,12 @@ void SettingsPage::create(SECURITY_ATTRIBUTES* sa) {
 }
 
 void SettingsPage::releaseWaiters() {
-    const auto waiters = std::min(otherHandles(m_hCreateEvent.get(), 1).value_or(1), mostSignals);
+    // All waiters of a process come with one signal and close their handles.
+    const auto someWait = [this](std::uint32_t sent) {
+        return otherHandles(m_hCreateEvent.get(), 1).value_or(sent == 0 ? 1 : 0) > 0;
+    };
     std::string effectsText;
-    for (std::uint32_t i = 0; i < waiters; ++i) {
+    for (std::uint32_t sent = 0; sent < mostSignals && someWait(sent); ++sent) {
         // Emptied, so that the next effect's text can be told from the last one's, which is the same.
         write("");
         ::SetEvent(m_hCreateEvent.get());
