@@ -27,7 +27,7 @@ public:
     void finish() noexcept;
 
     /// For the end of the process, when the system has ended all threads but the calling one, wherever they stood:
-    /// writes what is left of each writer, which from now on writes on the caller's thread.
+    /// writes what is left of each writer, which then writes on the caller's thread.
     static void takeOverAll() noexcept;
 
     ~LineWriter();
