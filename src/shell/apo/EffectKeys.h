@@ -28,7 +28,7 @@ constexpr std::size_t effectKeyCount = 8;
 /// Constant, in the module's read-only data: loading the module runs no code for it.
 extern const std::array<EffectKey, effectKeyCount> effectKeys;
 
-/// The same effect keys alone, in the same order.
+/// The same effect keys alone, in the same order, for a search that needs no more. Nothing reads them yet.
 extern const std::array<std::wstring_view, effectKeyCount> effectKeyNames;
 
 } // namespace tovix
