@@ -4,18 +4,19 @@
 
 namespace tovix {
 
-/// The contract with the logger library "Logger64.dll", which another compiler may have built: virtual tables
-/// and plain exports only. Every slot is a plain virtual function, because a virtual destructor takes two slots
-/// with this compiler and one with the platform's. Neither side deletes what the other one made.
+/// [control] The contract with the logger library "Logger64.dll", which another compiler may have built: virtual
+/// tables and plain exports only. Every slot is a plain virtual function, because a virtual destructor takes two
+/// slots with this compiler and one with the platform's. Neither side deletes what the other one made.
 
 /// What the effect hands to the library so that it can talk back. Any thread may call it.
 class IQuelLoggerUser {
 public:
-    /// Slot 0, where the platform's compiler puts a deleting destructor. Must not be called; does nothing.
+    /// Slot 0, where the platform's compiler puts a deleting destructor: keeps the place. Must not be called; does
+    /// nothing.
     virtual void* deletingDestructor(std::uint32_t flags) noexcept = 0;
 
     /// Slot 1: the library goes away. The user forgets the library's interface and its own reference to the
-    /// module, without giving that reference back; answers 0.
+    /// module, without giving that reference back; returns 0.
     ///
     /// After the return no line is handed to the interface, and every line that was being written on another
     /// thread has come back from it, so that the library may free it. There are two exceptions, both in the
@@ -29,7 +30,8 @@ protected:
     ~IQuelLoggerUser() = default;
 };
 
-/// What the library answers. The effect uses slots 1 and 3 only, from any thread, several at once.
+/// What the library provides. The effect uses slots 1 and 3 only, from any thread, several at once; the others keep
+/// the places.
 class IQuelLogger {
 public:
     /// Slot 0, not called.

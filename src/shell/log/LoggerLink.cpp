@@ -27,22 +27,22 @@ bool LoggerLink::keep(IQuelLogger* pLogger, HMODULE hModule, unsigned generation
     return true;
 }
 
-template <class Call> void LoggerLink::callInside(Call call) noexcept {
-    Passing passing{::GetCurrentThreadId(), nullptr};
-    IQuelLogger* const pLogger = enter(passing);
+template <class Call> void LoggerLink::callInterface(Call call) noexcept {
+    CallInside callInside{::GetCurrentThreadId(), nullptr};
+    IQuelLogger* const pLogger = putOnList(callInside);
     if (pLogger != nullptr) {
         guardedCall([pLogger, &call] { call(*pLogger); });
-        leave(passing);
+        takeOffList(callInside);
     }
 }
 
 void LoggerLink::pass(const char* line) noexcept {
-    callInside([line](IQuelLogger& logger) { logger.writeLine(line); });
+    callInterface([line](IQuelLogger& logger) { logger.writeLine(line); });
 }
 
 std::int32_t LoggerLink::wantedLevel() noexcept {
     std::int32_t level = 0;
-    callInside([&level](IQuelLogger& logger) { level = logger.level(); });
+    callInterface([&level](IQuelLogger& logger) { level = logger.level(); });
     return level;
 }
 
@@ -51,13 +51,13 @@ void LoggerLink::forget() noexcept {
     m_pLogger = nullptr;
     m_hModule = nullptr;
     ++m_generation;
-    awaitOtherThreads();
+    awaitCallsOfOtherThreads();
 }
 
 IQuelLogger* LoggerLink::closeInterface() noexcept {
     const Exclusive guard(m_state);
     IQuelLogger* const pLogger = std::exchange(m_pLogger, nullptr);
-    awaitOtherThreads();
+    awaitCallsOfOtherThreads();
     return pLogger;
 }
 
@@ -71,35 +71,35 @@ HMODULE LoggerLink::takeModule() noexcept {
     return std::exchange(m_hModule, nullptr);
 }
 
-IQuelLogger* LoggerLink::enter(Passing& passing) noexcept {
+IQuelLogger* LoggerLink::putOnList(CallInside& callInside) noexcept {
     const Exclusive guard(m_state);
     if (m_pLogger != nullptr) {
-        passing.pNext = std::exchange(m_pPassing, &passing);
+        callInside.pNext = std::exchange(m_pCallsInside, &callInside);
     }
     return m_pLogger;
 }
 
-void LoggerLink::leave(const Passing& passing) noexcept {
+void LoggerLink::takeOffList(const CallInside& callInside) noexcept {
     {
         const Exclusive guard(m_state);
-        Passing** ppLink = &m_pPassing;
-        while (*ppLink != &passing) {
+        CallInside** ppLink = &m_pCallsInside;
+        while (*ppLink != &callInside) {
             ppLink = &(*ppLink)->pNext;
         }
-        *ppLink = passing.pNext;
+        *ppLink = callInside.pNext;
     }
-    ::WakeAllConditionVariable(&m_left);
+    ::WakeAllConditionVariable(&m_callEnded);
 }
 
 // The lock is held on entry and exit and given up while waiting.
-void LoggerLink::awaitOtherThreads() noexcept {
+void LoggerLink::awaitCallsOfOtherThreads() noexcept {
     const DWORD self = ::GetCurrentThreadId();
     const auto othersInside = [this, self] {
-        const Passing* pPassing = m_pPassing;
-        while (pPassing != nullptr && pPassing->threadId == self) {
-            pPassing = pPassing->pNext;
+        const CallInside* pCall = m_pCallsInside;
+        while (pCall != nullptr && pCall->threadId == self) {
+            pCall = pCall->pNext;
         }
-        return pPassing != nullptr;
+        return pCall != nullptr;
     };
     const ULONGLONG startMs = ::GetTickCount64();
     while (othersInside()) {
@@ -108,7 +108,7 @@ void LoggerLink::awaitOtherThreads() noexcept {
             return;
         }
         const auto remainingMs = static_cast<DWORD>(IQuelLoggerUser::lineReturnLimitMs - waitedMs);
-        ::SleepConditionVariableSRW(&m_left, &m_state, remainingMs, 0);
+        ::SleepConditionVariableSRW(&m_callEnded, &m_state, remainingMs, 0);
     }
 }
 

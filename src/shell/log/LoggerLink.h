@@ -7,7 +7,7 @@
 namespace tovix {
 
 /// The logger library in use: its interface, this process's reference to its module, and which threads are
-/// inside the interface right now. Its lock is never held while the library runs. Any thread; [control].
+/// inside the interface at the moment. Its lock is never held while the library runs. Any thread; [control].
 class LoggerLink {
 public:
     /// Changes with every `forget`. Take it before asking a library for its interface.
@@ -41,22 +41,23 @@ public:
     HMODULE takeModule() noexcept;
 
 private:
-    /// A call inside the interface; lives on its caller's stack.
-    struct Passing {
+    /// A call inside the interface, on its caller's stack.
+    struct CallInside {
         DWORD threadId;
-        Passing* pNext;
+        CallInside* pNext;
     };
 
-    template <class Call> void callInside(Call call) noexcept;
-    IQuelLogger* enter(Passing& passing) noexcept;
-    void leave(const Passing& passing) noexcept;
-    void awaitOtherThreads() noexcept;
+    template <class Call> void callInterface(Call call) noexcept;
+    /// The interface for the call, which `forget` and `closeInterface` wait for until it is taken off; null for none.
+    IQuelLogger* putOnList(CallInside& callInside) noexcept;
+    void takeOffList(const CallInside& callInside) noexcept;
+    void awaitCallsOfOtherThreads() noexcept;
 
     SRWLOCK m_state = SRWLOCK_INIT;
-    CONDITION_VARIABLE m_left = CONDITION_VARIABLE_INIT;
+    CONDITION_VARIABLE m_callEnded = CONDITION_VARIABLE_INIT;
     IQuelLogger* m_pLogger = nullptr;
     HMODULE m_hModule = nullptr;
-    Passing* m_pPassing = nullptr;
+    CallInside* m_pCallsInside = nullptr;
     unsigned m_generation = 0;
 };
 

@@ -1,7 +1,7 @@
 #include "log/QuelLog.h"
 
-#include "log/LoggerLibrary.h"
 #include "system/GuardedCall.h"
+#include "system/MadeOnce.h"
 #include "system/ProcessQueries.h"
 #include "system/RegistrySettings.h"
 
@@ -11,6 +11,31 @@
 
 namespace tovix {
 namespace {
+
+/// Longest path that is taken for the effect's own module, terminator included.
+constexpr DWORD modulePathCapacity = 260;
+constexpr std::wstring_view libraryName = L"Logger64.dll";
+
+using LibraryPath = std::array<wchar_t, modulePathCapacity + libraryName.size()>;
+
+/// Full path of the logger library beside the module that contains this function; empty when the module's own path
+/// cannot be had whole, so that a bare file name, which the loader would search for, never comes out.
+LibraryPath libraryPath() noexcept {
+    LibraryPath path{};
+    const HMODULE hOwnModule = moduleOfAddress(reinterpret_cast<const void*>(&libraryPath));
+    const DWORD length =
+        hOwnModule != nullptr ? ::GetModuleFileNameW(hOwnModule, path.data(), modulePathCapacity) : 0;
+    const std::wstring_view own(path.data(), length);
+    const auto separator = own.find_last_of(L"/\\");
+    // A length of the whole buffer means that the path was cut.
+    if (length >= modulePathCapacity || separator == std::wstring_view::npos) {
+        return {};
+    }
+    auto* const pName = path.data() + separator + 1;
+    std::fill(pName, path.data() + path.size(), L'\0');
+    libraryName.copy(pName, libraryName.size());
+    return path;
+}
 
 /// Keeps the calling thread's last error: logging must not change what the code around it sees.
 class KeptLastError {
@@ -27,8 +52,7 @@ private:
 } // namespace
 
 QuelLog& QuelLog::instance() noexcept {
-    static QuelLog log;
-    return log;
+    return MadeOnce<QuelLog>::get();
 }
 
 QuelLog::QuelLog() noexcept : m_previousBackend(logBackend()) {
@@ -81,7 +105,7 @@ void QuelLog::loadOnce() noexcept {
 }
 
 bool QuelLog::load(const wchar_t* applicationName, std::int32_t offeredLevel, LoadPolicy policy) noexcept {
-    const LoggerLibraryPath path = loggerLibraryPath();
+    const LibraryPath path = libraryPath();
     if (path.front() == L'\0') {
         return false;
     }

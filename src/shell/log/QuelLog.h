@@ -10,6 +10,8 @@
 
 namespace tovix {
 
+template <class T> class MadeOnce;
+
 /// The process's one logger: the backend of every log line (Log.h), and the keeper of the optional logger
 /// library "Logger64.dll". The library is loaded by the full path beside the module that contains this class
 /// and in no other way. Without it, or when it refuses, nothing is written and everything else runs unchanged.
@@ -40,6 +42,8 @@ public:
     QuelLog& operator=(const QuelLog&) = delete;
 
 private:
+    friend class MadeOnce<QuelLog>;
+
     enum class LoadPolicy { OnlyAlreadyLoaded, MayLoad };
 
     QuelLog() noexcept;

@@ -1,6 +1,7 @@
 #include "platform/AudioEngineAllocator.h"
 
 #include "memory/MemoryMgr.h"
+#include "system/MadeOnce.h"
 #include "system/ProcessQueries.h"
 #include "system/WinHandles.h"
 
@@ -48,10 +49,7 @@ public:
     AudioEngine(const AudioEngine&) = delete;
     AudioEngine& operator=(const AudioEngine&) = delete;
 
-    static AudioEngine& instance() noexcept {
-        static AudioEngine engine;
-        return engine;
-    }
+    static AudioEngine& instance() noexcept { return MadeOnce<AudioEngine>::get(); }
 
     [[nodiscard]] bool usable() const noexcept { return m_pAllocate != nullptr && m_pFree != nullptr; }
 
