@@ -19,7 +19,7 @@ public:
     ULONG STDMETHODCALLTYPE Release() noexcept override;
 
     /// `E_NOINTERFACE` for an outer unknown with any interface but IUnknown, `E_OUTOFMEMORY`, or what the new
-    /// effect answers about the interface.
+    /// effect returns for the interface.
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* pOuter, REFIID riid, void** ppv) noexcept override;
     HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) noexcept override;
 

@@ -27,7 +27,7 @@ const char* integrityName(std::uint32_t rid) noexcept {
     }
 }
 
-void logAnswers(const ProcessQuestions& questions) {
+void logPrivileges(const ProcessQuestions& questions) {
     const char* const integrity = integrityName(questions.integrityRid());
     const bool isUserAdmin = questions.isUserAdmin();
     const bool isRunningAsAdmin = questions.isRunningAsAdmin();
@@ -48,7 +48,7 @@ void LogProcessInfo(const ProcessQuestions& questions) noexcept {
         return;
     }
     try {
-        logAnswers(questions);
+        logPrivileges(questions);
     } catch (std::uint32_t error) {
         processInfoLog().error("Failed to get information about user's priveleges. Error code=", error);
     } catch (...) {

@@ -4,7 +4,7 @@
 
 namespace tovix {
 
-/// The questions that the process line answers; each may throw, a `std::uint32_t` being an error code.
+/// Where the process line's values come from; each may throw, a `std::uint32_t` being an error code.
 struct ProcessQuestions {
     bool (*isUserAdmin)();
     bool (*isRunningAsAdmin)();
@@ -16,7 +16,7 @@ struct ProcessQuestions {
 /// cannot be found out. Nothing escapes.
 void LogProcessInfo() noexcept;
 
-/// The same with other sources of the answers.
+/// [control] The same with the values of other sources.
 void LogProcessInfo(const ProcessQuestions& questions) noexcept;
 
 } // namespace tovix

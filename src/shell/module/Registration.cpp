@@ -20,7 +20,7 @@ FunctionLog logOf(const char* function) noexcept {
 }
 
 /// What every registration export starts with.
-void enter(const FunctionLog& log) noexcept {
+void logStart(const FunctionLog& log) noexcept {
     QuelLog::instance().attach();
     log.info("Entered");
     LogProcessInfo();
@@ -64,7 +64,7 @@ HRESULT registerWith(const FunctionLog& log, const std::wstring& modulePath) {
 
 HRESULT registerServer(HINSTANCE instance) noexcept {
     const FunctionLog log = logOf("DllRegisterServer");
-    enter(log);
+    logStart(log);
     std::array<wchar_t, modulePathCapacity> path{};
     const DWORD length = ::GetModuleFileNameW(instance, path.data(), modulePathCapacity);
     if (length == 0 || length == modulePathCapacity) {
@@ -75,7 +75,7 @@ HRESULT registerServer(HINSTANCE instance) noexcept {
 
 HRESULT unregisterServer() noexcept {
     const FunctionLog log = logOf("DllUnregisterServer");
-    enter(log);
+    logStart(log);
     return atComEdge([&] {
         try {
             const std::wstring key = classKey();

@@ -8,7 +8,7 @@ namespace tovix {
 /// server. A failure takes the engine's registration back. Never throws.
 HRESULT registerServer(HINSTANCE instance) noexcept;
 
-/// [control] Takes both registrations back. What is not registered is a failure.
+/// [control] Takes both registrations back. What is not registered is a failure. Never throws.
 HRESULT unregisterServer() noexcept;
 
 } // namespace tovix

@@ -25,7 +25,7 @@ KernelHandle startWithModuleReference(LPTHREAD_START_ROUTINE start, void* pConte
     }
     KernelHandle thread(::CreateThread(nullptr, 0, start, pContext, 0, nullptr));
     if (thread && thread.get() != INVALID_HANDLE_VALUE) {
-        static_cast<void>(module.release()); // the thread's now
+        static_cast<void>(module.release()); // to the thread
         return thread;
     }
     const DWORD error = ::GetLastError();

@@ -9,8 +9,9 @@
 
 namespace tovix {
 
-/// One owner for each closing rule of the platform. A raw handle or pointer elsewhere is borrowed, and no
-/// closing call stands outside this file. None of the owners holds INVALID_HANDLE_VALUE: null is "none".
+/// One owner for each closing rule of the platform; a raw handle or pointer elsewhere is borrowed. Null is "none".
+/// INVALID_HANDLE_VALUE is not: where a function returns it, its caller turns it into null, but for a thread's (see
+/// EffectManager). Closing and giving back is [control].
 
 struct CloseKernelHandle {
     using pointer = HANDLE;
