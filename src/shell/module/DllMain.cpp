@@ -1,4 +1,5 @@
 #include "apo/RegistrationRecord.h"
+#include "convolution/PlannerLock.h"
 #include "module/ClassFactory.h"
 #include "module/Registration.h"
 #include "system/ModuleState.h"
@@ -7,10 +8,20 @@
 
 using tovix::moduleState;
 
-/// Takes the instance handle and nothing else: the loader's lock is held here.
+namespace {
+
+SRWLOCK plannerLock = SRWLOCK_INIT;
+
+} // namespace
+
+/// Stores a handle and two functions and calls nothing of the system: the loader's lock is held here.
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID /*reserved*/) {
     if (reason == DLL_PROCESS_ATTACH) {
         moduleState.instance = instance;
+        tovix::installPlannerLock({
+            []() noexcept { ::AcquireSRWLockExclusive(&plannerLock); },
+            []() noexcept { ::ReleaseSRWLockExclusive(&plannerLock); },
+        });
     }
     return TRUE;
 }
