@@ -30,6 +30,7 @@ ULONG ClassFactory::AddRef() noexcept {
 ULONG ClassFactory::Release() noexcept {
     const ULONG left = --m_references;
     if (left == 0) {
+        const ModuleUse use;
         delete this;
     }
     return left;

@@ -1,13 +1,15 @@
 #pragma once
 
+#include "system/ModuleState.h"
+
 #include <unknwn.h>
 
 #include <atomic>
 
 namespace tovix {
 
-/// Makes effects. It does not keep the module loaded by itself; `LockServer` does. All [control], any thread.
-class ClassFactory final : public IClassFactory {
+/// Makes effects. Keeps the module in use while it lives, as its holder will call it. All [control], any thread.
+class ClassFactory final : private ModuleUse, public IClassFactory {
 public:
     /// Starts with one reference, which the maker owns.
     ClassFactory() noexcept = default;
