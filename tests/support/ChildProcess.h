@@ -22,10 +22,10 @@ public:
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    /// Sends one line and answers the one line that comes back; empty when the child has ended.
+    /// Sends one line and returns the one line that comes back; empty when the child has ended.
     std::string ask(const std::string& line);
 
-    /// Closes the child's input, waits for its end and answers its exit code; 0xFFFFFFFF when it had to be ended.
+    /// Closes the child's input, waits for its end and returns its exit code; 0xFFFFFFFF when it had to be ended.
     DWORD finish();
 
     /// The next line of what the child has written; empty at its end.

@@ -1,5 +1,5 @@
-// A process that logs and allocates as the effect does: one command a line on the standard input, answered by the
-// current log level, or by what the command's comment says.
+// A process that logs and allocates as the effect does: one command a line on the standard input. The reply is
+// the log level, or what the command's comment says.
 
 #include "log/QuelLog.h"
 #include "memory/MemoryMgr.h"
@@ -22,7 +22,7 @@ void writeInfo(const std::string& text) {
     FunctionLog("Class::Method", "folder\\Source", nullptr).info({text, 7});
 }
 
-/// Threads that write lines and attach at once; answers the number of lines.
+/// Threads that write lines and attach at once; returns the number of lines.
 std::string storm(int milliseconds) {
     std::atomic<int> written{0};
     const ULONGLONG end = ::GetTickCount64() + static_cast<ULONGLONG>(milliseconds);
@@ -45,7 +45,7 @@ std::string storm(int milliseconds) {
     return std::to_string(written);
 }
 
-/// Writes a line while another thread is inside the logger; answers the milliseconds that it took.
+/// Writes a line while another thread is inside the logger; returns the milliseconds that it took.
 std::string writeBeside() {
     std::thread other([] { writeInfo("first"); });
     ::Sleep(300);
@@ -57,26 +57,26 @@ std::string writeBeside() {
     return std::to_string(::GetTickCount64() - startMs);
 }
 
-/// Answers the last error after a line that has been written with 1234 as the last error.
+/// Returns the last error after a line that has been written with 1234 as the last error.
 std::string lastErrorAfterLine() {
     ::SetLastError(1234);
     writeInfo("line");
     return std::to_string(::GetLastError());
 }
 
-/// Answers whether the audio engine's allocator is in use, where a block came from, and how many blocks of that
+/// Returns whether the audio engine's allocator is in use, where a block came from, and how many blocks of that
 /// allocator were out while the block was held and after it was given back.
 std::string allocate() {
-    std::ostringstream answer;
-    answer << (installAudioEngineAllocator() ? "installed" : "not installed");
+    std::ostringstream reply;
+    reply << (installAudioEngineAllocator() ? "installed" : "not installed");
     auto* const pBlock = static_cast<signed char*>(MemoryMgr::alloc(100));
-    answer << (pBlock[-1] > 16 ? " heap" : " locked");
+    reply << (pBlock[-1] > 16 ? " heap" : " locked");
     const HMODULE hEngine = ::GetModuleHandleW(L"audioeng.dll");
     auto* const pBlocksOut = hEngine != nullptr ? moduleExport<long()>(hEngine, "BlocksOut") : nullptr;
-    answer << " " << (pBlocksOut != nullptr ? pBlocksOut() : -1);
+    reply << " " << (pBlocksOut != nullptr ? pBlocksOut() : -1);
     MemoryMgr::free(pBlock);
-    answer << " " << (pBlocksOut != nullptr ? pBlocksOut() : -1);
-    return answer.str();
+    reply << " " << (pBlocksOut != nullptr ? pBlocksOut() : -1);
+    return reply.str();
 }
 
 /// Loads a module with a logger of its own, which writes a line; then lets the module go, or leaves that to the
@@ -93,7 +93,7 @@ std::string logInModule(const std::string& lifetime, const std::filesystem::path
     return "ok";
 }
 
-std::string answer(const std::string& command, std::istringstream& arguments) {
+std::string reply(const std::string& command, std::istringstream& arguments) {
     std::string text;
     if (command == "thread") {
         return std::to_string(::GetCurrentThreadId());
@@ -141,7 +141,7 @@ int main() {
         std::istringstream words(line);
         std::string command;
         words >> command;
-        std::cout << answer(command, words) << std::endl;
+        std::cout << reply(command, words) << std::endl;
     }
     return 0;
 }

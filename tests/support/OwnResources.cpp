@@ -31,7 +31,7 @@ struct HandleTable {
 
 } // namespace
 
-// The process's own count is not used: some systems answer 0 for it.
+// The process's own count is not used: some systems give 0 for it.
 std::size_t ownHandles() {
     using Query = NTSTATUS NTAPI(ULONG, void*, ULONG, ULONG*);
     auto* const pQuery = moduleExport<Query>(::GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation");

