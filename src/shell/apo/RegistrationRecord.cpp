@@ -1,5 +1,7 @@
 #include "apo/RegistrationRecord.h"
 
+#include <tovix/Version.h>
+
 #include <algorithm>
 #include <string_view>
 
@@ -20,7 +22,8 @@ constexpr APO_REG_PROPERTIES makeRecord() noexcept {
                                          APO_FLAG_BITSPERSAMPLE_MUST_MATCH);
     setText(record.szFriendlyName, L"Tovix");
     setText(record.szCopyrightInfo, L"Copyright (c) the Tovix authors");
-    record.u32MajorVersion = 1;
+    record.u32MajorVersion = TOVIX_VERSION_MAJOR;
+    record.u32MinorVersion = TOVIX_VERSION_MINOR;
     record.u32MinInputConnections = 1;
     record.u32MaxInputConnections = 1;
     record.u32MinOutputConnections = 1;
