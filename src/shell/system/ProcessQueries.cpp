@@ -8,6 +8,11 @@
 namespace tovix {
 namespace {
 
+constexpr bool countsAsVista(std::uint32_t major, std::uint32_t minor) noexcept {
+    return major * 10U + minor >= 60U;
+}
+static_assert(countsAsVista(6, 0) && countsAsVista(10, 0) && !countsAsVista(5, 2));
+
 [[noreturn]] void throwLastError() {
     const std::uint32_t error = ::GetLastError(); // before the throw, which allocates first
     throw error;

@@ -21,12 +21,7 @@ bool IsProcessElevated();
 /// system. Throws; 0xFFFFFFFF when the label has no identifier.
 std::uint32_t GetProcessIntegrityRid();
 
-/// Whether a system of this version has filtered tokens: major × 10 + minor of at least 60.
-constexpr bool countsAsVista(std::uint32_t major, std::uint32_t minor) noexcept {
-    return major * 10U + minor >= 60U;
-}
-
-/// Whether the system has filtered tokens. An unknown system is treated as a new one.
+/// Whether the system has filtered tokens, which came with version 6.0. An unknown system is treated as a new one.
 bool IsVistaOrLater() noexcept;
 
 /// Whether the process is ending: other libraries may have been shut down already, and threads that the system has

@@ -1,6 +1,7 @@
 #include "system/RegistryUtils.h"
 
 #include "system/SystemText.h"
+#include "system/WinHandles.h"
 
 #include <objbase.h>
 
@@ -40,6 +41,17 @@ KeyPath splitKey(const std::wstring& key) {
     return {found->second, key.substr(backslash + 1)};
 }
 
+/// Opens an existing key for setting values.
+RegistryKey openRegistryKey(const std::wstring& key) {
+    const KeyPath where = splitKey(key);
+    HKEY hKey = nullptr;
+    const LSTATUS error = ::RegOpenKeyExW(where.root, where.path.c_str(), 0, KEY_SET_VALUE | KEY_WOW64_64KEY, &hKey);
+    if (error != ERROR_SUCCESS) {
+        throw RegistryException(L"Opening key " + key + L": " + systemMessage(static_cast<DWORD>(error)));
+    }
+    return RegistryKey(hKey);
+}
+
 } // namespace
 
 void createRegistryKey(const std::wstring& key) {
@@ -51,16 +63,6 @@ void createRegistryKey(const std::wstring& key) {
         throw RegistryException(L"Creating key " + key + L": " + systemMessage(static_cast<DWORD>(error)));
     }
     const RegistryKey created(hKey);
-}
-
-RegistryKey openRegistryKey(const std::wstring& key) {
-    const KeyPath where = splitKey(key);
-    HKEY hKey = nullptr;
-    const LSTATUS error = ::RegOpenKeyExW(where.root, where.path.c_str(), 0, KEY_SET_VALUE | KEY_WOW64_64KEY, &hKey);
-    if (error != ERROR_SUCCESS) {
-        throw RegistryException(L"Opening key " + key + L": " + systemMessage(static_cast<DWORD>(error)));
-    }
-    return RegistryKey(hKey);
 }
 
 void writeRegistryValue(const std::wstring& key, const std::wstring& valueName, const std::wstring& value) {

@@ -1,9 +1,10 @@
 #pragma once
 
-#include "system/WinHandles.h"
+#include <guiddef.h>
 
 #include <exception>
 #include <string>
+#include <utility>
 
 namespace tovix {
 
@@ -24,9 +25,6 @@ private:
 
 /// Opens the key for setting values, creating it and those above it where they are missing.
 void createRegistryKey(const std::wstring& key);
-
-/// Opens an existing key for setting values.
-RegistryKey openRegistryKey(const std::wstring& key);
 
 /// Writes a string value into an existing key; an empty `valueName` is the key's default value.
 void writeRegistryValue(const std::wstring& key, const std::wstring& valueName, const std::wstring& value);

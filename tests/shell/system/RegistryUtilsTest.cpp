@@ -20,10 +20,9 @@ TEST(RegistryUtils, FailuresNameTheStepAndTheKey) {
     const std::wstring tooLong = L"HKEY_CURRENT_USER\\" + std::wstring(300, L'x');
     EXPECT_EQ(failureOf([] { createRegistryKey(L"HKEY_LOCAL_MACHINE"); }),
               L"Wrong format of the key: HKEY_LOCAL_MACHINE");
-    EXPECT_EQ(failureOf([] { openRegistryKey(L"HKLM\\SOFTWARE"); }),
+    EXPECT_EQ(failureOf([] { deleteRegistryKey(L"HKLM\\SOFTWARE"); }),
               L"Root registry key is incorrect:HKLM\\SOFTWARE");
     const std::pair<std::wstring, std::wstring> failures[] = {
-        {failureOf([&] { openRegistryKey(missing); }), L"Opening key " + missing + L": "},
         {failureOf([&] { writeRegistryValue(missing, L"v", L"x"); }), L"Opening key " + missing + L": "},
         {failureOf([&] { deleteRegistryKey(missing); }), L"Failed to delete registry key " + missing + L": "},
         {failureOf([&] { createRegistryKey(tooLong); }), L"Creating key " + tooLong + L": "},
