@@ -14,6 +14,8 @@ SRWLOCK plannerLock = SRWLOCK_INIT;
 
 } // namespace
 
+// What the module exports. All [control], any thread; nothing is thrown.
+
 /// Stores a handle and two functions and calls nothing of the system: the loader's lock is held here.
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID /*reserved*/) {
     if (reason == DLL_PROCESS_ATTACH) {
