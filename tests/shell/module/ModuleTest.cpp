@@ -156,16 +156,18 @@ void* noMemory() {
     return nullptr;
 }
 
+/// Takes memory from the module, or gives it back.
+void setMemory(ImportWatch& imports, const void* pFunction) {
+    for (const char* const function : {"malloc", "calloc", "realloc", "HeapAlloc"}) {
+        imports.redirect(function, pFunction);
+    }
+}
+
 /// Runs `body` without memory for the module, on a thread that has never thrown before either.
 template <class Body> void withoutMemory(ImportWatch& imports, Body body) {
-    constexpr std::array functions{"malloc", "calloc", "realloc", "HeapAlloc"};
-    for (const char* const function : functions) {
-        imports.redirect(function, reinterpret_cast<const void*>(&noMemory));
-    }
+    setMemory(imports, reinterpret_cast<const void*>(&noMemory));
     onThread(body);
-    for (const char* const function : functions) {
-        imports.redirect(function, nullptr);
-    }
+    setMemory(imports, nullptr);
 }
 
 TEST(Module, WithoutMemoryRefusesAnEffectAndLocksWithoutAChain) {
@@ -187,6 +189,35 @@ TEST(Module, WithoutMemoryRefusesAnEffectAndLocksWithoutAChain) {
     EXPECT_TRUE(playUntil(effect, 0.1F * std::pow(10.0F, 0.3F)));
     settings.change("Boost: 120 dB 1");
     EXPECT_TRUE(playUntil(effect, 0.1F * std::pow(10.0F, 0.6F)));
+}
+
+/// Threads that throw without memory and stay, until there is no reserve for one more.
+void exhaustTheReserveForExceptions() {
+    const ModuleUnderTest module;
+    ImportWatch imports(module.handle());
+    const auto factory = module.factory();
+    const KernelHandle thrown(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    auto throwAndStay = [&] {
+        void* pEffect = nullptr;
+        factory->CreateInstance(nullptr, IID_IUnknown, &pEffect);
+        ::SetEvent(thrown.get());
+        ::Sleep(INFINITE);
+    };
+    const auto run = [](void* pBody) -> DWORD {
+        (*static_cast<decltype(throwAndStay)*>(pBody))();
+        return 0;
+    };
+    setMemory(imports, reinterpret_cast<const void*>(&noMemory));
+    for (int thread = 0; thread < 65; ++thread) {
+        const KernelHandle started(::CreateThread(nullptr, 0, run, &throwAndStay, 0, nullptr));
+        ::WaitForSingleObject(thrown.get(), 5000);
+    }
+    ::TerminateProcess(::GetCurrentProcess(), 1);
+}
+
+TEST(ModuleDeathTest, AModuleThatCannotGoOnEndsTheProcessWithoutAMessageBox) {
+    constexpr auto failedFast = static_cast<int>(0xC0000602);
+    EXPECT_EXIT(exhaustTheReserveForExceptions(), testing::ExitedWithCode(failedFast), "");
 }
 
 /// One whole life of the module with a stream in it whose settings change.
