@@ -19,11 +19,11 @@ namespace {
 using tovix::KernelHandle;
 using tovix::MappedView;
 
-constexpr const wchar_t* blockName = L"Global\\TovixConfigData";
-constexpr std::size_t blockBytes = 256;
+constexpr const wchar_t* pageName = L"Global\\TovixConfigData";
+constexpr std::size_t pageBytes = 256;
 
 struct ControlSide {
-    KernelHandle block;
+    KernelHandle page;
     MappedView<char> view;
     std::map<std::string, KernelHandle> events;
 
@@ -54,15 +54,15 @@ HANDLE ControlSide::event(const std::string& which) {
 }
 
 std::string ControlSide::map(HANDLE hMapping) {
-    block.reset(hMapping);
-    view.reset(static_cast<char*>(::MapViewOfFile(hMapping, FILE_MAP_ALL_ACCESS, 0, 0, blockBytes)));
+    page.reset(hMapping);
+    view.reset(static_cast<char*>(::MapViewOfFile(hMapping, FILE_MAP_ALL_ACCESS, 0, 0, pageBytes)));
     return status(view != nullptr);
 }
 
 std::string ControlSide::occupy(const std::string& what) {
-    const std::wstring name = what == "block" ? blockName : eventName(what);
-    block.reset(::CreateSemaphoreW(nullptr, 0, 1, name.c_str()));
-    return status(block != nullptr);
+    const std::wstring name = what == "page" ? pageName : eventName(what);
+    page.reset(::CreateSemaphoreW(nullptr, 0, 1, name.c_str()));
+    return status(page != nullptr);
 }
 
 std::string ControlSide::unviewable() {
@@ -71,17 +71,17 @@ std::string ControlSide::unviewable() {
     ::GetTempPathW(MAX_PATH, folder.data());
     ::GetTempFileNameW(folder.data(), L"tvx", 0, path.data());
     FILE* const pFile = ::_wfopen(path.data(), L"wb");
-    std::fwrite(path.data(), 1, blockBytes, pFile);
+    std::fwrite(path.data(), 1, pageBytes, pFile);
     std::fclose(pFile);
     const KernelHandle file(::CreateFileW(path.data(), GENERIC_READ | DELETE, FILE_SHARE_READ | FILE_SHARE_DELETE,
                                           nullptr, OPEN_EXISTING, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
-    block.reset(::CreateFileMappingW(file.get(), nullptr, PAGE_READONLY, 0, 0, blockName));
-    return status(block != nullptr);
+    page.reset(::CreateFileMappingW(file.get(), nullptr, PAGE_READONLY, 0, 0, pageName));
+    return status(page != nullptr);
 }
 
 std::string ControlSide::openAll() {
-    const KernelHandle mapping(::OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE, blockName));
-    std::string answer = "block " + status(mapping != nullptr);
+    const KernelHandle mapping(::OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE, pageName));
+    std::string answer = "page " + status(mapping != nullptr);
     for (const char* const which : {"update", "create"}) {
         const KernelHandle opened(::OpenEventW(EVENT_ALL_ACCESS, FALSE, eventName(which).c_str()));
         answer += std::string(", ") + which + " " + status(opened != nullptr);
@@ -106,7 +106,7 @@ void ControlSide::scribble(int milliseconds) const {
     std::minstd_rand random(1);
     const ULONGLONG end = ::GetTickCount64() + static_cast<ULONGLONG>(milliseconds);
     while (::GetTickCount64() < end) {
-        for (std::size_t i = 0; i < blockBytes; ++i) {
+        for (std::size_t i = 0; i < pageBytes; ++i) {
             view.get()[i] = static_cast<char>(random());
         }
     }
@@ -115,11 +115,11 @@ void ControlSide::scribble(int milliseconds) const {
 std::string ControlSide::answer(const std::string& command, std::istringstream& arguments) {
     std::string which;
     int milliseconds = 0;
-    if (command == "create-block") {
-        return map(::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, blockBytes, blockName));
+    if (command == "create-page") {
+        return map(::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, pageBytes, pageName));
     }
-    if (command == "open-block") {
-        return map(::OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE, blockName));
+    if (command == "open-page") {
+        return map(::OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE, pageName));
     }
     if (command == "write") {
         std::getline(arguments >> std::ws, which);

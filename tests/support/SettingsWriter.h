@@ -8,13 +8,13 @@
 
 namespace tovix::test {
 
-/// The control application in this process: owns the settings block and rewrites it.
+/// The control application in this process: owns the settings page and rewrites it.
 class SettingsWriter {
 public:
     explicit SettingsWriter(std::string_view text)
-        : m_mapping(::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, blockBytes,
+        : m_mapping(::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, pageBytes,
                                          L"Global\\TovixConfigData")),
-          m_view(static_cast<char*>(::MapViewOfFile(m_mapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, blockBytes))),
+          m_view(static_cast<char*>(::MapViewOfFile(m_mapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, pageBytes))),
           m_event(::CreateEventW(nullptr, FALSE, FALSE, L"Global\\TovixDataUpdate")) {
         write(text);
     }
@@ -33,7 +33,7 @@ public:
     }
 
 private:
-    static constexpr DWORD blockBytes = 256;
+    static constexpr DWORD pageBytes = 256;
 
     KernelHandle m_mapping;
     MappedView<char> m_view;

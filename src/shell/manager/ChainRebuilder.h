@@ -15,7 +15,7 @@
 namespace tovix {
 
 /// What an EffectManager and its parameter-change thread share: the settings, the chain builder, the chains and the
-/// token for the pending chain. All [control] but `process` and `oldApoSetting`.
+/// token for the pending chain. All [control] but what says [audio].
 class ChainRebuilder : public RefCounted<ChainRebuilder> {
 public:
     /// `pManager` stands in the log lines only. Throws std::bad_alloc.
@@ -57,6 +57,7 @@ private:
     bool rebuild() noexcept;
     void logFormat(const StreamFormat& format) const noexcept;
     [[nodiscard]] bool awaitToken() const noexcept;
+    /// [audio]
     void returnToken() noexcept RT_SECTION;
 
     const void* m_pManager;

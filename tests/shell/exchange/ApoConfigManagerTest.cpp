@@ -65,7 +65,7 @@ bool endsWithin(std::unique_ptr<ApoConfigManager>& manager, ULONGLONG limitMs) {
 
 TEST(ApoConfigManager, TextOfAControlSideThatCameFirstIsReadAndKept) {
     ControlSide control;
-    ASSERT_EQ(control("create-block"), "ok");
+    ASSERT_EQ(control("create-page"), "ok");
     control("write Boost: 60 dB 1|Equalizer: 100 -3");
     control("event create");
     const BriefLog log;
@@ -75,7 +75,7 @@ TEST(ApoConfigManager, TextOfAControlSideThatCameFirstIsReadAndKept) {
         manager.ReadConfigData(stream);
         EXPECT_EQ(stream, "before " + padded("Boost: 60 dB 1\nEqualizer: 100 -3"));
     }
-    EXPECT_EQ(control.block(), padded("Boost: 60 dB 1\nEqualizer: 100 -3"));
+    EXPECT_EQ(control.page(), padded("Boost: 60 dB 1\nEqualizer: 100 -3"));
     EXPECT_EQ(control("await create 50"), "timeout");
     const std::vector<std::string> expected{
         "INFO ApoConfigManager::ApoConfigManager: ENTERING",
@@ -100,8 +100,8 @@ TEST(ApoConfigManager, EffectThatComesFirstCreatesAZeroPageAndReleasesOneWaiter)
     EXPECT_EQ(control("await create 2000"), "signalled");
     EXPECT_EQ(control("await create 50"), "timeout");
     EXPECT_EQ(readPage(manager), padded(""));
-    ASSERT_EQ(control("open-block"), "ok");
-    EXPECT_EQ(control.block(), padded(""));
+    ASSERT_EQ(control("open-page"), "ok");
+    EXPECT_EQ(control.page(), padded(""));
 
     control("write Boost: 35 dB 0");
     control("signal update");
@@ -114,14 +114,14 @@ struct WaitingEffect {
     ControlSide control;
     std::unique_ptr<ApoConfigManager> manager;
 
-    explicit WaitingEffect(const std::string& obstacle = "occupy block") {
+    explicit WaitingEffect(const std::string& obstacle = "occupy page") {
         EXPECT_EQ(control(obstacle), "ok");
         manager = std::make_unique<ApoConfigManager>();
     }
 
     void createPage(const std::string& text) {
         control("drop");
-        EXPECT_EQ(control("create-block"), "ok");
+        EXPECT_EQ(control("create-page"), "ok");
         control("write " + text);
         control("event update");
     }
@@ -151,7 +151,7 @@ TEST(ApoConfigManager, EffectThatMayNotCreateWaitsAndThenWritesItsOwnSettings) {
         // What stood behind the new text stays.
         std::string expected = padded("Boost: 200 dB 1\nEqualizer: 100 -3 1000 0 10000 6");
         expected.replace(0, c.text.size() + 1, c.text.c_str(), c.text.size() + 1);
-        EXPECT_EQ(effect.control.block(), expected);
+        EXPECT_EQ(effect.control.page(), expected);
         EXPECT_EQ(readPage(*effect.manager), expected);
         EXPECT_TRUE(
             log.has("WARNING " + createLog +
@@ -181,7 +181,7 @@ TEST(ApoConfigManager, PageThatCannotBeViewedIsDroppedAndWaitedFor) {
     // The new page is a different one only if the effect has let go of the old one.
     effect.createAndSignal("x");
     EXPECT_EQ(effect.control("await update 5000"), "signalled");
-    EXPECT_EQ(effect.control.block(), padded(ownText));
+    EXPECT_EQ(effect.control.page(), padded(ownText));
 }
 
 TEST(ApoConfigManager, SignalsWithoutAPageLeaveTheEffectWaiting) {
@@ -213,7 +213,7 @@ TEST(ApoConfigManager, SignalsWithoutAPageLeaveTheEffectWaiting) {
 
 TEST(ApoConfigManager, PageThatComesAndIsAnnouncedBeforeTheWaitIsOpenedAsItIs) {
     ControlSide obstacle;
-    ASSERT_EQ(obstacle("occupy block"), "ok");
+    ASSERT_EQ(obstacle("occupy page"), "ok");
     std::optional<SettingsWriter> page;
     const BriefLog log([&](const std::string& line) {
         if (line.find("Going to wait for other process") != std::string::npos) {
@@ -248,7 +248,7 @@ TEST(ApoConfigManager, OneCreationSignalOpensThePageForAllThatWaitHereAndOneOfTh
         // Whether it writes or not, there is something to read.
         EXPECT_TRUE(becomesTrue([&] { return hears(*effect.manager, 10) || hears(*second, 10); }));
         written += std::strcmp(readPage(*effect.manager).c_str(), "user") != 0 ? 1 : 0;
-        EXPECT_EQ(readPage(*second), effect.control.block());
+        EXPECT_EQ(readPage(*second), effect.control.page());
     }
     EXPECT_EQ(written, 1);
     // The one that goes, and then the other, leave nothing that would wake a waiter of another process.
@@ -257,7 +257,7 @@ TEST(ApoConfigManager, OneCreationSignalOpensThePageForAllThatWaitHereAndOneOfTh
     EXPECT_TRUE(endsWithin(effect.manager, 3000));
     EXPECT_TRUE(endsWithin(second, 3000));
     EXPECT_EQ(effect.control("await create 50"), "timeout");
-    EXPECT_STREQ(effect.control.block().c_str(), "user");
+    EXPECT_STREQ(effect.control.page().c_str(), "user");
 }
 
 TEST(ApoConfigManager, DestructionWakesNoOtherWaiterAndTouchesNothing) {
@@ -275,7 +275,7 @@ TEST(ApoConfigManager, DestructionWakesNoOtherWaiterAndTouchesNothing) {
     effect.control("event create");
     EXPECT_TRUE(endsWithin(effect.manager, 3000));
     EXPECT_EQ(ownThreads(), threadsBefore);
-    EXPECT_EQ(effect.control.block(), padded("text"));
+    EXPECT_EQ(effect.control.page(), padded("text"));
     EXPECT_EQ(effect.control("await create 50"), "timeout");
     EXPECT_EQ(effect.control("await update 50"), "timeout");
 }
@@ -307,7 +307,7 @@ TEST(ApoConfigManager, EventNamesTakenByOtherObjectsLeaveItUsable) {
 TEST(ApoConfigManager, PageMayBeRewrittenWhileItIsRead) {
     ControlSide control;
     ApoConfigManager manager;
-    ASSERT_EQ(control("open-block"), "ok");
+    ASSERT_EQ(control("open-page"), "ok");
     std::atomic<bool> scribbling{true};
     std::atomic<int> changes{0};
     std::thread reader([&] {
@@ -340,7 +340,7 @@ TEST(ApoConfigManager, AThousandLivesLeaveNoHandleThreadOrByte) {
     };
     expectNothingLeft(1000);
     ControlSide control;
-    ASSERT_EQ(control("occupy block"), "ok");
+    ASSERT_EQ(control("occupy page"), "ok");
     const std::size_t threads = ownThreads();
     expectNothingLeft(200);
     EXPECT_EQ(ownThreads(), threads);
@@ -366,7 +366,7 @@ TEST(ApoConfigManagerSlow, ThreadThatALoggerHoldsBeyondTheLimitFindsNothingToTou
     ::SetEvent(gate.get());
     EXPECT_TRUE(becomesTrue([&] { return ownThreads() == threadsBefore; }));
     EXPECT_TRUE(log.has(cannotOpen));
-    EXPECT_EQ(effect.control.block(), padded("text"));
+    EXPECT_EQ(effect.control.page(), padded("text"));
 }
 
 } // namespace

@@ -18,18 +18,18 @@ TEST(SharedObjectSecurity, EachObjectCarriesTheWholeDescriptor) {
         expectSharedDescriptor(mapping.get(), SECTION_ALL_ACCESS);
     }
     ControlSide control;
-    ASSERT_EQ(control("occupy block"), "ok");
+    ASSERT_EQ(control("occupy page"), "ok");
     const ApoConfigManager waiting;
     expectSharedDescriptor(openEvent(L"Global\\TovixDataCreate").get(), EVENT_ALL_ACCESS);
 }
 
 TEST(SharedObjectSecurity, ASecondProcessOpensAllThreeObjects) {
     ControlSide obstacle;
-    ASSERT_EQ(obstacle("occupy block"), "ok");
+    ASSERT_EQ(obstacle("occupy page"), "ok");
     const ApoConfigManager waiting;
     obstacle("drop");
     const ApoConfigManager creating;
-    EXPECT_EQ(ControlSide{}("open-all"), "block ok, update ok, create ok");
+    EXPECT_EQ(ControlSide{}("open-all"), "page ok, update ok, create ok");
 }
 
 TEST(CreateGlobalPrivilege, IsEnabledWhereTheAccountHoldsItAndRefusedElsewhere) {
