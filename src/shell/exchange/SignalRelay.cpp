@@ -8,21 +8,7 @@ namespace tovix {
 
 SignalRelay::Listener::Listener(SignalRelay& relay) noexcept
     : m_relay(relay), m_hPassedOn(::CreateEventW(nullptr, FALSE, FALSE, nullptr)) {
-    const Exclusive guard(m_relay.m_lock);
-    m_pNext = m_relay.m_pFirst;
-    m_ppSelf = &m_relay.m_pFirst;
-    m_relay.m_pFirst = this;
-    if (m_pNext != nullptr) {
-        m_pNext->m_ppSelf = &m_pNext;
-    }
-}
-
-SignalRelay::Listener::~Listener() {
-    const Exclusive guard(m_relay.m_lock);
-    *m_ppSelf = m_pNext;
-    if (m_pNext != nullptr) {
-        m_pNext->m_ppSelf = m_ppSelf;
-    }
+    m_relay.add(*this);
 }
 
 SignalRelay::Heard SignalRelay::Listener::wait(HANDLE hStop, HANDLE hSignal) noexcept {
@@ -47,6 +33,24 @@ SignalRelay::Heard SignalRelay::Listener::wait(HANDLE hStop, HANDLE hSignal) noe
         m_relay.passOn(*this);
     }
     return heard;
+}
+
+void SignalRelay::add(Listener& listener) noexcept {
+    const Exclusive guard(m_lock);
+    listener.m_pNext = m_pFirst;
+    listener.m_ppSelf = &m_pFirst;
+    if (m_pFirst != nullptr) {
+        m_pFirst->m_ppSelf = &listener.m_pNext;
+    }
+    m_pFirst = &listener;
+}
+
+void SignalRelay::remove(const Listener& listener) noexcept {
+    const Exclusive guard(m_lock);
+    *listener.m_ppSelf = listener.m_pNext;
+    if (listener.m_pNext != nullptr) {
+        listener.m_pNext->m_ppSelf = listener.m_ppSelf;
+    }
 }
 
 void SignalRelay::passOn(const Listener& taker) noexcept {

@@ -28,7 +28,7 @@ public:
     public:
         /// Without memory for a private event it hears only the signals that it takes itself.
         explicit Listener(SignalRelay& relay) noexcept;
-        ~Listener();
+        ~Listener() { m_relay.remove(*this); }
         Listener(const Listener&) = delete;
         Listener& operator=(const Listener&) = delete;
 
@@ -53,10 +53,13 @@ public:
     };
 
     constexpr SignalRelay() noexcept = default;
+    ~SignalRelay() = default;
     SignalRelay(const SignalRelay&) = delete;
     SignalRelay& operator=(const SignalRelay&) = delete;
 
 private:
+    void add(Listener& listener) noexcept;
+    void remove(const Listener& listener) noexcept;
     void passOn(const Listener& taker) noexcept;
 
     SRWLOCK m_lock = SRWLOCK_INIT;

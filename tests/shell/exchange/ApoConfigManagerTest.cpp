@@ -278,6 +278,9 @@ TEST(ApoConfigManager, DestructionWakesNoOtherWaiterAndTouchesNothing) {
     EXPECT_EQ(effect.control.page(), padded("text"));
     EXPECT_EQ(effect.control("await create 50"), "timeout");
     EXPECT_EQ(effect.control("await update 50"), "timeout");
+    for (const auto& line : log.lines()) {
+        EXPECT_EQ(line.find("Open(CONFIG_DATA_STRUCT) FAILED"), std::string::npos) << "the other one was woken";
+    }
 }
 
 TEST(ApoConfigManager, EventNamesTakenByOtherObjectsLeaveItUsable) {

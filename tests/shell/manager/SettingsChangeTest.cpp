@@ -252,8 +252,12 @@ TEST(SettingsChange, ReachesAnEffectWhoseNeighboursComeAndGo) {
         std::vector<std::thread> neighbours(3);
         for (auto& neighbour : neighbours) {
             neighbour = std::thread([&] {
-                while (!stop) {
-                    Playing(module, fadeFrames).block();
+                while (!stop) { // each life lasts until it has heard a change
+                    Playing life(module, fadeFrames);
+                    const float first = life.block().back();
+                    while (!stop && life.block().back() == first) {
+                        ::Sleep(1);
+                    }
                 }
             });
         }
