@@ -1,13 +1,17 @@
 # The Debian packages that the builds need, and their installation. Source it after common.sh.
 
+# For whatever is built.
+build_packages=(
+    cmake ninja-build libfftw3-dev libsndfile1-dev libebur128-dev libcli11-dev nlohmann-json3-dev googletest
+)
 native_packages=(
-    build-essential cmake ninja-build pkg-config
-    libfftw3-dev libsndfile1-dev libebur128-dev libcli11-dev nlohmann-json3-dev
-    googletest libbenchmark-dev libzita-convolver-dev gnuplot-nox clang-format-14
+    build-essential libbenchmark-dev libzita-convolver-dev clang-format-14
     libclang-rt-19-dev # only for RealtimeSanitizer's static runtime
 )
-check_packages=(clang-14 libclang-rt-14-dev)
-windows_packages=(g++-mingw-w64-x86-64-posix wine64 dpkg-dev xz-utils)
+cross_packages=(g++-mingw-w64-x86-64-posix dpkg-dev xz-utils)
+wine_packages=(wine64)
+picture_packages=(gnuplot-nox) # which scripts/plot installs by itself where it comes first
+check_packages=(clang-14 libclang-rt-14-dev clang-tidy-14)
 
 missing_packages() {
     local package status

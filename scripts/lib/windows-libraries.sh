@@ -55,12 +55,12 @@ prepare_private_apt() {
 
 # fetch_source WORK PACKAGE VERSION [OPTION]: into the folder WORK/PACKAGE.
 fetch_source() {
-    local work=$1 package=$2 version=$3 option=${4:-}
+    local work=$1 package=$2 version=$3 option=${4:-} log=$1/fetch.log
     say "fetching Debian's source of $package $version"
     mkdir -p "$work/download"
     cd "$work/download"
-    private_apt "$work/apt" source $option "$package=$version" >"$work/log" 2>&1 </dev/null ||
-        logged "$work/log" "the source package $package could not be fetched." private_apt "$work/apt" source $option "$package"
+    private_apt "$work/apt" source $option "$package=$version" >"$log" 2>&1 </dev/null ||
+        logged "$log" "the source package $package could not be fetched." private_apt "$work/apt" source $option "$package"
     if [ "$option" = --tar-only ]; then
         tar xf "$package"_*.orig.tar.*
     fi
@@ -69,35 +69,38 @@ fetch_source() {
 
 # cross_build WORK NAME PREFIX CMAKE-OPTION...: installs WORK/NAME for PREFIX, but below WORK/stage.
 cross_build() {
-    local work=$1 name=$2 prefix=$3
+    local work=$1 name=$2 prefix=$3 log=$1/$2.log
     shift 3
     say "building $name for Windows"
-    logged "$work/log" "$name could not be configured for Windows." \
+    logged "$log" "$name could not be configured for Windows." \
         cmake -S "$work/$name" -B "$work/build-$name" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" \
         -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$prefix" -DCMAKE_INSTALL_LIBDIR=lib -DBUILD_SHARED_LIBS=OFF \
         -DCMAKE_POLICY_DEFAULT_CMP0077=NEW "$@"
-    logged "$work/log" "$name could not be built for Windows." cmake --build "$work/build-$name" -j "$jobs"
-    DESTDIR=$work/stage logged "$work/log" "$name could not be installed." cmake --install "$work/build-$name"
+    logged "$log" "$name could not be built for Windows." cmake --build "$work/build-$name" -j "$jobs"
+    DESTDIR=$work/stage logged "$log" "$name could not be installed." cmake --install "$work/build-$name"
 }
 
 build_windows_libraries() {
-    local work=$1 prefix=$2
+    local work=$1 prefix=$2 fftw
     prepare_private_apt "$work/apt"
     fetch_source "$work" fftw3 "$(version_of libfftw3-dev)"
     fetch_source "$work" libsndfile "$(version_of libsndfile1-dev)"
     # The upstream archive alone: Debian's changes to it concern its own packaging.
     fetch_source "$work" libebur128 "$(version_of libebur128-dev)" --tar-only
 
-    cross_build "$work" libebur128 "$prefix" -DENABLE_INTERNAL_QUEUE_H=ON
-    cross_build "$work" libsndfile "$prefix" -DENABLE_EXTERNAL_LIBS=OFF -DENABLE_MPEG=OFF -DBUILD_PROGRAMS=OFF \
-        -DBUILD_EXAMPLES=OFF -DBUILD_TESTING=OFF -DENABLE_CPACK=OFF
+    # FFTW takes longest. The others' configuration, which keeps one processor busy at most, goes on beside it.
     # Its own allocator, because the C library's gives 16-byte alignment only. The instruction sets are those of Debian's
     # own build, so that both choose the same transforms and round alike.
     cross_build "$work" fftw3 "$prefix" -DENABLE_FLOAT=ON -DENABLE_SSE2=ON -DENABLE_AVX=ON \
-        -DDISABLE_FORTRAN=ON -DBUILD_TESTS=OFF -DCMAKE_C_FLAGS=-DWITH_OUR_MALLOC=1
+        -DDISABLE_FORTRAN=ON -DBUILD_TESTS=OFF -DCMAKE_C_FLAGS=-DWITH_OUR_MALLOC=1 &
+    fftw=$!
+    cross_build "$work" libsndfile "$prefix" -DENABLE_EXTERNAL_LIBS=OFF -DENABLE_MPEG=OFF -DBUILD_PROGRAMS=OFF \
+        -DBUILD_EXAMPLES=OFF -DBUILD_TESTING=OFF -DENABLE_CPACK=OFF
+    cross_build "$work" libebur128 "$prefix" -DENABLE_INTERNAL_QUEUE_H=ON
 
     # The header-only libraries: the system's include folder itself must never be on the cross compiler's path.
     cp -r /usr/include/CLI /usr/include/nlohmann "$work/stage$prefix/include/"
+    wait "$fftw"
 }
 
 # Builds the libraries unless they are there. Several runs at once wait for one another; an interrupted one leaves
@@ -112,7 +115,7 @@ provide_windows_libraries() {
         is_windows_prefix "$prefix" && exit
         rm -rf "$cache"/windows-work.*
         work=$(mktemp -d "$cache/windows-work.XXXXXX")
-        trap 'rm -rf "$work"' EXIT
+        trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
         say "building the Windows libraries, once; this takes a few minutes"
         build_windows_libraries "$work" "$prefix"
         is_windows_prefix "$work/stage$prefix" || fail "the Windows libraries are incomplete after their build."
