@@ -9,7 +9,7 @@ count_result() {
     failed=$((failed + $2))
 }
 
-# configure_and_build PRESET [TARGET...]: quiet unless it fails, which it says and answers.
+# configure_and_build PRESET [TARGET...]: quiet unless it fails, which it reports; returns non-zero then.
 configure_and_build() {
     local preset=$1 log=$root/build/$1.log targets=()
     [ $# -lt 2 ] || targets=(--target "${@:2}")

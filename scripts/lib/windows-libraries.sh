@@ -22,7 +22,7 @@ $(version_of libcli11-dev) $(version_of nlohmann-json3-dev) $(version_of gcc-min
     printf '%s/windows-fftw-%s-%s\n' "$cache" "$(version_of libfftw3-dev)" "$hash"
 }
 
-# Answers whether PREFIX has every library and header that the Windows build takes from it.
+# Returns whether PREFIX has every library and header that the Windows build takes from it.
 is_windows_prefix() {
     local name
     for name in "${windows_archives[@]/#/lib/}" "${windows_headers[@]/#/include/}"; do

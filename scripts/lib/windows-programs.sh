@@ -3,7 +3,7 @@
 # What these scripts themselves say goes to the error stream, so that a program keeps the output to itself.
 exec 3>&1 1>&2
 
-# unix_lines: a filter that outlives Ctrl-C, which the program before it answers.
+# unix_lines: a filter that ignores Ctrl-C, so that the program before it can handle it.
 unix_lines() {
     trap '' INT
     exec sed -u 's/\r$//'

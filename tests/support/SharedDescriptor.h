@@ -22,7 +22,7 @@ struct Entry {
 inline std::string sidText(void* pSid) {
     char* pText = nullptr;
     ::ConvertSidToStringSidA(pSid, &pText);
-    const LocalBlock<char> owner(pText);
+    const LocalMemory<char> owner(pText);
     return pText != nullptr ? pText : "";
 }
 

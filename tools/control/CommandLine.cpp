@@ -2,6 +2,7 @@
 #include "curves/Refusal.h"
 #include "host/Arguments.h"
 #include "host/SettingsPage.h"
+#include "log/LogLine.h"
 #include "settings/SettingsReport.h"
 #include "text/SettingsNames.h"
 
@@ -111,7 +112,7 @@ void addSet(CLI::App& app, Values& v) {
 }
 
 void addLogLevel(CLI::App& app, Values& v) {
-    constexpr std::uint32_t highestLevel = 5;
+    constexpr auto highestLevel = static_cast<std::uint32_t>(LogLevel::Debug);
     auto* const command = app.add_subcommand("log-level", "Set the effect's log level in the registry");
     command->add_option("N", v.logLevel, "0 none, 1 fatal, 2 error, 3 warning, 4 info, 5 debug")
         ->required()

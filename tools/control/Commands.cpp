@@ -6,6 +6,7 @@
 #include "host/SystemQueries.h"
 #include "settings/SettingsReport.h"
 #include "system/RegistrySettings.h"
+#include "text/SettingsNames.h"
 #include "text/Utf.h"
 
 #include <filesystem>
@@ -20,7 +21,7 @@ namespace {
 constexpr DWORD watchPeriodMs = 200;
 
 Status statusOf(const std::optional<SettingsPage>& page) {
-    Status status{.logLevel = ReadLogLevelSetting(), .previousEffect = ReadOldApoSetting()};
+    Status status{.logLevel = ReadLogLevelSetting(), .previousEffect = ReadPreviousEffectSetting()};
     if (page) {
         status.text = page->text();
         status.holders = page->holders();
@@ -67,7 +68,7 @@ void holdOrWarn(const SettingsPage& page, const Output& output) {
 
 /// Writes a REG_DWORD of the effect's key in the 64-bit view of the registry, creating the key when it is missing.
 /// The refusal ends in `consequence`.
-void writeRegistryValue(const wchar_t* name, std::uint32_t value, const char* consequence) {
+void writeSettingsValue(const wchar_t* name, std::uint32_t value, const char* consequence) {
     HKEY hKey = nullptr;
     LSTATUS error = ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, settingsRegistryKey, 0, nullptr, 0,
                                       KEY_SET_VALUE | KEY_WOW64_64KEY, nullptr, &hKey, nullptr);
@@ -95,7 +96,7 @@ void changeSettings(const std::function<ChangedSettings(std::string_view)>& chan
 
 void setPreviousEffect(bool on, const Output& output) {
     const auto writeValue = [on](const char* consequence) {
-        writeRegistryValue(L"EnableOldApo", on ? 1 : 0, consequence);
+        writeSettingsValue(settings::enableOldApo.wide().data(), on ? 1 : 0, consequence);
     };
     std::optional<SettingsPage> page;
     try {
@@ -110,7 +111,7 @@ void setPreviousEffect(bool on, const Output& output) {
 }
 
 void setLogLevel(std::uint32_t level, const Output& output) {
-    writeRegistryValue(L"MLS", level, "the log level stays as it is");
+    writeSettingsValue(logLevelValueName, level, "the log level stays as it is");
     if (output.json) {
         std::cout << nlohmann::json{{"logLevel", level}}.dump() << "\n";
     } else {

@@ -44,8 +44,8 @@ struct Output {
     bool hold = false;
 };
 
-/// What the commands do to the world, on the program's only thread. Results go to the standard output, notes and
-/// refusals to the standard error; all of them throw a Refusal when they cannot do what they are asked to.
+/// What the commands do to the world, [control], on the program's only thread. Results go to the standard output,
+/// notes and refusals to the standard error; all of them throw a Refusal when they cannot do what they are asked to.
 
 void showStatus(const Output& output);
 

@@ -10,7 +10,7 @@
 
 namespace tovix::control {
 
-/// What tovixctl says, as text and as data. On the program's only thread.
+/// What tovixctl says, as text and as data. [control], on the program's only thread.
 
 /// What the world outside says at one moment.
 struct Status {
@@ -19,7 +19,7 @@ struct Status {
     /// Handles that others hold on the page; none where the system does not tell.
     std::optional<std::uint32_t> holders;
     /// The registry's values, as the effect reads them.
-    std::uint32_t logLevel = 3;
+    std::uint32_t logLevel = 0;
     bool previousEffect = false;
 };
 

@@ -13,7 +13,7 @@ using Points = std::vector<ResponsePoint>;
 constexpr std::size_t largestCurve = 2000;
 
 /// Throws a Refusal unless there is at least one point, and all are in rising order without equals, above 0 Hz, with
-/// gains from -100 to 20 dB. Any thread.
+/// gains from -100 to 20 dB. [control], any thread.
 void checkPoints(const Points& points);
 
 } // namespace tovix

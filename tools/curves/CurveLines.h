@@ -9,7 +9,7 @@
 
 namespace tovix {
 
-/// The parts of a curve file, which add up.
+/// The parts of a curve file, which add up. [control], any thread, as all in this header.
 struct CurveParts {
     double preampDb = 0.0;
     /// From lines of one point each, or from a GraphicEQ line.

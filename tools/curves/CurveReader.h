@@ -6,12 +6,14 @@
 
 namespace tovix {
 
-/// A curve as its writer gave it, not yet checked against the equalizer's rules.
+/// A curve as its writer gave it, not yet checked against the equalizer's rules. [control], any thread, as all in
+/// this header.
 struct WantedCurve {
     /// The points that were written, or, for a parametric list, points close enough together to draw the sum of all
     /// its parts, with round numbers.
     Points points;
-    /// Whether the points were computed from a parametric list, so that leaving some out changes nobody's words.
+    /// Whether the points were computed from a parametric list, so that points may be dropped without contradicting
+    /// the file.
     bool computed = false;
     /// What the points stand for: themselves, or a finer and unrounded computation.
     Points exact;

@@ -7,7 +7,8 @@
 
 namespace tovix {
 
-/// Numbers and their texts, for all tools: strict reading, and writing independent of the locale. Any thread.
+/// Numbers and their texts, for all tools: strict reading, and writing independent of the locale. [control], any
+/// thread.
 
 /// The whole of `token` as a finite decimal number; none when anything of it is not part of one. A comma counts as
 /// the decimal point, unless it may as well separate thousands ("1,000").

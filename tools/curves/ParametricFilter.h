@@ -2,7 +2,8 @@
 
 namespace tovix {
 
-/// One section of a parametric equalizer: a biquad of the Audio EQ Cookbook (R. Bristow-Johnson).
+/// One section of a parametric equalizer: a biquad of the Audio EQ Cookbook (R. Bristow-Johnson). [control], any
+/// thread, as all in this header.
 struct ParametricFilter {
     enum class Kind { peaking, lowShelf, highShelf };
     Kind kind = Kind::peaking;

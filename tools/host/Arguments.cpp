@@ -13,7 +13,7 @@ namespace tovix {
 std::vector<std::string> programArguments(int argc, char** argv) {
     SetConsoleOutputCP(CP_UTF8);
     int count = 0;
-    const LocalBlock<wchar_t*> pArguments(CommandLineToArgvW(GetCommandLineW(), &count));
+    const LocalMemory<wchar_t*> pArguments(CommandLineToArgvW(GetCommandLineW(), &count));
     if (!pArguments) {
         return {argv + 1, argv + argc};
     }

@@ -4,8 +4,9 @@
 
 namespace tovix {
 
-/// While it lives no other control program changes the settings: reading the text, changing it and writing it back
-/// is one step, so that two that start at once keep each other's lines. One that is stuck is waited for five seconds.
+/// [control] While it lives no other control program changes the settings: reading the text, changing it and writing
+/// it back is one step, so that two that start at once keep each other's lines. One that is stuck is waited for five
+/// seconds.
 class ControllersTurn {
 public:
     ControllersTurn();

@@ -2,6 +2,7 @@
 
 #include "exchange/SecurityHelper.h"
 #include "host/SystemQueries.h"
+#include "text/SettingsNames.h"
 
 #include <algorithm>
 #include <utility>
@@ -110,17 +111,18 @@ void SettingsPage::releaseWaiters() {
 bool SettingsPage::awaitEffectsText() const {
     constexpr DWORD longestWaitMs = 1000;
     // The last thing that an effect writes.
-    return await(longestWaitMs, [this] { return text().ends_with("EnableOldApo:"); });
+    return await(longestWaitMs,
+                 [this] { return text().ends_with(std::string(settings::enableOldApo.narrow()) + ":"); });
 }
 
 std::string SettingsPage::text() const {
-    ConfigText bytes;
+    PageBytes bytes;
     m_mapping.copyTo(bytes);
     return {bytes.begin(), std::find(bytes.begin(), bytes.end(), '\0')};
 }
 
 void SettingsPage::write(std::string_view text) {
-    ConfigText bytes{};
+    PageBytes bytes{};
     std::copy_n(text.begin(), std::min(text.size(), bytes.size() - 1), bytes.begin());
     m_mapping.writeText(bytes);
 }

@@ -23,7 +23,7 @@ private:
 };
 
 /// The settings page from the control application's side. The page and the events live as long as any process has
-/// them open, this object among them. One thread at a time.
+/// them open, this object among them. [control], one thread at a time.
 ///
 /// The update event is never waited on here: it is auto-reset, and a signal that this side took would be lost to an
 /// effect.
@@ -44,7 +44,7 @@ public:
     /// The settings text, read at once: all bytes before the first NUL.
     [[nodiscard]] std::string text() const;
 
-    /// Writes the text, at most 255 bytes, with a NUL after it, and tells nobody.
+    /// Writes the text, at most 255 bytes, with a NUL after it, without signalling.
     void write(std::string_view text);
 
     /// Signals the update event for everybody else who has it open: once for each handle, because a signal wakes one

@@ -11,7 +11,7 @@ namespace {
 
 // Two calls of ntdll.dll that the platform's documentation mentions but does not promise. There are no others for
 // the purpose: nothing documented counts the handles on an object, and every documented look at an auto-reset event
-// takes its signal. So they are looked up by name, and a system without them is one that does not tell.
+// takes its signal. So they are looked up by name, and without them the count is unknown.
 
 struct ObjectBasicInformation {
     ULONG attributes;

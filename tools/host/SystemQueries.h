@@ -8,7 +8,7 @@
 
 namespace tovix {
 
-/// What the tools ask the system, from any thread.
+/// What the tools ask the system. [control], any thread.
 
 /// "access is denied (error 5)": the system's own words for an error code, in UTF-8.
 std::string describeSystemError(DWORD error);

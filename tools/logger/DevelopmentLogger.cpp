@@ -1,5 +1,6 @@
 #include "logger/DevelopmentLogger.h"
 
+#include "log/Log.h"
 #include "text/Utf.h"
 
 #include <algorithm>
@@ -9,7 +10,7 @@
 namespace tovix::logger {
 namespace {
 
-constexpr std::int32_t highestLevel = 5;
+constexpr auto highestLevel = static_cast<std::int32_t>(LogLevel::Debug);
 
 std::int32_t wantedLevel(std::int32_t offeredLevel) {
     const std::wstring text = environmentText(L"TOVIX_LOG_LEVEL");

@@ -7,8 +7,8 @@
 
 namespace tovix::logger {
 
-/// What the library hands to the effect: writes every line that it is given, and wants the level that the
-/// environment variable TOVIX_LOG_LEVEL (0 to 5) or else the effect names.
+/// [control], any thread. What the library hands to the effect: writes every line that it is given, and wants the
+/// level that the environment variable TOVIX_LOG_LEVEL (0 to 5) or else the effect names.
 class DevelopmentLogger final : public IQuelLogger {
 public:
     /// Null when nothing shall be logged or nothing can be.

@@ -8,7 +8,7 @@
 namespace tovix::logger {
 
 /// Finished lines on their way to the writer, in one of two fixed buffers; nothing is allocated after construction.
-/// Not locked.
+/// [control], one thread at a time: it has no lock.
 class LineQueue {
 public:
     static constexpr std::size_t capacityBytes = 64 * 1024;

@@ -19,7 +19,7 @@ public:
     /// A writer with its thread running; null without memory or thread.
     static std::shared_ptr<LineWriter> start() noexcept;
 
-    /// Any thread.
+    /// [control], any thread.
     void write(std::string_view line) noexcept;
 
     /// Lets the thread write what there is and end; waits at most a second for the writing, or writes by itself where
@@ -49,7 +49,7 @@ private:
     LineQueue m_queue;
     bool m_finishing = false;
     /// A new thread needs the loader's lock to start; a library that is released soon after it was loaded holds that
-    /// lock and would wait for the thread in vain.
+    /// lock and would deadlock waiting for the thread.
     bool m_threadRuns = false;
     bool m_threadsAreGone = false;
     LineWriter* m_pNext = nullptr;

@@ -31,7 +31,8 @@ std::uint32_t outputChannelsFor(const Options& options, const SourceFormat& soun
     const std::int64_t outputChannels = options.outputChannels.value_or(sound.channels);
     if (outputChannels < 1 || outputChannels > maxChannelCount) {
         throw RenderError(ExitStatus::unsupportedFormat, "an output of " + std::to_string(outputChannels) +
-                                                             " channels is none; the effect gives 1 to 4096.");
+                                                             " channels is none; the effect gives 1 to " +
+                                                             std::to_string(maxChannelCount) + ".");
     }
     return static_cast<std::uint32_t>(outputChannels);
 }

@@ -11,7 +11,7 @@
 namespace tovix {
 
 /// What each command makes of the settings text. All of them keep the lines that they are not about, return a text
-/// that fits into the settings page, and throw a Refusal where they cannot. Any thread.
+/// that fits into the settings page, and throw a Refusal where they cannot. [control], any thread.
 
 /// A settings text ready to be written.
 struct ChangedSettings {

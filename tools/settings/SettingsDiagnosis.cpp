@@ -42,7 +42,7 @@ std::string describeBoost(const BoostParameters& boost) {
 }
 
 /// Whether the design is not finite, as with a gain without bounds. The effect leaves such an equalizer inert.
-/// Asks the design itself, at a common rate: which curves have no response depends on the rate by a hair only.
+/// Asks the design itself, at a common rate: which curves have no response barely depends on the rate.
 bool hasNoResponse(const std::vector<ResponsePoint>& points) {
     constexpr float commonRateHz = 48000.0F;
     return !designImpulseResponse({points, equalizerTapCount, commonRateHz});
@@ -84,7 +84,7 @@ std::string explainUnknownName(std::wstring_view name) {
     if (editDistance(name, *nearest) <= largestTypoDistance) {
         return text + " (did you mean \"" + encodeUtf8(*nearest) + "\"?)";
     }
-    return text + R"(; there are "Boost" and "Equalizer")";
+    return text + "; there are \"" + encodeUtf8(boostName) + "\" and \"" + encodeUtf8(equalizerName) + "\"";
 }
 
 std::string explainBoostMismatch(const BoostParameters& boost) {
@@ -120,7 +120,7 @@ LineDiagnosis diagnoseLine(const Factories& factories, std::string_view bytes, A
     LineDiagnosis diagnosis{.line = bytes};
     const std::wstring text = decodeSettingsLine(bytes, decodeAnsi);
     const auto line = parseSettingsLine(text);
-    if (const auto previousEffect = line ? oldApoSetting(*line) : std::nullopt) {
+    if (const auto previousEffect = line ? previousEffectSetting(*line) : std::nullopt) {
         diagnosis.outcome = *previousEffect ? LineOutcome::previousEffectOn : LineOutcome::previousEffectOff;
         diagnosis.explanation =
             *previousEffect ? "the device's previous effect runs first" : "no previous effect runs";

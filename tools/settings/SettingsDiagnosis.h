@@ -42,7 +42,7 @@ struct LineDiagnosis {
 };
 
 /// Says for each line of a settings text, or of a whole settings page, what a chain build makes of it, by offering it
-/// to the filter factories as the build does. The views point into `text`. Any thread.
+/// to the filter factories as the build does. The views point into `text`. [control], any thread.
 std::vector<LineDiagnosis> diagnoseSettings(std::string_view text, AnsiDecoder decodeAnsi);
 
 } // namespace tovix

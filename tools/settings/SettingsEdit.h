@@ -8,7 +8,7 @@ namespace tovix {
 
 /// The lines of a settings text under change; lines that no call names stay as they are, byte for byte. A line is
 /// named by what stands before its first colon, without the '#' that switches it off. A line without a colon has no
-/// name: it takes no other line's place, and nothing takes its place. One thread at a time.
+/// name: it takes no other line's place, and nothing takes its place. [control], one thread at a time.
 class SettingsEdit {
 public:
     /// Takes the lines out of a text, or out of a whole settings page, as the effect does: up to the first NUL.

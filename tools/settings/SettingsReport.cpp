@@ -83,8 +83,9 @@ std::string printable(std::string_view text) {
 std::string describeLines(std::string_view text) {
     std::string described;
     for (const auto& diagnosis : diagnoseSettings(text, decodeLatin1)) {
-        described += "  " + printable(diagnosis.line) + (isMistake(diagnosis.outcome) ? "   -> ignored: " : "   -> ") +
-                printable(diagnosis.explanation) + "\n";
+        described += "  " + printable(diagnosis.line) +
+                     (isMistake(diagnosis.outcome) ? "   -> ignored: " : "   -> ") +
+                     printable(diagnosis.explanation) + "\n";
     }
     return described.empty() ? "  (no lines)\n" : described;
 }

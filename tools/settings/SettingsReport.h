@@ -7,7 +7,7 @@
 
 namespace tovix {
 
-/// A settings text told to people and to programs, the same in all tools. Any thread.
+/// A settings text told to people and to programs, the same in all tools. [control], any thread.
 
 /// `bytes` as UTF-8, whatever they are: what is not UTF-8 is read as Latin-1.
 std::string utf8Text(std::string_view bytes);

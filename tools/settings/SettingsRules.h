@@ -9,7 +9,7 @@
 namespace tovix {
 
 /// What may be written into the settings text. Stricter than the effect, which reads something into every text: a
-/// line that passes does exactly what it says. Any thread; all functions that check throw a Refusal.
+/// line that passes does exactly what it says. [control], any thread; all functions that check throw a Refusal.
 
 /// A boost level as the text holds it.
 struct BoostLevel {

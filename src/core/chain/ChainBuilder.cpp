@@ -46,7 +46,7 @@ BuiltChain ChainBuilder::build(std::string_view settingsPage) noexcept {
     try {
         StagePlanner planner(m_format);
         // Read in any case: what the text says about the previous effect does not depend on the format.
-        const bool collected = collectStages(planner, settingsPage, built.oldApo);
+        const bool collected = collectStages(planner, settingsPage, built.previousEffect);
         // A factory leaves out, and a filter is inert, for what gets no memory; neither is what the settings ask for.
         if (collected && streams && refusedAllocations() == refusedBefore) {
             built.chain = FilterChain::make(planner.shape(), planner.stages());
@@ -57,7 +57,8 @@ BuiltChain ChainBuilder::build(std::string_view settingsPage) noexcept {
     return built;
 }
 
-bool ChainBuilder::collectStages(StagePlanner& planner, std::string_view settingsPage, std::optional<bool>& oldApo) {
+bool ChainBuilder::collectStages(StagePlanner& planner, std::string_view settingsPage,
+                                 std::optional<bool>& previousEffect) {
     for (const auto& factory : m_factories) {
         if (!appendAll(planner, factory->beginBuild())) {
             return false;
@@ -69,8 +70,8 @@ bool ChainBuilder::collectStages(StagePlanner& planner, std::string_view setting
         if (!line) {
             continue;
         }
-        if (const auto setting = oldApoSetting(*line)) {
-            oldApo = setting;
+        if (const auto setting = previousEffectSetting(*line)) {
+            previousEffect = setting;
         } else if (!appendAll(planner, offer(*line, text))) {
             return false;
         }

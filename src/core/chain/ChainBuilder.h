@@ -19,7 +19,7 @@ struct BuiltChain {
     /// Null when anything in it was refused memory or the format allows no chain.
     RtPtr<FilterChain> chain;
     /// What the last line about the device's previous effect said, if any did.
-    std::optional<bool> oldApo;
+    std::optional<bool> previousEffect;
 };
 
 /// [control] The filter factories, in the order in which each settings line is offered to them: settings gate, boost,
@@ -38,7 +38,7 @@ public:
     BuiltChain build(std::string_view settingsPage) noexcept;
 
 private:
-    bool collectStages(StagePlanner& planner, std::string_view settingsPage, std::optional<bool>& oldApo);
+    bool collectStages(StagePlanner& planner, std::string_view settingsPage, std::optional<bool>& previousEffect);
     /// Asks the factories in turn; the first that returns filters ends the search.
     FilterList offer(SettingsLine& line, const std::wstring& text);
 

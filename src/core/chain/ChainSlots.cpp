@@ -70,7 +70,8 @@ bool ChainSlots::process(float* output, const float* input, std::uint32_t frameC
         return false;
     }
     bool swapped = false;
-    for (std::uint32_t done = 0; done < frameCount;) {
+    std::uint32_t done = 0;
+    while (done < frameCount) {
         const std::uint32_t piece = std::min(frameCount - done, m_format.maxFrames);
         swapped |= processPiece(output + std::size_t{done} * m_format.outputChannels,
                                 input + std::size_t{done} * m_format.inputChannels, piece);

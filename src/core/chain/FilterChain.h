@@ -50,7 +50,7 @@ public:
     void run(const float* input, std::uint32_t frameCount) noexcept RT_SECTION;
 
     /// [audio] Interleaves the first `outputChannels` planar buffers into `output`; a sample that is not finite
-    /// becomes 0, so that no filter's accident leaves the effect.
+    /// becomes 0, so that a faulty filter cannot emit it.
     void writeOutput(float* output, std::uint32_t frameCount) const noexcept RT_SECTION;
 
     /// [audio] The planar buffers, `outputChannels` of them being the chain's output after `run`.

@@ -18,7 +18,7 @@ RT_SECTION float* asFrames(const RtArray<ComplexBin>& spectrum) noexcept {
 
 } // namespace
 
-bool PartitionedConvolver::stepsAreClean(std::uint32_t blockFrames) noexcept {
+bool PartitionedConvolver::stepsAllocateNothing(std::uint32_t blockFrames) noexcept {
     constexpr std::uint32_t largestCleanFactor = 31;
     for (std::uint32_t factor = 2; factor <= largestCleanFactor && blockFrames != 0; ++factor) {
         while (blockFrames % factor == 0) {

@@ -17,9 +17,9 @@ namespace tovix {
 /// A block length that is no multiple of 4 has a gap: the bins from 4 * floor(B / 4) to B - 1 of the 2B-point
 /// transforms never reach the output, deliberately.
 ///
-/// The block steps allocate nothing when `stepsAreClean(B)`. For any other B the output is as exact, but FFTW works
-/// with Rader's algorithm, whose every transform takes its work space from the heap, and none of the planner's flags
-/// avoids it. (Lengths with the factor 43 are clean below 3182.)
+/// The block steps allocate nothing when `stepsAllocateNothing(B)`. For any other B the output is as exact, but FFTW
+/// works with Rader's algorithm, whose every transform takes its work space from the heap, and none of the planner's
+/// flags avoids it. (Lengths with the factor 43 are clean below 3182.)
 class PartitionedConvolver {
 public:
     /// Longest block: more than any audio engine uses, little enough for the integers of the record.
@@ -29,7 +29,7 @@ public:
     PartitionedConvolver() noexcept = default;
 
     /// Any thread: whether no prime factor of `blockFrames` exceeds 31.
-    static bool stepsAreClean(std::uint32_t blockFrames) noexcept;
+    static bool stepsAllocateNothing(std::uint32_t blockFrames) noexcept;
 
     /// [control] Builds the record for the impulse response `h` of at least one tap and blocks of `blockFrames`, at
     /// least 1. False when a length is out of range or memory or a plan is refused; the record is then destroyed.

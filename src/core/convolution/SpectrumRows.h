@@ -6,8 +6,8 @@
 
 namespace tovix {
 
-/// A table of spectra in split form: for each row one array of real and one of imaginary parts, all in one block of
-/// memory, zeroed when it is made. The arrays lie one after the other, so that a walk over the rows is a walk
+/// A table of spectra in split form: for each row one array of real and one of imaginary parts, all in one
+/// allocation, zeroed when it is made. The arrays lie one after the other, so that a walk over the rows is a walk
 /// through memory, at a distance at which the loads of one do not wait for the stores of its neighbours.
 struct SpectrumRows {
     RtArray<float> bins;

@@ -28,7 +28,6 @@ constexpr double largestPreGain =
 /// the mantissa 1 + m is at most m + 0.0861 (the largest distance of the curve from its chord).
 [[gnu::always_inline]] inline double levelBoundDb(double magnitude) noexcept {
     constexpr double chordError = 0.08608;
-    constexpr double decibelsPerOctave = 6.020599913279624;
     constexpr std::int64_t oneBits = std::int64_t{1023} << 52;
     constexpr double perUnit = 1.0 / static_cast<double>(std::int64_t{1} << 52);
     const auto octaves = static_cast<double>(std::bit_cast<std::int64_t>(magnitude) - oneBits) * perUnit;

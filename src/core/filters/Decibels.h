@@ -6,6 +6,8 @@ namespace tovix {
 constexpr double nepersPerDecibel = 0.11512925464970228;
 /// ln(10) / 200: the same for levels in tenths of a decibel.
 constexpr double nepersPerTenth = 0.01151292546497023;
+/// 20 log10(2).
+constexpr double decibelsPerOctave = 6.020599913279624;
 /// 20 / ln(10).
 constexpr double decibelsPerNeper = 8.685889638065037;
 

@@ -20,7 +20,7 @@ ChannelList EffectEqualizer::setup(float sampleRateHz, std::uint32_t maxFrames, 
     if (h) {
         m_convolvers = makeConvolvers(count, {h.data(), m_tapCount}, maxFrames);
         m_channelCount = m_convolvers ? count : 0;
-        if (m_convolvers && !PartitionedConvolver::stepsAreClean(maxFrames)) {
+        if (m_convolvers && !PartitionedConvolver::stepsAllocateNothing(maxFrames)) {
             FunctionLog("EffectEqualizer::setup", "filters\\EffectEqualizer", this)
                 .warning("The block length has a prime factor above 31, with which FFTW allocates in every block: ",
                          maxFrames);

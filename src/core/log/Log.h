@@ -13,7 +13,7 @@ namespace tovix {
 struct LogBackend {
     /// Takes one finished, NUL-terminated line.
     void (*write)(const char* line) noexcept;
-    /// Identifier of the calling thread as it shall stand in the line head.
+    /// Identifier of the calling thread as printed in the line head.
     std::uint32_t (*threadId)() noexcept;
 };
 
@@ -28,12 +28,12 @@ LogLevel logLevel() noexcept;
 /// [control] Sets the level for the whole process.
 void setLogLevel(LogLevel level) noexcept;
 
-/// [control] Whether a line at `level` shall be built at all. Test it before anything that only the line needs.
+/// [control] Whether a line at `level` is to be built at all. Test it before anything that only the line needs.
 inline bool logEnabled(LogLevel level) noexcept {
     return logLevel() >= level;
 }
 
-/// The first text of a message. It brings along the line of the statement that logs.
+/// [control] The first text of a message. It records the line number of the statement that logs.
 struct LogText {
     // Implicit, so that the text alone can be given.
     template <std::convertible_to<std::string_view> Text>

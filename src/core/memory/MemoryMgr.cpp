@@ -31,9 +31,9 @@ std::size_t distanceToAligned(const void* pRaw) noexcept {
 }
 
 void* withBookkeeping(void* pRaw, std::size_t distance) noexcept {
-    auto* const pBlock = static_cast<signed char*>(pRaw) + distance;
-    pBlock[-1] = static_cast<signed char>(distance);
-    return pBlock;
+    auto* const pMemory = static_cast<signed char*>(pRaw) + distance;
+    pMemory[-1] = static_cast<signed char>(distance);
+    return pMemory;
 }
 
 } // namespace
@@ -63,9 +63,9 @@ void* MemoryMgr::alloc(std::size_t sizeBytes) noexcept {
     return nullptr;
 }
 
-void MemoryMgr::free(void* pBlock) noexcept {
-    const auto distance = static_cast<signed char*>(pBlock)[-1];
-    void* const pRaw = static_cast<char*>(pBlock) - distance;
+void MemoryMgr::free(void* pMemory) noexcept {
+    const auto distance = static_cast<signed char*>(pMemory)[-1];
+    void* const pRaw = static_cast<char*>(pMemory) - distance;
     if (distance > static_cast<signed char>(alignmentBytes)) {
         std::free(pRaw);
         return;
@@ -77,15 +77,15 @@ void MemoryMgr::free(void* pBlock) noexcept {
 }
 
 void* HeapMemory::alloc(std::size_t sizeBytes) noexcept {
-    void* const pBlock = std::malloc(sizeBytes);
-    if (pBlock == nullptr) {
+    void* const pMemory = std::malloc(sizeBytes);
+    if (pMemory == nullptr) {
         refusals.fetch_add(1, std::memory_order_relaxed);
     }
-    return pBlock;
+    return pMemory;
 }
 
-void HeapMemory::free(void* pBlock) noexcept {
-    std::free(pBlock);
+void HeapMemory::free(void* pMemory) noexcept {
+    std::free(pMemory);
 }
 
 std::uint32_t refusedAllocations() noexcept {

@@ -9,6 +9,7 @@
 namespace tovix {
 
 /// Closing rule of an object that lives in MemoryMgr memory: run the destructor, give the memory back.
+/// [control]
 struct RtDestroy {
     template <class T> void operator()(T* pObject) const noexcept {
         pObject->~T();
@@ -16,7 +17,7 @@ struct RtDestroy {
     }
 };
 
-/// Owner of one object in MemoryMgr memory; lets go of it on a [control] thread. A pointer to a base class may own it
+/// Owner of one object in MemoryMgr memory; destroyed on a [control] thread. A pointer to a base class may own it
 /// only where the base stands at the object's start (single inheritance): the memory is freed by that address.
 template <class T> using RtPtr = std::unique_ptr<T, RtDestroy>;
 

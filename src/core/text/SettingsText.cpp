@@ -44,7 +44,7 @@ std::optional<SettingsLine> parseSettingsLine(const std::wstring& line) {
     return SettingsLine{line.substr(0, colon), line.substr(colon + 1)};
 }
 
-std::optional<bool> oldApoSetting(const SettingsLine& line) {
+std::optional<bool> previousEffectSetting(const SettingsLine& line) {
     std::wstring_view name = line.key;
     const bool off = name.starts_with(settings::offMark);
     name.remove_prefix(off ? 1 : 0);

@@ -34,6 +34,6 @@ std::wstring decodeSettingsLine(std::string_view bytes, AnsiDecoder decodeAnsi);
 std::optional<SettingsLine> parseSettingsLine(const std::wstring& line);
 
 /// What a line says about the device's previous effect: wanted, not wanted, or nothing.
-std::optional<bool> oldApoSetting(const SettingsLine& line);
+std::optional<bool> previousEffectSetting(const SettingsLine& line);
 
 } // namespace tovix

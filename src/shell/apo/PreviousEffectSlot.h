@@ -19,7 +19,7 @@ namespace tovix {
 class PreviousEffectSlot {
 public:
     /// Where in the endpoint's properties the class of a previous effect may stand. Nothing calls it: how the slot
-    /// gets filled is left open, and the table is what whoever fills it starts from.
+    /// gets filled is left open, and the table is the starting point for that.
     static const std::array<EffectKey, effectKeyCount>& keys() noexcept;
 
     PreviousEffectSlot() noexcept = default;

@@ -19,12 +19,12 @@ Tovix::Tovix(IUnknown* pOuter)
       // The non-delegating interface has IUnknown's three slots under other names.
       m_pControlling(pOuter != nullptr ? pOuter
                                        : reinterpret_cast<IUnknown*>(static_cast<INonDelegatingUnknown*>(this))) {
-    inTovix("Tovix::Tovix", this).info("CALLED");
+    logOf("Tovix::Tovix", this).info("CALLED");
 }
 
 Tovix::~Tovix() {
     m_previousEffect.release();
-    inTovix("Tovix::~Tovix", this).info("CALLED");
+    logOf("Tovix::~Tovix", this).info("CALLED");
 }
 
 HRESULT Tovix::QueryInterface(REFIID riid, void** ppv) noexcept {
@@ -101,7 +101,7 @@ HRESULT Tovix::Initialize(UINT32 cbDataSize, BYTE* pbyData) noexcept {
     }
     APOInitSystemEffects data{};
     if (cbDataSize != sizeof data) {
-        inTovix("Tovix::Initialize", this).error("cbDataSize size IS incorrect.");
+        logOf("Tovix::Initialize", this).error("cbDataSize size IS incorrect.");
         return E_INVALIDARG;
     }
     std::memcpy(&data, pbyData, sizeof data);
@@ -117,11 +117,11 @@ HRESULT Tovix::initialize(const APOInitSystemEffects& data) {
                            ? data.pAPOEndpointProperties->GetValue(endpointGuidKey, endpoint.receive())
                            : E_INVALIDARG;
     if (FAILED(hr)) {
-        inTovix("Tovix::Initialize", this).error("Failed to read endpoint GUID");
+        logOf("Tovix::Initialize", this).error("Failed to read endpoint GUID");
         return hr;
     }
     const std::wstring endpointGuid = endpoint.text();
-    inTovix("Tovix::Initialize", this).info("Endpoint GUID: ", endpointGuid);
+    logOf("Tovix::Initialize", this).info("Endpoint GUID: ", endpointGuid);
     m_effectManager.switches.switchB = true;
     return S_OK;
 }
@@ -132,16 +132,16 @@ void Tovix::logClassId(REFCLSID classId) const {
     }
     try {
         const std::wstring text = classIdText(classId);
-        inTovix("Tovix::Initialize", this).info("APO GUID: ", text);
+        logOf("Tovix::Initialize", this).info("APO GUID: ", text);
     } catch (...) {
         // No memory counts as the conversion's failure: a line of the log must not fail the initialization.
-        inTovix("Tovix::Initialize", this).error("Failed to convert APO GUID to text");
+        logOf("Tovix::Initialize", this).error("Failed to convert APO GUID to text");
     }
 }
 
 HRESULT Tovix::IsInputFormatSupported(IAudioMediaType* pOppositeFormat, IAudioMediaType* pRequestedInputFormat,
                                       IAudioMediaType** ppSupportedInputFormat) noexcept {
-    const FunctionLog log = inTovix("Tovix::IsInputFormatSupported", this);
+    const FunctionLog log = logOf("Tovix::IsInputFormatSupported", this);
     if (ppSupportedInputFormat != nullptr) {
         *ppSupportedInputFormat = nullptr;
     }
@@ -168,7 +168,7 @@ HRESULT Tovix::negotiateInput(FormatNegotiation& negotiation) {
 
 HRESULT Tovix::LockForProcess(UINT32 inputCount, APO_CONNECTION_DESCRIPTOR** ppInputs, UINT32 outputCount,
                               APO_CONNECTION_DESCRIPTOR** ppOutputs) noexcept {
-    StreamLock stream({inputCount, ppInputs, outputCount, ppOutputs}, inTovix("Tovix::LockForProcess", this));
+    StreamLock stream({inputCount, ppInputs, outputCount, ppOutputs}, logOf("Tovix::LockForProcess", this));
     return atComEdge([&] { return lock(stream); });
 }
 
@@ -196,7 +196,7 @@ HRESULT Tovix::lock(StreamLock& stream) {
 HRESULT Tovix::UnlockForProcess() noexcept {
     if (m_previousEffect.awaitsUnlock()) {
         if (const HRESULT hr = m_previousEffect.unlock(); FAILED(hr)) {
-            inTovix("Tovix::UnlockForProcess", this).warning("Tovix::UnlockForProcess() for old apo FAILED. hr=", hr);
+            logOf("Tovix::UnlockForProcess", this).warning("Tovix::UnlockForProcess() for old apo FAILED. hr=", hr);
         }
     }
     const HRESULT hr = CBaseAudioProcessingObject::UnlockForProcess();
@@ -219,7 +219,7 @@ HRESULT Tovix::fillPreviousEffectSlot(IUnknown& previousEffect) noexcept {
 void Tovix::processConnections(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
                                APO_CONNECTION_PROPERTY** ppOutputs) noexcept {
     IAudioProcessingObjectRT* const pPreviousEffect =
-        m_effectManager.oldApoSetting() ? m_previousEffect.processing() : nullptr;
+        m_effectManager.wantsPreviousEffect() ? m_previousEffect.processing() : nullptr;
     processEngineBlock({inputCount, ppInputs, outputCount, ppOutputs},
                        {m_channels, m_processSilence, pPreviousEffect}, m_effectManager);
 }

@@ -8,7 +8,7 @@ namespace tovix {
 /// Log lines of the audio processing object. All [control].
 
 /// The log of one of Tovix's functions; the lines of all its files bear the class's source name.
-inline FunctionLog inTovix(const char* function, const void* pTovix) noexcept {
+inline FunctionLog logOf(const char* function, const void* pTovix) noexcept {
     return {function, "Tovix", pTovix};
 }
 

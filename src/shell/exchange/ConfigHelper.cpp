@@ -3,6 +3,7 @@
 #include "log/Log.h"
 #include "system/RegistrySettings.h"
 #include "system/ThreadHoldingModule.h"
+#include "text/SettingsNames.h"
 
 #include <cstdio>
 #include <mutex>
@@ -42,7 +43,7 @@ ApoConfigManager::ApoConfigManager() noexcept
     SetSetting(BoostSection, BoostLevelKey, 0);
     SetSetting(BoostSection, BoostModeKey, 0);
     SetSetting(BoostSection, SwitchKey, 0);
-    SetSetting(OldEffectSection, SwitchKey, ReadOldApoSetting() ? 1 : 0);
+    SetSetting(PreviousEffectSection, SwitchKey, ReadPreviousEffectSetting() ? 1 : 0);
     CreateSharedConfigData(sa);
     log.info("LEAVING");
 }
@@ -141,18 +142,19 @@ DWORD ApoConfigManager::SharedDataCreateThread(void* pWait) noexcept {
     const CreationWait::Reference wait(static_cast<CreationWait*>(pWait));
     const FunctionLog log = logOf("ApoConfigManager::SharedDataCreateThread", nullptr);
     log.info("Beginning to wait for shared config data creation");
-    for (bool waiting = true; waiting;) {
+    bool over = false;
+    while (!over) {
         const SignalRelay::Heard heard = wait->await();
         if (heard == SignalRelay::Heard::failure) {
             break;
         }
         log.info("Wait for shared config data creation succeeded. Trying to open shared config data...");
-        waiting = !OpenSharedConfigData(*wait, heard);
+        over = OpenSharedConfigData(*wait, heard);
     }
     return 0;
 }
 
-/// True when the wait is over. Where the page is not there, somebody's signal was in vain and the next one counts.
+/// True when the wait is over. Without a page the signal came too early, and the next one counts.
 bool ApoConfigManager::OpenSharedConfigData(CreationWait& wait, SignalRelay::Heard heard) noexcept {
     const FunctionLog log = logOf("ApoConfigManager::OpenSharedConfigData", wait.managerTag());
     Opening opening;
@@ -168,7 +170,7 @@ bool ApoConfigManager::OpenSharedConfigData(CreationWait& wait, SignalRelay::Hea
         return false;
     }
     log.info("m_pSharedData->Open(CONFIG_DATA_STRUCT) SUCCEEDED");
-    wait.withManager([heard](ApoConfigManager& manager) { manager.answerOpening(heard); });
+    wait.withManager([heard](ApoConfigManager& manager) { manager.takeUpOpenedPage(heard); });
     return true;
 }
 
@@ -191,7 +193,7 @@ ApoConfigManager::Opening ApoConfigManager::tryToOpen() noexcept {
 
 /// The effect that the creation signal itself woke writes its settings over what the creating side has written. One
 /// that it was passed on to leaves the text, which may be the user's by now, and only has it read.
-void ApoConfigManager::answerOpening(SignalRelay::Heard heard) noexcept {
+void ApoConfigManager::takeUpOpenedPage(SignalRelay::Heard heard) noexcept {
     if (heard == SignalRelay::Heard::signal) {
         updateSharedData();
     } else if (!m_updateListener.wake()) {
@@ -199,12 +201,13 @@ void ApoConfigManager::answerOpening(SignalRelay::Heard heard) noexcept {
     }
 }
 
-ConfigText ApoConfigManager::settingsText() const noexcept {
+PageBytes ApoConfigManager::settingsText() const noexcept {
     const auto prefix = [this](std::int32_t section) { return GetSetting(section, SwitchKey) == 1 ? "" : "#"; };
-    ConfigText text{};
-    std::snprintf(text.data(), text.size(), "%sBoost: %d dB %d\n%sEnableOldApo:", prefix(BoostSection),
-                  GetSetting(BoostSection, BoostLevelKey), GetSetting(BoostSection, BoostModeKey),
-                  prefix(OldEffectSection));
+    PageBytes text{};
+    std::snprintf(text.data(), text.size(), "%s%s: %d dB %d\n%s%s:", prefix(BoostSection),
+                  settings::boost.narrow().data(), GetSetting(BoostSection, BoostLevelKey),
+                  GetSetting(BoostSection, BoostModeKey), prefix(PreviousEffectSection),
+                  settings::enableOldApo.narrow().data());
     return text;
 }
 
@@ -223,7 +226,7 @@ void ApoConfigManager::updateSharedData() noexcept {
 void ApoConfigManager::ReadConfigData(std::string& stream) const noexcept {
     // Before the copy: what is announced from here on is read again.
     m_updateListener.forget();
-    ConfigText page{};
+    PageBytes page{};
     bool open = false;
     {
         const std::lock_guard guard(m_lock);

@@ -24,8 +24,8 @@ namespace tovix {
 class ApoConfigManager {
 public:
     /// Sections and keys of the settings table. Boost: switched on (1), level in tenths of a decibel, second
-    /// number of the line. Old effect: wanted (1).
-    enum Section : std::int32_t { BoostSection = 0, OldEffectSection = 2 };
+    /// number of the line. Previous effect: wanted (1).
+    enum Section : std::int32_t { BoostSection = 0, PreviousEffectSection = 2 };
     enum Key : std::int32_t { SwitchKey = 0, BoostLevelKey = 1, BoostModeKey = 2 };
 
     /// Opens the page; or creates it, all zero, and releases who waits for it; or starts a thread that waits
@@ -39,12 +39,12 @@ public:
     ApoConfigManager(const ApoConfigManager&) = delete;
     ApoConfigManager& operator=(const ApoConfigManager&) = delete;
 
-    /// Appends all 256 bytes of the page, as one copy, to `stream`, a string of bytes; nothing while the page is not
+    /// Appends all bytes of the page, as one copy, to `stream`, a string of bytes; nothing while the page is not
     /// open or there is no memory (a stream with room for them needs none). What other effects passed on before is
-    /// answered by this read: `awaitUpdate` does not return for it again.
+    /// covered by this read: `awaitUpdate` does not return for it again.
     void ReadConfigData(std::string& stream) const noexcept;
 
-    /// Writes the boost line and the old-effect line of the settings table into the page and signals.
+    /// Writes the boost line and the line of the previous effect of the settings table into the page and signals.
     void updateSharedData() noexcept;
 
     /// Writes an entry of the settings table.
@@ -77,8 +77,8 @@ private:
     static DWORD SharedDataCreateThread(void* pWait) noexcept;
     static bool OpenSharedConfigData(CreationWait& wait, SignalRelay::Heard heard) noexcept;
     [[nodiscard]] Opening tryToOpen() noexcept;
-    void answerOpening(SignalRelay::Heard heard) noexcept;
-    [[nodiscard]] ConfigText settingsText() const noexcept;
+    void takeUpOpenedPage(SignalRelay::Heard heard) noexcept;
+    [[nodiscard]] PageBytes settingsText() const noexcept;
 
     std::unique_ptr<SharedConfigMapping> m_pSharedData;
     std::unique_ptr<GlobalObjectSecurity> m_pSecurity;

@@ -8,13 +8,13 @@ namespace {
 constexpr const wchar_t* globalObjectSddl =
     L"D:(A;OICI;GA;;;AU)(A;OICI;GA;;;BA)(A;OICI;GA;;;WD)(A;OICI;GA;;;SY)S:(ML;;NWNR;;;LW)";
 
-LocalBlock<void> descriptorFromText(const wchar_t* sddl) noexcept {
+LocalMemory<void> descriptorFromText(const wchar_t* sddl) noexcept {
     PSECURITY_DESCRIPTOR pDescriptor = nullptr;
     if (::ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl, SDDL_REVISION_1, &pDescriptor, nullptr) ==
         FALSE) {
         return nullptr;
     }
-    return LocalBlock<void>(pDescriptor);
+    return LocalMemory<void>(pDescriptor);
 }
 
 } // namespace

@@ -14,12 +14,12 @@ public:
     /// [control] Never fails; what could not be built is missing from `attributes`.
     GlobalObjectSecurity() noexcept;
 
-    /// Borrowed for the object's life; null when building failed. Handles made with them are not inherited.
+    /// [control] Borrowed for the object's life; null when building failed. Handles made with them are not inherited.
     [[nodiscard]] SECURITY_ATTRIBUTES* attributes() const noexcept { return m_pAttributes.get(); }
 
 private:
-    LocalBlock<SECURITY_ATTRIBUTES> m_pAttributes;
-    LocalBlock<void> m_pDescriptor;
+    LocalMemory<SECURITY_ATTRIBUTES> m_pAttributes;
+    LocalMemory<void> m_pDescriptor;
 };
 
 /// [control] Enables "SeCreateGlobalPrivilege" in the token of `hProcess`. False on any failure, also when the

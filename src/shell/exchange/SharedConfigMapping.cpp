@@ -21,11 +21,11 @@ IpcsResult SharedConfigMapping::Create(SECURITY_ATTRIBUTES* sa) noexcept {
     return m_hMapping ? mapView() : IPCS_CREATE_FAILED;
 }
 
-void SharedConfigMapping::copyTo(ConfigText& text) const noexcept {
+void SharedConfigMapping::copyTo(PageBytes& text) const noexcept {
     std::memcpy(text.data(), m_pView.get(), text.size());
 }
 
-void SharedConfigMapping::writeText(const ConfigText& text) noexcept {
+void SharedConfigMapping::writeText(const PageBytes& text) noexcept {
     std::memcpy(m_pView.get(), text.data(), ::strnlen(text.data(), text.size() - 1) + 1);
 }
 

@@ -30,7 +30,7 @@ enum IpcsResult : std::uint32_t {
 };
 
 /// The bytes of the settings page as one private copy.
-using ConfigText = std::array<char, settingsPageBytes>;
+using PageBytes = std::array<char, settingsPageBytes>;
 
 /// The settings page as one process has it open; unmapped and closed with the object. [control]; not locked.
 class SharedConfigMapping {
@@ -42,11 +42,11 @@ public:
     IpcsResult Create(SECURITY_ATTRIBUTES* sa) noexcept;
 
     /// Copies the whole page, which another process may be rewriting, once. The view must be mapped.
-    void copyTo(ConfigText& text) const noexcept;
+    void copyTo(PageBytes& text) const noexcept;
 
     /// Writes the text and its NUL to the start of the page and leaves the bytes after it. The view must be
     /// mapped; `text` must hold a NUL.
-    void writeText(const ConfigText& text) noexcept;
+    void writeText(const PageBytes& text) noexcept;
 
 private:
     [[nodiscard]] bool isOpen() const noexcept { return m_hMapping != nullptr || m_pView != nullptr; }

@@ -19,7 +19,7 @@ public:
         signal,
         /// Another listener took the signal.
         passedOn,
-        /// The wait failed, for want of a usable handle.
+        /// The wait failed, because a handle is not usable.
         failure,
     };
 

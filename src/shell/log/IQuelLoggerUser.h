@@ -21,7 +21,7 @@ public:
     /// After the return no line is handed to the interface, and every line that was being written on another
     /// thread has come back from it, so that the library may free it. There are two exceptions, both in the
     /// library's hand: the calls below `Detach` on the caller's own stack, and a line that the library itself
-    /// keeps for longer than `lineReturnLimitMs`; the wait for it ends there, lest the two wait for each other.
+    /// keeps for longer than `lineReturnLimitMs`; the wait for it ends there, so that they cannot deadlock.
     virtual std::int32_t Detach() noexcept = 0;
 
     static constexpr std::uint32_t lineReturnLimitMs = 5000;

@@ -31,7 +31,8 @@ FunctionLog logOf(const char* function, const void* pManager) noexcept {
 
 ChainRebuilder::ChainRebuilder(const void* pManager)
     : m_pManager(pManager), m_counterFrequency(counterFrequency()),
-      m_oldApoSetting(m_config.GetSetting(ApoConfigManager::OldEffectSection, ApoConfigManager::SwitchKey) == 1),
+      m_wantsPreviousEffect(
+          m_config.GetSetting(ApoConfigManager::PreviousEffectSection, ApoConfigManager::SwitchKey) == 1),
       m_hChainSemaphore(::CreateSemaphoreW(nullptr, 1, 1, nullptr)),
       m_hShutdownEvent(::CreateEventW(nullptr, TRUE, FALSE, nullptr)), m_builder(&decodeAnsiText) {
     m_settingsPage.reserve(settingsPageBytes);
@@ -67,8 +68,8 @@ bool ChainRebuilder::rebuild() noexcept {
     m_config.ReadConfigData(m_settingsPage);
     BuiltChain built = m_builder.build(m_settingsPage);
     m_buildTimes.end = counter();
-    if (built.oldApo) {
-        m_oldApoSetting.store(*built.oldApo, std::memory_order_release);
+    if (built.previousEffect) {
+        m_wantsPreviousEffect.store(*built.previousEffect, std::memory_order_release);
     }
     return built.chain && m_slots.publish(std::move(built.chain)) == ChainSlots::Published::pending;
 }
@@ -111,8 +112,8 @@ void ChainRebuilder::process(float* output, const float* input, std::uint32_t fr
     }
 }
 
-bool ChainRebuilder::oldApoSetting() const noexcept {
-    return m_oldApoSetting.load(std::memory_order_acquire);
+bool ChainRebuilder::wantsPreviousEffect() const noexcept {
+    return m_wantsPreviousEffect.load(std::memory_order_acquire);
 }
 
 } // namespace tovix

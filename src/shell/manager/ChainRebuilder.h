@@ -41,7 +41,7 @@ public:
     void process(float* output, const float* input, std::uint32_t frameCount) noexcept RT_SECTION;
 
     /// [audio] Whether the device's previous effect is wanted.
-    [[nodiscard]] bool oldApoSetting() const noexcept RT_SECTION;
+    [[nodiscard]] bool wantsPreviousEffect() const noexcept RT_SECTION;
 
 private:
     friend class RefCounted<ChainRebuilder>;
@@ -67,7 +67,7 @@ private:
     /// The settings page as last read; keeps its room, so that reading takes no memory.
     std::string m_settingsPage;
     /// Written by control threads, read by the audio thread.
-    std::atomic<bool> m_oldApoSetting;
+    std::atomic<bool> m_wantsPreviousEffect;
     CriticalSection m_lock;
     /// The token: count 1, maximum 1.
     KernelHandle m_hChainSemaphore;

@@ -64,8 +64,8 @@ void EffectManager::process(float* output, const float* input, std::uint32_t fra
     m_pRebuilder->process(output, input, frameCount);
 }
 
-bool EffectManager::oldApoSetting() const noexcept {
-    return m_pRebuilder->oldApoSetting();
+bool EffectManager::wantsPreviousEffect() const noexcept {
+    return m_pRebuilder->wantsPreviousEffect();
 }
 
 } // namespace tovix

@@ -33,14 +33,14 @@ public:
     /// unchanged until the next update.
     ///
     /// Called while a fade is pending it loses the token that the fade holds: later updates wait until destruction.
-    /// That is kept as it is; the settings of the moment are in force all the same.
+    /// That is kept as it is; the current settings still apply.
     void initializeManager(const StreamFormat& format) noexcept;
 
     /// [audio] Processes one block of interleaved samples; see ChainSlots.
     void process(float* output, const float* input, std::uint32_t frameCount) noexcept override RT_SECTION;
 
     /// [audio] Whether the device's previous effect is wanted: the registry's switch, then the settings text.
-    [[nodiscard]] bool oldApoSetting() const noexcept RT_SECTION;
+    [[nodiscard]] bool wantsPreviousEffect() const noexcept RT_SECTION;
 
     /// [control] The switches of the settings gate, taken over at the next `initializeManager`.
     GateSwitches switches;

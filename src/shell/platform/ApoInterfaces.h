@@ -36,6 +36,7 @@ enum APO_CONNECTION_BUFFER_TYPE : UINT32 {
 constexpr UINT32 APO_CONNECTION_DESCRIPTOR_SIGNATURE = 0x41434453;
 constexpr UINT32 APO_CONNECTION_PROPERTY_SIGNATURE = 0x41435053;
 
+/// The audio engine's result code number `code`; for any thread.
 constexpr HRESULT apoError(UINT32 code) noexcept {
     return static_cast<HRESULT>(0x887D0000U + code);
 }
@@ -210,8 +211,8 @@ struct IAudioProcessingObjectConfiguration : IUnknown {
 /// Marks an object as a system effect.
 struct IAudioSystemEffects : IUnknown {};
 
-/// An aggregatable object's own unknown: the same three slots as IUnknown under other names, so that an object can
-/// have both these and the ones that delegate to its controlling unknown.
+/// [control] An aggregatable object's own unknown: the same three slots as IUnknown under other names, so that an
+/// object can have both these and the ones that delegate to its controlling unknown.
 struct INonDelegatingUnknown {
     virtual HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) = 0;
     virtual ULONG STDMETHODCALLTYPE NonDelegatingAddRef() = 0;

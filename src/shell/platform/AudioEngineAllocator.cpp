@@ -33,10 +33,10 @@ public:
         }
         if (usable()) {
             installRtAllocator({
-                [](std::size_t sizeBytes, void** ppBlock) noexcept -> RtResult {
-                    return instance().m_pAllocate(sizeBytes, ppBlock);
+                [](std::size_t sizeBytes, void** ppMemory) noexcept -> RtResult {
+                    return instance().m_pAllocate(sizeBytes, ppMemory);
                 },
-                [](void* pBlock) noexcept -> RtResult { return instance().m_pFree(pBlock); },
+                [](void* pMemory) noexcept -> RtResult { return instance().m_pFree(pMemory); },
             });
         }
     }
@@ -54,8 +54,8 @@ public:
     [[nodiscard]] bool usable() const noexcept { return m_pAllocate != nullptr && m_pFree != nullptr; }
 
 private:
-    using AllocateFunction = HRESULT WINAPI(std::size_t sizeBytes, void** ppBlock);
-    using FreeFunction = HRESULT WINAPI(void* pBlock);
+    using AllocateFunction = HRESULT WINAPI(std::size_t sizeBytes, void** ppMemory);
+    using FreeFunction = HRESULT WINAPI(void* pMemory);
 
     ModuleReference m_library;
     RtAllocator m_previous;

@@ -92,7 +92,7 @@ std::uint32_t GetProcessIntegrityRid() {
         throwLastError();
     }
     sizeBytes = std::max(sizeBytes, DWORD{sizeof(TOKEN_MANDATORY_LABEL)});
-    const LocalBlock<TOKEN_MANDATORY_LABEL> pLabel(
+    const LocalMemory<TOKEN_MANDATORY_LABEL> pLabel(
         static_cast<TOKEN_MANDATORY_LABEL*>(::LocalAlloc(LPTR, sizeBytes)));
     if (!pLabel) {
         throwLastError();

@@ -1,14 +1,16 @@
 #include "system/RegistrySettings.h"
 
+#include "log/Log.h"
 #include "system/WinHandles.h"
+#include "text/SettingsNames.h"
 
 #include <optional>
 
 namespace tovix {
 namespace {
 
-constexpr std::uint32_t defaultLogLevel = 3;
-constexpr std::uint32_t highestLogLevel = 5;
+constexpr auto defaultLogLevel = static_cast<std::uint32_t>(LogLevel::Warning);
+constexpr auto highestLogLevel = static_cast<std::uint32_t>(LogLevel::Debug);
 
 std::optional<std::uint32_t> readNumber(const wchar_t* name) noexcept {
     HKEY hKey = nullptr;
@@ -32,12 +34,12 @@ std::optional<std::uint32_t> readNumber(const wchar_t* name) noexcept {
 } // namespace
 
 std::uint32_t ReadLogLevelSetting() noexcept {
-    const std::uint32_t level = readNumber(L"MLS").value_or(defaultLogLevel);
+    const std::uint32_t level = readNumber(logLevelValueName).value_or(defaultLogLevel);
     return level <= highestLogLevel ? level : defaultLogLevel;
 }
 
-bool ReadOldApoSetting() noexcept {
-    return readNumber(L"EnableOldApo").value_or(0) != 0;
+bool ReadPreviousEffectSetting() noexcept {
+    return readNumber(settings::enableOldApo.wide().data()).value_or(0) != 0;
 }
 
 } // namespace tovix

@@ -9,11 +9,12 @@ namespace tovix {
 /// another type than REG_DWORD, more than four bytes or a refused access give the default. Nothing is logged.
 
 inline constexpr const wchar_t* settingsRegistryKey = L"SOFTWARE\\Quelmark\\Volmora";
+inline constexpr const wchar_t* logLevelValueName = L"MLS";
 
 /// "MLS", the log level, 0 (none) to 5 (debug). The default, also for a larger number, is 3 (warning).
 std::uint32_t ReadLogLevelSetting() noexcept;
 
 /// "EnableOldApo", whether the device's previous effect is wanted: true for any number but 0. Default false.
-bool ReadOldApoSetting() noexcept;
+bool ReadPreviousEffectSetting() noexcept;
 
 } // namespace tovix

@@ -8,7 +8,7 @@
 
 namespace tovix {
 
-/// A registry operation that failed. The message names the step, the key or value and the system's reason.
+/// [control] A registry operation that failed. The message names the step, the key or value and the system's reason.
 class RegistryException : public std::exception {
 public:
     explicit RegistryException(std::wstring message) : m_message(std::move(message)) {}

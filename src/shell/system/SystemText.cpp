@@ -9,7 +9,7 @@ std::wstring systemMessage(DWORD error) {
                             FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK;
     wchar_t* pText = nullptr;
     const DWORD length = ::FormatMessageW(flags, nullptr, error, 0, reinterpret_cast<LPWSTR>(&pText), 0, nullptr);
-    const LocalBlock<wchar_t> text(pText);
+    const LocalMemory<wchar_t> text(pText);
     std::wstring message(text ? std::wstring_view(text.get(), length) : std::wstring_view());
     message.erase(message.find_last_not_of(L" \r\n") + 1);
     return message;

@@ -32,11 +32,11 @@ struct CloseRegistryKey {
 };
 using RegistryKey = std::unique_ptr<HKEY__, CloseRegistryKey>;
 
-struct FreeLocalBlock {
+struct FreeLocalMemory {
     void operator()(void* pBlock) const noexcept { ::LocalFree(pBlock); }
 };
 /// Block of the local heap.
-template <class T> using LocalBlock = std::unique_ptr<T, FreeLocalBlock>;
+template <class T> using LocalMemory = std::unique_ptr<T, FreeLocalMemory>;
 
 struct FreeTaskMemory {
     void operator()(void* pBlock) const noexcept { ::CoTaskMemFree(pBlock); }
@@ -44,11 +44,11 @@ struct FreeTaskMemory {
 /// Memory that COM has handed out.
 template <class T> using TaskMemory = std::unique_ptr<T, FreeTaskMemory>;
 
-struct FreeSidBlock {
+struct FreeAllocatedSid {
     void operator()(void* pSid) const noexcept { ::FreeSid(pSid); }
 };
 /// Security identifier of AllocateAndInitializeSid.
-using AllocatedSid = std::unique_ptr<void, FreeSidBlock>;
+using AllocatedSid = std::unique_ptr<void, FreeAllocatedSid>;
 
 struct FreeNetBuffer {
     void operator()(void* pBuffer) const noexcept { ::NetApiBufferFree(pBuffer); }
@@ -63,12 +63,12 @@ struct FreeModule {
 /// One reference to a loaded module.
 using ModuleReference = std::unique_ptr<HINSTANCE__, FreeModule>;
 
-/// The export `name` of `hModule` as a function of type F, or null.
+/// [control] The export `name` of `hModule` as a function of type F, or null.
 template <class F> F* moduleExport(HMODULE hModule, const char* name) noexcept {
     return reinterpret_cast<F*>(reinterpret_cast<void*>(::GetProcAddress(hModule, name)));
 }
 
-/// The module that holds `pCode`, borrowed; null when no module does.
+/// [control] The module that holds `pCode`, borrowed; null when no module does.
 inline HMODULE moduleOfAddress(const void* pCode) noexcept {
     HMODULE hModule = nullptr;
     constexpr DWORD flags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;

@@ -27,7 +27,7 @@ TEST(ChainBuilder, EveryLineThatAFactoryKnowsBecomesAStage) {
     const struct {
         std::string text;
         std::uint64_t stages;
-        std::optional<bool> oldApo;
+        std::optional<bool> previousEffect;
     } cases[] = {
         {"", 0, {}},
         {std::string(256, '\0'), 0, {}},
@@ -44,7 +44,7 @@ TEST(ChainBuilder, EveryLineThatAFactoryKnowsBecomesAStage) {
         const auto built = build(c.text);
         ASSERT_TRUE(built.chain) << c.text;
         EXPECT_EQ(built.chain->stageCount(), c.stages) << c.text;
-        EXPECT_EQ(built.oldApo, c.oldApo) << c.text;
+        EXPECT_EQ(built.previousEffect, c.previousEffect) << c.text;
     }
     EXPECT_EQ(build("Boost: 60 dB 1\nEnableOldApo:", stereo, {true, true}).chain->stageCount(), 0U)
         << "a closed gate hides filter lines";
@@ -67,12 +67,12 @@ TEST(ChainBuilder, TheFiltersWorkOnEveryChannelOfTheStream) {
 TEST(ChainBuilder, AFormatWithoutFramesOrChannelsOrMemoryGivesNoChain) {
     const auto noFrames = build("Boost: 60 dB 1\nEqualizer: 1000 3\nEnableOldApo:", {48000.0F, 0, 2, 2, 3, 0});
     EXPECT_FALSE(noFrames.chain);
-    EXPECT_EQ(noFrames.oldApo, true);
+    EXPECT_EQ(noFrames.previousEffect, true);
     EXPECT_FALSE(build("", {48000.0F, 0, 0, 2, 3, 480}).chain);
     EXPECT_FALSE(build("", {48000.0F, 0, 2, 0, 3, 480}).chain);
     const auto tooLarge = build("Equalizer: 1000 3\nEnableOldApo:", {48000.0F, 0, 4096, 4096, 3, 0xFFFFFFFF});
     EXPECT_FALSE(tooLarge.chain);
-    EXPECT_EQ(tooLarge.oldApo, true) << "what the text says about the previous effect holds all the same";
+    EXPECT_EQ(tooLarge.previousEffect, true) << "what the text says about the previous effect holds all the same";
 }
 
 TEST(ChannelNames, FollowTheSpeakerMaskAndThenTheNumber) {

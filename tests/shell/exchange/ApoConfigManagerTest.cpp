@@ -134,17 +134,17 @@ struct WaitingEffect {
 
 TEST(ApoConfigManager, EffectThatMayNotCreateWaitsAndThenWritesItsOwnSettings) {
     const struct {
-        std::optional<DWORD> oldApo;
+        std::optional<DWORD> previousEffect;
         std::string text;
     } cases[] = {{std::nullopt, ownText}, {2, "#Boost: 0 dB 0\nEnableOldApo:"}};
     for (const auto& c : cases) {
         std::optional<RegistryValue> value;
-        if (c.oldApo) {
-            value.emplace(L"EnableOldApo", *c.oldApo);
+        if (c.previousEffect) {
+            value.emplace(L"EnableOldApo", *c.previousEffect);
         }
         const BriefLog log;
         WaitingEffect effect;
-        EXPECT_EQ(effect.manager->GetSetting(2, 0), c.oldApo ? 1 : 0);
+        EXPECT_EQ(effect.manager->GetSetting(2, 0), c.previousEffect ? 1 : 0);
         EXPECT_EQ(readPage(*effect.manager), "");
         effect.createAndSignal("Boost: 200 dB 1|Equalizer: 100 -3 1000 0 10000 6");
         EXPECT_EQ(effect.control("await update 5000"), "signalled");

@@ -11,7 +11,7 @@ const struct {
     DWORD type;
     std::vector<BYTE> data;
     std::uint32_t logLevel;
-    bool oldApo;
+    bool previousEffect;
 } valueCases[] = {
     {"zero", REG_DWORD, {0, 0, 0, 0}, 0, false},
     {"five", REG_DWORD, {5, 0, 0, 0}, 5, true},
@@ -28,15 +28,15 @@ TEST(RegistrySettings, AcceptNumbersOfFourBytesAndNothingElse) {
     for (const auto& c : valueCases) {
         SCOPED_TRACE(c.description);
         const RegistryValue level(L"MLS", c.type, c.data);
-        const RegistryValue oldApo(L"EnableOldApo", c.type, c.data);
+        const RegistryValue previousEffect(L"EnableOldApo", c.type, c.data);
         EXPECT_EQ(ReadLogLevelSetting(), c.logLevel);
-        EXPECT_EQ(ReadOldApoSetting(), c.oldApo);
+        EXPECT_EQ(ReadPreviousEffectSetting(), c.previousEffect);
     }
 }
 
 void expectDefaults() {
     EXPECT_EQ(ReadLogLevelSetting(), 3U);
-    EXPECT_FALSE(ReadOldApoSetting());
+    EXPECT_FALSE(ReadPreviousEffectSetting());
 }
 
 TEST(RegistrySettings, MissingValueAndMissingKeyGiveTheDefaults) {

@@ -115,7 +115,7 @@ TEST(ControlProgram, OneChangeWakesEveryEffectThatWaits) {
 }
 
 TEST(ControlProgram, EffectsThatWaitForThePageAreReleasedAndDoNotOverwriteTheChange) {
-    const RegistryValue oldApo(L"EnableOldApo", 0);
+    const RegistryValue previousEffect(L"EnableOldApo", 0);
     KernelHandle other = occupyPageName();
     const std::array<ApoConfigManager, 2> effects;
     EXPECT_EQ(control(L"boost 6").exitStatus, 4U) << "the name is taken";
@@ -187,15 +187,15 @@ TEST(ControlProgram, ReadsACurveFileWhoseNameNeedsUnicode) {
 
 TEST(ControlProgram, RegistryValuesAreWrittenAsTheEffectReadsThem) {
     const RegistryValue level(L"MLS", 1);
-    const RegistryValue oldApo(L"EnableOldApo", 0);
+    const RegistryValue previousEffect(L"EnableOldApo", 0);
     const ApoConfigManager effect;
     EXPECT_EQ(control(L"log-level 5").exitStatus, 0U);
     EXPECT_EQ(ReadLogLevelSetting(), 5U);
     EXPECT_EQ(control(L"old-apo on").exitStatus, 0U);
-    EXPECT_TRUE(ReadOldApoSetting());
+    EXPECT_TRUE(ReadPreviousEffectSetting());
     EXPECT_EQ(pageText(), "EnableOldApo:");
     EXPECT_EQ(control(L"old-apo off").exitStatus, 0U);
-    EXPECT_FALSE(ReadOldApoSetting());
+    EXPECT_FALSE(ReadPreviousEffectSetting());
     EXPECT_EQ(pageText(), "#EnableOldApo:");
 }
 

@@ -63,7 +63,7 @@ TEST(SettingsDiagnosis, AgreesWithTheChainThatIsBuilt) {
         const auto built = builder.build(test.line);
         ASSERT_TRUE(built.chain);
         EXPECT_EQ(built.chain->stageCount() == 1, test.outcome == LineOutcome::buildsFilter) << test.line;
-        EXPECT_EQ(built.oldApo.has_value(),
+        EXPECT_EQ(built.previousEffect.has_value(),
                   test.outcome == LineOutcome::previousEffectOn || test.outcome == LineOutcome::previousEffectOff)
             << test.line;
     }

@@ -8,7 +8,7 @@
 namespace tovix::render {
 
 /// The machine's settings page for the time of one render. There is one page for all effects, so there is one render
-/// at a time; and the page gets the text back that it had before, with a signal for whoever plays by it, unless
+/// at a time; and the page gets the text back that it had before, with a signal for any effect that uses it, unless
 /// somebody else has changed it meanwhile. [control]
 class SettingsLoan {
 public:
