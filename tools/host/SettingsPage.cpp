@@ -90,29 +90,40 @@ void SettingsPage::create(SECURITY_ATTRIBUTES* sa) {
 }
 
 void SettingsPage::releaseWaiters() {
-    // All waiters of a process come with one signal and close their handles.
-    const auto someWait = [this](std::uint32_t sent) {
-        return otherHandles(m_hCreateEvent.get(), 1).value_or(sent == 0 ? 1 : 0) > 0;
-    };
+    // All waiters of a process come with one signal; each closes its handle, a moment later than the one that writes.
+    constexpr DWORD longestClosingMs = 100;
+    const auto someStillWait = [this] { return !await(longestClosingMs, [this] { return !someWait(false); }); };
     std::string effectsText;
-    for (std::uint32_t sent = 0; sent < mostSignals && someWait(sent); ++sent) {
-        // Emptied, so that the next effect's text can be told from the last one's, which is the same.
-        write("");
+    bool waiting = someWait(true);
+    for (std::uint32_t sent = 0; waiting && sent < mostSignals; ++sent) {
+        // The next effect's text is the same as the last one's. The end of the line tells them apart, and an effect
+        // that reads it has the same settings.
+        write(effectsText.empty() ? "" : effectsText + '\n');
         ::SetEvent(m_hCreateEvent.get());
         if (!awaitEffectsText()) {
             ::ResetEvent(m_hCreateEvent.get());
             break;
         }
         effectsText = text();
+        waiting = someStillWait();
     }
-    write(effectsText);
+    if (!effectsText.empty()) {
+        write(effectsText);
+    }
+}
+
+bool SettingsPage::someWait(bool unknown) const noexcept {
+    const auto others = otherHandles(m_hCreateEvent.get(), 1);
+    return others ? *others > 0 : unknown;
 }
 
 bool SettingsPage::awaitEffectsText() const {
     constexpr DWORD longestWaitMs = 1000;
     // The last thing that an effect writes.
-    return await(longestWaitMs,
-                 [this] { return text().ends_with(std::string(settings::enableOldApo.narrow()) + ":"); });
+    const auto hasCome = [this] { return text().ends_with(std::string(settings::enableOldApo.narrow()) + ":"); };
+    const auto nobodyIsLeft = [this] { return !someWait(true) && isSignalled(m_hCreateEvent.get()).value_or(false); };
+    await(longestWaitMs, [&] { return hasCome() || nobodyIsLeft(); });
+    return hasCome();
 }
 
 std::string SettingsPage::text() const {

@@ -66,6 +66,7 @@ private:
 
     void create(SECURITY_ATTRIBUTES* sa);
     void releaseWaiters();
+    [[nodiscard]] bool someWait(bool unknown) const noexcept;
     [[nodiscard]] bool awaitEffectsText() const;
 
     SharedConfigMapping m_mapping;

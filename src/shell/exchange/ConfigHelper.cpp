@@ -135,6 +135,8 @@ void ApoConfigManager::waitForCreation(SECURITY_ATTRIBUTES* sa) noexcept {
     m_hCreateThread = startThreadHoldingModule<&SharedDataCreateThread>(forThread.get());
     if (m_hCreateThread) {
         static_cast<void>(forThread.release());
+    } else {
+        m_pCreationWait.reset();
     }
 }
 
@@ -151,6 +153,7 @@ DWORD ApoConfigManager::SharedDataCreateThread(void* pWait) noexcept {
         log.info("Wait for shared config data creation succeeded. Trying to open shared config data...");
         over = OpenSharedConfigData(*wait, heard);
     }
+    wait->end();
     return 0;
 }
 
@@ -170,6 +173,8 @@ bool ApoConfigManager::OpenSharedConfigData(CreationWait& wait, SignalRelay::Hea
         return false;
     }
     log.info("m_pSharedData->Open(CONFIG_DATA_STRUCT) SUCCEEDED");
+    // Before the text: the control side takes it as the end of this wait and looks for further ones.
+    wait.end();
     wait.withManager([heard](ApoConfigManager& manager) { manager.takeUpOpenedPage(heard); });
     return true;
 }

@@ -84,7 +84,7 @@ private:
     std::unique_ptr<GlobalObjectSecurity> m_pSecurity;
     KernelHandle m_hUpdateEvent;
     std::map<std::int32_t, std::map<std::int32_t, std::int32_t>> m_settings;
-    /// Holds the creation event; null where no wait was set up.
+    /// Null where nothing waits for the page or ever did.
     CreationWait::Reference m_pCreationWait;
     KernelHandle m_hCreateThread;
     /// Guards page and settings against the waiting thread and among the threads that read.

@@ -28,4 +28,9 @@ void CreationWait::cut() noexcept {
     ::SetEvent(m_hStopEvent ? m_hStopEvent.get() : m_hCreateEvent.get());
 }
 
+void CreationWait::end() noexcept {
+    const Exclusive guard(m_lock);
+    m_hCreateEvent.reset();
+}
+
 } // namespace tovix

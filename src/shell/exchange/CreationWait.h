@@ -34,6 +34,10 @@ public:
     /// Cuts the way back and ends the thread's wait.
     void cut() noexcept;
 
+    /// For the thread, which waits no more: gives the creation event back, whose handles the control side counts as
+    /// waiters.
+    void end() noexcept;
+
     /// The manager's address for log lines, also when it has gone.
     [[nodiscard]] const void* managerTag() const noexcept { return m_pManagerTag; }
 
@@ -45,6 +49,7 @@ private:
     SRWLOCK m_lock = SRWLOCK_INIT;
     ApoConfigManager* m_pManager;
     const void* m_pManagerTag;
+    /// Null once the wait has ended. Only the thread that waits gives it back.
     KernelHandle m_hCreateEvent;
     KernelHandle m_hStopEvent;
     SignalRelay::Listener m_listener;

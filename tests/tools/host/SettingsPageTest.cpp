@@ -1,7 +1,10 @@
 #include "host/SettingsPage.h"
 
+#include "exchange/ConfigHelper.h"
+
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <functional>
 #include <optional>
@@ -73,6 +76,16 @@ TEST(SettingsPage, SignalsForEffectsThatAreBusyDoNotBecomeOne) {
     page.announce();
     EXPECT_TRUE(first.hears());
     EXPECT_TRUE(second.hears());
+}
+
+TEST(SettingsPage, EffectsThatWaitForItAreReleasedAtOnce) {
+    KernelHandle nameTaken(::CreateSemaphoreW(nullptr, 0, 1, CONFIG_DATA_STRUCT));
+    const std::array<ApoConfigManager, 3> effects;
+    nameTaken.reset();
+    const ULONGLONG startMs = ::GetTickCount64();
+    const SettingsPage page = SettingsPage::openOrCreate();
+    EXPECT_LT(::GetTickCount64() - startMs, 500U);
+    EXPECT_TRUE(page.text().ends_with("EnableOldApo:"));
 }
 
 TEST(SettingsPage, AnEffectThatTakesNoSignalKeepsNobodyWaiting) {
