@@ -19,13 +19,15 @@ CreationWait::Reference CreationWait::make(ApoConfigManager& manager, KernelHand
 }
 
 void CreationWait::cut() noexcept {
-    {
-        const Exclusive guard(m_lock);
-        m_pManager = nullptr;
-    }
+    const Exclusive guard(m_lock);
+    m_pManager = nullptr;
     // The named event only where the thread waits for nothing else: elsewhere its signal would reach another waiter,
     // which would open the page and write over the text that the user has put there meanwhile.
-    ::SetEvent(m_hStopEvent ? m_hStopEvent.get() : m_hCreateEvent.get());
+    if (m_hStopEvent) {
+        ::SetEvent(m_hStopEvent.get());
+    } else if (!m_listener.wake() && m_hCreateEvent) {
+        ::SetEvent(m_hCreateEvent.get());
+    }
 }
 
 void CreationWait::end() noexcept {

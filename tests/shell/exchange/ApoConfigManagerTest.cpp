@@ -1,6 +1,7 @@
 #include "exchange/ConfigHelper.h"
 #include "support/BriefLog.h"
 #include "support/ControlSide.h"
+#include "support/ImportWatch.h"
 #include "support/OwnResources.h"
 #include "support/RegistryValue.h"
 #include "support/SettingsWriter.h"
@@ -260,7 +261,11 @@ TEST(ApoConfigManager, OneCreationSignalOpensThePageForAllThatWaitHereAndOneOfTh
     EXPECT_STREQ(effect.control.page().c_str(), "user");
 }
 
-TEST(ApoConfigManager, DestructionWakesNoOtherWaiterAndTouchesNothing) {
+HANDLE WINAPI refuseManualEvents(SECURITY_ATTRIBUTES* sa, BOOL manual, BOOL /*signalled*/, const wchar_t* name) {
+    return manual != FALSE ? nullptr : ::CreateEventExW(sa, name, 0, EVENT_ALL_ACCESS);
+}
+
+void expectDestructionToWakeNoOtherWaiterAndToTouchNothing() {
     const BriefLog log;
     const std::size_t threadsBefore = ownThreads();
     WaitingEffect effect;
@@ -281,6 +286,13 @@ TEST(ApoConfigManager, DestructionWakesNoOtherWaiterAndTouchesNothing) {
     for (const auto& line : log.lines()) {
         EXPECT_EQ(line.find("Open(CONFIG_DATA_STRUCT) FAILED"), std::string::npos) << "the other one was woken";
     }
+}
+
+TEST(ApoConfigManager, DestructionWakesNoOtherWaiterAndTouchesNothing) {
+    expectDestructionToWakeNoOtherWaiterAndToTouchNothing();
+    ImportWatch imports(::GetModuleHandleW(nullptr));
+    imports.redirect("CreateEventW", reinterpret_cast<const void*>(&refuseManualEvents));
+    expectDestructionToWakeNoOtherWaiterAndToTouchNothing(); // without a private event to stop the wait
 }
 
 TEST(ApoConfigManager, EventNamesTakenByOtherObjectsLeaveItUsable) {
