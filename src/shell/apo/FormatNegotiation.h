@@ -26,6 +26,10 @@ public:
     /// Reads both formats; the failure of either one's media type.
     HRESULT read();
 
+    /// Whether there is an opposite format. Without one the previous effect is not asked: its refusal would tell
+    /// nothing about the stream to come, and not every effect expects a null there.
+    [[nodiscard]] bool hasOpposite() const noexcept { return m_formats.pOpposite != nullptr; }
+
     /// The previous effect's decision, or nothing when it fails or makes no use of the interface's rules: then the
     /// negotiation goes on without it.
     [[nodiscard]] std::optional<HRESULT> askPreviousEffect(IAudioProcessingObject& previousEffect) const noexcept;

@@ -157,7 +157,7 @@ HRESULT Tovix::negotiateInput(FormatNegotiation& negotiation) {
     if (const HRESULT hr = negotiation.read(); FAILED(hr)) {
         return hr;
     }
-    if (m_previousEffect.present()) {
+    if (m_previousEffect.present() && negotiation.hasOpposite()) {
         if (const auto decision = negotiation.askPreviousEffect(m_previousEffect.apo())) {
             return negotiation.report(*decision);
         }
