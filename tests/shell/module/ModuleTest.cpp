@@ -1,4 +1,5 @@
 #include "apo/PreviousEffectSlot.h"
+#include "support/ChildProcess.h"
 #include "support/ImportWatch.h"
 #include "support/ModuleUnderTest.h"
 #include "support/OwnResources.h"
@@ -8,6 +9,7 @@
 
 #include <array>
 #include <cmath>
+#include <filesystem>
 #include <set>
 #include <string>
 #include <string_view>
@@ -79,6 +81,7 @@ TEST(Module, IsHardenedAndLoadsWhereManifestsAreRefused) {
         constexpr DWORD writableCode = IMAGE_SCN_MEM_EXECUTE | IMAGE_SCN_MEM_WRITE;
         EXPECT_NE(pSection[i].Characteristics & writableCode, writableCode) << pSection[i].Name;
     }
+    EXPECT_LT(std::filesystem::file_size(programFolder() / "Tovix64.dll"), 2'700'000U) << "debug information inside?";
     EXPECT_TRUE(hasResource(module, versionType));
     EXPECT_FALSE(hasResource(module, manifestType));
 }
