@@ -15,8 +15,8 @@ static_assert(std::is_same_v<ComplexBin, fftwf_complex> && std::is_same_v<fftwf_
 
 /// Whether the heap has what planning a transform of `points` takes at most: FFTW's planner ends the process when it
 /// is refused memory, so it is asked for beforehand and given back. Measured on both platforms for 2 to 8388608
-/// points: up to 32768 points at most 265 KB, most of it once per process; beyond that up to 20 bytes a point, where
-/// a large prime factor needs Rader's algorithm.
+/// points: up to 32768 points at most 324 KB, at 9602 points with their large prime factor, which needs Rader's
+/// algorithm; a good part of it once per process. Beyond that up to 20 bytes a point, for the same reason.
 bool hasMemoryForPlanning(int points) noexcept {
     constexpr std::size_t onceBytes = std::size_t{256} * 1024;
     constexpr std::size_t bytesPerPoint = 24;

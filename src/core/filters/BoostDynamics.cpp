@@ -19,7 +19,7 @@ constexpr double largestRatio = 3.0;
 constexpr double ratioPerDb = (largestRatio - smallestRatio) / maxBoostDb;
 /// Added before the logarithm, so that silence has a level.
 constexpr double levelFloor = 1e-25;
-/// About 5390 dB, where a pre-gain is held: beyond, the largest sample's product would not be finite, or the
+/// About 5376 dB, where a pre-gain is held: beyond, the largest sample's product would not be finite, or the
 /// reduction that brings it back to full scale, its reciprocal, would be so small that it counts as zero.
 constexpr double largestPreGain =
     0.5 / std::numeric_limits<double>::min() / static_cast<double>(std::numeric_limits<float>::max());

@@ -17,7 +17,7 @@ public:
 
     /// [control] Sets pre-gain and ratio for a boost of `boostDb`. Ignored when the boost stored so far lies outside
     /// 0 to 20 dB, deliberately: a value beyond 20 dB is taken once and then blocks every later change. Any value is
-    /// safe; one beyond some 5390 dB amplifies like that.
+    /// safe; one beyond some 5376 dB amplifies like that.
     void setBoost(double boostDb) noexcept;
 
     /// [control] Rate of the frames to come; anything that is not a positive number is ignored.
