@@ -8,7 +8,9 @@ namespace {
 
 // Services of high rank write here, into folders in which any user may have left something before: a junction or a
 // symbolic link that is followed would have them write wherever the user points. So everything is opened as itself,
-// links included, and looked at by its handle; what a path says could change between a look and the opening.
+// links included, and looked at by its handle; what a path says could change between a look and the opening. The one
+// step that goes by the path is the renaming of a full file, which writes nothing. And whoever may write into the
+// folder can have an empty file made elsewhere by way of a junction; no line gets into it.
 
 constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
@@ -40,8 +42,9 @@ std::wstring folderOf(const std::wstring& path) {
     return path.substr(0, isRoot ? end + 1 : end);
 }
 
-/// The folder of the file, held so that nobody puts another one, or a link, in its place meanwhile. The right to pass
-/// through it has the system keep to what is shared, which the right to look at attributes alone would not.
+/// The folder of the file, held so that nobody moves it away and puts another one, or a link, in its place meanwhile.
+/// The right to pass through it has the system keep to what is shared, which the right to look at attributes alone
+/// would not. It can still be made a junction where it stands, which `standsIn` finds out.
 KernelHandle holdFolder(const std::wstring& path) noexcept {
     try {
         return unlessLink(::CreateFileW(folderOf(path).c_str(), FILE_TRAVERSE | FILE_READ_ATTRIBUTES,
@@ -49,6 +52,34 @@ KernelHandle holdFolder(const std::wstring& path) noexcept {
                                         FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr));
     } catch (const std::bad_alloc&) {
         return nullptr;
+    }
+}
+
+/// Where something opened really stands, without a backslash at the end; empty when the system does not tell.
+std::wstring placeOf(const KernelHandle& opened) {
+    std::wstring place(::GetFinalPathNameByHandleW(opened.get(), nullptr, 0, VOLUME_NAME_NT), L'\0');
+    place.resize(
+        ::GetFinalPathNameByHandleW(opened.get(), place.data(), static_cast<DWORD>(place.size()), VOLUME_NAME_NT));
+    if (place.ends_with(L'\\')) {
+        place.pop_back();
+    }
+    return place;
+}
+
+/// Whether the file stands in the folder itself and is no other file by a second name. A device has no place.
+bool standsIn(const KernelHandle& folder, const KernelHandle& file) noexcept {
+    if (::GetFileType(file.get()) != FILE_TYPE_DISK) {
+        return true;
+    }
+    BY_HANDLE_FILE_INFORMATION information{};
+    if (::GetFileInformationByHandle(file.get(), &information) == FALSE || information.nNumberOfLinks > 1) {
+        return false;
+    }
+    try {
+        const std::wstring folderPlace = placeOf(folder);
+        return !folderPlace.empty() && folderOf(placeOf(file)) == folderPlace;
+    } catch (const std::bad_alloc&) {
+        return false;
     }
 }
 
@@ -94,13 +125,13 @@ bool appendTo(const std::wstring& path, std::string_view text) noexcept {
     const auto addedBytes = static_cast<std::int64_t>(text.size());
     const KernelHandle folder = holdFolder(path);
     KernelHandle file = folder ? openShared(path) : nullptr;
-    if (file && sizeOf(file) + addedBytes > rotationBytes) {
+    if (file && standsIn(folder, file) && sizeOf(file) + addedBytes > rotationBytes) {
         file.reset();
         rotate(path, addedBytes);
         file = openShared(path);
     }
     // A file that somebody's open handle keeps in its place must not grow for ever either.
-    if (!file || sizeOf(file) + addedBytes > 2 * rotationBytes) {
+    if (!file || !standsIn(folder, file) || sizeOf(file) + addedBytes > 2 * rotationBytes) {
         return false;
     }
     DWORD written = 0;

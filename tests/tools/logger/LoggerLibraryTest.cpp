@@ -219,13 +219,17 @@ TEST_F(LoggerLibrary, TheModuleIsUnloadedOnceReleased) {
 }
 
 /// What the system says of a junction or a symbolic link that is opened as itself. Wine has neither, so one path is
-/// declared to be one.
+/// declared to be one. Or it leads to `target`, as in a folder that has become a junction just before.
 struct DeclaredLink {
     static inline std::wstring path;
+    static inline std::wstring target;
     static inline HANDLE hOpened = nullptr;
 
     static HANDLE WINAPI createFile(const wchar_t* opened, DWORD access, DWORD share, SECURITY_ATTRIBUTES* sa,
                                     DWORD disposition, DWORD flags, HANDLE hTemplate) {
+        if (path == opened && !target.empty()) {
+            opened = target.c_str();
+        }
         const HANDLE hFile = ::CreateFileW(opened, access, share, sa, disposition, flags, hTemplate);
         const bool isLink = path == opened && (flags & FILE_FLAG_OPEN_REPARSE_POINT) != 0;
         hOpened = isLink ? hFile : hOpened == hFile ? nullptr : hOpened;
@@ -249,6 +253,22 @@ TEST_F(LoggerLibrary, AFileOrFolderThatIsALinkIsNotFollowed) {
         { Library(3).write("hello"); }
         EXPECT_EQ(contentOf(file()), "") << "followed: " << link;
         EXPECT_NE(contentOf(fallback()).find("hello"), std::string::npos) << link;
+        fs::remove(fallback());
+    }
+    const fs::path planted = m_folder.path() / "other" / "planted";
+    fs::create_directory(planted.parent_path());
+    std::ofstream{planted};
+    DeclaredLink::path = file().wstring();
+    for (const bool byFolder : {true, false}) {
+        DeclaredLink::target = byFolder ? planted.wstring() : L"";
+        if (!byFolder) {
+            DeclaredLink::path.clear();
+            fs::remove(file());
+            fs::create_hard_link(planted, file());
+        }
+        { Library(3).write("hello"); }
+        EXPECT_EQ(contentOf(planted), "") << byFolder;
+        EXPECT_NE(contentOf(fallback()).find("hello"), std::string::npos) << byFolder;
         fs::remove(fallback());
     }
 }
