@@ -136,7 +136,8 @@ TEST(RealtimeModule, WholePathLiesInItsSectionAndCallsNothingOfTheSystemButTheSe
         SCOPED_TRACE(testing::Message() << stream.inputs << " into " << stream.outputs);
         Watched watched(stream);
         watched.playEverything();
-        EXPECT_EQ(watched.effect.rt->CalcInputFrames(1), 1U);
+        EXPECT_EQ(watched.effect.rt->CalcInputFrames(441), 441U);
+        EXPECT_EQ(watched.effect.rt->CalcOutputFrames(7), 7U);
         EXPECT_EQ(watched.previousRan(), stream.previous == Previous::running);
         EXPECT_EQ(watched.calls["ReleaseSemaphore"], 2U); // two fades have ended
         EXPECT_EQ(forbidden(watched.calls), std::set<std::string>());
@@ -167,25 +168,6 @@ TEST(RealtimeModule, WatchNoticesACallPlantedInABlock) {
     watched.play(1); // the bypass copies
     EXPECT_EQ(pPlanted, nullptr);
     EXPECT_EQ(forbidden(watched.calls), std::set<std::string>{"CoTaskMemAlloc"});
-}
-
-void* noMemory(std::size_t) {
-    return nullptr;
-}
-
-TEST(RealtimeModule, BuildWithoutMemoryLosesNoLaterChange) {
-    Watched watched;
-    for (const char* const text : {everyFilter, "Boost: 20 dB 1"}) {
-        watched.watch.redirect("malloc", reinterpret_cast<const void*>(&noMemory));
-        watched.change(text); // cannot be built
-        watched.watch.redirect("malloc", nullptr);
-        EXPECT_EQ(watched.watch.calls("ReleaseSemaphore"), 1U);
-        watched.play(5);
-        EXPECT_EQ(watched.watch.calls("ReleaseSemaphore"), 0U);
-        watched.change(text);
-        watched.play(5);
-        EXPECT_EQ(watched.watch.calls("ReleaseSemaphore"), 1U);
-    }
 }
 
 } // namespace

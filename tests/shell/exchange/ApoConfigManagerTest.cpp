@@ -1,6 +1,6 @@
 #include "exchange/ConfigHelper.h"
 #include "support/BriefLog.h"
-#include "support/ControlSide.h"
+#include "support/ChildProcess.h"
 #include "support/ImportWatch.h"
 #include "support/OwnResources.h"
 #include "support/RegistryValue.h"
@@ -12,7 +12,6 @@
 #include <cstring>
 #include <memory>
 #include <optional>
-#include <thread>
 #include <vector>
 
 namespace tovix::test {
@@ -26,6 +25,36 @@ const std::string cannotOpen =
     "destruction.";
 const std::string waitingLog = "INFO ApoConfigManager::SharedDataCreateThread: ";
 const std::string ownText = "#Boost: 0 dB 0\n#EnableOldApo:";
+
+constexpr const wchar_t* pageName = L"Global\\TovixConfigData";
+constexpr const wchar_t* updateName = L"Global\\TovixDataUpdate";
+constexpr const wchar_t* createName = L"Global\\TovixDataCreate";
+
+/// Takes a name with an object of another kind, so that nobody can open or create what the name is meant for.
+KernelHandle occupy(const wchar_t* name) {
+    return KernelHandle(::CreateSemaphoreW(nullptr, 0, 1, name));
+}
+
+/// Another holder of one of the events.
+class NamedEvent {
+public:
+    explicit NamedEvent(const wchar_t* name) : m_handle(::CreateEventW(nullptr, FALSE, FALSE, name)) {}
+    void signal() const { ::SetEvent(m_handle.get()); }
+    /// Takes the signal that is there or comes within the time.
+    [[nodiscard]] bool comes(DWORD milliseconds = 50) const {
+        return ::WaitForSingleObject(m_handle.get(), milliseconds) == WAIT_OBJECT_0;
+    }
+
+private:
+    KernelHandle m_handle;
+};
+
+/// All bytes of the page.
+std::string page() {
+    const KernelHandle mapping(::OpenFileMappingW(FILE_MAP_READ, FALSE, pageName));
+    const MappedView<char> view(static_cast<char*>(::MapViewOfFile(mapping.get(), FILE_MAP_READ, 0, 0, 256)));
+    return view ? std::string(view.get(), 256) : "";
+}
 
 std::string padded(std::string text) {
     text.resize(256, '\0');
@@ -65,10 +94,8 @@ bool endsWithin(std::unique_ptr<ApoConfigManager>& manager, ULONGLONG limitMs) {
 }
 
 TEST(ApoConfigManager, TextOfAControlSideThatCameFirstIsReadAndKept) {
-    ControlSide control;
-    ASSERT_EQ(control("create-page"), "ok");
-    control("write Boost: 60 dB 1|Equalizer: 100 -3");
-    control("event create");
+    const SettingsWriter settings("Boost: 60 dB 1\nEqualizer: 100 -3");
+    const NamedEvent created(createName);
     const BriefLog log;
     {
         const ApoConfigManager manager;
@@ -76,8 +103,8 @@ TEST(ApoConfigManager, TextOfAControlSideThatCameFirstIsReadAndKept) {
         manager.ReadConfigData(stream);
         EXPECT_EQ(stream, "before " + padded("Boost: 60 dB 1\nEqualizer: 100 -3"));
     }
-    EXPECT_EQ(control.page(), padded("Boost: 60 dB 1\nEqualizer: 100 -3"));
-    EXPECT_EQ(control("await create 50"), "timeout");
+    EXPECT_EQ(page(), padded("Boost: 60 dB 1\nEqualizer: 100 -3"));
+    EXPECT_FALSE(created.comes());
     const std::vector<std::string> expected{
         "INFO ApoConfigManager::ApoConfigManager: ENTERING",
         "INFO " + createLog + "m_pSharedData->Open( CONFIG_DATA_STRUCT ) SUCCEEDED",
@@ -89,8 +116,7 @@ TEST(ApoConfigManager, TextOfAControlSideThatCameFirstIsReadAndKept) {
 }
 
 TEST(ApoConfigManager, EffectThatComesFirstCreatesAZeroPageAndReleasesOneWaiter) {
-    ControlSide control;
-    control("event create");
+    const NamedEvent created(createName);
     const BriefLog log;
     ApoConfigManager manager;
     EXPECT_TRUE(
@@ -98,38 +124,34 @@ TEST(ApoConfigManager, EffectThatComesFirstCreatesAZeroPageAndReleasesOneWaiter)
                 "m_pSharedData->Open( CONFIG_DATA_STRUCT ) FAILED. GetLastError()=2 ipcsRes=1. Trying to create "
                 "the struct..."));
     EXPECT_TRUE(log.has("INFO " + createLog + "m_pSharedData->Create( CONFIG_DATA_STRUCT, sa ) SUCCEEDED"));
-    EXPECT_EQ(control("await create 2000"), "signalled");
-    EXPECT_EQ(control("await create 50"), "timeout");
+    EXPECT_TRUE(created.comes());
+    EXPECT_FALSE(created.comes());
     EXPECT_EQ(readPage(manager), padded(""));
-    ASSERT_EQ(control("open-page"), "ok");
-    EXPECT_EQ(control.page(), padded(""));
+    EXPECT_EQ(page(), padded(""));
 
-    control("write Boost: 35 dB 0");
-    control("signal update");
+    SettingsWriter("").change("Boost: 35 dB 0");
     EXPECT_TRUE(hears(manager));
     EXPECT_EQ(readPage(manager), padded("Boost: 35 dB 0"));
 }
 
-/// An effect that can neither open nor create the page, beside the process that stands in its way.
+/// An effect that can neither open nor create the page, beside what stands in its way.
 struct WaitingEffect {
-    ControlSide control;
-    std::unique_ptr<ApoConfigManager> manager;
+    KernelHandle obstacle;
+    NamedEvent created{createName};
+    NamedEvent updated{updateName};
+    std::optional<SettingsWriter> settings;
+    std::unique_ptr<ApoConfigManager> manager = std::make_unique<ApoConfigManager>();
 
-    explicit WaitingEffect(const std::string& obstacle = "occupy page") {
-        EXPECT_EQ(control(obstacle), "ok");
-        manager = std::make_unique<ApoConfigManager>();
-    }
+    explicit WaitingEffect(KernelHandle inTheWay = occupy(pageName)) : obstacle(std::move(inTheWay)) {}
 
     void createPage(const std::string& text) {
-        control("drop");
-        EXPECT_EQ(control("create-page"), "ok");
-        control("write " + text);
-        control("event update");
+        obstacle.reset();
+        settings.emplace(text);
     }
 
     void createAndSignal(const std::string& text) {
         createPage(text);
-        control("signal create");
+        created.signal();
     }
 };
 
@@ -147,12 +169,12 @@ TEST(ApoConfigManager, EffectThatMayNotCreateWaitsAndThenWritesItsOwnSettings) {
         WaitingEffect effect;
         EXPECT_EQ(effect.manager->GetSetting(2, 0), c.previousEffect ? 1 : 0);
         EXPECT_EQ(readPage(*effect.manager), "");
-        effect.createAndSignal("Boost: 200 dB 1|Equalizer: 100 -3 1000 0 10000 6");
-        EXPECT_EQ(effect.control("await update 5000"), "signalled");
+        effect.createAndSignal("Boost: 200 dB 1\nEqualizer: 100 -3 1000 0 10000 6");
+        EXPECT_TRUE(effect.updated.comes(5000));
         // What stood behind the new text stays.
         std::string expected = padded("Boost: 200 dB 1\nEqualizer: 100 -3 1000 0 10000 6");
         expected.replace(0, c.text.size() + 1, c.text.c_str(), c.text.size() + 1);
-        EXPECT_EQ(effect.control.page(), expected);
+        EXPECT_EQ(page(), expected);
         EXPECT_EQ(readPage(*effect.manager), expected);
         EXPECT_TRUE(
             log.has("WARNING " + createLog +
@@ -170,7 +192,10 @@ TEST(ApoConfigManager, EffectThatMayNotCreateWaitsAndThenWritesItsOwnSettings) {
 TEST(ApoConfigManager, PageThatCannotBeViewedIsDroppedAndWaitedFor) {
     // A logger may leave any last error behind.
     const BriefLog log([](const std::string&) { ::SetLastError(4321); });
-    WaitingEffect effect("unviewable");
+    // A file that can only be read.
+    const KernelHandle file(::CreateFileW((programFolder() / "Tovix64.dll").c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                          nullptr, OPEN_EXISTING, 0, nullptr));
+    WaitingEffect effect(KernelHandle(::CreateFileMappingW(file.get(), nullptr, PAGE_READONLY, 0, 256, pageName)));
     EXPECT_TRUE(
         log.has("INFO " + createLog +
                 "m_pSharedData->Open( CONFIG_DATA_STRUCT ) FAILED. GetLastError()=5 ipcsRes=3. Trying to create "
@@ -181,31 +206,33 @@ TEST(ApoConfigManager, PageThatCannotBeViewedIsDroppedAndWaitedFor) {
                 "wait for other process to create the struct."));
     // The new page is a different one only if the effect has let go of the old one.
     effect.createAndSignal("x");
-    EXPECT_EQ(effect.control("await update 5000"), "signalled");
-    EXPECT_EQ(effect.control.page(), padded(ownText));
+    EXPECT_TRUE(effect.updated.comes(5000));
+    EXPECT_EQ(page(), padded(ownText));
 }
 
 TEST(ApoConfigManager, SignalsWithoutAPageLeaveTheEffectWaiting) {
     std::atomic<bool> flooding{true};
     std::atomic<int> failures{0};
-    const KernelHandle created(::CreateEventW(nullptr, FALSE, FALSE, L"Global\\TovixDataCreate"));
+    const NamedEvent created(createName);
     const BriefLog log([&](const std::string& line) {
         if (line.ends_with("m_pSharedData->Open(CONFIG_DATA_STRUCT) FAILED. GetLastError()=6 ipcsRes=1")) {
             ++failures;
-            ::SetEvent(flooding ? created.get() : nullptr);
+            if (flooding) {
+                created.signal();
+            }
         }
     });
     {
         WaitingEffect flooded;
-        ::SetEvent(created.get());
+        created.signal();
         EXPECT_TRUE(becomesTrue([&] { return failures > 3; }));
         EXPECT_TRUE(endsWithin(flooded.manager, 3000)) << "the thread never sees that it shall end";
     }
     WaitingEffect effect;
-    EXPECT_TRUE(becomesTrue([&] { return ::WaitForSingleObject(created.get(), 0) != WAIT_OBJECT_0; }));
+    EXPECT_TRUE(becomesTrue([&] { return !created.comes(0); }));
     flooding = false;
     failures = 0;
-    ::SetEvent(created.get());
+    created.signal();
     EXPECT_TRUE(becomesTrue([&] { return failures == 1; }));
     effect.createAndSignal("text");
     EXPECT_TRUE(hears(*effect.manager));
@@ -213,15 +240,13 @@ TEST(ApoConfigManager, SignalsWithoutAPageLeaveTheEffectWaiting) {
 }
 
 TEST(ApoConfigManager, PageThatComesAndIsAnnouncedBeforeTheWaitIsOpenedAsItIs) {
-    ControlSide obstacle;
-    ASSERT_EQ(obstacle("occupy page"), "ok");
-    std::optional<SettingsWriter> page;
+    KernelHandle obstacle = occupy(pageName);
+    std::optional<SettingsWriter> settings;
     const BriefLog log([&](const std::string& line) {
         if (line.find("Going to wait for other process") != std::string::npos) {
-            obstacle("drop");
-            page.emplace("Boost: 60 dB 1");
-            const KernelHandle created(::CreateEventW(nullptr, FALSE, FALSE, L"Global\\TovixDataCreate"));
-            ::SetEvent(created.get());
+            obstacle.reset();
+            settings.emplace("Boost: 60 dB 1");
+            NamedEvent(createName).signal();
         }
     });
     const ApoConfigManager manager;
@@ -244,21 +269,20 @@ TEST(ApoConfigManager, OneCreationSignalOpensThePageForAllThatWaitHereAndOneOfTh
     ASSERT_TRUE(becomesTrue([&] { return opened == 2; }));
     int written = 0;
     for (int turn = 0; turn < 2; ++turn) {
-        effect.control("write user");
+        effect.settings->write("user");
         ::ReleaseSemaphore(turns.get(), 1, nullptr);
         // Whether it writes or not, there is something to read.
         EXPECT_TRUE(becomesTrue([&] { return hears(*effect.manager, 10) || hears(*second, 10); }));
         written += std::strcmp(readPage(*effect.manager).c_str(), "user") != 0 ? 1 : 0;
-        EXPECT_EQ(readPage(*second), effect.control.page());
+        EXPECT_EQ(readPage(*second), page());
     }
     EXPECT_EQ(written, 1);
     // The one that goes, and then the other, leave nothing that would wake a waiter of another process.
-    effect.control("write user");
-    effect.control("event create");
+    effect.settings->write("user");
     EXPECT_TRUE(endsWithin(effect.manager, 3000));
     EXPECT_TRUE(endsWithin(second, 3000));
-    EXPECT_EQ(effect.control("await create 50"), "timeout");
-    EXPECT_STREQ(effect.control.page().c_str(), "user");
+    EXPECT_FALSE(effect.created.comes());
+    EXPECT_STREQ(page().c_str(), "user");
 }
 
 HANDLE WINAPI refuseManualEvents(SECURITY_ATTRIBUTES* sa, BOOL manual, BOOL /*signalled*/, const wchar_t* name) {
@@ -277,12 +301,11 @@ void expectDestructionToWakeNoOtherWaiterAndToTouchNothing() {
     EXPECT_EQ(log.lines().back(), "INFO ApoConfigManager::~ApoConfigManager: LEAVING");
     EXPECT_EQ(ownThreads(), threadsBefore + 1);
     effect.createPage("text");
-    effect.control("event create");
     EXPECT_TRUE(endsWithin(effect.manager, 3000));
     EXPECT_EQ(ownThreads(), threadsBefore);
-    EXPECT_EQ(effect.control.page(), padded("text"));
-    EXPECT_EQ(effect.control("await create 50"), "timeout");
-    EXPECT_EQ(effect.control("await update 50"), "timeout");
+    EXPECT_EQ(page(), padded("text"));
+    EXPECT_FALSE(effect.created.comes());
+    EXPECT_FALSE(effect.updated.comes());
     for (const auto& line : log.lines()) {
         EXPECT_EQ(line.find("Open(CONFIG_DATA_STRUCT) FAILED"), std::string::npos) << "the other one was woken";
     }
@@ -297,9 +320,8 @@ TEST(ApoConfigManager, DestructionWakesNoOtherWaiterAndTouchesNothing) {
 
 TEST(ApoConfigManager, EventNamesTakenByOtherObjectsLeaveItUsable) {
     const BriefLog log;
-    ControlSide updateTaken;
-    ASSERT_EQ(updateTaken("occupy update"), "ok");
     {
+        const KernelHandle taken = occupy(updateName);
         ApoConfigManager manager;
         EXPECT_TRUE(log.has("ERROR ApoConfigManager::ApoConfigManager: "
                             "CreateEvent(CONFIG_DATA_UPDATE_EVENT) FAILED. GetLastError()=6"));
@@ -308,8 +330,7 @@ TEST(ApoConfigManager, EventNamesTakenByOtherObjectsLeaveItUsable) {
         EXPECT_TRUE(hears(manager));
         EXPECT_FALSE(hears(manager, 10));
     }
-    ControlSide createTaken;
-    ASSERT_EQ(createTaken("occupy create"), "ok");
+    const KernelHandle taken = occupy(createName);
     {
         const ApoConfigManager manager;
         EXPECT_TRUE(
@@ -317,29 +338,6 @@ TEST(ApoConfigManager, EventNamesTakenByOtherObjectsLeaveItUsable) {
     }
     const WaitingEffect effect;
     EXPECT_TRUE(log.has("ERROR " + createLog + "CreateEvent(CONFIG_DATA_CREATE_EVENT) FAILED. GetLastError()=6"));
-}
-
-TEST(ApoConfigManager, PageMayBeRewrittenWhileItIsRead) {
-    ControlSide control;
-    ApoConfigManager manager;
-    ASSERT_EQ(control("open-page"), "ok");
-    std::atomic<bool> scribbling{true};
-    std::atomic<int> changes{0};
-    std::thread reader([&] {
-        std::string last;
-        while (scribbling) {
-            const std::string bytes = readPage(manager);
-            EXPECT_EQ(bytes.size(), 256U);
-            changes += bytes != last ? 1 : 0;
-            last = bytes;
-        }
-    });
-    for (int i = 0; i < 30 && changes <= 10; ++i) { // a busy machine lets the two meet seldom
-        control("scribble 300");
-    }
-    scribbling = false;
-    reader.join();
-    EXPECT_GT(changes, 10);
 }
 
 TEST(ApoConfigManager, AThousandLivesLeaveNoHandleThreadOrByte) {
@@ -354,8 +352,7 @@ TEST(ApoConfigManager, AThousandLivesLeaveNoHandleThreadOrByte) {
         EXPECT_EQ(ownHeapBytes(), bytes);
     };
     expectNothingLeft(1000);
-    ControlSide control;
-    ASSERT_EQ(control("occupy page"), "ok");
+    const KernelHandle obstacle = occupy(pageName);
     const std::size_t threads = ownThreads();
     expectNothingLeft(200);
     EXPECT_EQ(ownThreads(), threads);
@@ -381,7 +378,7 @@ TEST(ApoConfigManagerSlow, ThreadThatALoggerHoldsBeyondTheLimitFindsNothingToTou
     ::SetEvent(gate.get());
     EXPECT_TRUE(becomesTrue([&] { return ownThreads() == threadsBefore; }));
     EXPECT_TRUE(log.has(cannotOpen));
-    EXPECT_EQ(effect.control.page(), padded("text"));
+    EXPECT_EQ(page(), padded("text"));
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "exchange/ConfigHelper.h"
 #include "exchange/SecurityHelper.h"
-#include "support/ControlSide.h"
+#include "support/ChildProcess.h"
 #include "support/SharedDescriptor.h"
 
 namespace tovix::test {
@@ -17,26 +17,21 @@ TEST(SharedObjectSecurity, EachObjectCarriesTheWholeDescriptor) {
         const KernelHandle mapping(::OpenFileMappingW(READ_CONTROL, FALSE, L"Global\\TovixConfigData"));
         expectSharedDescriptor(mapping.get(), SECTION_ALL_ACCESS);
     }
-    ControlSide control;
-    ASSERT_EQ(control("occupy page"), "ok");
+    const KernelHandle nameTaken(::CreateSemaphoreW(nullptr, 0, 1, L"Global\\TovixConfigData"));
     const ApoConfigManager waiting;
     expectSharedDescriptor(openEvent(L"Global\\TovixDataCreate").get(), EVENT_ALL_ACCESS);
-}
-
-TEST(SharedObjectSecurity, ASecondProcessOpensAllThreeObjects) {
-    ControlSide obstacle;
-    ASSERT_EQ(obstacle("occupy page"), "ok");
-    const ApoConfigManager waiting;
-    obstacle("drop");
-    const ApoConfigManager creating;
-    EXPECT_EQ(ControlSide{}("open-all"), "page ok, update ok, create ok");
 }
 
 TEST(CreateGlobalPrivilege, IsEnabledWhereTheAccountHoldsItAndRefusedElsewhere) {
     EXPECT_TRUE(EnableCreateGlobalPrivilege(::GetCurrentProcess()));
     EXPECT_FALSE(EnableCreateGlobalPrivilege(nullptr));
-    ChildProcess child({programFolder() / "tovix-control-side.exe", L""});
-    EXPECT_EQ(child.ask("drop-privilege"), "ok");
+    const ChildProcess child({programFolder() / "tovix-effect-side.exe", L""});
+    HANDLE hToken = nullptr;
+    ::OpenProcessToken(child.process(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, &hToken);
+    const KernelHandle token(hToken);
+    TOKEN_PRIVILEGES removed{1, {{{}, SE_PRIVILEGE_REMOVED}}};
+    ::LookupPrivilegeValueW(nullptr, L"SeCreateGlobalPrivilege", &removed.Privileges[0].Luid);
+    ASSERT_TRUE(::AdjustTokenPrivileges(hToken, FALSE, &removed, 0, nullptr, nullptr));
     EXPECT_FALSE(EnableCreateGlobalPrivilege(child.process()));
 }
 

@@ -1,5 +1,3 @@
-#include "apo/PreviousEffectSlot.h"
-#include "support/ChildProcess.h"
 #include "support/ImportWatch.h"
 #include "support/ModuleUnderTest.h"
 #include "support/OwnResources.h"
@@ -90,30 +88,10 @@ TEST(Module, HoldsTheKeysUnderWhichAPreviousEffectMayStand) {
     const ModuleUnderTest module;
     const ModuleImage image(module.handle());
     const std::string_view bytes(&image.at<char>(0), image.headers().OptionalHeader.SizeOfImage);
-    const std::wstring effects = L"{d04e05a6-594b-4fb6-a80d-01af5eed7d1d},";
-    const std::wstring modes = L"{d3993a3f-99c2-4402-b5ec-a92a0367664b},";
-    const struct {
-        const wchar_t* key;
-        const wchar_t* modesKey;
-        int side;
-        int kind;
-        int scope;
-    } rows[] = {
-        {L"1", nullptr, 0, 0, 1}, {L"2", nullptr, 1, 0, 1}, {L"5", L"5", 0, 1, 1},  {L"6", L"6", 0, 1, 1},
-        {L"7", L"7", 1, 1, 1},    {L"13", L"5", 0, 2, 7},   {L"14", L"6", 0, 2, 7}, {L"15", L"7", 1, 2, 7},
-    };
-    ASSERT_EQ(PreviousEffectSlot::keys().size(), std::size(rows));
-    for (std::size_t i = 0; i < std::size(rows); ++i) {
-        const EffectKey& key = PreviousEffectSlot::keys()[i];
-        const std::wstring text = effects + rows[i].key;
-        EXPECT_EQ(key.key, text);
-        EXPECT_EQ(key.key, effectKeyNames[i]);
-        EXPECT_EQ(key.modesKey, rows[i].modesKey != nullptr ? modes + rows[i].modesKey : L"");
-        EXPECT_EQ(static_cast<int>(key.side), rows[i].side) << i;
-        EXPECT_EQ(static_cast<int>(key.kind), rows[i].kind) << i;
-        EXPECT_EQ(key.scope, rows[i].scope) << i;
+    for (const int id : {1, 2, 5, 6, 7, 13, 14, 15}) {
+        const std::wstring text = L"{d04e05a6-594b-4fb6-a80d-01af5eed7d1d}," + std::to_wstring(id);
         const std::string_view inModule(reinterpret_cast<const char*>(text.c_str()), (text.size() + 1) * 2);
-        EXPECT_NE(bytes.find(inModule), std::string_view::npos) << i;
+        EXPECT_NE(bytes.find(inModule), std::string_view::npos) << id;
     }
 }
 
@@ -188,10 +166,21 @@ TEST(Module, WithoutMemoryRefusesAnEffectAndLocksWithoutAChain) {
     EXPECT_EQ(result, S_OK);
     EXPECT_EQ(effect.process(std::vector<float>(128, 0.1F), 2, 2), std::vector<float>(128, 0.1F));
     // The first chain becomes current at once, and so the second needs the token that it must have given back.
-    settings.change("Boost: 60 dB 1");
-    EXPECT_TRUE(playUntil(effect, 0.1F * std::pow(10.0F, 0.3F)));
-    settings.change("Boost: 120 dB 1");
-    EXPECT_TRUE(playUntil(effect, 0.1F * std::pow(10.0F, 0.6F)));
+    for (const int tenthsOfDb : {60, 120, 60}) {
+        const std::string text = "Boost: " + std::to_string(tenthsOfDb) + " dB 1";
+        settings.change(text);
+        EXPECT_TRUE(playUntil(effect, 0.1F * std::pow(10.0F, static_cast<float>(tenthsOfDb) / 200.0F)));
+        // A change whose chain cannot be built gives it back as well.
+        ::Sleep(50); // the thread waits for changes again
+        imports.reset();
+        withoutMemory(imports, [&] {
+            settings.change(text);
+            for (int i = 0; i < 500 && imports.calls("ReleaseSemaphore") == 0; ++i) {
+                ::Sleep(10);
+            }
+        });
+        EXPECT_EQ(imports.calls("ReleaseSemaphore"), 1U);
+    }
 }
 
 /// Threads that throw without memory and stay, until there is no reserve for one more.
