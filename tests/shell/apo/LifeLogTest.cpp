@@ -12,10 +12,8 @@
 namespace tovix::test {
 namespace {
 
-/// What the module is expected to have told since the last call; of the classes whose texts have tests of their own
-/// the function and the source alone.
-void expectTold(LoggedModule& logged, const Lines& expected) {
-    Lines told = logged.lines(expected.size());
+/// Of the classes whose texts have tests of their own the function and the source alone.
+Lines withoutOthersTexts(Lines told) {
     for (std::string& line : told) {
         const auto source = line.find('@');
         const auto message = line.find(' ', source);
@@ -23,71 +21,71 @@ void expectTold(LoggedModule& logged, const Lines& expected) {
             line.resize(message);
         }
     }
-    EXPECT_EQ(told, expected);
+    return told;
 }
 
-constexpr const char* formats = "BytesPerSample=4, BitsPerSample=32, FramesPerSecond=";
-
 TEST(LifeLog, TellsAWholeLifeInTheGivenWords) {
-    const RegistryValue level(L"MLS", 4);
-    LoggedModule logged;
     SettingsWriter settings("");
-    const std::string fields = formats;
-    {
-        const ModuleUnderTest module(logged.path());
+    const auto told = toldBy([](const ModuleUnderTest& module) {
         Effect effect(module.create());
-        expectTold(logged,
-                   {"INFO ClassFactory::CreateInstance@ClassFactory entered",
-                    "INFO EffectManager::EffectManager@EffectManager",
-                    "INFO ApoConfigManager::ApoConfigManager@ConfigHelper",
-                    "INFO ApoConfigManager::CreateSharedConfigData@ConfigHelper",
-                    "INFO ApoConfigManager::ApoConfigManager@ConfigHelper", "INFO Tovix::Tovix@Tovix CALLED"});
-
-        EXPECT_EQ(effect.apo->Initialize(0, nullptr), E_INVALIDARG);
-        EXPECT_EQ(effect.initialize(), S_OK);
-        expectTold(logged, {"ERROR Tovix::Initialize@Tovix cbDataSize size IS incorrect.",
-                            "INFO Tovix::Initialize@Tovix APO GUID: {8B1D5C3E-6A47-4F0B-9E52-C7A3D8F41B60}",
-                            "INFO Tovix::Initialize@Tovix Endpoint GUID: {endpoint}"});
-
-        FormatDouble output(floatFormat(2, 48000, 3));
+        effect.apo->Initialize(0, nullptr);
+        effect.initialize();
+        const auto stereo = floatFormat(2, 48000, 3);
+        FormatDouble output(stereo);
         FormatDouble six(floatFormat(6, 48000, 0x3F));
         negotiate(*effect.apo, &output, nullptr);
         negotiate(*effect.apo, &output, &six);
         negotiate(*effect.apo, &output, &output);
         negotiate(*effect.apo, nullptr, &six);
-        const std::string in = "INFO Tovix::IsInputFormatSupported@Tovix ";
-        const std::string stereo = "2, " + fields + "48000.000000, ChannelMask=3, guidFormatType=3";
-        const std::string surround = "6, " + fields + "48000.000000, ChannelMask=63, guidFormatType=3";
-        expectTold(logged,
-                   {"ERROR Tovix::IsInputFormatSupported@Tovix wrong arguments",
-                    in + "RequestedInputFormat = { SamplesPerFrame=" + surround,
-                    in + "Output format = { SamplesPerFrame=" + stereo + " }",
-                    "WARNING Tovix::IsInputFormatSupported@Tovix AFTER CBaseAudioProcessingObject::"
-                    "IsInputFormatSupported() CreateAudioMediaTypeFromUncompressedAudioFormat",
-                    in + "InputFormat NOT accepted, SupportedInputFormat = { SamplesPerFrame=" + stereo + " }",
-                    in + "RequestedInputFormat = { SamplesPerFrame=" + stereo,
-                    in + "Output format = { SamplesPerFrame=" + stereo + " }", in + "Input format has been accepted",
-                    in + "RequestedInputFormat = { SamplesPerFrame=" + surround,
-                    in + "Input format has been accepted"});
-
-        const auto stereoFormat = floatFormat(2, 48000, 3);
-        EXPECT_EQ(effect.lock(stereoFormat, stereoFormat, 480, 441), S_OK);
-        EXPECT_EQ(effect.lock(stereoFormat, stereoFormat, 480, 441), APOERR_APO_LOCKED);
-        const std::string lock = "INFO Tovix::LockForProcess@Tovix ";
-        const std::string locked = "2, " + fields + "48000.000000, ChannelMask=3, InputFrameCount=";
-        const std::string input = lock + "Input format= { SamplesPerFrame=" + locked + "480, guidFormatType=3 }";
-        const std::string target = lock + "Output format= { SamplesPerFrame=" + locked + "441, guidFormatType=3 }";
-        expectTold(logged,
-                   {input, target, lock + "SUCCEEDED", "INFO EffectManager::initializeManager@EffectManager", input,
-                    target, "ERROR Tovix::LockForProcess@Tovix CBaseAudioProcessingObject::LockForProcess() FAILED"});
-
-        EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
-    }
-    expectTold(logged, {"INFO Tovix::~Tovix@Tovix CALLED", "INFO EffectManager::~EffectManager@EffectManager",
-                        "INFO EffectManager::notificationThread@EffectManager",
-                        "INFO EffectManager::~EffectManager@EffectManager",
-                        "INFO ApoConfigManager::~ApoConfigManager@ConfigHelper",
-                        "INFO ApoConfigManager::~ApoConfigManager@ConfigHelper"});
+        effect.lock(stereo, stereo, 480, 441);
+        effect.lock(stereo, stereo, 480, 441);
+        effect.config->UnlockForProcess();
+    });
+    const std::string in = "INFO Tovix::IsInputFormatSupported@Tovix ";
+    const std::string fields = "BytesPerSample=4, BitsPerSample=32, FramesPerSecond=48000.000000, ChannelMask=";
+    const std::string stereo = "{ SamplesPerFrame=2, " + fields + "3, guidFormatType=3";
+    const std::string surround = "{ SamplesPerFrame=6, " + fields + "63, guidFormatType=3";
+    const std::string accepted = in + "Input format has been accepted";
+    const std::string lock = "INFO Tovix::LockForProcess@Tovix ";
+    const std::string locked = "{ SamplesPerFrame=2, " + fields + "3, InputFrameCount=";
+    const std::string input = lock + "Input format= " + locked + "480, guidFormatType=3 }";
+    const std::string target = lock + "Output format= " + locked + "441, guidFormatType=3 }";
+    const Lines expected{
+        "INFO ClassFactory::CreateInstance@ClassFactory entered",
+        "INFO EffectManager::EffectManager@EffectManager",
+        "INFO ApoConfigManager::ApoConfigManager@ConfigHelper",
+        "INFO ApoConfigManager::CreateSharedConfigData@ConfigHelper",
+        "INFO ApoConfigManager::ApoConfigManager@ConfigHelper",
+        "INFO Tovix::Tovix@Tovix CALLED",
+        "ERROR Tovix::Initialize@Tovix cbDataSize size IS incorrect.",
+        "INFO Tovix::Initialize@Tovix APO GUID: {8B1D5C3E-6A47-4F0B-9E52-C7A3D8F41B60}",
+        "INFO Tovix::Initialize@Tovix Endpoint GUID: {endpoint}",
+        "ERROR Tovix::IsInputFormatSupported@Tovix wrong arguments",
+        in + "RequestedInputFormat = " + surround,
+        in + "Output format = " + stereo + " }",
+        "WARNING Tovix::IsInputFormatSupported@Tovix AFTER CBaseAudioProcessingObject::"
+        "IsInputFormatSupported() CreateAudioMediaTypeFromUncompressedAudioFormat",
+        in + "InputFormat NOT accepted, SupportedInputFormat = " + stereo + " }",
+        in + "RequestedInputFormat = " + stereo,
+        in + "Output format = " + stereo + " }",
+        accepted,
+        in + "RequestedInputFormat = " + surround,
+        accepted,
+        input,
+        target,
+        lock + "SUCCEEDED",
+        "INFO EffectManager::initializeManager@EffectManager",
+        input,
+        target,
+        "ERROR Tovix::LockForProcess@Tovix CBaseAudioProcessingObject::LockForProcess() FAILED",
+        "INFO Tovix::~Tovix@Tovix CALLED",
+        "INFO EffectManager::~EffectManager@EffectManager",
+        "INFO EffectManager::notificationThread@EffectManager",
+        "INFO EffectManager::~EffectManager@EffectManager",
+        "INFO ApoConfigManager::~ApoConfigManager@ConfigHelper",
+        "INFO ApoConfigManager::~ApoConfigManager@ConfigHelper",
+    };
+    EXPECT_EQ(withoutOthersTexts(told), expected);
 }
 
 TEST(LifeLog, ModuleIsInUseFromTheFirstLineOfALifeToTheLast) {
@@ -108,52 +106,42 @@ LSTATUS WINAPI accessDenied() {
     return ERROR_ACCESS_DENIED;
 }
 
-void failToInitialize(const ModuleUnderTest& module, Effect& effect) {
-    ImportWatch watch(module.handle());
-    watch.redirect("StringFromCLSID", reinterpret_cast<const void*>(&noText));
-    EXPECT_EQ(effect.initialize(), S_OK);
-    EXPECT_EQ(effect.initialize(E_ACCESSDENIED), E_ACCESSDENIED);
-}
-
-void failToNegotiate(Effect& effect, PreviousEffectDouble& previous) {
-    FormatDouble good(floatFormat(2));
-    FormatDouble unreadable(floatFormat(2), E_UNEXPECTED);
-    FormatDouble tooFast(floatFormat(2, 400000));
-    previous.pProposal = &unreadable;
-    for (const HRESULT result : {S_OK, S_FALSE, HRESULT{2}, E_FAIL}) {
-        previous.formatResult = result;
-        negotiate(*effect.apo, &good, &good);
-    }
-    negotiate(*effect.apo, &good, &unreadable);
-    negotiate(*effect.apo, &unreadable, &good);
-    negotiate(*effect.apo, &tooFast, &good);
-}
-
-void failToLock(Effect& effect, PreviousEffectDouble& previous) {
-    FormatDouble good(floatFormat(2));
-    FormatDouble unreadable(floatFormat(2), E_UNEXPECTED);
-    effect.lock(unreadable, good, 480);
-    effect.lock(good, unreadable, 480);
-    for (const HRESULT result : {S_OK, E_FAIL}) {
-        previous.lockResult = result;
-        previous.unlockResult = result;
-        EXPECT_EQ(effect.lock(good, good, 480), S_OK);
-        EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
-    }
-}
-
 TEST(LifeLog, TellsEveryFailureInTheGivenWords) {
     SettingsWriter settings("");
-    Lines lines = toldWith("@Tovix ", [](const ModuleUnderTest& module) {
-        PreviousEffectDouble previous;
-        Effect effect(module.create());
-        auto& tovix = static_cast<Tovix&>(*effect.apo);
-        failToInitialize(module, effect);
-        EXPECT_EQ(tovix.fillPreviousEffectSlot(static_cast<IAudioProcessingObject&>(previous)), S_OK);
-        failToNegotiate(effect, previous);
-        EXPECT_EQ(tovix.fillPreviousEffectSlot(static_cast<IAudioProcessingObject&>(previous)), S_OK);
-        failToLock(effect, previous);
-    });
+    Lines lines = toldBy(
+        [](const ModuleUnderTest& module) {
+            PreviousEffectDouble previous;
+            Effect effect(module.create());
+            auto& tovix = static_cast<Tovix&>(*effect.apo);
+            FormatDouble good(floatFormat(2));
+            FormatDouble unreadable(floatFormat(2), E_UNEXPECTED);
+            FormatDouble tooFast(floatFormat(2, 400000));
+            {
+                ImportWatch watch(module.handle());
+                watch.redirect("StringFromCLSID", reinterpret_cast<const void*>(&noText));
+                EXPECT_EQ(effect.initialize(), S_OK);
+                effect.initialize(E_ACCESSDENIED);
+            }
+            tovix.fillPreviousEffectSlot(static_cast<IAudioProcessingObject&>(previous));
+            previous.pProposal = &unreadable;
+            for (const HRESULT result : {S_OK, S_FALSE, HRESULT{2}, E_FAIL}) {
+                previous.formatResult = result;
+                negotiate(*effect.apo, &good, &good);
+            }
+            negotiate(*effect.apo, &good, &unreadable);
+            negotiate(*effect.apo, &unreadable, &good);
+            negotiate(*effect.apo, &tooFast, &good);
+            tovix.fillPreviousEffectSlot(static_cast<IAudioProcessingObject&>(previous));
+            effect.lock(unreadable, good, 480);
+            effect.lock(good, unreadable, 480);
+            for (const HRESULT result : {S_OK, E_FAIL}) {
+                previous.lockResult = result;
+                previous.unlockResult = result;
+                effect.lock(good, good, 480);
+                effect.config->UnlockForProcess();
+            }
+        },
+        "@Tovix:");
     std::erase_if(lines, [](const auto& line) { return line.find("SamplesPerFrame=") != std::string::npos; });
     const std::string initialize = " Tovix::Initialize@Tovix ";
     const std::string ask = " Tovix::IsInputFormatSupported@Tovix ";
@@ -190,18 +178,22 @@ TEST(LifeLog, TellsEveryFailureInTheGivenWords) {
     EXPECT_EQ(lines, expected);
 }
 
+/// The codes that they return are the registration's tests'.
 TEST(LifeLog, TellsHowRegistrationWent) {
-    Lines lines = toldWith("Dll", [](const ModuleUnderTest& module) {
-        EXPECT_EQ(module.call("DllRegisterServer"), S_OK);
-        EXPECT_EQ(module.call("DllUnregisterServer"), S_OK);
-        EXPECT_EQ(module.call("DllUnregisterServer"), E_FAIL);
-        ImportWatch watch(module.handle());
-        watch.redirect("RegCreateKeyExW", reinterpret_cast<const void*>(&accessDenied));
-        EXPECT_EQ(module.call("DllRegisterServer"), E_ACCESSDENIED);
-        watch.redirect("RegCreateKeyExW", nullptr);
-        watch.redirect("StringFromCLSID", reinterpret_cast<const void*>(&noText));
-        EXPECT_EQ(module.call("DllRegisterServer"), E_FAIL);
-    });
+    Lines lines = toldBy(
+        [](const ModuleUnderTest& module) {
+            const auto call = [&module](const char* name) { static_cast<void>(module.call(name)); };
+            call("DllRegisterServer");
+            call("DllUnregisterServer");
+            call("DllUnregisterServer");
+            ImportWatch watch(module.handle());
+            watch.redirect("RegCreateKeyExW", reinterpret_cast<const void*>(&accessDenied));
+            call("DllRegisterServer");
+            watch.redirect("RegCreateKeyExW", nullptr);
+            watch.redirect("StringFromCLSID", reinterpret_cast<const void*>(&noText));
+            call("DllRegisterServer");
+        },
+        "@DllMain:");
     const std::string enter = " DllRegisterServer@DllMain ";
     const std::string leave = " DllUnregisterServer@DllMain ";
     const std::string missing = "ERROR" + leave +

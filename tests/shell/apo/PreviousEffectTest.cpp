@@ -80,30 +80,36 @@ TEST_F(PreviousEffect, IsAskedFirstAndWorksAheadOfTheChain) {
     EXPECT_EQ(previous.references, 1U);
 }
 
-TEST_F(PreviousEffect, DecidesTheFormatAloneUnlessItFails) {
+TEST_F(PreviousEffect, DecidesTheFormatAloneUntilARefusalRemovesItForGood) {
     FormatDouble request(floatFormat(6));
     FormatDouble output(floatFormat(2));
-    EXPECT_EQ(negotiate(*effect.apo, &output, &request).result, S_OK); // the base would refuse
     FormatDouble proposal(floatFormat(1));
-    previous.formatResult = S_FALSE;
-    previous.pProposal = &proposal;
-    const Negotiation negotiation = negotiate(*effect.apo, &output, &request);
-    EXPECT_EQ(negotiation.result, S_FALSE);
-    EXPECT_EQ(negotiation.pHandedOut, &proposal);
-    EXPECT_EQ(proposal.references, 1U);
-}
-
-TEST_F(PreviousEffect, RefusalOfAFormatRemovesItForGood) {
-    FormatDouble request(floatFormat(2));
-    FormatDouble output(floatFormat(2));
-    for (const HRESULT refusal : {APOERR_FORMAT_NOT_SUPPORTED, S_FALSE}) { // S_FALSE without a proposal
+    const struct {
+        HRESULT result;
+        FormatDouble* pProposal;
+        FormatDouble* pHandedOut; // null where the base proposes, which would refuse six into two
+    } cases[] = {
+        {S_OK, nullptr, &request},
+        {S_FALSE, &proposal, &proposal},
+        {S_FALSE, nullptr, nullptr},
+        {APOERR_FORMAT_NOT_SUPPORTED, nullptr, nullptr},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "case " << &c - cases);
         ASSERT_EQ(fill(), S_OK);
         previous.calls.clear();
-        previous.formatResult = refusal;
-        EXPECT_EQ(negotiate(*effect.apo, &output, &request).result, S_OK);
-        EXPECT_EQ(negotiate(*effect.apo, &output, &request).result, S_OK);
-        EXPECT_EQ(previous.calls, (Calls{"negotiate", "released"}));
+        previous.formatResult = c.result;
+        previous.pProposal = c.pProposal;
+        const bool removed = c.pHandedOut == nullptr;
+        for (int i = 0; i < 2; ++i) {
+            const Negotiation negotiation = negotiate(*effect.apo, &output, &request);
+            EXPECT_EQ(negotiation.result, removed ? S_FALSE : c.result);
+            EXPECT_TRUE(removed || negotiation.pHandedOut == c.pHandedOut);
+        }
+        EXPECT_EQ(previous.calls, removed ? (Calls{"negotiate", "released"}) : (Calls{"negotiate", "negotiate"}));
     }
+    EXPECT_EQ(request.references, 1U);
+    EXPECT_EQ(proposal.references, 1U);
 }
 
 TEST_F(PreviousEffect, FailureToLockOrUnlockNeverFailsTheEffect) {
