@@ -12,7 +12,8 @@ class DigitFilter : public IFilter {
 public:
     explicit DigitFilter(float digit, bool inPlace = true) : m_digit(digit), m_inPlace(inPlace) {}
     [[nodiscard]] bool processesInPlace() const noexcept override { return m_inPlace; }
-    ChannelList setup(float, std::uint32_t, ChannelList channels) override {
+    ChannelList setup(float, std::uint32_t maxFrames, ChannelList channels) override {
+        m_maxFrames = maxFrames;
         m_channelCount = channels.size();
         return channels;
     }
@@ -27,6 +28,7 @@ public:
 protected:
     float m_digit;
     bool m_inPlace;
+    std::uint32_t m_maxFrames = 0;
     std::size_t m_channelCount = 0;
 };
 

@@ -37,6 +37,7 @@ TEST(ChainBuilder, EveryLineThatAFactoryKnowsBecomesAStage) {
         {"EnableOldApo :\nEnableOldApo2:\n##EnableOldApo:\nenableoldapo:", 0, {}},
         {"EnableOldApo:\n#EnableOldApo:\nEqualizer:", 1, false},
         {"Boost 60 dB 1\nboost: 60 dB 1\nBoost: loud\nNoSuchThing: 1\n:\n::", 0, {}},
+        {"Boost2: 60 dB 1\nBoos: 60 dB 1\nequalizer: 60 1\nEqualizer : 60 1\nBoost : 60 dB 1\n: 60 dB 1", 0, {}},
         {"Boost: 60 dB 1\0Boost: 60 dB 1"s, 1, {}},
         {" Boost: 60 dB 1", 0, {}},
     };

@@ -75,10 +75,6 @@ TEST(FilterChain, MonoFillsTheSecondChannelOfAWiderOutputAndNoMore) {
 class WholeLengthFilter final : public DigitFilter {
 public:
     WholeLengthFilter(float& restSum, bool inPlace) : DigitFilter(0.0F, inPlace), m_pRestSum(&restSum) {}
-    ChannelList setup(float rate, std::uint32_t maxFrames, ChannelList channels) override {
-        m_maxFrames = maxFrames;
-        return DigitFilter::setup(rate, maxFrames, std::move(channels));
-    }
     void process(float** outputs, float** inputs, std::uint32_t frameCount) noexcept override {
         for (std::size_t c = 0; c < m_channelCount; ++c) {
             for (std::uint32_t f = frameCount; f < m_maxFrames; ++f) {
@@ -90,7 +86,6 @@ public:
 
 private:
     float* m_pRestSum;
-    std::uint32_t m_maxFrames = 0;
 };
 
 TEST(FilterChain, NoStageFindsSamplesBehindAShortBlock) {

@@ -1,10 +1,11 @@
 #include "filters/EffectBoost.h"
 
+#include "support/DirectConvolution.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
-#include <random>
 #include <vector>
 
 using namespace tovix;
@@ -16,28 +17,31 @@ using Planar = std::vector<std::vector<float>>;
 class Boosted {
 public:
     Boosted(std::int32_t level, bool dynamicsMode, std::size_t channels, float sampleRateHz = 48000.0F)
-        : filter(level, dynamicsMode) {
-        filter.setup(sampleRateHz, 1U << 20U, ChannelList(channels, L"x"));
+        : m_filter(level, dynamicsMode), m_channels(channels) {
+        m_filter.setup(sampleRateHz, 1U << 20U, ChannelList(channels, L"x"));
     }
     void process(Planar& block) {
         std::vector<float*> pointers;
         for (auto& channel : block) {
             pointers.push_back(channel.data());
         }
-        filter.process(pointers.data(), pointers.data(), static_cast<std::uint32_t>(block.front().size()));
+        m_filter.process(pointers.data(), pointers.data(), static_cast<std::uint32_t>(block.front().size()));
     }
     /// One frame with the same sample in every channel; the first channel's result.
-    float frame(float sample, std::size_t channels) {
-        Planar block(channels, std::vector<float>{sample});
+    float frame(float sample) {
+        Planar block(m_channels, std::vector<float>{sample});
         process(block);
         return block.front().front();
     }
 
-    EffectBoost filter;
+private:
+    EffectBoost m_filter;
+    std::size_t m_channels;
 };
 
-double gainOf(double tenths) {
-    return std::pow(10.0, tenths / 200.0);
+/// `sample` at a level.
+float at(double tenths, double sample) {
+    return static_cast<float>(sample * std::pow(10.0, tenths / 200.0));
 }
 
 class PlainBoost : public testing::Test {
@@ -48,26 +52,25 @@ protected:
 TEST_F(PlainBoost, RampsByOneDecibelABlockToItsTargetAndGoesOnFromThereInTheNextFilter) {
     Boosted first(125, false, 1);
     for (const int tenths : {10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 110, 120, 125, 125}) {
-        EXPECT_FLOAT_EQ(first.frame(0.01F, 1), static_cast<float>(0.01 * gainOf(tenths)));
+        EXPECT_FLOAT_EQ(first.frame(0.01F), at(tenths, 0.01));
     }
     Boosted second(104, false, 2);
     for (const int tenths : {115, 105, 104}) {
-        EXPECT_FLOAT_EQ(second.frame(0.01F, 2), static_cast<float>(0.01 * gainOf(tenths)));
+        EXPECT_FLOAT_EQ(second.frame(0.01F), at(tenths, 0.01));
     }
     Boosted same(104, false, 1);
-    EXPECT_FLOAT_EQ(same.frame(0.01F, 1), static_cast<float>(0.01 * gainOf(104))) << "gain ready at the first block";
+    EXPECT_FLOAT_EQ(same.frame(0.01F), at(104, 0.01)) << "gain ready at the first block";
 }
 
 TEST_F(PlainBoost, HoldsEveryLevelBetweenNothingAndTwentyDecibels) {
-    constexpr auto most = std::numeric_limits<std::int32_t>::max();
-    constexpr auto least = std::numeric_limits<std::int32_t>::min();
-    for (const std::int32_t level : {201, 1000000, most, -1, -200, least}) {
+    using Level = std::numeric_limits<std::int32_t>;
+    for (const std::int32_t level : {201, 1000000, Level::max(), -1, -200, Level::min()}) {
         EffectBoost::setProcessLevel(level > 0 ? 0 : 200);
         Boosted boost(level, false, 1);
         for (int block = 0; block < 25; ++block) {
-            boost.frame(0.5F, 1);
+            boost.frame(0.5F);
         }
-        EXPECT_FLOAT_EQ(boost.frame(0.5F, 1), level > 0 ? 5.0F : 0.5F) << level;
+        EXPECT_FLOAT_EQ(boost.frame(0.5F), level > 0 ? 5.0F : 0.5F) << level;
     }
 }
 
@@ -78,27 +81,27 @@ TEST_F(PlainBoost, StereoFramesFarBeyondFullScaleLowerTheTargetForGood) {
     boost.process(block);
     EXPECT_EQ(block[0][0], 10.0F) << "ten times full scale is inside the guard";
     // 1.5 passes the guard at 16.4 dB: four steps down from 20 dB.
-    EXPECT_FLOAT_EQ(block[1][1], static_cast<float>(1.5 * gainOf(160)));
-    EXPECT_FLOAT_EQ(block[0][2], static_cast<float>(0.5 * gainOf(160)));
-    EXPECT_FLOAT_EQ(boost.frame(0.5F, 2), static_cast<float>(0.5 * gainOf(160))) << "it does not climb back";
+    EXPECT_FLOAT_EQ(block[1][1], at(160, 1.5));
+    EXPECT_FLOAT_EQ(block[0][2], at(160, 0.5));
+    EXPECT_FLOAT_EQ(boost.frame(0.5F), at(160, 0.5)) << "it does not climb back";
 }
 
 TEST_F(PlainBoost, AStereoFrameThatNoBoostCouldCarryEndsTheBlockAsItCameIn) {
-    for (const float bad : {50.0F, std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN()}) {
+    for (const float bad : {50.0F, HUGE_VALF, NAN}) {
         EffectBoost::setProcessLevel(95);
         Boosted boost(95, false, 2);
         Planar block{{0.1F, bad, 0.1F}, {0.1F, 0.2F, 0.1F}};
         boost.process(block);
-        EXPECT_FLOAT_EQ(block[0][0], static_cast<float>(0.1 * gainOf(95)));
+        EXPECT_FLOAT_EQ(block[0][0], at(95, 0.1));
         EXPECT_EQ(block[1][1], 0.2F);
         EXPECT_EQ(block[0][2], 0.1F);
-        EXPECT_EQ(boost.frame(0.1F, 2), 0.1F) << "later blocks pass unamplified";
+        EXPECT_EQ(boost.frame(0.1F), 0.1F) << "later blocks pass unamplified";
     }
     EffectBoost::setProcessLevel(200);
     Boosted boost(430, false, 2);
     Planar block{{50.0F}, {0.0F}};
     boost.process(block);
-    EXPECT_FLOAT_EQ(block[0][0], static_cast<float>(50.0 * gainOf(180)))
+    EXPECT_FLOAT_EQ(block[0][0], at(180, 50.0))
         << "25 tries lower the target to 18 dB; then the frame is stored whatever it is";
 }
 
@@ -110,7 +113,7 @@ TEST_F(PlainBoost, EveryChannelGetsTheSameGain) {
         boost.process(block);
         for (const auto& channel : block) {
             for (const float sample : channel) {
-                ASSERT_FLOAT_EQ(sample, static_cast<float>(0.01 * gainOf(60))) << channels << " channels";
+                ASSERT_FLOAT_EQ(sample, at(60, 0.01)) << channels << " channels";
             }
         }
     }
@@ -159,15 +162,14 @@ private:
     long double m_releaseFrom = 0.0L;
 };
 
-Planar noise(std::size_t channels, std::size_t frames, unsigned seed) {
-    std::mt19937 random(seed);
-    std::normal_distribution<float> sample(0.0F, 1.0F);
-    Planar block(channels, std::vector<float>(frames));
-    for (std::size_t f = 0; f < frames; ++f) {
-        // A slow swell, so that attack, hold and release all take part.
-        const float swell = 0.6F * (1.0F + std::sin(static_cast<float>(f) * 0.0007F));
-        for (auto& channel : block) {
-            channel[f] = swell * swell * sample(random);
+/// Noise with a slow swell, so that attack, hold and release all take part.
+Planar swellingNoise(std::size_t channels, std::size_t frames, unsigned seed) {
+    Planar block;
+    while (block.size() < channels) {
+        block.push_back(test::noise(frames, seed + static_cast<unsigned>(block.size())));
+        for (std::size_t f = 0; f < frames; ++f) {
+            const float swell = 1.2F * (1.0F + std::sin(static_cast<float>(f) * 0.0007F));
+            block.back()[f] *= swell * swell;
         }
     }
     return block;
@@ -180,7 +182,7 @@ TEST(DynamicsBoost, FollowsTheReferenceLimiterAtEveryChannelCount) {
             constexpr float rate = 600.0F;
             Boosted boost(level, true, channels, rate);
             ReferenceLimiter reference(level / 10.0, rate);
-            Planar block = noise(channels, 6000, static_cast<unsigned>(level + 100));
+            Planar block = swellingNoise(channels, 6000, static_cast<unsigned>(level + 100));
             const Planar input = block;
             boost.process(block);
             for (std::size_t f = 0; f < input[0].size(); ++f) {
@@ -200,20 +202,18 @@ TEST(DynamicsBoost, FollowsTheReferenceLimiterAtEveryChannelCount) {
 }
 
 TEST(DynamicsBoost, NoSampleAndNoLevelBreaksTheSoundForLonger) {
-    constexpr float inf = std::numeric_limits<float>::infinity();
-    constexpr float nan = std::numeric_limits<float>::quiet_NaN();
     for (const std::size_t channels : {1U, 2U, 5U}) {
-        for (const float bad : {inf, -inf, nan}) {
+        for (const float bad : {HUGE_VALF, -HUGE_VALF, NAN}) {
             Boosted boost(60, true, channels);
-            EXPECT_EQ(boost.frame(bad, channels), 0.0F);
-            EXPECT_FLOAT_EQ(boost.frame(0.25F, channels), static_cast<float>(0.25 * gainOf(60)));
+            EXPECT_EQ(boost.frame(bad), 0.0F);
+            EXPECT_FLOAT_EQ(boost.frame(0.25F), at(60, 0.25));
         }
     }
-    for (const std::int32_t level :
-         {std::numeric_limits<std::int32_t>::max(), std::numeric_limits<std::int32_t>::min()}) {
+    using Level = std::numeric_limits<std::int32_t>;
+    for (const std::int32_t level : {Level::max(), Level::min()}) {
         Boosted boost(level, true, 2);
         for (const float sample : {0.0F, 1.0F, std::numeric_limits<float>::max(), 1e-30F}) {
-            const float result = boost.frame(sample, 2);
+            const float result = boost.frame(sample);
             EXPECT_TRUE(std::isfinite(result) && std::fabs(result) <= 1.0F + 2e-7F) << level << ' ' << sample;
         }
     }

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <complex>
+#include <valarray>
 
 using namespace tovix;
 using namespace tovix::test;
@@ -15,6 +16,7 @@ using namespace tovix::test;
 namespace {
 
 using Complex = std::complex<double>;
+using Spectrum = std::valarray<Complex>;
 
 constexpr std::uint32_t tapCount = 16384;
 const std::vector<ResponsePoint> tilt{{100.0, -3.0}, {1000.0, 0.0}, {10000.0, 6.0}};
@@ -25,20 +27,14 @@ const std::vector<ResponsePoint> steep{
 const std::vector<ResponsePoint> undefined{{-50.0, 3.0}, {500.0, 6.0}, {2000.0, -HUGE_VAL}, {4000.0, 0.0}};
 
 /// Fourier transform of a power of two of points, in double precision; `sign` is that of the exponent.
-std::vector<Complex> transform(const std::vector<Complex>& x, double sign) {
+Spectrum transform(const Spectrum& x, double sign) {
     const std::size_t half = x.size() / 2;
     if (half == 0) {
         return x;
     }
-    std::vector<Complex> even;
-    std::vector<Complex> odd;
-    for (std::size_t i = 0; i < half; ++i) {
-        even.push_back(x[2 * i]);
-        odd.push_back(x[2 * i + 1]);
-    }
-    even = transform(even, sign);
-    odd = transform(odd, sign);
-    std::vector<Complex> y(x.size());
+    const Spectrum even = transform(x[std::slice(0, half, 2)], sign);
+    const Spectrum odd = transform(x[std::slice(1, half, 2)], sign);
+    Spectrum y(x.size());
     for (std::size_t k = 0; k < half; ++k) {
         const double phase = sign * std::numbers::pi * static_cast<double>(k) / static_cast<double>(half);
         y[k] = even[k] + std::polar(1.0, phase) * odd[k];
@@ -51,24 +47,20 @@ std::vector<Complex> transform(const std::vector<Complex>& x, double sign) {
 std::vector<double> designInDouble(const std::vector<ResponsePoint>& points, double sampleRateHz) {
     const std::size_t bins = 2 * std::size_t{tapCount};
     const auto scale = static_cast<double>(bins);
-    std::vector<Complex> spectrum(bins);
+    Spectrum spectrum(bins);
     for (std::size_t k = 0; k < tapCount; ++k) {
         const double drawn = drawnDb(points, static_cast<double>(k) * sampleRateHz / scale);
         const double gainDb = drawn > -100.0 ? drawn : -100.0; // the floor also where there is no number
         spectrum[k] = spectrum[bins - 1 - k] = gainDb * std::numbers::ln10 / 20.0;
     }
-    std::vector<Complex> cepstrum = transform(spectrum, 1.0);
+    Spectrum cepstrum = transform(spectrum, 1.0);
     for (std::size_t n = 1; n < tapCount; ++n) {
         cepstrum[n] += std::conj(cepstrum[bins - n]);
         cepstrum[bins - n] = 0.0;
     }
     cepstrum[tapCount] = std::conj(cepstrum[tapCount]);
-    for (Complex& value : cepstrum) {
-        value /= scale;
-    }
-    spectrum = transform(cepstrum, -1.0);
-    std::transform(spectrum.begin(), spectrum.end(), spectrum.begin(), [](Complex value) { return std::exp(value); });
-    const std::vector<Complex> time = transform(spectrum, 1.0);
+    cepstrum /= scale;
+    const Spectrum time = transform(std::exp(transform(cepstrum, -1.0)), 1.0);
     std::vector<double> h;
     for (std::size_t n = 0; n < tapCount; ++n) {
         const double window = 0.5 + 0.5 * std::cos(2.0 * std::numbers::pi * static_cast<double>(n) / scale);
@@ -88,27 +80,31 @@ void equalize(EffectEqualizer& equalizer, std::vector<std::vector<float>>& chann
     }
 }
 
-std::vector<float> impulseResponseOf(EffectEqualizer& equalizer, std::uint32_t blockFrames) {
-    std::vector<std::vector<float>> channel(1);
-    channel[0].resize((tapCount + blockFrames) / blockFrames * blockFrames);
-    channel[0][0] = 1.0F;
-    equalize(equalizer, channel, blockFrames);
-    return channel[0];
+double magnitudeDb(const std::vector<float>& h, double turnsPerFrame) {
+    Complex response{};
+    for (std::size_t n = 0; n < h.size(); ++n) {
+        const double turns = turnsPerFrame * static_cast<double>(n);
+        response += static_cast<double>(h[n]) * std::polar(1.0, -2.0 * std::numbers::pi * turns);
+    }
+    return 20.0 * std::log10(std::abs(response));
 }
 
-struct Case {
-    std::vector<ResponsePoint> points;
-    float sampleRateHz;
-    std::uint32_t blockFrames;
-};
-
-TEST(EffectEqualizer, IsTheDirectConvolutionWithADoublePrecisionDesign) {
-    for (const Case& c : {Case{tilt, 48000.0F, 480}, Case{steep, 44100.0F, 1024}, Case{undefined, 48000.0F, 480}}) {
+TEST(EffectEqualizer, IsTheDirectConvolutionWithADoublePrecisionDesignAndHasTheMagnitudesOfItsPoints) {
+    const struct {
+        std::vector<ResponsePoint> points;
+        float sampleRateHz;
+        std::uint32_t blockFrames;
+        bool smooth = true;
+    } cases[] = {{tilt, 48000.0F, 480}, {tilt, 192000.0F, 1920},        {{{1000.0, 6.0}}, 48000.0F, 128},
+                 {{}, 48000.0F, 480},   {steep, 44100.0F, 1024, false}, {undefined, 48000.0F, 480, false}};
+    for (const auto& c : cases) {
         const std::vector<double> h = designInDouble(c.points, c.sampleRateHz);
         EffectEqualizer equalizer{c.points, tapCount};
         EXPECT_EQ(equalizer.setup(c.sampleRateHz, c.blockFrames, {L"L", L"R"}), (ChannelList{L"L", L"R"}));
         const std::size_t frames = (2 * tapCount / c.blockFrames) * c.blockFrames;
-        const std::vector<std::vector<float>> inputs{noise(frames, 1), noise(frames, 2)};
+        std::vector<float> impulse(frames);
+        impulse[0] = 1.0F;
+        const std::vector<std::vector<float>> inputs{noise(frames, 1), impulse};
         std::vector<std::vector<float>> outputs = inputs;
         equalize(equalizer, outputs, c.blockFrames);
         for (std::size_t channel = 0; channel < 2; ++channel) {
@@ -118,26 +114,9 @@ TEST(EffectEqualizer, IsTheDirectConvolutionWithADoublePrecisionDesign) {
             }
             EXPECT_LT(error.rms(), 2e-5) << "channel " << channel << ", blocks of " << c.blockFrames;
         }
-    }
-}
-
-TEST(EffectEqualizer, HasTheMagnitudesOfItsPoints) {
-    const std::vector<Case> cases{{tilt, 48000.0F, 480},
-                                  {tilt, 44100.0F, 1024},
-                                  {tilt, 192000.0F, 1920},
-                                  {{{1000.0, 6.0}}, 48000.0F, 128},
-                                  {{}, 48000.0F, 480}};
-    for (const Case& c : cases) {
-        EffectEqualizer equalizer{c.points, tapCount};
-        equalizer.setup(c.sampleRateHz, c.blockFrames, {L"L"});
-        const std::vector<float> h = impulseResponseOf(equalizer, c.blockFrames);
         for (const double frequencyHz : {0.0, 40.0, 100.0, 316.0, 1000.0, 3162.0, 10000.0, 20000.0}) {
-            Complex response{};
-            for (std::size_t n = 0; n < h.size(); ++n) {
-                const double turns = frequencyHz * static_cast<double>(n) / c.sampleRateHz;
-                response += static_cast<double>(h[n]) * std::polar(1.0, -2.0 * std::numbers::pi * turns);
-            }
-            EXPECT_NEAR(20.0 * std::log10(std::abs(response)), drawnDb(c.points, frequencyHz), 0.05)
+            EXPECT_TRUE(!c.smooth || std::fabs(magnitudeDb(outputs[1], frequencyHz / c.sampleRateHz) -
+                                               drawnDb(c.points, frequencyHz)) < 0.05)
                 << frequencyHz << " Hz at " << c.sampleRateHz;
         }
     }
@@ -147,24 +126,19 @@ TEST(EffectEqualizer, IsInertWhenThereIsNothingSoundToApply) {
     const struct {
         const char* why;
         std::vector<ResponsePoint> points;
-        float sampleRateHz;
-        std::uint32_t blockFrames;
-        ChannelList channels;
+        std::uint32_t blockFrames = 480;
+        ChannelList channels{L"L"};
     } cases[] = {
-        {"infinite gain", {{1000.0, 1e6}}, 48000.0F, 480, {L"L"}},
-        {"overflow in the design", {{1000.0, 770.0}, {2000.0, -770.0}}, 48000.0F, 480, {L"L"}},
-        {"gain of plus infinity in the middle",
-         {{100.0, 0.0}, {1000.0, HUGE_VAL}, {2000.0, 0.0}},
-         48000.0F,
-         480,
-         {L"L"}},
-        {"no frames", tilt, 48000.0F, 0, {L"L"}},
-        {"no channels", tilt, 48000.0F, 480, {}},
+        {"infinite gain", {{1000.0, 1e6}}},
+        {"overflow in the design", {{1000.0, 770.0}, {2000.0, -770.0}}},
+        {"gain of plus infinity in the middle", {{100.0, 0.0}, {1000.0, HUGE_VAL}, {2000.0, 0.0}}},
+        {"no frames", tilt, 0},
+        {"no channels", tilt, 480, {}},
     };
     for (const auto& c : cases) {
         EffectEqualizer equalizer{c.points, tapCount};
         equalizer.setup(48000.0F, 480, {L"L", L"R"});
-        equalizer.setup(c.sampleRateHz, c.blockFrames, c.channels);
+        equalizer.setup(48000.0F, c.blockFrames, c.channels);
         std::vector<std::vector<float>> samples{noise(480, 1)};
         const auto before = samples;
         equalize(equalizer, samples, 480);
@@ -173,13 +147,8 @@ TEST(EffectEqualizer, IsInertWhenThereIsNothingSoundToApply) {
 }
 
 TEST(EffectEqualizer, WarnsOnceOfABlockLengthWhoseBlocksAllocate) {
-    for (const auto& [blockFrames, clean] : {std::pair{480U, true},
-                                             {441U, true},
-                                             {961U, true},
-                                             {1U, true},
-                                             {479U, false},
-                                             {37U, false},
-                                             {2U * 9U * 37U, false}}) {
+    for (const std::uint32_t blockFrames : {480U, 441U, 961U, 1U, 479U, 37U, 2U * 9U * 37U}) {
+        const bool clean = blockFrames % 479 != 0 && blockFrames % 37 != 0;
         const LogCapture capture(LogLevel::Warning);
         EffectEqualizer equalizer{tilt, tapCount};
         equalizer.setup(48000.0F, blockFrames, {L"L", L"R"});
@@ -199,8 +168,9 @@ TEST(EffectEqualizer, StaysFiniteWhateverTheSettingsSay) {
         for (const float sampleRateHz : {10.0F, 48000.0F, 384000.0F, 0.0F}) {
             EffectEqualizer equalizer{points, tapCount};
             equalizer.setup(sampleRateHz, 1024, {L"L"});
-            const std::vector<float> h = impulseResponseOf(equalizer, 1024);
-            EXPECT_TRUE(std::all_of(h.begin(), h.end(), [](float tap) { return std::isfinite(tap); }))
+            std::vector<std::vector<float>> sound{noise(tapCount, 1)};
+            equalize(equalizer, sound, 1024);
+            EXPECT_TRUE(std::all_of(sound[0].begin(), sound[0].end(), [](float x) { return std::isfinite(x); }))
                 << points.front().frequencyHz << " Hz, " << points.front().gainDb << " dB at " << sampleRateHz;
         }
     }

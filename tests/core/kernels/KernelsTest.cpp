@@ -60,15 +60,9 @@ TEST_P(KernelsOf, SplitInterleavedFramesIntoChannels) {
 }
 
 TEST_P(KernelsOf, JoinAndCopyChannelsAndSilenceWhatIsNotFinite) {
-    constexpr float inf = std::numeric_limits<float>::infinity();
-    const std::array<float, 8> special{inf,
-                                       -inf,
-                                       std::numeric_limits<float>::quiet_NaN(),
-                                       -std::numeric_limits<float>::signaling_NaN(),
-                                       std::numeric_limits<float>::max(),
-                                       std::numeric_limits<float>::lowest(),
-                                       std::numeric_limits<float>::denorm_min(),
-                                       -0.0F};
+    using Float = std::numeric_limits<float>;
+    const std::array special{HUGE_VALF,    -HUGE_VALF,      Float::quiet_NaN(),  -Float::signaling_NaN(),
+                             Float::max(), Float::lowest(), Float::denorm_min(), -0.0F};
     for (const std::uint32_t channelCount : channelCounts) {
         for (const std::uint32_t frames : frameCounts) {
             Planar planar{channelCount, frames};
@@ -164,7 +158,7 @@ TEST(Kernels, AreForcedByNameAndTheFastestUnlessForced) {
 TEST_P(KernelsOf, AmplifyAPairOfChannelsUpToTheFirstFrameBeyondTheLimit) {
     constexpr float gain = 3.0F;
     constexpr std::size_t frames = 23;
-    for (const float bad : {0.34F, -0.5F, std::numeric_limits<float>::quiet_NaN()}) {
+    for (const float bad : {0.34F, -0.5F, NAN}) {
         for (std::size_t at = 0; at <= frames; ++at) {
             for (const bool inRight : {false, true}) {
                 std::vector<float> left(frames + 1, 0.25F);
@@ -182,12 +176,11 @@ TEST_P(KernelsOf, AmplifyAPairOfChannelsUpToTheFirstFrameBeyondTheLimit) {
 }
 
 TEST_P(KernelsOf, AmplifyInDoublePrecisionAndFindThePeakOfWhatIsFinite) {
-    constexpr float inf = std::numeric_limits<float>::infinity();
     constexpr double gain = 1.9952623149688795;
     for (const std::uint32_t frames : frameCounts) {
         std::vector<float> samples = noise(frames + 2, 5);
         for (std::size_t i = 1; i + 1 < samples.size(); i += 3) {
-            samples[i] = i % 2 == 0 ? -inf : std::numeric_limits<float>::quiet_NaN();
+            samples[i] = i % 2 == 0 ? -HUGE_VALF : NAN;
         }
         std::vector<float> expected = samples;
         float peak = 0.0F;
