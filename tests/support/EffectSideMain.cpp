@@ -1,6 +1,6 @@
-// A process that logs and allocates as the effect does: one command a line on the standard input. The reply is
-// the log level, or what the command's comment says.
+// A process that logs and allocates as the effect does.
 
+#include "CommandLoop.h"
 #include "log/QuelLog.h"
 #include "memory/MemoryMgr.h"
 #include "platform/AudioEngineAllocator.h"
@@ -8,9 +8,6 @@
 
 #include <atomic>
 #include <filesystem>
-#include <iostream>
-#include <sstream>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -22,10 +19,14 @@ void writeInfo(const std::string& text) {
     FunctionLog("Class::Method", "folder\\Source", nullptr).info({text, 7});
 }
 
+std::string currentLevel() {
+    return std::to_string(static_cast<std::int32_t>(logLevel()));
+}
+
 /// Threads that write lines and attach at once; returns the number of lines.
-std::string storm(int milliseconds) {
+std::string storm(const std::string& milliseconds) {
     std::atomic<int> written{0};
-    const ULONGLONG end = ::GetTickCount64() + static_cast<ULONGLONG>(milliseconds);
+    const ULONGLONG end = ::GetTickCount64() + std::stoull(milliseconds);
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([&written, end, i] {
@@ -67,81 +68,56 @@ std::string lastErrorAfterLine() {
 /// Returns whether the audio engine's allocator is in use, where a block came from, and how many blocks of that
 /// allocator were out while the block was held and after it was given back.
 std::string allocate() {
-    std::ostringstream reply;
-    reply << (installAudioEngineAllocator() ? "installed" : "not installed");
-    auto* const pBlock = static_cast<signed char*>(MemoryMgr::alloc(100));
-    reply << (pBlock[-1] > 16 ? " heap" : " locked");
+    const std::string installed = installAudioEngineAllocator() ? "installed" : "not installed";
     const HMODULE hEngine = ::GetModuleHandleW(L"audioeng.dll");
     auto* const pBlocksOut = hEngine != nullptr ? moduleExport<long()>(hEngine, "BlocksOut") : nullptr;
-    reply << " " << (pBlocksOut != nullptr ? pBlocksOut() : -1);
+    const auto blocksOut = [&] { return " " + std::to_string(pBlocksOut != nullptr ? pBlocksOut() : -1); };
+    auto* const pBlock = static_cast<signed char*>(MemoryMgr::alloc(100));
+    const std::string held = (pBlock[-1] > 16 ? " heap" : " locked") + blocksOut();
     MemoryMgr::free(pBlock);
-    reply << " " << (pBlocksOut != nullptr ? pBlocksOut() : -1);
-    return reply.str();
+    return installed + held + blocksOut();
 }
 
 /// Loads a module with a logger of its own, which writes a line; then lets the module go, or leaves that to the
-/// end of the process.
-std::string logInModule(const std::string& lifetime, const std::filesystem::path& path) {
-    ModuleReference module(::LoadLibraryW(path.c_str()));
+/// end of the process where the lifetime before its path is "keep".
+std::string logInModule(const std::string& lifetimeAndPath) {
+    const auto blank = lifetimeAndPath.find(' ');
+    ModuleReference module(::LoadLibraryW(std::filesystem::path(lifetimeAndPath.substr(blank + 1)).c_str()));
     if (!module) {
         return "not loaded";
     }
     moduleExport<void()>(module.get(), "LogOneLine")();
-    if (lifetime == "keep") {
+    if (lifetimeAndPath.starts_with("keep ")) {
         static_cast<void>(module.release());
     }
     return "ok";
 }
 
-std::string reply(const std::string& command, std::istringstream& arguments) {
-    std::string text;
-    if (command == "thread") {
-        return std::to_string(::GetCurrentThreadId());
-    }
-    if (command == "storm") {
-        int milliseconds = 0;
-        arguments >> milliseconds;
-        return storm(milliseconds);
-    }
-    if (command == "beside") {
-        return writeBeside();
-    }
-    if (command == "allocate") {
-        return allocate();
-    }
-    if (command == "last-error") {
-        return lastErrorAfterLine();
-    }
-    if (command == "load") { // as some other code of the process would
-        std::getline(arguments >> std::ws, text);
-        return ::LoadLibraryW(std::filesystem::path(text).c_str()) != nullptr ? "ok" : "failed";
-    }
-    if (command == "module") {
-        std::string lifetime;
-        std::getline(arguments >> lifetime >> std::ws, text);
-        return logInModule(lifetime, text);
-    }
-    if (command == "loaded") { // whether any library of the name is in the process
-        return ::GetModuleHandleW(L"Logger64.dll") != nullptr ? "yes" : "no";
-    }
-    if (command == "attach") {
-        QuelLog::instance().attach();
-    } else {
-        std::getline(arguments >> std::ws, text);
-        writeInfo(text);
-    }
-    return std::to_string(static_cast<std::int32_t>(logLevel()));
+/// As some other code of the process would load a library.
+std::string load(const std::string& path) {
+    return ::LoadLibraryW(std::filesystem::path(path).c_str()) != nullptr ? "ok" : "failed";
+}
+
+std::string attach(const std::string&) {
+    QuelLog::instance().attach();
+    return currentLevel();
 }
 
 } // namespace
 
 int main() {
-    std::string line;
-    while (std::getline(std::cin, line)) {
-        std::istringstream words(line);
-        std::string command;
-        words >> command;
-        std::cout << reply(command, words) << std::endl;
-    }
-    return 0;
+    using Text = const std::string&;
+    return tovix::test::obeyCommands({
+        {"thread", [](Text) { return std::to_string(::GetCurrentThreadId()); }},
+        {"attach", attach},
+        {"info", [](Text text) { return writeInfo(text), currentLevel(); }},
+        {"storm", storm},
+        {"beside", [](Text) { return writeBeside(); }},
+        {"last-error", [](Text) { return lastErrorAfterLine(); }},
+        {"allocate", [](Text) { return allocate(); }},
+        {"load", load},
+        {"module", logInModule},
+        // Whether any library of the name is in the process.
+        {"loaded", [](Text) { return ::GetModuleHandleW(L"Logger64.dll") != nullptr ? "yes" : "no"; }},
+    });
 }

@@ -1,22 +1,59 @@
+// One file, because the filters that stand in for real ones serve the chain, its slots and their hand-over alike.
+
 #include "chain/ChainSlots.h"
 
 #include "chain/ChainBuilder.h"
 #include "chain/StagePlanner.h"
-#include "support/TestFilters.h"
 #include "text/SettingsText.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <limits>
 #include <numbers>
 #include <numeric>
+#include <thread>
 
 using namespace tovix;
-using test::ConstantFilter;
-using test::DigitFilter;
 
 namespace {
+
+/// Adds its own number to every sample, after scaling by 10: the order and number of filters can be read off.
+class DigitFilter : public IFilter {
+public:
+    explicit DigitFilter(float digit, bool inPlace = true) : m_digit(digit), m_inPlace(inPlace) {}
+    [[nodiscard]] bool processesInPlace() const noexcept override { return m_inPlace; }
+    ChannelList setup(float, std::uint32_t maxFrames, ChannelList channels) override {
+        m_maxFrames = maxFrames;
+        m_channelCount = channels.size();
+        return channels;
+    }
+    void process(float** outputs, float** inputs, std::uint32_t frameCount) noexcept override {
+        for (std::size_t c = 0; c < m_channelCount; ++c) {
+            for (std::uint32_t f = 0; f < frameCount; ++f) {
+                outputs[c][f] = inputs[c][f] * 10.0F + m_digit;
+            }
+        }
+    }
+
+protected:
+    float m_digit;
+    bool m_inPlace;
+    std::uint32_t m_maxFrames = 0;
+    std::size_t m_channelCount = 0;
+};
+
+/// Writes one value into every sample of its channels; a chain of one is a constant source.
+class ConstantFilter : public DigitFilter {
+public:
+    using DigitFilter::DigitFilter;
+    void process(float** outputs, float**, std::uint32_t frameCount) noexcept override {
+        for (std::size_t c = 0; c < m_channelCount; ++c) {
+            std::fill_n(outputs[c], frameCount, m_digit);
+        }
+    }
+};
 
 StreamFormat format(std::uint32_t in, std::uint32_t out, std::uint32_t maxFrames = 480, float rate = 48000.0F) {
     return {rate, 0, in, out, 0, maxFrames};
@@ -70,6 +107,16 @@ TEST(FilterChain, MonoFillsTheSecondChannelOfAWiderOutputAndNoMore) {
     }
 }
 
+/// Counts its lives, so that a chain freed twice or never is seen.
+class CountedFilter : public ConstantFilter {
+public:
+    explicit CountedFilter(float value) : ConstantFilter(value) { ++alive; }
+    CountedFilter(const CountedFilter& other) : ConstantFilter(other) { ++alive; }
+    CountedFilter& operator=(const CountedFilter&) = delete;
+    ~CountedFilter() override { --alive; }
+    static inline std::atomic<int> alive{0};
+};
+
 /// Works on the whole length of the buffers, as a block convolver does: sums up what stands behind the block, and
 /// leaves samples there itself.
 class WholeLengthFilter final : public DigitFilter {
@@ -111,14 +158,12 @@ TEST(ChainSlots, ABlockOfNothingTakesNothingFromAFiltersTail) {
         ChainSlots slots;
         slots.reset(stream);
         slots.publish(builder.build("Equalizer: 100 12 1000 -12").chain);
-        for (int block = 0; block < 4; ++block) {
-            std::vector<float> samples(8);
-            samples[3] = block == 0 ? 1.0F : 0.0F;
-            EXPECT_FALSE(slots.process(samples.data(), samples.data(), 8));
-            played[interrupted].insert(played[interrupted].end(), samples.begin(), samples.end());
-            if (interrupted) {
-                EXPECT_FALSE(slots.process(samples.data(), samples.data(), 0));
-            }
+        auto& samples = played[interrupted];
+        samples.assign(32, 0.0F);
+        samples[3] = 1.0F;
+        for (auto* pBlock = samples.data(); pBlock != samples.data() + 32; pBlock += 8) {
+            EXPECT_FALSE(slots.process(pBlock, pBlock, 8));
+            EXPECT_FALSE(interrupted && slots.process(pBlock, pBlock, 0));
         }
     }
     EXPECT_NE(played[0].back(), 0.0F);
@@ -131,8 +176,11 @@ protected:
     void start(const StreamFormat& stream) {
         m_stream = stream;
         m_slots.reset(stream);
-        EXPECT_EQ(m_slots.publish(chainOf(stream, ConstantFilter(0.25F))), ChainSlots::Published::current);
-        EXPECT_EQ(m_slots.publish(chainOf(stream, ConstantFilter(0.75F))), ChainSlots::Published::pending);
+        publish();
+    }
+    void publish() {
+        EXPECT_EQ(m_slots.publish(chainOf(m_stream, ConstantFilter(0.25F))), ChainSlots::Published::current);
+        EXPECT_EQ(m_slots.publish(chainOf(m_stream, ConstantFilter(0.75F))), ChainSlots::Published::pending);
     }
     bool block(std::uint32_t frames) {
         const std::vector<float> input(std::size_t{frames} * m_stream.inputChannels, 9.0F);
@@ -177,8 +225,7 @@ TEST_F(Fade, ResetInMidFadeStartsOverWithoutAnyChain) {
     m_slots.reset(format(2, 2));
     EXPECT_FALSE(block(100));
     EXPECT_EQ(m_output[0], 9.0F) << "without a chain the sound passes";
-    m_slots.publish(chainOf(m_stream, ConstantFilter(0.25F)));
-    m_slots.publish(chainOf(m_stream, ConstantFilter(0.75F)));
+    publish();
     EXPECT_FALSE(block(479)) << "the fade starts from its beginning";
     EXPECT_TRUE(block(1));
 }
@@ -201,33 +248,76 @@ TEST_F(Fade, ABlockLongerThanPromisedInOneBufferWithAWiderOutputPasses) {
     }
 }
 
-TEST(ChainSlots, WithNothingToDoTheSamplesPassUntouched) {
-    const float odd[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(), 1e-42F,
-                         -3.0F};
+TEST(ChainSlots, WithNothingToDoTheSharedChannelsPassUntouchedEvenInOneBuffer) {
+    const std::vector<float> odd{NAN, HUGE_VALF, 1e-42F, -3.0F};
     ChainSlots slots;
     for (const bool withEmptyChain : {false, true}) {
         slots.reset(format(2, 2, 2));
         if (withEmptyChain) {
             slots.publish(emptyChain(format(2, 2, 2)));
         }
-        float output[4] = {};
-        EXPECT_FALSE(slots.process(output, odd, 2));
-        EXPECT_EQ(std::memcmp(output, odd, sizeof odd), 0);
-        EXPECT_FALSE(slots.process(output, output, 2));
-        EXPECT_EQ(std::memcmp(output, odd, sizeof odd), 0);
+        std::vector<float> output(4);
+        for (const float* const pInput : {odd.data(), static_cast<const float*>(output.data())}) {
+            EXPECT_FALSE(slots.process(output.data(), pInput, 2));
+            EXPECT_EQ(std::memcmp(output.data(), odd.data(), sizeof(float) * odd.size()), 0);
+        }
     }
+    std::vector<float> samples{1, 2, 3, 4, 0, 0};
+    slots.reset(format(2, 3, 0));
+    EXPECT_FALSE(slots.process(samples.data(), samples.data(), 2));
+    EXPECT_EQ(samples, (std::vector<float>{1, 2, 0, 3, 4, 0}));
+    slots.reset(format(3, 2, 0));
+    EXPECT_FALSE(slots.process(samples.data(), samples.data(), 2));
+    samples.resize(4);
+    EXPECT_EQ(samples, (std::vector<float>{1, 2, 3, 4}));
 }
 
-TEST(ChainSlots, WithoutAChainTheSharedChannelsPassEvenInOneBuffer) {
-    ChainSlots slots;
-    slots.reset(format(2, 3, 0));
-    std::vector<float> wider{1, 2, 3, 4, 0, 0};
-    EXPECT_FALSE(slots.process(wider.data(), wider.data(), 2));
-    EXPECT_EQ(wider, (std::vector<float>{1, 2, 0, 3, 4, 0}));
-    slots.reset(format(3, 2, 0));
-    std::vector<float> narrower{1, 2, 3, 4, 5, 6};
-    EXPECT_FALSE(slots.process(narrower.data(), narrower.data(), 2));
-    EXPECT_EQ((std::vector<float>{narrower.begin(), narrower.begin() + 4}), (std::vector<float>{1, 2, 4, 5}));
+TEST(HandOver, ManyChangesUnderAudioNeitherClickNorLeakNorGetStuck) {
+    constexpr int changes = 300;
+    const auto stream = format(2, 2, 16, 4800.0F);
+    {
+        ChainSlots slots;
+        slots.reset(stream);
+        ASSERT_EQ(slots.publish(chainOf(stream, CountedFilter(0.0F))), ChainSlots::Published::current);
+        // No std::counting_semaphore: the cross compiler's loses wake-ups.
+        std::atomic<bool> token{true};
+        const auto acquire = [&token] {
+            while (!token.exchange(false)) {
+                std::this_thread::yield();
+            }
+        };
+        std::atomic<bool> finished{false};
+        std::thread builder([&] {
+            for (int i = 1; i <= changes; ++i) {
+                acquire();
+                slots.freeRetired();
+                EXPECT_EQ(slots.publish(chainOf(stream, CountedFilter(i % 2 == 0 ? 0.0F : 1.0F))),
+                          ChainSlots::Published::pending);
+                EXPECT_LE(CountedFilter::alive, 3);
+            }
+            acquire();
+            finished = true;
+        });
+        const std::vector<float> input(32, 5.0F);
+        std::vector<float> output(32);
+        float previous = 0.0F;
+        int swaps = 0;
+        while (!finished) {
+            std::this_thread::yield(); // as between an engine's blocks; or the builder of a small machine starves
+            if (slots.process(output.data(), input.data(), 16)) {
+                ++swaps;
+                token = true;
+            }
+            for (std::size_t f = 0; f < 16; ++f) {
+                // The steepest step of a raised cosine over 48 frames.
+                ASSERT_LE(std::fabs(output[2 * f] - previous), 0.0328F);
+                previous = output[2 * f];
+            }
+        }
+        builder.join();
+        EXPECT_EQ(swaps, changes);
+    }
+    EXPECT_EQ(CountedFilter::alive, 0);
 }
 
 } // namespace

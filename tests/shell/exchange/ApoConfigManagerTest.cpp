@@ -1,7 +1,7 @@
 #include "exchange/ConfigHelper.h"
-#include "support/BriefLog.h"
 #include "support/ChildProcess.h"
 #include "support/ImportWatch.h"
+#include "support/LogCapture.h"
 #include "support/OwnResources.h"
 #include "support/RegistryValue.h"
 #include "support/SettingsWriter.h"

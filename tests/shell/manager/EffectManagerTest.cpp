@@ -1,6 +1,6 @@
 #include "manager/EffectManager.h"
-#include "support/BriefLog.h"
 #include "support/ImportWatch.h"
+#include "support/LogCapture.h"
 #include "support/OwnResources.h"
 #include "support/SettingsWriter.h"
 

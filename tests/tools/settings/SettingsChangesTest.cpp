@@ -11,6 +11,8 @@ namespace tovix {
 namespace {
 
 constexpr const char* effectDefault = "#Boost: 0 dB 0\n#EnableOldApo:";
+/// What a boost adds to a text without one.
+constexpr std::string_view oneBoost = "\nBoost: 60 dB 1";
 
 std::string refusalOf(const std::function<void()>& change) {
     try {
@@ -34,34 +36,48 @@ ChangedSettings equalizer(std::string_view text, std::string_view points,
     return changeEqualizer(text, readPointList(points), fit);
 }
 
+using Change = std::function<ChangedSettings(const std::string& text)>;
+
+Change boost(const char* level, bool limiter) {
+    return [=](const auto& text) { return changeBoost(text, level, limiter); };
+}
+
+Change boostLines(bool on) {
+    return [=](const auto& text) { return switchLines(text, "Boost", on); };
+}
+
+Change points(const char* list) {
+    return [=](const auto& text) { return equalizer(text, list); };
+}
+
+Change oldApo(bool on) {
+    return [=](const auto& text) { return changePreviousEffect(text, on); };
+}
+
+Change lines(const std::vector<std::string>& lines, bool replaceAll) {
+    return [=](const auto& text) { return setLines(text, lines, replaceAll); };
+}
+
 TEST(SettingsChanges, EachCommandWritesItsLineAndKeepsTheOthersByteForByte) {
     const struct {
         std::string before;
-        std::function<ChangedSettings(const std::string&)> change;
+        Change change;
         std::string after;
     } cases[] = {
-        {"", [](const auto& b) { return changeBoost(b, "6.0", false); }, "Boost: 60 dB 0"},
-        {effectDefault, [](const auto& b) { return changeBoost(b, "6", true); }, "Boost: 60 dB 1\n#EnableOldApo:"},
-        {"x  y\nBoost:1dB1\n\nBoost: 2 dB 0\n# a note", [](const auto& b) { return changeBoost(b, "0,5 dB", false); },
-         "x  y\nBoost: 5 dB 0\n\n# a note"},
-        {"A:\r\nBoost: 60 dB 1", [](const auto& b) { return switchLines(b, "Boost", false); }, "A:\n#Boost: 60 dB 1"},
-        {"#Boost: 60 dB 1\n#EnableOldApo:", [](const auto& b) { return switchLines(b, "Boost", true); },
-         "Boost: 60 dB 1\n#EnableOldApo:"},
-        {"Boosted: 1\nBoost: 1 dB 0", [](const auto& b) { return switchLines(b, "Boost", false); },
-         "Boosted: 1\n#Boost: 1 dB 0"},
-        {effectDefault, [](const auto& b) { return equalizer(b, "100 -3 1000 0 10000 6"); },
+        {"", boost("6.0", false), "Boost: 60 dB 0"},
+        {effectDefault, boost("6", true), "Boost: 60 dB 1\n#EnableOldApo:"},
+        {"x  y\nBoost:1dB1\n\nBoost: 2 dB 0\n# a note", boost("0,5 dB", false), "x  y\nBoost: 5 dB 0\n\n# a note"},
+        {"A:\r\nBoost: 60 dB 1", boostLines(false), "A:\n#Boost: 60 dB 1"},
+        {"#Boost: 60 dB 1\n#EnableOldApo:", boostLines(true), "Boost: 60 dB 1\n#EnableOldApo:"},
+        {"#Boosted: 1\n#Boost: 60 dB 1\n#Boost: 5 dB 0", boostLines(true),
+         "#Boosted: 1\nBoost: 60 dB 1\nBoost: 5 dB 0"},
+        {effectDefault, points("100 -3 1000 0 10000 6"),
          "Equalizer: 100 -3 1000 0 10000 6\n#Boost: 0 dB 0\n#EnableOldApo:"},
-        {"Boost: 9 dB 0\n#Equalizer: 1 1", [](const auto& b) { return equalizer(b, "20.50 -3,10"); },
-         "Boost: 9 dB 0\nEqualizer: 20.5 -3.1"},
-        {effectDefault, [](const auto& b) { return changePreviousEffect(b, true); }, "#Boost: 0 dB 0\nEnableOldApo:"},
-        {"EnableOldApo:\nBoost: 1 dB 0", [](const auto& b) { return changePreviousEffect(b, false); },
-         "#EnableOldApo:\nBoost: 1 dB 0"},
-        {effectDefault,
-         [](const auto& b) {
-             return setLines(b, {"Boost: 30 dB 1", "#note"}, false);
-         },
-         "Boost: 30 dB 1\n#EnableOldApo:\n#note"},
-        {"A:\nBoost: 1 dB 0", [](const auto& b) { return setLines(b, {"EnableOldApo:"}, true); }, "EnableOldApo:"},
+        {"Boost: 9 dB 0\n#Equalizer: 1 1", points("20.50 -3,10"), "Boost: 9 dB 0\nEqualizer: 20.5 -3.1"},
+        {effectDefault, oldApo(true), "#Boost: 0 dB 0\nEnableOldApo:"},
+        {"EnableOldApo:\nBoost: 1 dB 0", oldApo(false), "#EnableOldApo:\nBoost: 1 dB 0"},
+        {effectDefault, lines({"Boost: 30 dB 1", "#note"}, false), "Boost: 30 dB 1\n#EnableOldApo:\n#note"},
+        {"A:\nBoost: 1 dB 0", lines({"EnableOldApo:"}, true), "EnableOldApo:"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(c.change(c.before).text, c.after) << "from: " << c.before;
@@ -71,58 +87,49 @@ TEST(SettingsChanges, EachCommandWritesItsLineAndKeepsTheOthersByteForByte) {
 }
 
 TEST(SettingsChanges, RefusesWhatTheEffectWouldIgnoreOrTakeOtherwise) {
+    const auto line = [](const char* text) { return lines({text}, false); };
     const struct {
-        std::function<void()> change;
+        Change change;
         const char* reason;
+        std::string before = "";
     } cases[] = {
-        {[] { changeBoost("", "20.1", false); }, "beyond the most there is, 20 dB"},
-        {[] { changeBoost("", "-1", false); }, "would lower the level"},
-        {[] { changeBoost("", "loud", false); }, "\"loud\" cannot be read"},
-        {[] { changeBoost("", "", false); }, "cannot be read"},
-        {[] { switchLines("#EnableOldApo:", "Boost", true); }, "no line named \"Boost\" to switch on"},
-        {[] { switchLines("#Boost: loud", "Boost", true); }, "would do nothing"},
-        {[] { switchLines("#Boost: 1 dB 0\n#Boost: loud", "Boost", true); }, "\"Boost: loud\" would do nothing"},
-        {[] { equalizer("", "1000 1 500 2"); }, "out of order: 500 Hz follows 1000 Hz"},
-        {[] { equalizer("", "500 1 500 2"); }, "two points at 500 Hz"},
-        {[] { equalizer("", "0 1"); }, "no place on a logarithmic scale"},
-        {[] { equalizer("", "100 20.5"); }, "outside of -100 to 20 dB"},
-        {[] { setLines("", {"Bost: 60 dB 1"}, false); }, "did you mean \"Boost\""},
-        {[] { setLines("", {"Boost: 6.0 dB 1"}, false); }, "would do nothing"},
-        {[] { setLines("", {"Boost: 201 dB 1"}, false); }, "outside of 0 to 200"},
-        {[] { setLines("", {"Boost: -1 dB 1"}, false); }, "outside of 0 to 200"},
-        {[] { setLines("", {"Boost: 60 dB 2"}, false); }, "is 0 for a plain boost or 1"},
-        {[] { setLines("", {"Boost: 60 dB 1 please"}, false); }, "reads \"Boost: 60 dB 1 please\" as"},
-        {[] { setLines("", {"Boost: 1 dB 0\nBoost: 2 dB 0"}, false); }, "line ends"},
-        {[] { setLines("", {"Equalizer: 100 -3 flat 1000"}, false); }, "\"flat\" cannot be read"},
-        {[] { setLines("", {"Equalizer: 1.5 2,5"}, false); }, "reads \"Equalizer: 1.5 2,5\" as \"Equalizer: 1.5 2\""},
-        {[] { setLines(std::string(250, 'x'), {"Boost: 6 dB 0"}, false); }, "264 bytes, 9 more than the 255"},
-        {[] { changeBoost(std::string(256, '\xFF'), "6", false); }, "bytes, "},
+        {boost("20.1", false), "beyond the most there is, 20 dB"},
+        {boost("-1", false), "would lower the level"},
+        {boost("loud", false), "\"loud\" cannot be read"},
+        {boost("", false), "cannot be read"},
+        {boostLines(true), "no line named \"Boost\" to switch on", "#EnableOldApo:"},
+        {boostLines(true), "\"Boost: loud\" would do nothing", "#Boost: 1 dB 0\n#Boost: loud"},
+        {points("1000 1 500 2"), "out of order: 500 Hz follows 1000 Hz"},
+        {points("500 1 500 2"), "two points at 500 Hz"},
+        {points("0 1"), "no place on a logarithmic scale"},
+        {points("100 20.5"), "outside of -100 to 20 dB"},
+        {line("Bost: 60 dB 1"), "did you mean \"Boost\""},
+        {line("Boost: 6.0 dB 1"), "would do nothing"},
+        {line("Boost: 201 dB 1"), "outside of 0 to 200"},
+        {line("Boost: -1 dB 1"), "outside of 0 to 200"},
+        {line("Boost: 60 dB 2"), "is 0 for a plain boost or 1"},
+        {line("Boost: 60 dB 1 please"), "reads \"Boost: 60 dB 1 please\" as"},
+        {line("Boost: 1 dB 0\nBoost: 2 dB 0"), "line ends"},
+        {line("Equalizer: 100 -3 flat 1000"), "\"flat\" cannot be read"},
+        {line("Equalizer: 1.5 2,5"), "reads \"Equalizer: 1.5 2,5\" as \"Equalizer: 1.5 2\""},
+        {line("Boost: 6 dB 0"), "264 bytes, 9 more than the 255", std::string(250, 'x')},
+        {boost("6", true), "1 more than", std::string(256 - oneBoost.size(), 'x')},
+        {boost("6", false), "bytes, ", std::string(256, '\xFF')},
     };
     for (const auto& c : cases) {
-        const std::string refusal = refusalOf(c.change);
+        const std::string refusal = refusalOf([&c] { c.change(c.before); });
         EXPECT_NE(refusal.find(c.reason), std::string::npos) << refusal << "\nexpected: " << c.reason;
     }
+    EXPECT_EQ(changeBoost(std::string(255 - oneBoost.size(), 'x'), "6", true).text.size(), 255U) << "still fits";
 }
 
-TEST(SettingsChanges, TheTextMayFillThePageToItsLastByteButOne) {
-    const std::string boost = "\nBoost: 60 dB 1";
-    EXPECT_EQ(changeBoost(std::string(255 - boost.size(), 'x'), "6", true).text.size(), 255U);
-    EXPECT_NE(refusalOf([&] { changeBoost(std::string(256 - boost.size(), 'x'), "6", true); }).find("1 more than"),
-              std::string::npos);
-}
-
-TEST(SettingsChanges, ALevelFinerThanATenthIsRoundedWithAWord) {
+TEST(SettingsChanges, WhatIsRoundedOrChangesNothingIsSaid) {
     const auto change = changeBoost("", "6.05", false);
     EXPECT_EQ(change.text, "Boost: 61 dB 0");
     EXPECT_NE(notesOf(change).find("rounded to 6.1 dB"), std::string::npos);
     EXPECT_EQ(changeBoost("", "0.7", false).text, "Boost: 7 dB 0");
     EXPECT_EQ(notesOf(changeBoost("", "0.7", false)), "");
-}
-
-TEST(SettingsChanges, SwitchingOffAndOnBringsTheSameTextBack) {
-    const std::string text = "Equalizer: 20 -3\nBoost: 60 dB 1\nBoost: 5 dB 0";
-    EXPECT_EQ(switchLines(switchLines(text, "Boost", false).text, "Boost", true).text, text);
-    EXPECT_NE(notesOf(switchLines(text, "Equalizer", true)).find("stood so already"), std::string::npos);
+    EXPECT_NE(notesOf(boostLines(true)("Boost: 1 dB 0")).find("stood so already"), std::string::npos);
 }
 
 /// 60 points, far more than fit.
