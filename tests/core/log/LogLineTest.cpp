@@ -13,7 +13,7 @@ namespace {
 const LogHead here{LogLevel::Info, 7, nullptr, "Class::Method", "helpers\\Source", 12};
 constexpr const char* head = "INFO [7] [this=0x0000000000000000] [Class::Method@Source:12] ";
 
-TEST(LogLine, HeadNamesLevelThreadObjectAndPlace) {
+TEST(LogLine, HeadNamesLevelSignedThreadObjectAndPlaceAndCutsALongPlace) {
     const auto* const pObject = reinterpret_cast<const void*>(std::uintptr_t{0x7FFE12ABCD});
     const struct {
         LogLevel level;
@@ -30,9 +30,6 @@ TEST(LogLine, HeadNamesLevelThreadObjectAndPlace) {
     for (const auto& c : cases) {
         EXPECT_STREQ(LogLine({c.level, 7, pObject, "F::g", c.source, 3}).c_str(), c.expected);
     }
-}
-
-TEST(LogLine, LongLocationTagIsCutAndAThreadNumberIsSigned) {
     const std::string function(200, 'f');
     const LogLine line({LogLevel::Info, 0xFFFFFFFF, nullptr, function.c_str(), "S", 1});
     EXPECT_EQ(line.c_str(), "INFO [-1] [this=0x0000000000000000] [" + std::string(98, 'f'));

@@ -62,22 +62,18 @@ TEST(AudioBlock, AnInvalidBlockTouchesNothing) {
     }
 }
 
-TEST(AudioBlock, AValidBlockIsMarkedValidEvenWhenItFallsSilent) {
-    Block block;
-    block.effect.value = 0.0F;
-    block.process();
-    EXPECT_EQ(block.effect.lastInput, block.in.data());
-    EXPECT_EQ(block.output.validFrameCount, 4U);
-    EXPECT_EQ(block.output.flags, BufferFlags::valid);
-}
-
-TEST(AudioBlock, ThePreviousEffectsResultIsProcessedInPlace) {
-    Block block;
-    block.context.pPrevious = &block.effect;
-    block.process();
-    EXPECT_EQ(block.effect.previousCalls, 1);
-    EXPECT_EQ(block.effect.previousCallsBefore, 1) << "it comes first";
-    EXPECT_EQ(block.effect.lastInput, block.out.data());
+TEST(AudioBlock, AValidBlockIsMarkedValidEvenWhenItFallsSilentAndComesFromThePreviousEffectIfThereIsOne) {
+    for (const bool previous : {false, true}) {
+        Block block;
+        block.effect.value = 0.0F;
+        block.context.pPrevious = previous ? &block.effect : nullptr;
+        block.process();
+        EXPECT_EQ(block.effect.lastInput, previous ? block.out.data() : block.in.data());
+        EXPECT_EQ(block.effect.previousCalls, previous ? 1 : 0);
+        EXPECT_EQ(block.effect.previousCallsBefore, previous ? 1 : 0) << "it comes first";
+        EXPECT_EQ(block.output.validFrameCount, 4U);
+        EXPECT_EQ(block.output.flags, BufferFlags::valid);
+    }
 }
 
 TEST(AudioBlock, ASilentInputIsClearedAndItsOutputMarkedByWhatMaySound) {

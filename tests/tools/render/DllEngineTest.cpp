@@ -27,15 +27,15 @@ Sound programme(int channels) {
     });
 }
 
-float largestDifference(const Sound& a, const Sound& b) {
-    if (a.samples.size() != b.samples.size() || a.samples.empty()) {
-        return INFINITY;
-    }
-    float largest = 0.0F;
+/// Expects the sounds of two files to be the same but for rounding.
+void expectSame(const TestFolder& folder, const char* name, const char* other, const char* what) {
+    const Sound a = readSound(folder.file(name));
+    const Sound b = readSound(folder.file(other));
+    ASSERT_EQ(a.samples.size(), b.samples.size()) << what;
+    ASSERT_FALSE(a.samples.empty()) << what;
     for (std::size_t i = 0; i < a.samples.size(); ++i) {
-        largest = std::max(largest, std::fabs(a.samples[i] - b.samples[i]));
+        ASSERT_NEAR(a.samples[i], b.samples[i], 1e-6F) << what << ", sample " << i;
     }
-    return largest;
 }
 
 /// The largest magnitude of the sound between two moments.
@@ -68,17 +68,14 @@ TEST(DllEngine, GivesWhatTheCoreGives) {
         {"limiter and equalizer", 2, {"--set", equalizer, "--set", "Boost: 60 dB 1"}},
         {"plain boost", 2, {"--set", "Boost: 90 dB 0"}},
         {"mono to stereo", 1, {"--set", equalizer, "--channels-out", "2"}},
-        {"six channels, of which two are wanted", 6, {"--set", "Boost: 120 dB 1", "--channels-out", "2"}},
-        {"three channels, of which two are wanted",
-         3,
-         {"--set", equalizer, "--channels-out", "2", "--at", "0.5", "Boost: 120 dB 1"}},
+        {"two of six", 6, {"--set", "Boost: 120 dB 1", "--channels-out", "2"}},
+        {"two of three", 3, {"--set", equalizer, "--channels-out", "2", "--at", "0.5", "Boost: 120 dB 1"}},
         {"stereo to mono", 2, {"--set", "Boost: 120 dB 1", "--channels-out", "1"}},
         {"six channels, short blocks", 6, {"--set", "Boost: 120 dB 1", "--set", equalizer, "--block", "128"}},
         {"a change in mid-file", 2, {"--set", "Boost: 60 dB 1", "--at", "0.5", "Boost: 0 dB 1", equalizer}},
         {"a change that waits for a fade",
          2,
-         {"--set", "Boost: 60 dB 1", "--block", "64", "--at", "0.5", "Boost: 120 dB 1", "--at", "0.502",
-          "Boost: 0 dB 1"}},
+         {"--block", "64", "--at", "0.5", "Boost: 120 dB 1", "--at", "0.502", "Boost: 0 dB 1"}},
     };
     for (const auto& c : cases) {
         const TestFolder folder;
@@ -91,8 +88,7 @@ TEST(DllEngine, GivesWhatTheCoreGives) {
         const Outcome dll = runProgramAsIs(arguments);
         ASSERT_EQ(dll.status, 0) << c.name << ": " << dll.err;
         ASSERT_NE(dll.out.find("Tovix64.dll"), std::string::npos) << dll.out;
-        EXPECT_LE(largestDifference(readSound(folder.file("dll.wav")), readSound(folder.file("core.wav"))), 1e-6F)
-            << c.name;
+        expectSame(folder, "dll.wav", "core.wav", c.name);
     }
 }
 
@@ -110,7 +106,7 @@ TEST(DllEngine, PlaysTheRegisteredLibraryThroughCom) {
     ASSERT_EQ(module.call("DllUnregisterServer"), S_OK);
     ASSERT_EQ(registered.status, 0) << registered.err;
     ASSERT_EQ(render("core.wav", "--core").status, 0);
-    EXPECT_LE(largestDifference(readSound(folder.file("registered.wav")), readSound(folder.file("core.wav"))), 1e-6F);
+    expectSame(folder, "registered.wav", "core.wav", "registered");
 }
 
 TEST(DllEngine, IsSteeredByTheControlProgramWhileItPlays) {
@@ -190,8 +186,6 @@ TEST(DllEngine, SaysWhatKeepsALibraryFromBeingUsed) {
         {{"--dll", systemLibrary(L"kernel32.dll")}, 1, "has no DllGetClassObject"},
         {{"--dll", systemLibrary(L"propsys.dll")}, 1, "does not hold the effect (0x80040111)"},
         {{"--dll", "Tovix64.dll", "--registered"}, 2, "excludes"},
-        {{"--core", "--dll", "Tovix64.dll"}, 2, "excludes"},
-        {{"--core", "--registered"}, 2, "excludes"},
         {{"--core", "--watch"}, 2, "excludes"},
     };
     for (const auto& c : cases) {

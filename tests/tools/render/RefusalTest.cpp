@@ -47,14 +47,10 @@ TEST_F(Refusal, OfEachWrongInputHasItsStatusAndOneSentenceAndLeavesTheOutputAlon
     const std::string equalizer255 = "Equalizer: 1 1" + std::string(241, ' ');
     const std::vector<Case> cases{
         {{}, ExitStatus::usage},
-        {{in}, ExitStatus::usage},
-        {{in, out, "third"}, ExitStatus::usage},
-        {{in, out, "--unknown"}, ExitStatus::usage},
         {{in, out, "--block", "many"}, ExitStatus::usage},
         {{in, out, "--at", "soon", "Boost: 1 dB 1"}, ExitStatus::usage},
         {{in, out, "--at", "0.1"}, ExitStatus::usage},
         {{"--at", "0.1", "Boost: 1 dB 1", in, out}, ExitStatus::usage, "put the file names first"},
-        {{in, out, "--report", "xml"}, ExitStatus::usage},
         {{in, out, "--levels", in}, ExitStatus::usage},
         {{in, out, "--levels", out}, ExitStatus::usage},
         {{in, out, "--levels", folder.file("t.csv"), "--response", folder.file("t.csv")}, ExitStatus::usage},
