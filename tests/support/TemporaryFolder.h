@@ -13,10 +13,11 @@ class TemporaryFolder {
 public:
     TemporaryFolder() {
         static int number = 0;
-        const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
-        m_path = std::filesystem::temp_directory_path() /
-                 ("tovix-" + std::to_string(now) + "-" + std::to_string(++number));
-        std::filesystem::create_directories(m_path);
+        do { // until nobody else has it
+            const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
+            m_path = std::filesystem::temp_directory_path() /
+                     ("tovix-" + std::to_string(now) + "-" + std::to_string(++number));
+        } while (!std::filesystem::create_directory(m_path));
     }
     ~TemporaryFolder() {
         std::error_code ignored;

@@ -1,3 +1,5 @@
+// Blocks of every kind, played under RealtimeSanitizer and without a system call to make.
+
 #include "chain/ChainBuilder.h"
 #include "chain/ChainSlots.h"
 #include "kernels/Kernels.h"

@@ -10,7 +10,7 @@ using namespace tovix;
 using namespace std::string_literals;
 using Lines = std::vector<std::string_view>;
 
-TEST(SettingsText, LinesEndAtLineFeedsAndTheTextAtTheFirstNulOrTheBlocksEnd) {
+TEST(SettingsText, LinesEndAtLineFeedsAndTheTextAtTheFirstNulOrThePagesEnd) {
     EXPECT_EQ(splitSettingsLines("a: 1\r\n\nb\rc: 2\r\r\n"), (Lines{"a: 1", "", "b\rc: 2\r"}));
     EXPECT_EQ(splitSettingsLines("a\nb\0c\nd"s), (Lines{"a", "b"}));
     EXPECT_EQ(splitSettingsLines(std::string(256, '\0')), Lines{});

@@ -1,12 +1,16 @@
+// tovixctl as a process, beside effects that hold the settings page.
+
 #include "exchange/ConfigHelper.h"
-#include "support/ControlSide.h"
+#include "support/ChildProcess.h"
 #include "support/RegistryValue.h"
 #include "support/SharedDescriptor.h"
 #include "system/RegistrySettings.h"
+#include "text/Limits.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstring>
 #include <memory>
 #include <thread>
 
@@ -49,7 +53,10 @@ private:
 
 /// The settings text; empty while nobody has the page open.
 std::string pageText() {
-    return ControlSide::page().c_str();
+    const KernelHandle mapping(::OpenFileMappingW(FILE_MAP_READ, FALSE, pageName));
+    const MappedView<char> view(
+        static_cast<char*>(::MapViewOfFile(mapping.get(), FILE_MAP_READ, 0, 0, settingsPageBytes)));
+    return view ? std::string(view.get(), ::strnlen(view.get(), settingsPageBytes)) : "";
 }
 
 /// Takes the settings page's name with an object of another kind, so that nobody can open or create the page.

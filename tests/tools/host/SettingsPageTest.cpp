@@ -1,3 +1,5 @@
+// What the announcement of a change owes to effects that wait, come later, are busy or never listen.
+
 #include "host/SettingsPage.h"
 
 #include "exchange/ConfigHelper.h"

@@ -1,3 +1,5 @@
+// The development logger's library, loaded as the effect loads it.
+
 #include "support/ChildProcess.h"
 #include "support/EnvironmentVariable.h"
 #include "support/ImportWatch.h"

@@ -1,3 +1,5 @@
+// The renderer with the effect's library for its engine, as a user of Windows has it.
+
 #include "exchange/SharedConfigMapping.h"
 #include "support/ModuleUnderTest.h"
 #include "support/SettingsWriter.h"
