@@ -1,13 +1,11 @@
 #pragma once
 
-#include "convolution/PartitionedConvolver.h"
+#include "convolution/BlockConvolver.h"
 #include "filters/IFilter.h"
 #include "filters/ResponseInterpolator.h"
 #include "memory/RtSection.h"
 
 #include <cstdint>
-#include <memory>
-#include <span>
 #include <vector>
 
 namespace tovix {
@@ -22,8 +20,9 @@ public:
     EffectEqualizer(std::vector<ResponsePoint> points, std::uint32_t tapCount) noexcept
         : m_points(std::move(points)), m_tapCount(tapCount) {}
 
-    /// [control] Designs the filter and builds one convolver per channel for blocks of exactly `maxFrames`. History
-    /// of an earlier setup is lost. A block length whose blocks would allocate (see PartitionedConvolver) is logged.
+    /// [control] Designs the filter and builds the convolver of the engine in force, whose name is logged, for blocks
+    /// of exactly `maxFrames`. History of an earlier setup is lost. A block length whose blocks would allocate (see
+    /// PartitionedConvolver) is logged.
     ChannelList setup(float sampleRateHz, std::uint32_t maxFrames, ChannelList channels) override;
 
     /// [audio] Consumes and produces `maxFrames` frames per channel and ignores the frame count. A channel's
@@ -31,20 +30,10 @@ public:
     void process(float** outputs, float** inputs, std::uint32_t) noexcept override RT_SECTION;
 
 private:
-    struct DestroyConvolvers {
-        std::uint32_t count;
-        void operator()(PartitionedConvolver* pConvolvers) const noexcept;
-    };
-    using ConvolverArray = std::unique_ptr<PartitionedConvolver[], DestroyConvolvers>;
-
-    static ConvolverArray makeConvolvers(std::uint32_t count, std::span<const float> h,
-                                         std::uint32_t blockFrames) noexcept;
-
     std::vector<ResponsePoint> m_points;
     std::uint32_t m_tapCount;
-    ConvolverArray m_convolvers;
-    /// Channels that are being filtered; 0 while inert.
-    std::uint32_t m_channelCount = 0;
+    /// Null while inert.
+    BlockConvolverPtr m_pConvolver;
 };
 
 } // namespace tovix

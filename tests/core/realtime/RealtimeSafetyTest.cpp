@@ -2,6 +2,7 @@
 
 #include "chain/ChainBuilder.h"
 #include "chain/ChainSlots.h"
+#include "convolution/ConvolverEngine.h"
 #include "kernels/Kernels.h"
 #include "stream/AudioBlock.h"
 
@@ -119,11 +120,30 @@ const Case cases[] = {
 
 TEST(RealtimeSafety, NoBlockAllocatesLocksOrBlocks) {
     for (const auto* const pKernels : availableKernels()) {
-        ASSERT_TRUE(forceKernels(pKernels->name));
-        for (const auto& c : cases) {
-            Stream stream(c.format, c.from, c.to);
-            stream.playGuarded();
-            EXPECT_TRUE(stream.chains.swapped) << "the fade took place under the guard";
+        for (const auto* const pEngine : availableConvolverEngines()) {
+            ASSERT_TRUE(forceKernels(pKernels->name) && forceConvolverEngine(pEngine->name));
+            for (const auto& c : cases) {
+                Stream stream(c.format, c.from, c.to);
+                stream.playGuarded();
+                EXPECT_TRUE(stream.chains.swapped) << "the fade took place under the guard";
+            }
+        }
+    }
+}
+
+TEST(RealtimeSafety, NoBlockOfAnyLengthAllocatesInAnEngineOfOurOwn) {
+    const std::vector<float> h(1500, 0.01F);
+    for (const auto* const pEngine : availableConvolverEngines().subspan(1)) {
+        for (std::uint32_t blockFrames = 1; blockFrames <= 4096; ++blockFrames) {
+            const auto pConvolver = pEngine->make({h, blockFrames, 3});
+            ASSERT_TRUE(pConvolver);
+            std::vector<float> samples(3 * std::size_t{blockFrames}, 0.5F);
+            float* const channels[]{samples.data(), samples.data() + blockFrames, samples.data() + 2 * blockFrames};
+            __rtsan_realtime_enter();
+            for (int block = 0; block < 4; ++block) {
+                pConvolver->process(channels, channels);
+            }
+            __rtsan_realtime_exit();
         }
     }
 }

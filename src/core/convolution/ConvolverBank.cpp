@@ -1,0 +1,44 @@
+#include "convolution/ConvolverBank.h"
+
+#include "memory/MemoryMgr.h"
+
+#include <cstddef>
+#include <utility>
+
+namespace tovix {
+
+BlockConvolverPtr ConvolverBank::make(const ConvolverTask& task) noexcept {
+    static_assert(alignof(PartitionedConvolver) <= MemoryMgr::alignmentBytes);
+    const std::size_t count = task.channelCount;
+    auto* const pConvolvers =
+        static_cast<PartitionedConvolver*>(MemoryMgr::alloc(count * sizeof(PartitionedConvolver)));
+    if (pConvolvers == nullptr) {
+        return nullptr;
+    }
+    std::uninitialized_value_construct_n(pConvolvers, count);
+    Convolvers convolvers{pConvolvers, Destroy{task.channelCount}};
+    for (std::size_t c = 0; c < count; ++c) {
+        if (!convolvers[c].init(task.taps, task.blockFrames)) {
+            return nullptr;
+        }
+    }
+    return makeRt<ConvolverBank>(std::move(convolvers));
+}
+
+void ConvolverBank::Destroy::operator()(PartitionedConvolver* pConvolvers) const noexcept {
+    std::destroy_n(pConvolvers, count);
+    MemoryMgr::free(pConvolvers);
+}
+
+void ConvolverBank::process(float* const* outputs, const float* const* inputs) noexcept {
+    PartitionedConvolver* const pConvolvers = m_convolvers.get();
+    const std::uint32_t count = m_convolvers.get_deleter().count;
+    for (std::uint32_t c = 0; c < count; ++c) {
+        PartitionedConvolver& convolver = pConvolvers[c];
+        convolver.pushInput(inputs[c]);
+        convolver.accumulate();
+        convolver.popOutput(outputs[c]);
+    }
+}
+
+} // namespace tovix

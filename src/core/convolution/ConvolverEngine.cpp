@@ -1,0 +1,74 @@
+#include "convolution/ConvolverEngine.h"
+
+#include "convolution/ConvolverBank.h"
+#include "convolution/PartitionedConvolver.h"
+#include "convolution/RightAngleConvolver.h"
+#include "convolution/VectorLoops.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstddef>
+
+namespace tovix {
+namespace {
+
+static_assert(ConvolverTask::maxBlockFrames == PartitionedConvolver::maxBlockFrames);
+
+constexpr ConvolverEngine fftw{"fftw", nullptr};
+constexpr ConvolverEngine avx2{"avx2", &avx2Loops};
+constexpr ConvolverEngine avx512{"avx512", &avx512Loops};
+
+/// Each needs what the one before it needs.
+constexpr std::array<const ConvolverEngine*, 3> known{&fftw, &avx2, &avx512};
+
+/// How many of the known engines run here. The compiler's run-time library also asks whether the system saves the
+/// wide registers.
+std::size_t runnableCount() noexcept {
+    __builtin_cpu_init();
+    if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("fma")) {
+        return 1;
+    }
+    const bool hasAvx512 =
+        __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq");
+    return hasAvx512 ? 3 : 2;
+}
+
+/// Null for the fastest.
+constinit std::atomic<const ConvolverEngine*> forced{nullptr};
+
+} // namespace
+
+BlockConvolverPtr ConvolverEngine::make(const ConvolverTask& task) const noexcept {
+    if (task.taps.empty() || task.blockFrames == 0 || task.blockFrames > ConvolverTask::maxBlockFrames ||
+        task.channelCount == 0) {
+        return nullptr;
+    }
+    return pLoops == nullptr ? ConvolverBank::make(task) : RightAngleConvolver::make(*pLoops, task);
+}
+
+bool ConvolverEngine::blocksAllocateNothing(std::uint32_t blockFrames) const noexcept {
+    return pLoops != nullptr || PartitionedConvolver::stepsAllocateNothing(blockFrames);
+}
+
+std::span<const ConvolverEngine* const> availableConvolverEngines() noexcept {
+    return std::span{known}.first(runnableCount());
+}
+
+const ConvolverEngine& convolverEngine() noexcept {
+    const ConvolverEngine* const pForced = forced.load(std::memory_order_acquire);
+    return pForced != nullptr ? *pForced : *availableConvolverEngines().back();
+}
+
+bool forceConvolverEngine(std::string_view name) noexcept {
+    const auto engines = availableConvolverEngines();
+    const auto found = std::find_if(engines.begin(), engines.end(),
+                                    [name](const ConvolverEngine* pEngine) { return pEngine->name == name; });
+    if (found == engines.end()) {
+        return false;
+    }
+    forced.store(*found, std::memory_order_release);
+    return true;
+}
+
+} // namespace tovix

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "convolution/BlockConvolver.h"
+#include "convolution/GapBins.h"
+#include "convolution/RightAngleTransform.h"
+#include "memory/AlignedArray.h"
+#include "memory/RtSection.h"
+
+#include <cstddef>
+
+namespace tovix {
+
+/// Uniformly partitioned convolution with right-angle transforms, for processors with wide vectors.
+///
+/// A block's spectrum goes into a ring of spectra, and the output's spectrum is the sum over all partitions, gathered
+/// in registers: nothing is written but one spectrum per block. One copy of the filter's spectra serves all channels,
+/// and one load of it two of them. Rows of spectra are summed for several blocks at once (SpectrumSums::tile), which
+/// loads the filter and the inputs once instead of once for each block.
+class RightAngleConvolver final : public BlockConvolver {
+public:
+    /// [control] For a task that is in range; null when there is no memory. The processor must have the instructions
+    /// of `loops`.
+    static BlockConvolverPtr make(const VectorLoops& loops, const ConvolverTask& task) noexcept;
+
+    /// [control] Use `make`.
+    RightAngleConvolver(const VectorLoops& loops, const ConvolverTask& task) noexcept;
+
+    void process(float* const* outputs, const float* const* inputs) noexcept override RT_SECTION;
+
+private:
+    bool prepare(const ConvolverTask& task) noexcept;
+    bool allocate() noexcept;
+    bool transformPartitions(const ConvolverTask& task) noexcept;
+
+    void convolveGroup(std::size_t firstChannel, std::size_t count, float* const* outputs,
+                       const float* const* inputs) noexcept RT_SECTION;
+
+    const VectorLoops& m_loops;
+    std::size_t m_channelCount;
+    std::size_t m_partitionCount;
+    std::size_t m_tile;
+    std::size_t m_newestSlot = 0;
+    std::size_t m_phase = 0;
+    /// Which of the two overlaps of every channel is the older.
+    std::size_t m_side = 0;
+
+    /// Empty where the gap leaves one bin alone, and all arrays below with it.
+    RightAngleTransform m_transform;
+    GapBins m_gap;
+    RtArray<float> m_filter;
+    /// Spectra of the inputs, and what is known of sums to come, of all channels: two channels side by side, an odd
+    /// last one on its own.
+    RtArray<float> m_inputs;
+    RtArray<float> m_known;
+    RtArray<float> m_overlaps;
+    RtArray<float> m_work;
+};
+
+} // namespace tovix

@@ -1,0 +1,123 @@
+#include "convolution/RightAngleTransform.h"
+
+#include "convolution/UnitCircle.h"
+
+#include <complex>
+#include <cstring>
+
+namespace tovix {
+namespace {
+
+/// `count` or the next number above it that has no prime factor but 2, 3 and 5.
+std::size_t smoothFrom(std::size_t count) noexcept {
+    for (;; ++count) {
+        std::size_t rest = count;
+        for (const std::size_t prime : {2U, 3U, 5U}) {
+            while (rest % prime == 0) {
+                rest /= prime;
+            }
+        }
+        if (rest == 1) {
+            return count;
+        }
+    }
+}
+
+/// Writes `value` to lane `lane` of a row.
+void setPoint(float* row, std::size_t lanes, std::size_t lane, std::complex<double> value) noexcept {
+    row[lane] = static_cast<float>(value.real());
+    row[lanes + lane] = static_cast<float>(value.imag());
+}
+
+} // namespace
+
+RightAngleTransform RightAngleTransform::make(const VectorLoops& loops, std::size_t blockFrames) noexcept {
+    RightAngleTransform transform;
+    transform.m_pLoops = &loops;
+    transform.m_blockFrames = blockFrames;
+    const std::size_t rowCount = smoothFrom((blockFrames + loops.lanes - 1) / loops.lanes);
+    const std::size_t restFloats = (rowCount - blockFrames / loops.lanes) * loops.lanes;
+    // No count has more prime factors than bits.
+    transform.m_radices = RtArray<std::uint8_t>::make(32);
+    transform.m_weights = RtArray<float>::make(2 * rowCount * loops.lanes);
+    transform.m_twiddles = RtArray<float>::make(2 * rowCount * loops.lanes);
+    transform.m_restIn = RtArray<float>::make(restFloats);
+    transform.m_restOut = RtArray<float>::make(restFloats);
+    if (!transform) {
+        return {};
+    }
+    transform.m_tables.rowCount = rowCount;
+    transform.factorise();
+    return transform.fillTables() ? std::move(transform) : RightAngleTransform{};
+}
+
+void RightAngleTransform::factorise() noexcept {
+    std::size_t rest = m_tables.rowCount;
+    std::size_t count = 0;
+    for (const std::uint8_t radix : {std::uint8_t{5}, std::uint8_t{3}, std::uint8_t{4}, std::uint8_t{2}}) {
+        while (rest % radix == 0) {
+            m_radices[count++] = radix;
+            rest /= radix;
+        }
+    }
+    if (count == 0) {
+        m_radices[count++] = 1;
+    }
+    m_tables.radices = m_radices.data();
+    m_tables.passCount = count;
+}
+
+/// All the tables are powers of e^(i * pi / 2N), which is a (4N)-th root of one.
+bool RightAngleTransform::fillTables() noexcept {
+    const std::size_t lanes = m_pLoops->lanes;
+    const std::size_t points = pointCount();
+    const UnitCircle circle = UnitCircle::make(4 * points);
+    if (!circle) {
+        return false;
+    }
+    for (std::size_t n = 0; n < points; ++n) {
+        setPoint(m_weights.data() + n / lanes * 2 * lanes, lanes, n % lanes, circle.root(n));
+    }
+    float* row = m_twiddles.data();
+    std::size_t span = m_tables.rowCount;
+    for (std::size_t pass = 0; pass < m_tables.passCount; ++pass) {
+        const std::size_t radix = m_radices[pass];
+        const std::size_t groups = m_tables.rowCount / span;
+        span /= radix;
+        for (std::size_t first = 0; first < span * lanes; first += lanes) {
+            for (std::size_t leg = 1; leg < radix; ++leg, row += 2 * lanes) {
+                for (std::size_t lane = 0; lane < lanes; ++lane) {
+                    const std::size_t turns = (first + lane) * leg * groups;
+                    setPoint(row, lanes, lane, std::conj(circle.root(4 * turns)));
+                }
+            }
+        }
+    }
+    m_tables.weights = m_weights.data();
+    m_tables.twiddles = m_twiddles.data();
+    return true;
+}
+
+void RightAngleTransform::forwardColumns(const float* samples, float* work) const noexcept {
+    const std::size_t lanes = m_pLoops->lanes;
+    const std::size_t fullRows = m_blockFrames / lanes;
+    std::memcpy(m_restIn.data(), samples + fullRows * lanes, m_blockFrames % lanes * sizeof(float));
+    m_pLoops->forwardColumns(m_tables, {samples, fullRows, m_restIn.data()}, work);
+}
+
+void RightAngleTransform::forward(const float* samples, float* work, float* spectrum,
+                                  std::size_t strideFloats) const noexcept {
+    forwardColumns(samples, work);
+    m_pLoops->forwardLanes(work, m_tables.rowCount, spectrum, strideFloats);
+}
+
+void RightAngleTransform::inverseColumns(float* work, float* samples, const float* overlapBefore,
+                                         float* overlap) const noexcept {
+    const std::size_t lanes = m_pLoops->lanes;
+    const std::size_t fullRows = m_blockFrames / lanes;
+    m_pLoops->inverseColumns(m_tables, work,
+                             {samples, fullRows, m_restOut.data(), overlapBefore, overlap, m_blockFrames});
+    std::memcpy(samples + fullRows * lanes, m_restOut.data(), m_blockFrames % lanes * sizeof(float));
+}
+
+} // namespace tovix

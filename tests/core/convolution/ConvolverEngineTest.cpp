@@ -1,0 +1,155 @@
+#include "convolution/ConvolverEngine.h"
+
+#include "support/DirectConvolution.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
+#include <string>
+
+using namespace tovix;
+using namespace tovix::test;
+
+namespace {
+
+using Signals = std::vector<std::vector<float>>;
+
+class ConvolverEngineOf : public testing::TestWithParam<const ConvolverEngine*> {
+protected:
+    /// The signals' convolutions with `h`, whole blocks of them, each block in place.
+    static void convolve(const ConvolverEngine& engine, const std::vector<float>& h, std::uint32_t blockFrames,
+                         Signals& signals) {
+        const auto pConvolver = engine.make({h, blockFrames, static_cast<std::uint32_t>(signals.size())});
+        ASSERT_TRUE(pConvolver);
+        for (std::size_t start = 0; start < signals[0].size(); start += blockFrames) {
+            std::vector<float*> pointers;
+            for (auto& signal : signals) {
+                pointers.push_back(signal.data() + start);
+            }
+            pConvolver->process(pointers.data(), pointers.data());
+        }
+    }
+
+    const ConvolverEngine& m_engine = *GetParam();
+};
+
+INSTANTIATE_TEST_SUITE_P(Engines, ConvolverEngineOf,
+                         testing::ValuesIn(availableConvolverEngines().begin(), availableConvolverEngines().end()),
+                         [](const auto& instance) { return std::string{instance.param->name}; });
+
+struct Case {
+    std::uint32_t blockFrames;
+    std::size_t taps;
+    std::size_t channelCount = 2;
+    std::size_t blocks = 0;
+};
+
+Signals noises(std::size_t count, std::size_t frames) {
+    Signals signals;
+    for (unsigned c = 0; c < count; ++c) {
+        signals.push_back(noise(frames, 2 + c));
+    }
+    return signals;
+}
+
+TEST_P(ConvolverEngineOf, GivesTheDirectConvolutionLessTheGapFromTheFirstSampleOn) {
+    std::vector<Case> cases{{1, 1, 9, 40},   {1, 300},       {2, 9},           {3, 3},           {3, 16384},
+                            {4, 16384},      {15, 16384},    {5, 1},           {7, 1000, 3},     {16, 256},
+                            {63, 1},         {64, 16384, 1}, {97, 16384, 3},   {128, 16384},     {240, 240, 5},
+                            {441, 1},        {441, 882},     {441, 16384, 4},  {443, 16384},     {448, 16384},
+                            {480, 1, 1},     {480, 960},     {480, 961, 6},    {480, 16384, 7},  {480, 16384, 8},
+                            {509, 16384, 3}, {512, 16384},   {1000, 16384},    {1056, 16384, 9}, {4096, 16384},
+                            {20000, 16384},  {20000, 1},     {8, 77, 2, 3000}, {7, 83, 1, 3000}, {6, 58, 3, 2999}};
+    for (const auto& [blockFrames, taps, channelCount, blocks] : cases) {
+        const std::vector<float> h = noise(taps, 1);
+        // Long enough for every slot of the ring to be used twice, up to a point.
+        const std::size_t count = blocks > 0 ? blocks : std::min<std::size_t>(2 * (taps / blockFrames) + 7, 700);
+        const Signals inputs = noises(channelCount, count * blockFrames);
+        Signals outputs = inputs;
+        convolve(m_engine, h, blockFrames, outputs);
+        for (std::size_t c = 0; c < channelCount; ++c) {
+            const GappedConvolution oracle{inputs[c], h, blockFrames};
+            RelativeError error;
+            for (std::size_t t = 0; t < outputs[c].size(); t += 1 + outputs[c].size() / 200) {
+                error.add(outputs[c][t], oracle.at(t));
+            }
+            EXPECT_LT(error.rms(), 2e-6)
+                << taps << " taps in blocks of " << blockFrames << ", channel " << c << " of " << channelCount;
+        }
+    }
+}
+
+TEST_P(ConvolverEngineOf, GivesWhatTheReferenceGives) {
+    const std::vector<float> h = noise(16384, 1);
+    for (const std::uint32_t blockFrames : {15U, 128U, 441U, 480U, 1021U}) {
+        const Signals inputs = noises(3, 3 * (16384 / blockFrames + 2) * blockFrames);
+        Signals expected = inputs;
+        Signals actual = inputs;
+        convolve(*availableConvolverEngines().front(), h, blockFrames, expected);
+        convolve(m_engine, h, blockFrames, actual);
+        for (std::size_t c = 0; c < inputs.size(); ++c) {
+            RelativeError error;
+            for (std::size_t t = 0; t < expected[c].size(); ++t) {
+                error.add(actual[c][t], expected[c][t]);
+            }
+            EXPECT_LT(error.rms(), 1e-6) << "blocks of " << blockFrames << ", channel " << c;
+        }
+    }
+}
+
+TEST_P(ConvolverEngineOf, TakesSamplesThatAreNotFiniteAsSilence) {
+    for (const std::uint32_t blockFrames : {16U, 19U, 64U}) {
+        Signals broken = noises(2, 12 * std::size_t{blockFrames});
+        Signals mended = broken;
+        for (const std::size_t at : {3U, 18U, 20U, 47U}) {
+            broken[0][at] = std::numeric_limits<float>::quiet_NaN();
+            broken[1][at] =
+                at % 2 == 0 ? std::numeric_limits<float>::infinity() : -std::numeric_limits<float>::infinity();
+            mended[0][at] = mended[1][at] = 0.0F;
+        }
+        convolve(m_engine, noise(700, 1), blockFrames, broken);
+        convolve(m_engine, noise(700, 1), blockFrames, mended);
+        EXPECT_EQ(broken, mended);
+    }
+}
+
+TEST_P(ConvolverEngineOf, SoundsRightAgainOnceAnOverflowHasPassedThrough) {
+    for (const std::uint32_t blockFrames : {16U, 19U, 100U}) {
+        constexpr std::size_t taps = 500;
+        const std::vector<float> h = noise(taps, 1);
+        const std::size_t loud = 3 * std::size_t{blockFrames};
+        Signals signals = noises(2, 40 * std::size_t{blockFrames});
+        std::fill_n(signals[1].begin(), loud, std::numeric_limits<float>::max());
+        const std::vector<float> x = signals[1];
+        convolve(m_engine, h, blockFrames, signals);
+        const GappedConvolution oracle{{x.data() + loud, x.size() - loud}, h, blockFrames};
+        RelativeError error;
+        for (std::size_t t = loud + taps + 2 * blockFrames; t < x.size(); ++t) {
+            error.add(signals[1][t], oracle.at(t - loud));
+        }
+        EXPECT_LT(error.rms(), 1e-6) << "blocks of " << blockFrames;
+    }
+}
+
+TEST_P(ConvolverEngineOf, RefusesWhatCannotBeConvolved) {
+    const std::vector<float> h(4);
+    EXPECT_FALSE(m_engine.make({{}, 480, 2}));
+    EXPECT_FALSE(m_engine.make({h, 0, 2}));
+    EXPECT_FALSE(m_engine.make({h, ConvolverTask::maxBlockFrames + 1, 2}));
+    EXPECT_FALSE(m_engine.make({h, 480, 0}));
+}
+
+TEST(ConvolverEngine, IsForcedByNameAndTheFastestUnlessForced) {
+    const auto engines = availableConvolverEngines();
+    EXPECT_EQ(&convolverEngine(), engines.back());
+    EXPECT_EQ(engines.front()->name, "fftw");
+    for (const ConvolverEngine* const pEngine : engines) {
+        EXPECT_TRUE(forceConvolverEngine(pEngine->name));
+        EXPECT_EQ(&convolverEngine(), pEngine);
+    }
+    EXPECT_FALSE(forceConvolverEngine("none such"));
+    EXPECT_EQ(&convolverEngine(), engines.back());
+}
+
+} // namespace
