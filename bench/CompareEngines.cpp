@@ -2,8 +2,8 @@
 // of a few milliseconds; batches that something else on the machine slowed down are left out and counted.
 //
 //     tovix-compare-engines [BLOCK[xCHANNELS] ...]      stereo where no channels are given
-//     tovix-compare-engines --sweep [LAST]              every stereo block length where an engine is slower than the first
-//     tovix-compare-engines --flat [BLOCK ...]          how even the cost of the blocks is
+//     tovix-compare-engines --sweep [LAST]              every stereo block length where an engine is slower than the
+//     first tovix-compare-engines --flat [BLOCK ...]          how even the cost of the blocks is
 
 #include "EngineTurns.h"
 #include "kernels/Kernels.h"
@@ -70,8 +70,8 @@ bool compare(const std::vector<float>& h, const Shape& shape) {
     std::printf("%6u %3u", shape.blockFrames, shape.channelCount);
     const double reference = field.batches.front().medianNs();
     for (const Batches& batches : field.batches) {
-        std::printf(" | %8.2f %6.2f %3zu/%zu", batches.medianNs(), reference / batches.medianNs(), batches.keptCount(),
-                    batches.count());
+        std::printf(" | %8.2f %6.2f %3zu/%zu", batches.medianNs(), reference / batches.medianNs(),
+                    batches.keptCount(), batches.count());
     }
     std::printf("\n");
     std::fflush(stdout);

@@ -48,8 +48,8 @@ private:
     std::vector<float*> m_outputs;
 };
 
-/// The batches of one engine. Another program on the machine slows some of them down: those that took much longer than
-/// the fastest are left out.
+/// The batches of one engine. Another program on the machine slows some of them down: those that took much longer
+/// than the fastest are left out.
 class Batches {
 public:
     void add(double ns) { m_ns.push_back(ns); }
@@ -61,6 +61,7 @@ public:
         std::nth_element(kept.begin(), middle, kept.end());
         return *middle;
     }
+    [[nodiscard]] double fastestNs() const { return *std::min_element(m_ns.begin(), m_ns.end()); }
     [[nodiscard]] std::size_t keptCount() const { return undisturbed().size(); }
     [[nodiscard]] std::size_t count() const { return m_ns.size(); }
 
@@ -68,7 +69,7 @@ private:
     static constexpr double disturbedRatio = 1.2;
 
     [[nodiscard]] std::vector<double> undisturbed() const {
-        const double limit = disturbedRatio * *std::min_element(m_ns.begin(), m_ns.end());
+        const double limit = disturbedRatio * fastestNs();
         std::vector<double> kept;
         std::copy_if(m_ns.begin(), m_ns.end(), std::back_inserter(kept), [limit](double ns) { return ns <= limit; });
         return kept;

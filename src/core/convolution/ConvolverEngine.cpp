@@ -44,7 +44,11 @@ BlockConvolverPtr ConvolverEngine::make(const ConvolverTask& task) const noexcep
         task.channelCount == 0) {
         return nullptr;
     }
-    return pLoops == nullptr ? ConvolverBank::make(task) : RightAngleConvolver::make(*pLoops, task);
+    if (pLoops == nullptr) {
+        return ConvolverBank::make(task);
+    }
+    // A block that fits the narrower vectors is faster there: the wider ones would be filled up with zeros.
+    return RightAngleConvolver::make(task.blockFrames <= avx2Loops.lanes ? avx2Loops : *pLoops, task);
 }
 
 bool ConvolverEngine::blocksAllocateNothing(std::uint32_t blockFrames) const noexcept {

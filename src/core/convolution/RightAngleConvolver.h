@@ -38,10 +38,10 @@ private:
     const VectorLoops& m_loops;
     std::size_t m_channelCount;
     std::size_t m_partitionCount;
-    std::size_t m_tile;
+    std::size_t m_tile = 1;
     std::size_t m_newestSlot = 0;
     std::size_t m_phase = 0;
-    /// Which of the two overlaps of every channel is the older.
+    /// Which overlap of every channel is the older.
     std::size_t m_side = 0;
 
     /// Empty where the gap leaves one bin alone, and all arrays below with it.

@@ -115,8 +115,8 @@ void RightAngleTransform::inverseColumns(float* work, float* samples, const floa
                                          float* overlap) const noexcept {
     const std::size_t lanes = m_pLoops->lanes;
     const std::size_t fullRows = m_blockFrames / lanes;
-    m_pLoops->inverseColumns(m_tables, work,
-                             {samples, fullRows, m_restOut.data(), overlapBefore, overlap, m_blockFrames});
+    m_pLoops->inverseColumns(
+        m_tables, work, {samples, fullRows, m_restOut.data(), overlapBefore + lanes, overlap + lanes, m_blockFrames});
     std::memcpy(samples + fullRows * lanes, m_restOut.data(), m_blockFrames % lanes * sizeof(float));
 }
 

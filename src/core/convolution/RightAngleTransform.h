@@ -30,14 +30,19 @@ public:
 
     [[nodiscard, gnu::always_inline]] std::size_t rowCount() const noexcept { return m_tables.rowCount; }
     /// N.
-    [[nodiscard]] std::size_t pointCount() const noexcept { return m_tables.rowCount * m_pLoops->lanes; }
+    [[nodiscard, gnu::always_inline]] std::size_t pointCount() const noexcept {
+        return m_tables.rowCount * m_pLoops->lanes;
+    }
     /// Floats of a spectrum, and of the space that the passes work in.
     [[nodiscard]] std::size_t spectrumFloats() const noexcept { return 2 * pointCount(); }
-    /// An overlap has room for so many floats, `overlapLead` of them before its beginning.
-    [[nodiscard]] std::size_t overlapFloats() const noexcept {
-        return 2 * pointCount() - m_blockFrames + overlapLead();
+    /// Overlaps that a channel needs, and the floats of each. Where vectors fill the block each value of the new
+    /// overlap takes the place of one that has just been used; elsewhere the two lie apart.
+    [[nodiscard, gnu::always_inline]] std::size_t overlapCount() const noexcept {
+        return pointCount() == m_blockFrames ? 1 : 2;
     }
-    [[nodiscard]] std::size_t overlapLead() const noexcept { return m_pLoops->lanes; }
+    [[nodiscard, gnu::always_inline]] std::size_t overlapFloats() const noexcept {
+        return m_pLoops->lanes + 2 * pointCount() - m_blockFrames;
+    }
 
     /// [audio] The passes down the columns, of a block of samples into `work`. Not on two threads at once.
     void forwardColumns(const float* samples, float* work) const noexcept RT_SECTION;

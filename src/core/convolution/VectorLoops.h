@@ -37,7 +37,7 @@ struct BlockTarget {
     std::size_t fullRows;
     float* rest;
     /// What the block before has left, and what this one leaves. Both may be used from `lanes` floats before them
-    /// to 2N - B floats after them.
+    /// to 2N - B floats after them; where B = N they may be the same.
     const float* overlapBefore;
     float* overlap;
     /// B, at most N.
@@ -69,8 +69,8 @@ struct SpectrumSums {
 struct VectorLoops {
     /// Floats per vector.
     std::size_t lanes;
-    /// The tile that the registers have room for.
-    std::size_t tile;
+    /// The longest tile that the registers have room for.
+    std::size_t longestTile;
 
     /// Transforms a block down the columns, into `work`, one row for each of the transform's. A sample that is not
     /// finite counts as 0.

@@ -41,6 +41,16 @@ constexpr std::size_t longestTile = 2;
     const __m256i finite = _mm256_cmpgt_epi32(_mm256_set1_epi32(0x7F800000), magnitude);
     return _mm256_and_ps(v, _mm256_castsi256_ps(finite));
 }
+[[gnu::always_inline]] inline __m256i firstLanes(std::size_t count) noexcept {
+    return _mm256_cmpgt_epi32(_mm256_set1_epi32(static_cast<int>(count)), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+}
+/// The first `count` floats, then zeros; and back.
+[[gnu::always_inline]] inline Vector loadFirst(const float* p, std::size_t count) noexcept {
+    return _mm256_maskload_ps(p, firstLanes(count));
+}
+[[gnu::always_inline]] inline void storeFirst(float* p, Vector v, std::size_t count) noexcept {
+    _mm256_maskstore_ps(p, firstLanes(count), v);
+}
 /// Lane l gets what lane l xor `distance` has.
 template <std::size_t distance> [[gnu::always_inline]] inline Vector exchanged(Vector v) noexcept {
     if constexpr (distance == 4) {

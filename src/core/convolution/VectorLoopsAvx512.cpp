@@ -11,7 +11,7 @@ namespace {
 
 using Vector = __m512;
 constexpr std::size_t lanes = 16;
-constexpr std::size_t longestTile = 3;
+constexpr std::size_t longestTile = 4;
 
 [[gnu::always_inline]] inline Vector load(const float* p) noexcept {
     return _mm512_load_ps(p);
@@ -39,6 +39,13 @@ constexpr std::size_t longestTile = 3;
 [[gnu::always_inline]] inline Vector finiteOrZero(Vector v) noexcept {
     const __m512i magnitude = _mm512_and_si512(_mm512_castps_si512(v), _mm512_set1_epi32(0x7FFFFFFF));
     return _mm512_maskz_mov_ps(_mm512_cmplt_epi32_mask(magnitude, _mm512_set1_epi32(0x7F800000)), v);
+}
+/// The first `count` floats, then zeros; and back.
+[[gnu::always_inline]] inline Vector loadFirst(const float* p, std::size_t count) noexcept {
+    return _mm512_maskz_loadu_ps(static_cast<__mmask16>((1U << count) - 1), p);
+}
+[[gnu::always_inline]] inline void storeFirst(float* p, Vector v, std::size_t count) noexcept {
+    _mm512_mask_storeu_ps(p, static_cast<__mmask16>((1U << count) - 1), v);
 }
 /// Lane l gets what lane l xor `distance` has.
 template <std::size_t distance> [[gnu::always_inline]] inline Vector exchanged(Vector v) noexcept {

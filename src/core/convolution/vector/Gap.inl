@@ -6,23 +6,13 @@
 namespace tovix {
 namespace {
 
-[[gnu::always_inline]] inline float total(Vector v) noexcept {
-    alignas(64) float parts[lanes];
-    store(parts, v);
-    float sum = 0.0F;
-    for (std::size_t lane = 0; lane < lanes; ++lane) {
-        sum += parts[lane];
+/// The sum of all lanes.
+template <std::size_t distance = lanes / 2> [[gnu::always_inline]] inline float total(Vector v) noexcept {
+    if constexpr (distance == 0) {
+        return v[0];
+    } else {
+        return total<distance / 2>(v + exchanged<distance>(v));
     }
-    return sum;
-}
-
-/// The last, incomplete vector, filled up with zeros.
-[[gnu::always_inline]] inline Vector loadSome(const float* p, std::size_t count) noexcept {
-    alignas(64) float parts[lanes]{};
-    for (std::size_t lane = 0; lane < count; ++lane) {
-        parts[lane] = p[lane];
-    }
-    return load(parts);
 }
 
 RT_SECTION void dot(const float* samples, const float* re, const float* im, std::size_t count,
@@ -33,38 +23,32 @@ RT_SECTION void dot(const float* samples, const float* re, const float* im, std:
         const Vector x = finiteOrZero(loadAnywhere(samples + i));
         sums = {multiplyAdd(x, load(re + i), sums.re), multiplyAdd(x, load(im + i), sums.im)};
     }
-    const Vector x = finiteOrZero(loadSome(samples + i, count - i));
-    sums = {multiplyAdd(x, loadSome(re + i, count - i), sums.re),
-            multiplyAdd(x, loadSome(im + i, count - i), sums.im)};
-    sum[0] = total(sums.re);
-    sum[1] = total(sums.im);
+    const Vector x = finiteOrZero(loadFirst(samples + i, count - i));
+    sum[0] = total(multiplyAdd(x, loadFirst(re + i, count - i), sums.re));
+    sum[1] = total(multiplyAdd(x, loadFirst(im + i, count - i), sums.im));
 }
 
 RT_SECTION void complexDot(const float* const a[2], const float* const b[2], std::size_t count,
                            float sum[2]) noexcept {
-    Row sums{};
-    std::size_t i = 0;
-    for (; i + lanes <= count; i += lanes) {
-        const Row product =
-            times({loadAnywhere(a[0] + i), loadAnywhere(a[1] + i)}, {loadAnywhere(b[0] + i), loadAnywhere(b[1] + i)});
-        sums = plus(sums, product);
+    Row direct{};
+    Row crossed{};
+    for (std::size_t i = 0; i < count; i += lanes) {
+        const std::size_t some = count - i < lanes ? count - i : lanes;
+        const Row x{loadFirst(a[0] + i, some), loadFirst(a[1] + i, some)};
+        const Row y{loadFirst(b[0] + i, some), loadFirst(b[1] + i, some)};
+        direct = {multiplyAdd(x.re, y.re, direct.re), multiplyAdd(x.re, y.im, direct.im)};
+        crossed = {multiplyAdd(x.im, y.im, crossed.re), multiplyAdd(x.im, y.re, crossed.im)};
     }
-    const std::size_t left = count - i;
-    sums = plus(sums, times({loadSome(a[0] + i, left), loadSome(a[1] + i, left)},
-                            {loadSome(b[0] + i, left), loadSome(b[1] + i, left)}));
-    sum[0] += total(sums.re);
-    sum[1] += total(sums.im);
+    sum[0] += total(direct.re - crossed.re);
+    sum[1] += total(direct.im + crossed.im);
 }
 
 RT_SECTION void subtractTone(float* samples, const float* re, const float* im, std::size_t count,
                              const float factor[2]) noexcept {
-    std::size_t i = 0;
-    for (; i + lanes <= count; i += lanes) {
-        const Vector x = subtractProduct(loadAnywhere(samples + i), all(factor[0]), load(re + i));
-        storeAnywhere(samples + i, multiplyAdd(all(factor[1]), load(im + i), x));
-    }
-    for (; i < count; ++i) {
-        samples[i] -= factor[0] * re[i] - factor[1] * im[i];
+    for (std::size_t i = 0; i < count; i += lanes) {
+        const std::size_t some = count - i < lanes ? count - i : lanes;
+        const Vector x = subtractProduct(loadFirst(samples + i, some), all(factor[0]), loadFirst(re + i, some));
+        storeFirst(samples + i, multiplyAdd(all(factor[1]), loadFirst(im + i, some), x), some);
     }
 }
 

@@ -177,12 +177,17 @@ template <std::size_t tile> [[gnu::always_inline]] inline void multiplyTiled(con
     }
 }
 
-RT_SECTION void multiplySpectra(const SpectrumSums& task) noexcept {
-    if (task.tile == 1) {
-        multiplyTiled<1>(task);
-    } else {
-        multiplyTiled<longestTile>(task);
+template <std::size_t longest> [[gnu::always_inline]] inline void multiplyUpTo(const SpectrumSums& task) noexcept {
+    if constexpr (longest > 1) {
+        if (task.tile < longest) {
+            return multiplyUpTo<longest - 1>(task);
+        }
     }
+    multiplyTiled<longest>(task);
+}
+
+RT_SECTION void multiplySpectra(const SpectrumSums& task) noexcept {
+    multiplyUpTo<longestTile>(task);
 }
 
 } // namespace
