@@ -18,9 +18,9 @@ public:
 
     /// [control] e^(2 * pi * i * turns / count), for any number of turns.
     [[nodiscard]] std::complex<double> root(std::size_t turns) const noexcept {
-        const std::size_t rest = turns % m_count;
-        const Point& a = m_coarse[rest / m_step];
-        const Point& b = m_fine[rest % m_step];
+        const std::size_t rest = turns < m_count ? turns : turns % m_count;
+        const Point& a = m_coarse[rest >> m_fineBits];
+        const Point& b = m_fine[rest & ((std::size_t{1} << m_fineBits) - 1)];
         return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
     }
 
@@ -31,7 +31,8 @@ private:
     };
 
     std::size_t m_count = 1;
-    std::size_t m_step = 1;
+    /// Turns between two points of the coarse table, as a power of 2.
+    std::size_t m_fineBits = 0;
     HeapArray<Point> m_coarse;
     HeapArray<Point> m_fine;
 };

@@ -1,21 +1,18 @@
 #include "filters/MinimumPhase.h"
 
+#include "convolution/UnitCircle.h"
 #include "filters/Decibels.h"
+#include "filters/Elementary.h"
 #include "text/Limits.h"
 
-#include <cmath>
 #include <complex>
-#include <numbers>
 
 namespace tovix {
 namespace {
 
-float& re(ComplexBin& value) noexcept {
-    return value[0];
-}
-
-float& im(ComplexBin& value) noexcept {
-    return value[1];
+void set(ComplexBin& bin, std::complex<double> value) noexcept {
+    bin[0] = static_cast<float>(value.real());
+    bin[1] = static_cast<float>(value.imag());
 }
 
 } // namespace
@@ -25,27 +22,38 @@ MinimumPhase MinimumPhase::make(std::uint32_t tapCount) noexcept {
     if (tapCount == 0 || tapCount > maxTapCount) {
         return design;
     }
-    const std::size_t binCount = 2 * std::size_t{tapCount};
-    const auto length = static_cast<int>(binCount);
+    const auto length = static_cast<int>(tapCount);
     design.m_tapCount = tapCount;
-    design.m_time = HeapArray<ComplexBin>::make(binCount);
-    design.m_spectrum = HeapArray<ComplexBin>::make(binCount);
-    if (design.m_time && design.m_spectrum) {
+    design.m_time = HeapArray<ComplexBin>::make(tapCount);
+    design.m_spectrum = HeapArray<ComplexBin>::make(tapCount);
+    design.m_weights = HeapArray<ComplexBin>::make(tapCount);
+    if (design.m_time && design.m_spectrum && design.m_weights && design.fillWeights()) {
         design.m_forward = FftPlan::complexForward(length, design.m_time.data(), design.m_spectrum.data());
         design.m_backward = FftPlan::complexBackward(length, design.m_spectrum.data(), design.m_time.data());
     }
     return design;
 }
 
+bool MinimumPhase::fillWeights() noexcept {
+    const UnitCircle circle = UnitCircle::make(4 * std::size_t{m_tapCount});
+    if (!circle) {
+        return false;
+    }
+    for (std::size_t n = 0; n < m_tapCount; ++n) {
+        set(m_weights[n], circle.root(n));
+    }
+    return true;
+}
+
 /// The cepstrum wants the magnitude's natural logarithm, which is the gain in nepers: the way through the magnitude
-/// itself would cost a power and a logarithm, which are the slowest functions of the Windows toolchain.
+/// itself would cost a power and a logarithm.
 void MinimumPhase::setMagnitude(std::size_t bin, double gainDb) noexcept {
+    // Of a bin and its mirror, the one with an even number.
     const std::size_t mirror = 2 * std::size_t{m_tapCount} - 1 - bin;
+    const std::size_t even = bin % 2 == 0 ? bin : mirror;
     // In this order, so that what is not a number becomes the floor.
     const double flooredDb = gainDb > minEqualizerGainDb ? gainDb : minEqualizerGainDb;
-    const auto logarithm = static_cast<float>(flooredDb * nepersPerDecibel);
-    re(m_spectrum[bin]) = re(m_spectrum[mirror]) = logarithm;
-    im(m_spectrum[bin]) = im(m_spectrum[mirror]) = 0.0F;
+    set(m_spectrum[even / 2], flooredDb * nepersPerDecibel);
 }
 
 HeapArray<float> MinimumPhase::impulseResponse() noexcept {
@@ -58,42 +66,35 @@ HeapArray<float> MinimumPhase::impulseResponse() noexcept {
     m_forward.execute();
     takeExponential();
     m_backward.execute();
-    const double binCount = 2.0 * m_tapCount;
-    const std::complex<double> step = std::polar(1.0, 2.0 * std::numbers::pi / binCount);
-    std::complex<double> turn = 1.0;
     for (std::size_t n = 0; n < m_tapCount; ++n) {
-        const double window = (turn.real() + 1.0) * 0.5;
-        h[n] = static_cast<float>(re(m_time[n]) / binCount * window);
-        turn *= step;
+        // Half a sample back, which leaves the real part of the turned signal, and the window: it is the square of
+        // the same cosine.
+        const double cosine = m_weights[n][0];
+        h[n] = static_cast<float>(signalAt(n) * cosine * (cosine * cosine));
     }
     return h;
 }
 
-/// Makes the cepstrum causal: what stands at negative times is added, conjugated, to the positive ones.
+double MinimumPhase::signalAt(std::size_t n) const noexcept {
+    const ComplexBin& value = m_time[n];
+    const ComplexBin& weight = m_weights[n];
+    return (double{value[0]} * weight[0] - double{value[1]} * weight[1]) / m_tapCount;
+}
+
+/// Makes the cepstrum causal: what stands at negative times is added, conjugated, to the positive ones. It is the
+/// same again, as the logarithm is real.
 void MinimumPhase::foldCepstrum() noexcept {
-    const std::size_t binCount = 2 * std::size_t{m_tapCount};
-    const auto scale = static_cast<float>(binCount);
-    re(m_time[0]) /= scale;
-    im(m_time[0]) /= scale;
-    for (std::size_t n = 1; n < m_tapCount; ++n) {
-        ComplexBin& late = m_time[binCount - n];
-        re(m_time[n]) = re(m_time[n]) / scale + re(late) / scale;
-        im(m_time[n]) = im(m_time[n]) / scale - im(late) / scale;
-        re(late) = im(late) = 0.0F;
+    for (std::size_t n = 0; n < m_tapCount; ++n) {
+        const double folded = signalAt(n) * (n == 0 ? 1.0 : 2.0);
+        set(m_time[n], {folded * m_weights[n][0], -folded * m_weights[n][1]});
     }
-    re(m_time[m_tapCount]) /= scale;
-    im(m_time[m_tapCount]) /= -scale;
 }
 
 /// In double precision, because the last bit of the single-precision functions is another on every platform, and so
 /// would be the filter.
 void MinimumPhase::takeExponential() noexcept {
-    const std::size_t binCount = 2 * std::size_t{m_tapCount};
-    for (std::size_t k = 0; k < binCount; ++k) {
-        const double magnitude = std::exp(double{re(m_spectrum[k])});
-        const double phase = im(m_spectrum[k]);
-        re(m_spectrum[k]) = static_cast<float>(magnitude * std::cos(phase));
-        im(m_spectrum[k]) = static_cast<float>(magnitude * std::sin(phase));
+    for (std::size_t k = 0; k < m_tapCount; ++k) {
+        set(m_spectrum[k], exponential({m_spectrum[k][0], m_spectrum[k][1]}));
     }
 }
 

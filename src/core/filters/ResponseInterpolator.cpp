@@ -1,7 +1,8 @@
 #include "filters/ResponseInterpolator.h"
 
+#include "filters/Elementary.h"
+
 #include <algorithm>
-#include <cmath>
 
 namespace tovix {
 
@@ -15,7 +16,7 @@ double ResponseInterpolator::gainDb(double frequencyHz) noexcept {
     if (m_pUpper == nullptr) {
         return m_pLower->gainDb;
     }
-    const double t = (std::log(frequencyHz) - m_lowerLog) / m_logWidth;
+    const double t = (naturalLog(frequencyHz) - m_lowerLog) / m_logWidth;
     return m_pLower->gainDb + t * (m_pUpper->gainDb - m_pLower->gainDb);
 }
 
@@ -38,8 +39,8 @@ void ResponseInterpolator::moveBracket(double frequencyHz) noexcept {
     m_pLower = pFound != pFirst ? pFound - 1 : nullptr;
     m_pUpper = pFound != pEnd ? pFound : nullptr;
     if (m_pLower != nullptr && m_pUpper != nullptr) {
-        m_lowerLog = std::log(m_pLower->frequencyHz);
-        m_logWidth = std::log(m_pUpper->frequencyHz) - m_lowerLog;
+        m_lowerLog = naturalLog(m_pLower->frequencyHz);
+        m_logWidth = naturalLog(m_pUpper->frequencyHz) - m_lowerLog;
     }
 }
 
