@@ -2,6 +2,7 @@
 
 #include "convolution/UnitCircle.h"
 
+#include <bit>
 #include <complex>
 #include <cstring>
 
@@ -51,17 +52,27 @@ RightAngleTransform RightAngleTransform::make(const VectorLoops& loops, std::siz
     return transform.fillTables() ? std::move(transform) : RightAngleTransform{};
 }
 
+/// Few passes over the rows: 3 and 2 make 6, three of 2 make 8 where the registers have room for it, and the rest 4.
 void RightAngleTransform::factorise() noexcept {
     std::size_t rest = m_tables.rowCount;
     std::size_t count = 0;
-    for (const std::uint8_t radix : {std::uint8_t{5}, std::uint8_t{3}, std::uint8_t{4}, std::uint8_t{2}}) {
-        while (rest % radix == 0) {
-            m_radices[count++] = radix;
-            rest /= radix;
-        }
+    const auto take = [&](std::size_t radix) {
+        m_radices[count++] = static_cast<std::uint8_t>(radix);
+        rest /= radix;
+    };
+    while (rest % 5 == 0) {
+        take(5);
+    }
+    while (rest % 3 == 0) {
+        const bool leavesTwo = std::countr_zero(rest) % 2 == 1;
+        take(leavesTwo ? 6 : 3);
+    }
+    while (rest > 1) {
+        const bool isEight = rest % 8 == 0 && rest != 16 && m_pLoops->largestRadix >= 8;
+        take(isEight ? 8 : rest == 2 ? 2 : 4);
     }
     if (count == 0) {
-        m_radices[count++] = 1;
+        take(1);
     }
     m_tables.radices = m_radices.data();
     m_tables.passCount = count;

@@ -71,6 +71,8 @@ struct VectorLoops {
     std::size_t lanes;
     /// The longest tile that the registers have room for.
     std::size_t longestTile;
+    /// 8, or 6 where 8 rows and what is computed of them are more than the registers hold.
+    std::size_t largestRadix;
 
     /// Transforms a block down the columns, into `work`, one row for each of the transform's. A sample that is not
     /// finite counts as 0.

@@ -11,6 +11,7 @@ namespace {
 
 using Vector = __m256;
 constexpr std::size_t lanes = 8;
+constexpr std::size_t largestRadix = 6;
 constexpr std::size_t longestTile = 2;
 
 [[gnu::always_inline]] inline Vector load(const float* p) noexcept {
@@ -69,7 +70,7 @@ template <std::size_t distance> [[gnu::always_inline]] inline Vector exchanged(V
 
 namespace tovix {
 
-const VectorLoops avx2Loops{lanes,          longestTile, forwardColumns, forwardLanes, multiplySpectra,
-                            inverseColumns, dot,         complexDot,     subtractTone};
+const VectorLoops avx2Loops{lanes,           longestTile,    largestRadix, forwardColumns, forwardLanes,
+                            multiplySpectra, inverseColumns, dot,          complexDot,     subtractTone};
 
 } // namespace tovix

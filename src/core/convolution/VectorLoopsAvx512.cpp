@@ -11,6 +11,7 @@ namespace {
 
 using Vector = __m512;
 constexpr std::size_t lanes = 16;
+constexpr std::size_t largestRadix = 8;
 constexpr std::size_t longestTile = 4;
 
 [[gnu::always_inline]] inline Vector load(const float* p) noexcept {
@@ -67,7 +68,7 @@ template <std::size_t distance> [[gnu::always_inline]] inline Vector exchanged(V
 
 namespace tovix {
 
-const VectorLoops avx512Loops{lanes,          longestTile, forwardColumns, forwardLanes, multiplySpectra,
-                              inverseColumns, dot,         complexDot,     subtractTone};
+const VectorLoops avx512Loops{lanes,           longestTile,    largestRadix, forwardColumns, forwardLanes,
+                              multiplySpectra, inverseColumns, dot,          complexDot,     subtractTone};
 
 } // namespace tovix

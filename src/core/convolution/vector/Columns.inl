@@ -22,13 +22,13 @@ template <std::size_t radix, class Take>
         const float* twiddle = pass.twiddles;
         for (std::size_t row = group; row < group + part; ++row) {
             Row x[radix];
-#pragma GCC unroll 5
+#pragma GCC unroll 8
             for (std::size_t leg = 0; leg < radix; ++leg) {
                 x[leg] = take(row + leg * part);
             }
             transform<radix>(x);
             storeRow(work + row * rowFloats, x[0]);
-#pragma GCC unroll 5
+#pragma GCC unroll 8
             for (std::size_t leg = 1; leg < radix; ++leg) {
                 storeRow(work + (row + leg * part) * rowFloats, times(x[leg], loadRow(twiddle)));
                 twiddle += rowFloats;
@@ -46,13 +46,13 @@ template <std::size_t radix, class Give>
         for (std::size_t row = group; row < group + part; ++row) {
             Row x[radix];
             x[0] = loadRow(work + row * rowFloats);
-#pragma GCC unroll 5
+#pragma GCC unroll 8
             for (std::size_t leg = 1; leg < radix; ++leg) {
                 x[leg] = times(loadRow(work + (row + leg * part) * rowFloats), loadRow(twiddle));
                 twiddle += rowFloats;
             }
             transform<radix>(x);
-#pragma GCC unroll 5
+#pragma GCC unroll 8
             for (std::size_t leg = 0; leg < radix; ++leg) {
                 give(row + leg * part, x[leg]);
             }
@@ -63,6 +63,10 @@ template <std::size_t radix, class Give>
 /// Calls `run` with the radix as a constant.
 template <class Run> [[gnu::always_inline]] inline void withRadix(std::size_t radix, Run run) noexcept {
     switch (radix) {
+    case 8:
+        return run.template operator()<8>();
+    case 6:
+        return run.template operator()<6>();
     case 5:
         return run.template operator()<5>();
     case 4:

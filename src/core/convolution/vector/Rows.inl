@@ -45,7 +45,7 @@ struct Row {
 
 /// Fourier transforms of `radix` points in place, with e^(-i...), in natural order.
 template <std::size_t radix> [[gnu::always_inline]] inline void transform(Row* x) noexcept {
-    static_assert(radix >= 1 && radix <= 5);
+    static_assert((radix >= 1 && radix <= 6) || radix == 8);
     if constexpr (radix == 2) {
         const Row difference = minus(x[0], x[1]);
         x[0] = plus(x[0], x[1]);
@@ -85,6 +85,35 @@ template <std::size_t radix> [[gnu::always_inline]] inline void transform(Row* x
         x[2] = minusTurned(middle2, turned2);
         x[3] = plusTurned(middle2, turned2);
         x[4] = plusTurned(middle1, turned1);
+    } else if constexpr (radix == 6) {
+        // Two and three have no common factor: no twiddles between them.
+        Row even[]{plus(x[0], x[3]), plus(x[2], x[5]), plus(x[4], x[1])};
+        Row odd[]{minus(x[0], x[3]), minus(x[2], x[5]), minus(x[4], x[1])};
+        transform<3>(even);
+        transform<3>(odd);
+        x[0] = even[0];
+        x[1] = odd[1];
+        x[2] = even[2];
+        x[3] = odd[0];
+        x[4] = even[1];
+        x[5] = odd[2];
+    } else if constexpr (radix == 8) {
+        constexpr float diagonal = 0.707106781186547524F;
+        Row even[]{x[0], x[2], x[4], x[6]};
+        Row odd[]{x[1], x[3], x[5], x[7]};
+        transform<4>(even);
+        transform<4>(odd);
+        // Turned by an eighth and by three eighths, but for the factor.
+        const Row one{odd[1].re + odd[1].im, odd[1].im - odd[1].re};
+        const Row three{odd[3].im - odd[3].re, -odd[3].re - odd[3].im};
+        x[0] = plus(even[0], odd[0]);
+        x[1] = plusScaled(even[1], diagonal, one);
+        x[2] = minusTurned(even[2], odd[2]);
+        x[3] = plusScaled(even[3], diagonal, three);
+        x[4] = minus(even[0], odd[0]);
+        x[5] = plusScaled(even[1], -diagonal, one);
+        x[6] = plusTurned(even[2], odd[2]);
+        x[7] = plusScaled(even[3], -diagonal, three);
     }
 }
 
