@@ -60,13 +60,7 @@ struct Field {
     bool ready = true;
 };
 
-bool compare(const std::vector<float>& h, const Shape& shape) {
-    Field field{h, shape};
-    if (!field.ready) {
-        std::fprintf(stderr, "No convolvers for blocks of %u frames.\n", shape.blockFrames);
-        return false;
-    }
-    field.measure({61, 2.5e-3});
+void printRow(const Field& field, const Shape& shape) {
     std::printf("%6u %3u", shape.blockFrames, shape.channelCount);
     const double reference = field.batches.front().medianNs();
     for (const Batches& batches : field.batches) {
@@ -75,10 +69,21 @@ bool compare(const std::vector<float>& h, const Shape& shape) {
     }
     std::printf("\n");
     std::fflush(stdout);
+}
+
+bool compare(const std::vector<float>& h, const Shape& shape) {
+    Field field{h, shape};
+    if (!field.ready) {
+        std::fprintf(stderr, "No convolvers for blocks of %u frames.\n", shape.blockFrames);
+        return false;
+    }
+    field.measure({61, 2.5e-3});
+    printRow(field, shape);
     return true;
 }
 
-/// Few turns for each length, and more where the result is close.
+/// Few turns for each length: lists where the gain is small. Every length up to 97, then every hundredth part
+/// further.
 bool sweep(const std::vector<float>& h, std::uint32_t last) {
     bool faster = true;
     double worst = 1e9;
@@ -125,6 +130,22 @@ void flatness(const std::vector<float>& h, const Shape& shape) {
     }
 }
 
+/// The same with caches that hold nothing of the convolver, as when the rest of a system ran between two blocks.
+void coldCaches(const std::vector<float>& h, const Shape& shape) {
+    constexpr std::size_t evictingBytes = std::size_t{16} << 20U;
+    Field field{h, shape};
+    std::vector<char> others(evictingBytes);
+    for (int turn = 0; turn < 200; ++turn) {
+        for (std::size_t e = 0; e < field.runs.size(); ++e) {
+            for (std::size_t i = 0; i < others.size(); i += 64) {
+                ++others[i];
+            }
+            field.batches[e].add(field.runs[e].nsPerSample(1));
+        }
+    }
+    printRow(field, shape);
+}
+
 std::vector<Shape> shapesOf(int count, char** texts) {
     std::vector<Shape> shapes;
     for (int i = 0; i < count; ++i) {
@@ -164,8 +185,13 @@ int main(int argc, char** argv) {
         std::printf(" | %22s", pEngine->name.data());
     }
     std::printf("\n");
+    const bool isCold = isOption && std::strcmp(argv[1], "--cold") == 0;
     bool compared = true;
     for (const Shape& shape : shapes) {
+        if (isCold) {
+            coldCaches(h, shape);
+            continue;
+        }
         compared = compare(h, shape) && compared;
     }
     return compared ? EXIT_SUCCESS : EXIT_FAILURE;
