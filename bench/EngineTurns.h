@@ -15,7 +15,7 @@ class EngineRun {
 public:
     EngineRun(const ConvolverEngine& engine, std::span<const float> h, std::uint32_t blockFrames,
               std::uint32_t channelCount)
-        : m_blockFrames(blockFrames), m_pConvolver(engine.make({h, blockFrames, channelCount})),
+        : m_pConvolver(engine.make({h, blockFrames, channelCount})),
           m_input(noise(std::size_t{blockFrames} * channelCount)), m_output(m_input.size()) {
         for (std::size_t c = 0; c < channelCount; ++c) {
             m_inputs.push_back(m_input.data() + c * blockFrames);
@@ -25,7 +25,6 @@ public:
 
     [[nodiscard]] bool ready() const { return m_pConvolver != nullptr; }
     [[nodiscard]] const std::vector<float>& output() const { return m_output; }
-    [[nodiscard]] std::vector<float>& input() { return m_input; }
 
     void process() { m_pConvolver->process(m_outputs.data(), m_inputs.data()); }
 
@@ -40,7 +39,6 @@ public:
     }
 
 private:
-    std::uint32_t m_blockFrames;
     BlockConvolverPtr m_pConvolver;
     std::vector<float> m_input;
     std::vector<float> m_output;

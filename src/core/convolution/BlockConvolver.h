@@ -14,6 +14,7 @@ namespace tovix {
 /// to B - 1 of the 2B-point spectrum of a block never reach the output, deliberately.
 class BlockConvolver {
 public:
+    /// [control]
     virtual ~BlockConvolver() = default;
     BlockConvolver(const BlockConvolver&) = delete;
     BlockConvolver& operator=(const BlockConvolver&) = delete;

@@ -15,6 +15,7 @@ public:
     /// [control] Null when memory or a plan is refused.
     static BlockConvolverPtr make(const ConvolverTask& task) noexcept;
 
+    /// [audio] See BlockConvolver.
     void process(float* const* outputs, const float* const* inputs) noexcept override RT_SECTION;
 
 private:

@@ -15,11 +15,13 @@ namespace tovix {
 /// With blocks shorter than 4 the gap leaves nothing but bin B. Then that bin is computed instead, and is the output.
 class GapBins {
 public:
+    /// [control] An empty one.
     GapBins() noexcept = default;
 
     /// [control] Empty (`!*this`) when there is no memory.
     static GapBins make(const VectorLoops& loops, const ConvolverTask& task) noexcept;
 
+    /// [control]
     explicit operator bool() const noexcept { return m_tables && m_filter && m_inputs && m_before; }
 
     /// [audio] Whether the gap is all but one bin, so that nothing else need be computed.

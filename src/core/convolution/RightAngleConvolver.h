@@ -25,6 +25,7 @@ public:
     /// [control] Use `make`.
     RightAngleConvolver(const VectorLoops& loops, const ConvolverTask& task) noexcept;
 
+    /// [audio] See BlockConvolver.
     void process(float* const* outputs, const float* const* inputs) noexcept override RT_SECTION;
 
 private:

@@ -18,12 +18,13 @@ namespace tovix {
 /// which the passes leave them. Unnormalised: there and back is N times as large.
 class RightAngleTransform {
 public:
+    /// [control] An empty one.
     RightAngleTransform() noexcept = default;
 
     /// [control] For blocks of `blockFrames`, at least 1; empty (`!*this`) when there is no memory.
     static RightAngleTransform make(const VectorLoops& loops, std::size_t blockFrames) noexcept;
 
-    // [audio] Forced inline, so that it is in the real-time section where it is used.
+    // [audio], all that is forced inline: it is in the real-time section where it is used.
     [[gnu::always_inline]] explicit operator bool() const noexcept {
         return m_radices && m_weights && m_twiddles && m_restIn && m_restOut;
     }

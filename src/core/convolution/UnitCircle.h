@@ -14,6 +14,7 @@ public:
     /// [control] count >= 1; empty (`!*this`) when there is no memory.
     static UnitCircle make(std::size_t count) noexcept;
 
+    /// [control]
     explicit operator bool() const noexcept { return m_coarse && m_fine; }
 
     /// [control] e^(2 * pi * i * turns / count), for any number of turns.

@@ -130,7 +130,8 @@ std::set<std::string> forbidden(const std::map<std::string, std::uint32_t>& call
 }
 
 TEST(RealtimeModule, WholePathLiesInItsSectionAndCallsNothingOfTheSystemButTheSemaphoresRelease) {
-    // What the path may use besides, of the module itself: transforms, elementary functions, copies.
+    // What the path may use besides, of the module itself: transforms where the processor is too old for others,
+    // elementary functions, copies.
     const std::set<std::string> libraries{"fftwf_execute", "cosf", "exp", "log", "memcpy", "memmove", "memset"};
     for (const Stream& stream : streams) {
         SCOPED_TRACE(testing::Message() << stream.inputs << " into " << stream.outputs);
@@ -142,7 +143,7 @@ TEST(RealtimeModule, WholePathLiesInItsSectionAndCallsNothingOfTheSystemButTheSe
         EXPECT_EQ(watched.calls["ReleaseSemaphore"], 2U); // two fades have ended
         EXPECT_EQ(forbidden(watched.calls), std::set<std::string>());
         const auto entered = watched.sections.entered();
-        EXPECT_EQ(entered.count("fftwf_execute"), 1U); // the watch sees calls, and names them
+        EXPECT_EQ(entered.count("cosf"), 1U); // the watch sees calls, and names them
         for (const std::string& name : entered) {
             EXPECT_EQ(libraries.count(name), 1U) << name;
         }
