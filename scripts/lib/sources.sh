@@ -5,7 +5,7 @@
 own_files() (
     cd "$root"
     {
-        git ls-files -z --cached --others --exclude-standard '*.cpp' '*.h' 2>/dev/null ||
-            find src tests tools bench fuzz \( -name '*.cpp' -o -name '*.h' \) -print0
+        git ls-files -z --cached --others --exclude-standard '*.cpp' '*.h' '*.inl' 2>/dev/null ||
+            find src tests tools bench fuzz \( -name '*.cpp' -o -name '*.h' -o -name '*.inl' \) -print0
     } | xargs -0 sh -c 'for file; do [ ! -e "$file" ] || printf "%s\0" "$file"; done' sh
 )
