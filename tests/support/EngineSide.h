@@ -61,7 +61,7 @@ using CallArguments = std::tuple<UINT32, const void*, UINT32, const void*>;
 class Effect {
 public:
     /// Takes the reference; the object must have all three interfaces.
-    explicit Effect(ComReference<IUnknown> unknown);
+    explicit Effect(ComReference<IUnknown> object);
 
     /// `endpoint` is the result of reading the endpoint's properties.
     HRESULT initialize(HRESULT endpoint = S_OK);

@@ -174,6 +174,7 @@ int run(std::vector<std::string> arguments) {
 } // namespace
 } // namespace tovix::control
 
+// NOLINTNEXTLINE(bugprone-exception-escape): memory may run out while the command line is read or a failure is told
 int main(int argc, char** argv) {
     return tovix::control::run(tovix::programArguments(argc, argv));
 }

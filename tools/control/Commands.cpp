@@ -136,7 +136,7 @@ void watchSettings(const Output& output) {
 }
 
 std::string readCurveFile(const std::string& name) {
-    constexpr std::uintmax_t largestFile = 1024 * 1024;
+    constexpr std::uintmax_t largestFile = std::uintmax_t{1024} * 1024;
     const std::filesystem::path path(decodeUtf8(name));
     std::error_code error;
     const auto size = std::filesystem::file_size(path, error);

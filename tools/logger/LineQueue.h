@@ -11,7 +11,7 @@ namespace tovix::logger {
 /// [control], one thread at a time: it has no lock.
 class LineQueue {
 public:
-    static constexpr std::size_t capacityBytes = 64 * 1024;
+    static constexpr std::size_t capacityBytes = std::size_t{64} * 1024;
     /// Longest line that is kept whole.
     static constexpr std::size_t longestLine = 1024;
 

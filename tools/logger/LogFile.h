@@ -10,7 +10,7 @@
 namespace tovix::logger {
 
 /// Size from which a log file is moved aside, to the same name with ".1" after it, in place of the one before it.
-constexpr std::int64_t rotationBytes = 1024 * 1024;
+constexpr std::int64_t rotationBytes = std::int64_t{1024} * 1024;
 
 /// A text file that several processes append to. It is opened anew for each piece, so that it may be moved, deleted
 /// or come back at any time. [control], one thread at a time; every failure is silent.
@@ -20,6 +20,7 @@ public:
     explicit LogFile(std::vector<std::wstring> paths) : m_paths(std::move(paths)) {}
 
     /// Appends `text`, which other processes' pieces will not divide; false when no file takes it.
+    // NOLINTNEXTLINE(modernize-use-nodiscard): there is no other place for it
     bool append(std::string_view text) const noexcept;
 
 private:

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -39,6 +40,69 @@ std::string_view formatted(std::array<char, numberCapacity>& scratch, Number val
     const auto length = std::min(static_cast<std::size_t>(end - digits.data()), numberCapacity - 1);
     std::memcpy(scratch.data(), digits.data(), length);
     return {scratch.data(), length};
+}
+
+/// Room for the longest number with six decimals, its sign and a terminator.
+constexpr std::size_t fixedCapacity = 330;
+
+/// Writes the digits of mantissa * 2^exponent, exponent >= 0, so that they end before `pEnd`; returns the first.
+char* writeWhole(std::uint64_t mantissa, int exponent, char* pEnd) noexcept {
+    constexpr unsigned wordBits = 32;
+    std::array<std::uint32_t, 36> words{}; // the largest double has 1024 bits
+    const auto first = static_cast<std::size_t>(exponent) / wordBits;
+    const unsigned shift = static_cast<unsigned>(exponent) % wordBits;
+    words[first] = static_cast<std::uint32_t>(mantissa << shift);
+    words[first + 1] = static_cast<std::uint32_t>(mantissa >> (wordBits - shift));
+    words[first + 2] = static_cast<std::uint32_t>(mantissa >> wordBits >> (wordBits - shift));
+    do {
+        std::uint64_t rest = 0;
+        for (auto word = words.rbegin(); word != words.rend(); ++word) {
+            rest = rest << wordBits | *word;
+            *word = static_cast<std::uint32_t>(rest / 10);
+            rest %= 10;
+        }
+        *--pEnd = static_cast<char>('0' + rest);
+    } while (std::any_of(words.begin(), words.end(), [](std::uint32_t word) { return word != 0; }));
+    return pEnd;
+}
+
+/// `value` with six decimals, rounded as the C library rounds. Without the library's own functions for it: some ask
+/// for memory or for the locale, and the tables of the others would be a fifteenth of the module.
+std::string_view fixed(std::array<char, fixedCapacity>& scratch, double value) noexcept {
+    if (!std::isfinite(value)) {
+        return std::isnan(value) ? "nan" : value < 0.0 ? "-inf" : "inf";
+    }
+    __extension__ using Wide = unsigned __int128;
+    constexpr std::uint64_t unit = 1000000;
+    constexpr int mantissaBits = 53;
+    int exponent = 0;
+    const auto mantissa =
+        static_cast<std::uint64_t>(std::ldexp(std::frexp(std::fabs(value), &exponent), mantissaBits));
+    exponent -= mantissaBits;
+    char* const pEnd = scratch.data() + scratch.size();
+    std::uint64_t decimals = 0;
+    char* pFirst = pEnd - 7;
+    if (exponent >= 0) {
+        pFirst = writeWhole(mantissa, exponent, pFirst);
+    } else {
+        // Below 2^-74 nothing is left of the mantissa, a million times as large.
+        const int shift = std::min(-exponent, 75);
+        const Wide millionths = Wide{mantissa} * unit;
+        const Wide rest = millionths & ((Wide{1} << shift) - 1);
+        const Wide half = Wide{1} << (shift - 1);
+        auto rounded = static_cast<std::uint64_t>(millionths >> shift);
+        rounded += rest > half || (rest == half && rounded % 2 != 0) ? 1 : 0;
+        decimals = rounded % unit;
+        pFirst = writeWhole(rounded / unit, 0, pFirst);
+    }
+    *(pEnd - 7) = '.';
+    for (char* pDigit = pEnd; pDigit != pEnd - 6; decimals /= 10) {
+        *--pDigit = static_cast<char>('0' + decimals % 10);
+    }
+    if (std::signbit(value)) {
+        *--pFirst = '-';
+    }
+    return {pFirst, static_cast<std::size_t>(pEnd - pFirst)};
 }
 
 } // namespace
@@ -90,13 +154,8 @@ LogLine& LogLine::result(std::int32_t value) noexcept {
 }
 
 LogLine& LogLine::real(double value) noexcept {
-    // to_chars because the process's locale must not decide about the decimal point.
-    constexpr int decimals = 6;
-    constexpr std::size_t longest = 330;
-    std::array<char, longest> digits{};
-    const auto end =
-        std::to_chars(digits.data(), digits.data() + longest, value, std::chars_format::fixed, decimals).ptr;
-    append({digits.data(), std::min(static_cast<std::size_t>(end - digits.data()), numberCapacity - 1)});
+    std::array<char, fixedCapacity> scratch{};
+    append(fixed(scratch, value).substr(0, numberCapacity - 1));
     m_hex = false;
     return *this;
 }

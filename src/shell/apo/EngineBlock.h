@@ -19,9 +19,9 @@ struct EngineBlock {
 struct EngineStream {
     StreamChannels channels;
     /// Whether a silent input may give a sounding output.
-    bool processSilence;
+    bool processSilence = false;
     /// The previous effect that runs ahead of the chain, or null for none.
-    IAudioProcessingObjectRT* pPreviousEffect;
+    IAudioProcessingObjectRT* pPreviousEffect = nullptr;
 };
 
 /// [audio] Runs the previous effect where there is one, then `effect`, and marks the output connection; see

@@ -39,7 +39,7 @@ public:
     HRESULT askBase(CBaseAudioProcessingObject& base) const;
 
     /// Writes the outcome into the log and returns it; the failure of a proposal that cannot be read.
-    HRESULT report(HRESULT decision) const;
+    [[nodiscard]] HRESULT report(HRESULT decision) const;
 
 private:
     Formats m_formats;

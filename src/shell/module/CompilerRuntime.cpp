@@ -56,7 +56,7 @@ __attribute__((destructor)) void giveBackAtUnload() {
 /// ends the process, as the first of all would without the reserve.
 struct Reserve {
     std::atomic<DWORD> threadId;
-    ThreadExceptions exceptions;
+    ThreadExceptions exceptions{};
 };
 /// 64: a guess well above the threads of one process that come here; each costs 24 bytes.
 std::array<Reserve, 64> reserves;
@@ -104,28 +104,28 @@ __cxxabiv1::__cxa_eh_globals* __cxxabiv1::__cxa_get_globals() noexcept {
 // The one mutex that is left guards the reserve for exceptions: a slim lock does.
 static_assert(sizeof(pthread_mutex_t) == sizeof(SRWLOCK));
 
-int pthread_mutex_init(pthread_mutex_t* pMutex, const pthread_mutexattr_t* /*pAttributes*/) {
-    ::InitializeSRWLock(reinterpret_cast<SRWLOCK*>(pMutex));
+int pthread_mutex_init(pthread_mutex_t* m, const pthread_mutexattr_t* /*pAttributes*/) {
+    ::InitializeSRWLock(reinterpret_cast<SRWLOCK*>(m));
     return 0;
 }
 
-int pthread_mutex_destroy(pthread_mutex_t* /*pMutex*/) {
+int pthread_mutex_destroy(pthread_mutex_t* /*m*/) {
     return 0;
 }
 
-int pthread_mutex_lock(pthread_mutex_t* pMutex) {
-    ::AcquireSRWLockExclusive(reinterpret_cast<SRWLOCK*>(pMutex));
+int pthread_mutex_lock(pthread_mutex_t* m) {
+    ::AcquireSRWLockExclusive(reinterpret_cast<SRWLOCK*>(m));
     return 0;
 }
 
-int pthread_mutex_unlock(pthread_mutex_t* pMutex) {
-    ::ReleaseSRWLockExclusive(reinterpret_cast<SRWLOCK*>(pMutex));
+int pthread_mutex_unlock(pthread_mutex_t* m) {
+    ::ReleaseSRWLockExclusive(reinterpret_cast<SRWLOCK*>(m));
     return 0;
 }
 
 /// Ends the process at once and in a way that the system reports. The C library's own shows a message box first,
 /// which nobody closes in a service.
-[[noreturn]] void abort() {
+void abort() {
     ::RaiseFailFastException(nullptr, nullptr, FAIL_FAST_GENERATE_EXCEPTION_ADDRESS);
     __builtin_trap(); // the call does not return
 }

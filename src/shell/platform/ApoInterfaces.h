@@ -38,7 +38,7 @@ constexpr UINT32 APO_CONNECTION_PROPERTY_SIGNATURE = 0x41435053;
 
 /// The audio engine's result code number `code`; for any thread.
 constexpr HRESULT apoError(UINT32 code) noexcept {
-    return static_cast<HRESULT>(0x887D0000U + code);
+    return static_cast<HRESULT>(0x887D0000U | code);
 }
 
 constexpr HRESULT APOERR_ALREADY_INITIALIZED = apoError(0x1);

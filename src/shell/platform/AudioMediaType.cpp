@@ -14,6 +14,7 @@ WAVEFORMATEXTENSIBLE waveFormat(const UNCOMPRESSEDAUDIOFORMAT& format) noexcept 
     WAVEFORMATEXTENSIBLE wave{};
     wave.Format.wFormatTag = WAVE_FORMAT_EXTENSIBLE;
     wave.Format.nChannels = static_cast<WORD>(format.dwSamplesPerFrame);
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings): a rate is never negative
     wave.Format.nSamplesPerSec = static_cast<DWORD>(format.fFramesPerSecond + 0.5F);
     wave.Format.nBlockAlign = static_cast<WORD>(format.dwSamplesPerFrame * format.dwBytesPerSampleContainer);
     wave.Format.nAvgBytesPerSec = wave.Format.nSamplesPerSec * wave.Format.nBlockAlign;

@@ -46,7 +46,7 @@ public:
     }
 
 private:
-    PROPVARIANT m_value;
+    PROPVARIANT m_value{};
 };
 
 /// The one place where exceptions become result codes: runs `body` and returns its result, or `E_OUTOFMEMORY` when

@@ -19,7 +19,7 @@ public:
     void unlock() noexcept { ::LeaveCriticalSection(&m_section); }
 
 private:
-    CRITICAL_SECTION m_section;
+    CRITICAL_SECTION m_section{};
 };
 
 /// Holds a slim lock exclusively while it lives. Slim locks need no set-up and are not recursive.

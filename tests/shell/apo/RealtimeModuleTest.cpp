@@ -122,7 +122,7 @@ std::set<std::string> forbidden(const std::map<std::string, std::uint32_t>& call
     const std::set<std::string> allowed{"ReleaseSemaphore", "memcpy", "memmove", "memset"};
     std::set<std::string> others;
     for (const auto& [name, count] : calls) {
-        if (count != 0 && allowed.count(name) == 0) {
+        if (count != 0 && !allowed.contains(name)) {
             others.insert(name);
         }
     }
