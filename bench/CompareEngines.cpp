@@ -41,7 +41,7 @@ struct Field {
     void measure(const Turns& turns) {
         std::vector<std::size_t> blocks;
         for (EngineRun& run : runs) {
-            const double samples = static_cast<double>(run.output().size());
+            const auto samples = static_cast<double>(run.output().size());
             const double ns = std::min(run.nsPerSample(1), run.nsPerSample(2));
             blocks.push_back(std::max<std::size_t>(2, static_cast<std::size_t>(turns.seconds * 1e9 / ns / samples)));
         }

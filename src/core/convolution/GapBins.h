@@ -38,13 +38,13 @@ private:
     bool fillTables() noexcept;
     bool transformPartitions(const ConvolverTask& task) noexcept;
 
-    [[gnu::always_inline]] float* tableRe(std::size_t bin) const noexcept {
+    [[nodiscard, gnu::always_inline]] float* tableRe(std::size_t bin) const noexcept {
         return m_tables.data() + 2 * bin * m_tableFloats;
     }
-    [[gnu::always_inline]] float* filterRe(std::size_t bin) const noexcept {
+    [[nodiscard, gnu::always_inline]] float* filterRe(std::size_t bin) const noexcept {
         return m_filter.data() + 2 * bin * m_partitionCount;
     }
-    [[gnu::always_inline]] float* inputRe(std::size_t channel, std::size_t bin) const noexcept {
+    [[nodiscard, gnu::always_inline]] float* inputRe(std::size_t channel, std::size_t bin) const noexcept {
         return m_inputs.data() + 2 * (channel * m_binCount + bin) * m_partitionCount;
     }
 

@@ -61,7 +61,7 @@ double naturalLog(double x) noexcept {
     const auto bits = std::bit_cast<std::uint64_t>(x);
     constexpr auto one = std::bit_cast<std::uint64_t>(1.0);
     constexpr std::uint64_t mantissaMask = (std::uint64_t{1} << mantissaBits) - 1;
-    double mantissa = std::bit_cast<double>((bits & mantissaMask) | one);
+    auto mantissa = std::bit_cast<double>((bits & mantissaMask) | one);
     auto exponent = static_cast<int>(bits >> mantissaBits) - exponentBias;
     if (mantissa > std::numbers::sqrt2) {
         mantissa *= 0.5;

@@ -17,7 +17,7 @@ template <bool apart> struct Sum {
         direct.re = subtractProduct(direct.re, a.im, b.im);
         direct.im = multiplyAdd(a.im, b.re, direct.im);
     }
-    [[gnu::always_inline]] Row total() const noexcept { return direct; }
+    [[nodiscard, gnu::always_inline]] Row total() const noexcept { return direct; }
 };
 
 /// Longer sums are summed in parts of so many products, which keeps their rounding errors small.
@@ -33,7 +33,9 @@ template <> struct Sum<true> {
         crossed.re = multiplyAdd(a.im, b.im, crossed.re);
         crossed.im = multiplyAdd(a.im, b.re, crossed.im);
     }
-    [[gnu::always_inline]] Row total() const noexcept { return {direct.re - crossed.re, direct.im + crossed.im}; }
+    [[nodiscard, gnu::always_inline]] Row total() const noexcept {
+        return {direct.re - crossed.re, direct.im + crossed.im};
+    }
 };
 
 /// The sums of one row for the blocks of a tile.
