@@ -259,7 +259,7 @@ TEST_F(LoggerLibrary, AFileOrFolderThatIsALinkIsNotFollowed) {
     }
     const fs::path planted = m_folder.path() / "other" / "planted";
     fs::create_directory(planted.parent_path());
-    std::ofstream{planted};
+    std::ofstream(planted).close();
     DeclaredLink::path = file().wstring();
     for (const bool byFolder : {true, false}) {
         DeclaredLink::target = byFolder ? planted.wstring() : L"";

@@ -117,7 +117,7 @@ TEST(SettingsChanges, RefusesWhatTheEffectWouldIgnoreOrTakeOtherwise) {
     const struct {
         Change change;
         const char* reason;
-        std::string before = "";
+        std::string before;
     } cases[] = {
         {boost("20.1", false), "beyond the most there is, 20 dB"},
         {boost("-1", false), "would lower the level"},
