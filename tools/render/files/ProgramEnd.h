@@ -1,7 +1,8 @@
 #pragma once
 
+#include "curves/Refusal.h"
+
 #include <chrono>
-#include <stdexcept>
 #include <string>
 
 namespace tovix::render {
@@ -22,10 +23,10 @@ enum class ExitStatus : int {
     interrupted = 130,
 };
 
-/// Ends the program with one sentence for the user.
-class RenderError : public std::runtime_error {
+/// A refusal that ends the program with a status of its own.
+class RenderError : public Refusal {
 public:
-    RenderError(ExitStatus status, const std::string& sentence) : std::runtime_error(sentence), m_status(status) {}
+    RenderError(ExitStatus status, const std::string& sentence) : Refusal(sentence), m_status(status) {}
     [[nodiscard]] ExitStatus status() const noexcept { return m_status; }
 
 private:
