@@ -15,13 +15,13 @@
 namespace tovix::render {
 
 std::string TestFolder::file(const std::string& name) const {
-    return utf8Text(path() / pathFromUtf8(name));
+    return textOfPath(path() / pathFromUtf8(name));
 }
 
 std::vector<std::string> TestFolder::names() const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(path())) {
-        names.push_back(utf8Text(entry.path().filename()));
+        names.push_back(textOfPath(entry.path().filename()));
     }
     std::sort(names.begin(), names.end());
     return names;

@@ -46,7 +46,7 @@ EffectModule::EffectModule(const EngineChoice& choice) {
 
 void EffectModule::load(const EngineChoice& choice) {
     const auto path = libraryPath(choice);
-    m_description = utf8Text(path);
+    m_description = textOfPath(path);
     m_module.reset(::LoadLibraryW(path.c_str()));
     if (!m_module) {
         const DWORD error = ::GetLastError();

@@ -10,13 +10,13 @@ std::filesystem::path pathFromUtf8(const std::string& text) {
     return {std::u8string(text.begin(), text.end())};
 }
 
-std::string utf8Text(const std::filesystem::path& path) {
+std::string textOfPath(const std::filesystem::path& path) {
     const auto text = path.u8string();
     return {text.begin(), text.end()};
 }
 
 std::string endingOf(const std::string& name) {
-    std::string ending = utf8Text(pathFromUtf8(name).extension());
+    std::string ending = textOfPath(pathFromUtf8(name).extension());
     // Without the locale's help: endings of sound files are ASCII.
     std::transform(ending.begin(), ending.end(), ending.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });

@@ -12,7 +12,7 @@ namespace tovix::render {
 std::filesystem::path pathFromUtf8(const std::string& text);
 
 /// The text that names the path.
-std::string utf8Text(const std::filesystem::path& path);
+std::string textOfPath(const std::filesystem::path& path);
 
 /// The ending of the name in lower case, with its dot, as ".wav"; empty without one.
 std::string endingOf(const std::string& name);

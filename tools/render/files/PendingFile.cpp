@@ -52,7 +52,7 @@ void PendingFile::commit() {
     std::error_code error;
     std::filesystem::rename(m_path, m_finalPath, error);
     if (error) {
-        refuse(utf8Text(m_finalPath), error.message());
+        refuse(textOfPath(m_finalPath), error.message());
     }
     m_committed = true;
 }
