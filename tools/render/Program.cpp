@@ -4,7 +4,8 @@
 #include "render/Options.h"
 #include "render/Rendering.h"
 #include "render/files/ProgramEnd.h"
-#include "render/report/Report.h"
+#include "render/report/JsonReport.h"
+#include "render/report/TextReport.h"
 
 #include <exception>
 #include <new>

@@ -1,4 +1,4 @@
-#include "render/report/Report.h"
+#include "render/report/JsonReport.h"
 
 #include "settings/SettingsReport.h"
 

@@ -7,12 +7,11 @@
 #include "render/sound/SoundSource.h"
 
 #include <cstdint>
-#include <iosfwd>
 #include <string>
 
 namespace tovix::render {
 
-/// Everything that a run reports.
+/// Everything that a run reports. A plain record, for any thread.
 struct Report {
     SourceFormat source;
     std::string outputName;
@@ -38,11 +37,5 @@ struct Report {
 
     [[nodiscard]] double soundSeconds() const { return static_cast<double>(frames) / format.sampleRateHz; }
 };
-
-/// [control] For people.
-void writeTextReport(std::ostream& out, const Report& report);
-
-/// [control] For programs: one JSON object. A figure that was not measured is null.
-void writeJsonReport(std::ostream& out, const Report& report);
 
 } // namespace tovix::render

@@ -1,7 +1,7 @@
-#include "curves/Numbers.h"
-#include "render/report/Report.h"
+#include "render/report/TextReport.h"
 
 #include "chain/ChannelNames.h"
+#include "curves/Numbers.h"
 #include "text/Utf.h"
 
 #include <algorithm>
