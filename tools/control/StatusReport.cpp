@@ -20,8 +20,7 @@ std::string describeHolders(const Status& status) {
     if (!status.holders) {
         return {};
     }
-    return ", held by " + std::to_string(*status.holders) +
-           (*status.holders == 1 ? " other handle" : " other handles");
+    return ", held by " + counted(*status.holders, "other handle");
 }
 
 std::string describePage(const Status& status) {
@@ -38,8 +37,7 @@ std::string describeChange(const ChangedSettings& change) {
     std::string text = describeLines(change.text);
     if (change.thinned) {
         constexpr double hundredths = 100.0;
-        text += "Thinned to " + std::to_string(change.thinned->points.size()) +
-                " points; the curve changes by at most " +
+        text += "Thinned to " + counted(change.thinned->points.size(), "point") + "; the curve changes by at most " +
                 formatDecimal(std::round(change.thinned->deviationDb * hundredths) / hundredths) + " dB.\n";
     }
     return text;

@@ -74,6 +74,10 @@ std::string formatDecibels(double db) {
     return formatFixed(tenths == 0.0 ? 0.0 : tenths, 1) + " dB";
 }
 
+std::string counted(std::uint64_t count, std::string_view noun) {
+    return std::to_string(count) + ' ' + std::string(noun) + (count == 1 ? "" : "s");
+}
+
 double decibelsOf(double magnitude) {
     return 20.0 * std::log10(magnitude);
 }

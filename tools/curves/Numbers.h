@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,6 +26,9 @@ std::string formatFixed(double value, int decimals);
 
 /// "-3.1 dB", with a sign only where it is negative and exactly one decimal.
 std::string formatDecibels(double db);
+
+/// "1 point", "2 points": `count` with the noun, which takes an "s" in the plural.
+std::string counted(std::uint64_t count, std::string_view noun);
 
 /// 20 log10 of a magnitude; minus infinity for 0.
 double decibelsOf(double magnitude);

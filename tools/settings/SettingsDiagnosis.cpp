@@ -55,7 +55,7 @@ std::string describeEqualizer(const std::vector<ResponsePoint>& points) {
     if (hasNoResponse(points)) {
         return "equalizer without effect: no response can be drawn through its points";
     }
-    return "equalizer of " + std::to_string(points.size()) + (points.size() == 1 ? " point: a flat gain" : " points");
+    return "equalizer of " + counted(points.size(), "point") + (points.size() == 1 ? ": a flat gain" : "");
 }
 
 /// Case apart, the number of letters to insert, remove or replace (Levenshtein distance).

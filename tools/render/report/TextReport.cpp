@@ -18,16 +18,12 @@ std::ostream& label(std::ostream& out, const char* text) {
     return out << "  " << std::left << std::setw(labelWidth) << text;
 }
 
-std::string plural(std::uint64_t count, const std::string& word) {
-    return std::to_string(count) + ' ' + word + (count == 1 ? "" : "s");
-}
-
 void writeSound(std::ostream& out, const Report& report) {
     const auto& source = report.source;
     label(out, "input") << source.name << " (" << source.kind << ")\n";
     label(out, "output") << report.outputName << " (" << report.outputKind << ")\n";
     label(out, "sound") << formatFixed(report.soundSeconds(), 2) << " s, " << source.sampleRateHz << " Hz, "
-                        << plural(source.channels, "channel");
+                        << counted(source.channels, "channel");
     constexpr std::uint32_t mostNames = 18;
     if (source.channels <= mostNames) {
         out << " (" << encodeUtf8(channelDescription(channelNames(source.channels, source.channelMask))) << ')';
@@ -36,7 +32,7 @@ void writeSound(std::ostream& out, const Report& report) {
         out << ", " << report.format.outputChannels << " in the output";
     }
     out << '\n';
-    label(out, "block") << plural(report.format.blockFrames, "frame") << " ("
+    label(out, "block") << counted(report.format.blockFrames, "frame") << " ("
                         << formatFixed(1000.0 * report.format.blockFrames / report.format.sampleRateHz, 2)
                         << " ms)\n";
 }
@@ -45,7 +41,7 @@ void writeEffect(std::ostream& out, const Report& report) {
     label(out, "effect") << report.effect;
     if (report.format.inputChannels != report.source.channels) {
         out << "; takes the first " << report.format.inputChannels << " of the "
-            << plural(report.source.channels, "channel");
+            << counted(report.source.channels, "channel");
     }
     out << '\n';
 }
@@ -117,7 +113,7 @@ void writeSpeed(std::ostream& out, const Report& report) {
                              << formatFixed(report.worstBlockAtSeconds, 2) << " s)\n";
     label(out, "set-up") << formatFixed(report.engine.firstBuildMs, 1) << " ms";
     if (report.engine.rebuildCount > 0) {
-        out << ", " << plural(report.engine.rebuildCount, "change");
+        out << ", " << counted(report.engine.rebuildCount, "change");
         if (report.engine.longestRebuildMs > 0.0) {
             out << " of " << formatFixed(report.engine.longestRebuildMs, 1) << " ms at most";
         }

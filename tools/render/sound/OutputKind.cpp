@@ -1,5 +1,6 @@
 #include "render/sound/OutputKind.h"
 
+#include "curves/Numbers.h"
 #include "render/files/FileNames.h"
 #include "render/files/ProgramEnd.h"
 #include "render/sound/SoundFile.h"
@@ -99,8 +100,8 @@ std::string reasonFor(const Ending* pEnding, const std::string& ending, const So
     if (pEnding == nullptr) {
         return "the ending " + ending + " names no kind of sound file that this program writes";
     }
-    return "this program cannot write a " + ending + " file with " + std::to_string(format.channels) +
-           (format.channels == 1 ? " channel at " : " channels at ") + std::to_string(source.sampleRateHz) + " Hz" +
+    return "this program cannot write a " + ending + " file with " + counted(format.channels, "channel") + " at " +
+           std::to_string(source.sampleRateHz) + " Hz" +
            (format.samples == SampleFormat::likeInput ? " and the input's kind of samples" : "");
 }
 
