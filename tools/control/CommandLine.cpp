@@ -1,9 +1,11 @@
 #include "control/Commands.h"
+#include "curves/Numbers.h"
 #include "curves/Refusal.h"
 #include "host/Arguments.h"
 #include "host/SettingsPage.h"
 #include "log/LogLine.h"
 #include "settings/SettingsReport.h"
+#include "text/Limits.h"
 #include "text/SettingsNames.h"
 
 #include <CLI/CLI.hpp>
@@ -48,7 +50,8 @@ const CLI::Validator onOrOff = CLI::IsMember({"on", "off"});
 
 void addBoost(CLI::App& app, Values& v) {
     auto* const command = app.add_subcommand("boost", "Raise the level");
-    command->add_option("LEVEL", v.value, "0 to 20 dB, as in 6.0; or on, off")->required();
+    command->add_option("LEVEL", v.value, "0 to " + formatDecimal(maxBoostDb) + " dB, as in 6.0; or on, off")
+        ->required();
     auto* const limit = command->add_flag("--limit", v.limit, "Hold peaks at full scale");
     command->callback([&v, limit] {
         if (v.value == "on" || v.value == "off") {

@@ -15,14 +15,14 @@
 namespace tovix::render {
 namespace {
 
-constexpr std::int64_t largestBlock = 65536;
 constexpr std::uint32_t blocksPerSecond = 100;
 
 std::uint32_t blockFramesFor(const Options& options, const SourceFormat& source) {
     const std::int64_t frames = options.blockFrames.value_or(std::max(source.sampleRateHz / blocksPerSecond, 1U));
-    if (frames < 1 || frames > largestBlock) {
+    if (frames < 1 || frames > largestBlockFrames) {
         throw RenderError(ExitStatus::blockSize, "a block of " + std::to_string(frames) +
-                                                     " frames is none; there are blocks of 1 to 65536.");
+                                                     " frames is none; there are blocks of 1 to " +
+                                                     std::to_string(largestBlockFrames) + ".");
     }
     return static_cast<std::uint32_t>(frames);
 }

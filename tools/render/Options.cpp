@@ -1,23 +1,28 @@
 #include "render/Options.h"
 
+#include "curves/Numbers.h"
 #include "render/files/ProgramEnd.h"
+#include "text/Limits.h"
 
 #include <CLI/CLI.hpp>
 #include <tovix/Version.h>
 
 #include <algorithm>
-#include <charconv>
+#include <array>
 #include <ostream>
+#include <string_view>
+#include <utility>
 
 namespace tovix::render {
 namespace {
 
 constexpr auto description = "Plays a sound file through the effect, block by block, and says what that did to it.";
 
+/// Names in braces stand for limits, see withLimits.
 constexpr auto footer = R"(Settings are lines of a name, a colon and parameters:
-  Boost: LEVEL dB MODE        LEVEL in tenths of a dB; MODE 1: with a limiter at full scale, else plain up to 20 dB
+  Boost: LEVEL dB MODE        LEVEL in tenths of a dB; MODE 1: with a limiter at full scale, else plain up to {boost} dB
   Equalizer: HZ DB HZ DB ...  the points of the response
-A leading '#' switches a line off. Filters run in the order of their lines. All lines together are at most 255 bytes.
+A leading '#' switches a line off. Filters run in the order of their lines. All lines together are at most {text} bytes.
 Without any line there is an equalizer, and a boost of 6 dB after it.
 
 Lines that come later (--set after --settings, --at after both) replace the lines of the same name, switched off or
@@ -30,18 +35,37 @@ The input is any sound file that libsndfile reads. The output's kind follows the
 work is refused with a list of those that do. A kind without 32-bit float gets the nearest that it has: 24 bit in
 .flac, Vorbis in .ogg. Output appears under its name only when it is complete.
 
-Exit status: 0 done; 1 unexpected failure; 2 command line not understood; 3 input unreadable or empty; 4 rate (10 to
-384000 Hz) or channel count (1 to 4096) out of range; 5 settings longer than 255 bytes; 6 a settings line builds
-nothing; 7 block out of range (1 to 65536 frames); 8 changes out of order or beyond the end; 9 output cannot be
+Exit status: 0 done; 1 unexpected failure; 2 command line not understood; 3 input unreadable or empty; 4 rate
+({rate} Hz) or channel count ({channels}) out of range; 5 settings longer than {text} bytes; 6 a settings line
+builds nothing; 7 block out of range ({block} frames); 8 changes out of order or beyond the end; 9 output cannot be
 written; 10 settings file unreadable; 130 interrupted.)";
+
+std::string withLimits(std::string text) {
+    const auto range = [](auto lowest, auto highest) {
+        return std::to_string(lowest) + " to " + std::to_string(highest);
+    };
+    const std::array<std::pair<std::string_view, std::string>, 5> limits{
+        {{"{boost}", formatDecimal(maxBoostDb)},
+         {"{text}", std::to_string(longestSettingsTextBytes)},
+         {"{rate}", range(minSampleRateHz, maxSampleRateHz)},
+         {"{channels}", range(1, maxChannelCount)},
+         {"{block}", range(1, largestBlockFrames)}}};
+    for (const auto& [name, value] : limits) {
+        for (auto at = text.find(name); at != std::string::npos; at = text.find(name)) {
+            text.replace(at, name.size(), value);
+        }
+    }
+    return text;
+}
 
 TimedLines timedLines(const std::vector<std::string>& group) {
     TimedLines change;
     const auto& text = group.front();
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), change.seconds);
-    if (error != std::errc{} || end != text.data() + text.size()) {
+    const auto seconds = parseDecimal(text);
+    if (!seconds) {
         throw RenderError(ExitStatus::usage, "--at begins with a moment in seconds, and \"" + text + "\" is none.");
     }
+    change.seconds = *seconds;
     change.lines.assign(group.begin() + 1, group.end());
     return change;
 }
@@ -120,7 +144,7 @@ void takeFiles(Options& options, const std::vector<std::string>& files) {
 
 std::optional<Options> parseOptions(const std::vector<std::string>& arguments, std::ostream& out) {
     CLI::App app{description, "tovix-render"};
-    app.footer(footer);
+    app.footer(withLimits(footer));
     app.set_version_flag("--version", "tovix-render " TOVIX_VERSION, "Print the version and exit");
     app.allow_windows_style_options(false); // a path may begin with a slash
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);

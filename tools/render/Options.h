@@ -12,6 +12,9 @@
 
 namespace tovix::render {
 
+/// The most frames that a block may have.
+constexpr std::int64_t largestBlockFrames = 65536;
+
 enum class ReportFormat { text, json };
 
 /// The command line. Paths are UTF-8; an empty path means that the option was not given.

@@ -85,8 +85,7 @@ SettingsPlan planSettings(const SettingsChoice& choice) {
     SettingsPlan plan{initialSettings(choice), {}};
     double previousSeconds = 0.0;
     for (const auto& change : choice.changes) {
-        // Also true for a moment that is not a number.
-        if (!(change.seconds >= previousSeconds)) {
+        if (change.seconds < previousSeconds) {
             throw RenderError(ExitStatus::changeTime, "--at " + formatDecimal(change.seconds) +
                                                           " stands out of order: moments must not go back.");
         }
