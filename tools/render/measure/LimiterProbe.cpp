@@ -1,6 +1,7 @@
 #include "render/measure/LimiterProbe.h"
 
 #include "curves/Numbers.h"
+#include "filters/Decibels.h"
 
 #include <algorithm>
 #include <cmath>
@@ -70,7 +71,7 @@ void LimiterProbe::follow(const Settings& settings) {
     }
     m_activity.present = true;
     m_boostIsLast = place.isLast;
-    m_preGain = std::pow(10.0, place.boost.level / 200.0);
+    m_preGain = std::exp(place.boost.level * nepersPerTenth);
     EngineFormat format = m_format;
     format.outputChannels = format.inputChannels;
     if (!place.linesBefore.empty()) {
