@@ -24,14 +24,14 @@ struct ConvolverEngine {
 };
 
 /// [control] Every engine that this processor can run, the reference first and the fastest last: "fftw", "avx2",
-/// "avx512".
+/// "avx512". For tests and benchmarks.
 std::span<const ConvolverEngine* const> availableConvolverEngines() noexcept;
 
 /// [control] The engine in force: the fastest, unless another was forced.
 const ConvolverEngine& convolverEngine() noexcept;
 
-/// [control] Forces the engine of that name for convolvers made from now on; false, and no change, when this
-/// processor has no engine of that name.
+/// [control] For tests and benchmarks: forces the engine of that name for convolvers made from now on; false, and no
+/// change, when this processor has no engine of that name.
 bool forceConvolverEngine(std::string_view name) noexcept;
 
 } // namespace tovix

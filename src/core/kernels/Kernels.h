@@ -65,14 +65,15 @@ extern const Kernels scalarKernels;
 /// 128-bit vectors; every x86-64 processor has them.
 extern const Kernels sse2Kernels;
 
-/// [control] Every set that this processor can run, the reference first and the fastest last.
+/// [control] Every set that this processor can run, the reference first and the fastest last. For tests and
+/// benchmarks; the effect asks for `kernels()` alone.
 std::span<const Kernels* const> availableKernels() noexcept;
 
 /// The set in force: the fastest, chosen once, unless another was forced. [audio] once chosen.
 const Kernels& kernels() noexcept RT_SECTION;
 
-/// [control] Forces the set of that name for chains built from now on; false, and no change, when this processor
-/// has no set of that name.
+/// [control] For tests and benchmarks: forces the set of that name for chains built from now on; false, and no
+/// change, when this processor has no set of that name.
 bool forceKernels(std::string_view name) noexcept;
 
 } // namespace tovix
