@@ -17,7 +17,9 @@ public:
     /// [control] `level` in tenths of a dB; any value is safe.
     EffectBoost(std::int32_t level, bool dynamicsMode) noexcept;
 
-    /// [control] Sets the boost of the dynamics mode, see BoostDynamics::setBoost.
+    /// [control] Sets the boost of the dynamics mode, see BoostDynamics::setBoost. The constructor calls it, and
+    /// nothing else in the effect does: a new level comes with a new chain. It is there for hosts that use the boost
+    /// alone.
     void setBoost(double boostDb) noexcept;
 
     /// [control] Any channel count; `maxFrames` does not matter.
