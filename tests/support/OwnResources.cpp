@@ -29,8 +29,6 @@ struct HandleTable {
     HandleRow rows[1];
 };
 
-} // namespace
-
 // The process's own count is not used: some systems give 0 for it.
 std::size_t ownHandles() {
     using Query = NTSTATUS NTAPI(ULONG, void*, ULONG, ULONG*);
@@ -61,6 +59,32 @@ std::size_t ownHeapBytes() {
         ::HeapUnlock(hHeap);
     }
     return bytes;
+}
+
+/// What `count` gives once it is `expected`, or after ten seconds.
+template <class Value, class Count> Value settled(const Value& expected, Count count) {
+    constexpr int attempts = 500;
+    constexpr DWORD pauseMs = 20;
+    Value held = count();
+    for (int i = 0; i < attempts && held != expected; ++i) {
+        ::Sleep(pauseMs);
+        held = count();
+    }
+    return held;
+}
+
+} // namespace
+
+OwnResources OwnResources::now() {
+    return {ownHandles(), ownThreads(), ownHeapBytes()};
+}
+
+OwnResources settledAt(const OwnResources& expected) {
+    return settled(expected, &OwnResources::now);
+}
+
+std::size_t threadsSettledAt(std::size_t expected) {
+    return settled(expected, &ownThreads);
 }
 
 std::size_t ownThreads() {

@@ -1,16 +1,35 @@
 #pragma once
 
 #include <cstddef>
+#include <ostream>
 
 namespace tovix::test {
 
-/// Handles of this process in the system's handle table.
-std::size_t ownHandles();
+/// What this process holds at one moment.
+struct OwnResources {
+    /// In the system's handle table.
+    std::size_t handles;
+    std::size_t threads;
+    /// In use on the heaps, those of the C and C++ allocators and the local heap included.
+    std::size_t heapBytes;
 
-/// Bytes in use on this process's heaps, those of the C and C++ allocators and the local heap included.
-std::size_t ownHeapBytes();
+    static OwnResources now();
+
+    bool operator==(const OwnResources&) const = default;
+};
+
+/// What the process holds once it is `expected`, or after ten seconds: the system takes a moment to give back what an
+/// ended thread had.
+OwnResources settledAt(const OwnResources& expected);
+
+inline std::ostream& operator<<(std::ostream& out, const OwnResources& held) {
+    return out << held.handles << " handles, " << held.threads << " threads, " << held.heapBytes << " bytes";
+}
 
 /// Threads of this process.
 std::size_t ownThreads();
+
+/// As `settledAt`, for the threads alone.
+std::size_t threadsSettledAt(std::size_t expected);
 
 } // namespace tovix::test

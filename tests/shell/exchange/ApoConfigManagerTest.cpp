@@ -294,15 +294,15 @@ void expectDestructionToWakeNoOtherWaiterAndToTouchNothing() {
     const std::size_t threadsBefore = ownThreads();
     WaitingEffect effect;
     auto second = std::make_unique<ApoConfigManager>();
-    EXPECT_EQ(ownThreads(), threadsBefore + 2);
+    EXPECT_EQ(threadsSettledAt(threadsBefore + 2), threadsBefore + 2);
     ::Sleep(100);
     EXPECT_TRUE(endsWithin(second, 3000));
     EXPECT_TRUE(log.has(cannotOpen));
     EXPECT_EQ(log.lines().back(), "INFO ApoConfigManager::~ApoConfigManager: LEAVING");
-    EXPECT_EQ(ownThreads(), threadsBefore + 1);
+    EXPECT_EQ(threadsSettledAt(threadsBefore + 1), threadsBefore + 1);
     effect.createPage("text");
     EXPECT_TRUE(endsWithin(effect.manager, 3000));
-    EXPECT_EQ(ownThreads(), threadsBefore);
+    EXPECT_EQ(threadsSettledAt(threadsBefore), threadsBefore);
     EXPECT_EQ(page(), padded("text"));
     EXPECT_FALSE(effect.created.comes());
     EXPECT_FALSE(effect.updated.comes());
@@ -343,19 +343,15 @@ TEST(ApoConfigManager, EventNamesTakenByOtherObjectsLeaveItUsable) {
 TEST(ApoConfigManager, AThousandLivesLeaveNoHandleThreadOrByte) {
     const auto expectNothingLeft = [](int lives) {
         { const ApoConfigManager warmUp; }
-        const std::size_t handles = ownHandles();
-        const std::size_t bytes = ownHeapBytes();
+        const auto before = OwnResources::now();
         for (int i = 0; i < lives; ++i) {
             const ApoConfigManager manager;
         }
-        EXPECT_EQ(ownHandles(), handles);
-        EXPECT_EQ(ownHeapBytes(), bytes);
+        EXPECT_EQ(settledAt(before), before);
     };
     expectNothingLeft(1000);
     const KernelHandle obstacle = occupy(pageName);
-    const std::size_t threads = ownThreads();
     expectNothingLeft(200);
-    EXPECT_EQ(ownThreads(), threads);
 }
 
 TEST(ApoConfigManagerSlow, ThreadThatALoggerHoldsBeyondTheLimitFindsNothingToTouch) {
@@ -376,7 +372,7 @@ TEST(ApoConfigManagerSlow, ThreadThatALoggerHoldsBeyondTheLimitFindsNothingToTou
     std::vector<std::string> reused(64, std::string(sizeof(CreationWait) - 1, '\xEE'));
     reused.insert(reused.end(), 64, std::string(sizeof(ApoConfigManager) - 1, '\xEE'));
     ::SetEvent(gate.get());
-    EXPECT_TRUE(becomesTrue([&] { return ownThreads() == threadsBefore; }));
+    EXPECT_EQ(threadsSettledAt(threadsBefore), threadsBefore);
     EXPECT_TRUE(log.has(cannotOpen));
     EXPECT_EQ(page(), padded("text"));
 }

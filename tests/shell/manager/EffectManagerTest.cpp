@@ -150,20 +150,21 @@ TEST(EffectManager, WithoutEventsOrAThreadItPlaysAndHearsNoChange) {
 TEST(EffectManagerSlow, ThreadThatOutlivesTheLastWaitFindsEverythingInPlace) {
     SettingsWriter settings("Boost: 60 dB 1");
     const std::size_t threads = ownThreads();
-    const BriefLog log([](const std::string& line) {
+    const KernelHandle gate(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    const BriefLog log([&gate](const std::string& line) {
         if (line.ends_with("Shutdown event received 1")) {
-            ::Sleep(6000); // longer than the manager waits
+            ::WaitForSingleObject(gate.get(), INFINITE);
         }
     });
     std::optional<EffectManager> manager(std::in_place);
     manager->initializeManager(stereo);
-    const std::size_t bytes = ownHeapBytes();
+    const std::size_t bytes = OwnResources::now().heapBytes;
     manager.reset();
     EXPECT_FALSE(log.has(threadEnded));
     EXPECT_EQ(ownThreads(), threads + 1);
-    ::Sleep(2000);
-    EXPECT_EQ(ownThreads(), threads);
-    EXPECT_LT(ownHeapBytes(), bytes);
+    ::SetEvent(gate.get());
+    EXPECT_EQ(threadsSettledAt(threads), threads);
+    EXPECT_LT(OwnResources::now().heapBytes, bytes);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "support/ModuleUnderTest.h"
 #include "support/OwnResources.h"
 #include "support/SettingsWriter.h"
+#include "support/SystemThread.h"
 
 #include <gtest/gtest.h>
 
@@ -9,9 +10,9 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <list>
 #include <memory>
 #include <numbers>
-#include <thread>
 
 namespace tovix::test {
 namespace {
@@ -139,13 +140,10 @@ public:
               const std::string texts[] = {text(60), text(90)};
               for (int i = 0; !m_stop; ++i) {
                   m_settings.change(texts[i % 2]); // one byte differs: no reader sees half of it
-                  std::this_thread::yield();
+                  ::Sleep(0);
               }
           }) {}
-    ~RestlessSettings() {
-        m_stop = true;
-        m_thread.join();
-    }
+    ~RestlessSettings() { m_stop = true; }
     RestlessSettings(const RestlessSettings&) = delete;
     RestlessSettings& operator=(const RestlessSettings&) = delete;
 
@@ -161,7 +159,7 @@ public:
 private:
     SettingsWriter m_settings{text(60)};
     std::atomic<bool> m_stop{false};
-    std::thread m_thread;
+    SystemThread m_thread;
 };
 
 /// One effect, locked with one format after another under restless settings; answers whether a change was heard and
@@ -191,16 +189,15 @@ bool lockAgainAndAgain(const ModuleUnderTest& module, UINT32 variant) {
 /// Lives of an effect on four threads at once; returns how many of them were good.
 int livesAtOnce(const ModuleUnderTest& module, int livesEach) {
     std::atomic<int> good{0};
-    std::vector<std::thread> threads;
-    for (UINT32 variant = 0; variant < 4; ++variant) {
-        threads.emplace_back([&, variant] {
-            for (int life = 0; life < livesEach; ++life) {
-                good += lockAgainAndAgain(module, variant) ? 1 : 0;
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
+    {
+        std::list<SystemThread> threads;
+        for (UINT32 variant = 0; variant < 4; ++variant) {
+            threads.emplace_back([&, variant] {
+                for (int life = 0; life < livesEach; ++life) {
+                    good += lockAgainAndAgain(module, variant) ? 1 : 0;
+                }
+            });
+        }
     }
     return good;
 }
@@ -209,11 +206,9 @@ TEST(SettingsChange, ArrivingDuringTwoHundredLocksOfEffectsThatBuildAtOnceNeithe
     const ModuleUnderTest module;
     const RestlessSettings settings;
     EXPECT_EQ(livesAtOnce(module, 2), 8); // the transforms of all sizes are known from then on
-    const std::size_t handles = ownHandles();
-    const std::size_t bytes = ownHeapBytes();
+    const auto before = OwnResources::now();
     EXPECT_EQ(livesAtOnce(module, 8), 32);
-    EXPECT_EQ(ownHandles(), handles);
-    EXPECT_EQ(ownHeapBytes(), bytes);
+    EXPECT_EQ(settledAt(before), before);
 }
 
 TEST(SettingsChange, AThousandSignalsBringTwoToEightEffectsToTheLastText) {
@@ -243,9 +238,9 @@ TEST(SettingsChange, ReachesAnEffectWhoseNeighboursComeAndGo) {
     {
         Playing lasting(module, fadeFrames);
         std::atomic<bool> stop{false};
-        std::vector<std::thread> neighbours(3);
-        for (auto& neighbour : neighbours) {
-            neighbour = std::thread([&] {
+        std::list<SystemThread> neighbours;
+        for (int i = 0; i < 3; ++i) {
+            neighbours.emplace_back([&] {
                 while (!stop) { // each life lasts until it has heard a change
                     Playing life(module, fadeFrames);
                     const float first = life.block().back();
@@ -263,11 +258,8 @@ TEST(SettingsChange, ReachesAnEffectWhoseNeighboursComeAndGo) {
             EXPECT_TRUE(heard) << "change " << change;
         }
         stop = true;
-        for (auto& neighbour : neighbours) {
-            neighbour.join();
-        }
     }
-    EXPECT_EQ(ownThreads(), threadsBefore);
+    EXPECT_EQ(threadsSettledAt(threadsBefore), threadsBefore);
     EXPECT_EQ(module.canUnloadNow(), S_OK);
 }
 

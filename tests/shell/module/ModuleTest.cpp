@@ -2,6 +2,7 @@
 #include "support/ModuleUnderTest.h"
 #include "support/OwnResources.h"
 #include "support/SettingsWriter.h"
+#include "support/SystemThread.h"
 
 #include <gtest/gtest.h>
 
@@ -123,16 +124,6 @@ TEST(Module, IsHeldByEachOfTheEffectsThreads) {
     EXPECT_EQ(::GetModuleHandleW(L"Tovix64.dll"), nullptr);
 }
 
-/// On a thread of the system's own: the compiler's threads leave things behind themselves.
-template <class Body> void onThread(Body body) {
-    const auto run = [](void* pBody) -> DWORD {
-        (*static_cast<Body*>(pBody))();
-        return 0;
-    };
-    const KernelHandle thread(::CreateThread(nullptr, 0, run, &body, 0, nullptr));
-    ::WaitForSingleObject(thread.get(), INFINITE);
-}
-
 void* noMemory() {
     return nullptr;
 }
@@ -147,7 +138,7 @@ void setMemory(ImportWatch& imports, const void* pFunction) {
 /// Runs `body` without memory for the module, on a thread that has never thrown before either.
 template <class Body> void withoutMemory(ImportWatch& imports, Body body) {
     setMemory(imports, reinterpret_cast<const void*>(&noMemory));
-    onThread(body);
+    SystemThread(body).join();
     setMemory(imports, nullptr);
 }
 
@@ -233,18 +224,14 @@ TEST(ModuleSlow, AThousandLivesLeaveNothingBehind) {
     const auto live = [&settings](int lives) {
         for (int i = 0; i < lives; ++i) {
             const char* const text = i % 10 == 0 ? "Boost: 60 dB 1\nEqualizer: 100 3" : "Boost: 60 dB 1";
-            onThread([&] { liveOnce(settings, text); });
+            SystemThread([&] { liveOnce(settings, text); }).join();
         }
     };
     live(20);
-    const std::size_t handles = ownHandles();
-    const std::size_t threads = ownThreads();
-    const std::size_t bytes = ownHeapBytes();
+    const auto before = OwnResources::now();
     live(1000);
     EXPECT_EQ(::GetModuleHandleW(L"Tovix64.dll"), nullptr);
-    EXPECT_EQ(ownHandles(), handles);
-    EXPECT_EQ(ownThreads(), threads);
-    EXPECT_EQ(ownHeapBytes(), bytes);
+    EXPECT_EQ(settledAt(before), before);
 }
 
 } // namespace
