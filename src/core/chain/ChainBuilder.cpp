@@ -3,6 +3,7 @@
 #include "chain/StagePlanner.h"
 #include "filters/EffectFactoryBoost.h"
 #include "filters/EffectFactoryEqualizer.h"
+#include "filters/EffectFactoryMaximizer.h"
 #include "filters/EffectFactoryStep.h"
 #include "memory/MemoryMgr.h"
 
@@ -27,6 +28,7 @@ std::vector<std::unique_ptr<IFilterFactory>> makeFilterFactories() {
     factories.push_back(std::make_unique<EffectFactoryStep>());
     factories.push_back(std::make_unique<EffectFactoryBoost>());
     factories.push_back(std::make_unique<EffectFactoryEqualizer>());
+    factories.push_back(std::make_unique<EffectFactoryMaximizer>());
     return factories;
 }
 

@@ -23,7 +23,7 @@ struct BuiltChain {
 };
 
 /// [control] The filter factories, in the order in which each settings line is offered to them: settings gate, boost,
-/// equalizer.
+/// equalizer, maximizer.
 std::vector<std::unique_ptr<IFilterFactory>> makeFilterFactories();
 
 /// Turns settings text into filter chains. Owns the filter factories. All [control], one thread at a time.

@@ -4,7 +4,6 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
-#include <optional>
 
 namespace tovix {
 namespace {
@@ -50,6 +49,26 @@ std::optional<std::int32_t> takeInteger(std::wstring_view& text) {
         std::clamp<std::int64_t>(negative ? -magnitude : magnitude, Limits::min(), Limits::max()));
 }
 
+/// What a text that starts with a level begins with.
+struct LevelAndRest {
+    std::optional<std::int32_t> level;
+    /// Whether "dB" follows the level.
+    bool hasUnit = false;
+    std::wstring rest;
+};
+
+LevelAndRest takeLevel(std::wstring_view text) {
+    // A decimal ends the number either way.
+    const std::wstring withPoints = replaceCharacters(text, L",", L".");
+    std::wstring_view rest = withPoints;
+    LevelAndRest fields;
+    fields.level = takeInteger(rest);
+    skipBlanks(rest);
+    fields.hasUnit = fields.level && takeText(rest, L"dB");
+    fields.rest = rest;
+    return fields;
+}
+
 /// The number at the start of `run`, which holds number characters only; 0 when there is none.
 double numberFrom(std::wstring_view run) {
     std::string digits(run.size(), '\0');
@@ -89,24 +108,30 @@ std::wstring replaceCharacters(std::wstring_view text, std::wstring_view charact
 }
 
 BoostParameters parseBoostParameters(std::wstring_view text) {
-    const std::wstring withPoints = replaceCharacters(text, L",", L".");
-    std::wstring_view rest = withPoints;
+    const LevelAndRest fields = takeLevel(text);
     BoostParameters parameters;
-    const auto level = takeInteger(rest);
-    if (!level) {
-        return parameters;
-    }
-    parameters.fieldCount = 1;
-    parameters.level = *level;
-    skipBlanks(rest);
-    if (!takeText(rest, L"dB")) {
-        return parameters;
-    }
-    if (const auto mode = takeInteger(rest)) {
+    parameters.fieldCount = fields.level ? 1 : 0;
+    parameters.level = fields.level.value_or(0);
+    std::wstring_view rest = fields.rest;
+    if (const auto mode = fields.hasUnit ? takeInteger(rest) : std::nullopt) {
         parameters.fieldCount = 2;
         parameters.mode = *mode;
     }
     return parameters;
+}
+
+std::optional<MaximizerParameters> parseMaximizerParameters(std::wstring_view text) {
+    const LevelAndRest fields = takeLevel(text);
+    if (!fields.hasUnit) {
+        return std::nullopt;
+    }
+    std::wstring_view rest = fields.rest;
+    const auto ceiling = takeInteger(rest);
+    skipBlanks(rest);
+    if (!ceiling && !rest.empty()) {
+        return std::nullopt;
+    }
+    return MaximizerParameters{*fields.level, ceiling.value_or(0)};
 }
 
 std::vector<ResponsePoint> parseResponsePoints(std::wstring_view text) {

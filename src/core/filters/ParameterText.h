@@ -3,6 +3,7 @@
 #include "filters/ResponseInterpolator.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,6 +29,17 @@ struct BoostParameters {
 /// Reads "LEVEL dB MODE": blanks may stand before each part, anything after the second number is ignored. Commas
 /// count as points, so that a level with decimals ends at the comma either way.
 BoostParameters parseBoostParameters(std::wstring_view text);
+
+/// A maximizer's numbers, in tenths of a dB; what lies beyond the maximizer's limits is held there by the filter.
+struct MaximizerParameters {
+    std::int32_t level = 0;
+    /// Relative to full scale.
+    std::int32_t ceiling = 0;
+};
+
+/// Reads "LEVEL dB" or "LEVEL dB CEILING" as `parseBoostParameters` reads its two numbers. Nothing where there is no
+/// level in dB, or where something else than a number follows it.
+std::optional<MaximizerParameters> parseMaximizerParameters(std::wstring_view text);
 
 /// Reads the points of a response from the numbers in the text, taken in pairs. What stands between numbers is
 /// ignored, an unpaired last number is dropped, and what only looks like a number reads as 0. Commas are

@@ -27,6 +27,7 @@ namespace settings {
 
 inline constexpr SettingsName boost{"Boost"};
 inline constexpr SettingsName equalizer{"Equalizer"};
+inline constexpr SettingsName maximizer{"Maximizer"};
 /// The device's previous effect is wanted. A registry value has the same name.
 inline constexpr SettingsName enableOldApo{"EnableOldApo"};
 

@@ -1,5 +1,6 @@
 #include "filters/EffectBoost.h"
 #include "filters/EffectFactoryBoost.h"
+#include "filters/EffectFactoryMaximizer.h"
 #include "filters/ParameterText.h"
 #include "support/LogCapture.h"
 
@@ -12,8 +13,7 @@ using namespace tovix;
 
 namespace {
 
-FilterList offer(IFilterFactory& factory, const std::wstring& parameters) {
-    std::wstring name = L"Boost";
+FilterList offer(IFilterFactory& factory, const std::wstring& parameters, std::wstring name = L"Boost") {
     return factory.createFilter(name, parameters, name + L":" + parameters);
 }
 
@@ -57,6 +57,24 @@ TEST(ParameterText, ABoostIsTwoIntegersAroundTheUnit) {
     }
 }
 
+TEST(ParameterText, AMaximizerIsALevelInDecibelsAndPerhapsACeiling) {
+    for (const auto* const text : {L"", L"x", L"90", L"90 db", L"90,5 dB", L"90 dB x", L"90 dB -", L"dB 90"}) {
+        EXPECT_FALSE(parseMaximizerParameters(text)) << testing::PrintToString(std::wstring(text));
+    }
+    const struct {
+        const wchar_t* text;
+        std::int32_t level;
+        std::int32_t ceiling;
+    } cases[] = {
+        {L" 90 dB", 90, 0}, {L"90dB \t\r", 90, 0}, {L"-15 dB -10", -15, -10}, {L"+9 dB -1.5 and more", 9, -1}};
+    for (const auto& c : cases) {
+        const auto parameters = parseMaximizerParameters(c.text);
+        ASSERT_TRUE(parameters) << testing::PrintToString(std::wstring(c.text));
+        EXPECT_EQ(parameters->level, c.level);
+        EXPECT_EQ(parameters->ceiling, c.ceiling);
+    }
+}
+
 TEST(ParameterText, AResponseIsEveryPairOfNumbersInTheText) {
     using Points = std::vector<std::pair<double, double>>;
     const struct {
@@ -94,6 +112,21 @@ TEST(FilterFactories, OnlyASecondNumberOfOneAsksForTheLimiterAndABoostThatDoesNo
     ASSERT_EQ(capture.lines().size(), 1U);
     EXPECT_TRUE(capture.lines()[0].ends_with("[EffectFactoryBoost::createFilter@EffectFactoryBoost:30] "
                                              "Couldn't create boost filter. Params mismatch=1"))
+        << capture.lines()[0];
+}
+
+TEST(FilterFactories, AMaximizerIsMadeOfItsOwnLineOnlyAndOneThatDoesNotParseIsLogged) {
+    EffectFactoryMaximizer maximizer;
+    EXPECT_FLOAT_EQ(firstFrameThrough(offer(maximizer, L"60 dB -20", L"Maximizer"), 0.1F),
+                    0.1F * std::pow(10.0F, 0.3F));
+    EXPECT_FLOAT_EQ(firstFrameThrough(offer(maximizer, L"60 dB -20", L"Maximizer"), 3.0F), std::pow(10.0F, -0.1F));
+    const test::LogCapture capture(LogLevel::Error);
+    EXPECT_TRUE(offer(maximizer, L"60 dB -20", L"maximizer").empty());
+    EXPECT_TRUE(capture.lines().empty()) << "a name that is not its own says nothing";
+    EXPECT_TRUE(offer(maximizer, L"60 dB louder", L"Maximizer").empty());
+    ASSERT_EQ(capture.lines().size(), 1U);
+    EXPECT_TRUE(capture.lines()[0].ends_with(
+        "Couldn't create maximizer filter. No level in dB, or something else than a ceiling after it."))
         << capture.lines()[0];
 }
 

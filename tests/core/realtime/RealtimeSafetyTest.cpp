@@ -116,6 +116,7 @@ const Case cases[] = {
     {{44100, 0, 6, 2, 3, 441}, "Boost: 60 dB 0", "Equalizer: 1000 6"},
     {{48000, 0, 1, 6, 0x3F, 240}, "Equalizer: 50 3", ""},
     {{96000, 0, 20, 20, 0, 64}, "Boost: 150 dB 1", "Boost: 0 dB 0"},
+    {{48000, 0, 2, 2, 3, 480}, "Maximizer: 0 dB", "Maximizer: 120 dB -10"},
 };
 
 TEST(RealtimeSafety, NoBlockAllocatesLocksOrBlocks) {

@@ -1,0 +1,329 @@
+#include "filters/EffectMaximizer.h"
+
+#include "filters/PeakWindow.h"
+#include "support/DirectConvolution.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <numbers>
+#include <vector>
+
+using namespace tovix;
+
+namespace {
+
+using Planar = std::vector<std::vector<float>>;
+
+constexpr double testRateHz = 48000.0;
+
+class Maximized {
+public:
+    Maximized(std::int32_t level, std::int32_t ceiling, std::size_t channels, double rateHz = testRateHz)
+        : m_filter(level, ceiling) {
+        m_filter.setup(static_cast<float>(rateHz), 1U << 20U, ChannelList(channels, L"x"));
+    }
+    /// Frames `first` to `end` - 1 of the block, as one call.
+    void process(Planar& block, std::size_t first, std::size_t end) {
+        std::vector<float*> pointers;
+        for (auto& channel : block) {
+            pointers.push_back(channel.data() + first);
+        }
+        m_filter.process(pointers.data(), pointers.data(), static_cast<std::uint32_t>(end - first));
+    }
+    void processInBlocks(Planar& block, std::size_t blockFrames) {
+        for (std::size_t first = 0; first < block[0].size(); first += blockFrames) {
+            process(block, first, std::min(first + blockFrames, block[0].size()));
+        }
+    }
+    float frame(float sample) {
+        Planar block{{sample}};
+        process(block, 0, 1);
+        return block[0][0];
+    }
+
+private:
+    EffectMaximizer m_filter;
+};
+
+double gainAt(double tenths) {
+    return std::pow(10.0, tenths / 200.0);
+}
+
+/// The same limiter frame by frame from its description: the window by search, the release by its recursion.
+class ReferenceMaximizer {
+public:
+    ReferenceMaximizer(double level, double ceiling, double rateHz)
+        : m_preGain(gainAt(level)), m_ceiling(gainAt(ceiling)), m_rate(rateHz) {
+        PeakWindow window;
+        EXPECT_TRUE(window.setup(static_cast<std::size_t>(std::ceil(0.025 * rateHz))));
+        m_windowFrames = window.windowFrames();
+        m_segmentFrames = window.segmentFrames();
+    }
+    double gainFor(double peak) {
+        m_peaks.push_back(peak * m_preGain);
+        const auto length = static_cast<std::ptrdiff_t>(std::min(m_windowFrames, m_peaks.size()));
+        const double need = std::min(1.0, m_ceiling / *std::max_element(m_peaks.end() - length, m_peaks.end()));
+        const double goal = std::min(need, m_slow);
+        m_gain = std::min(goal, goal - (goal - m_gain) * std::exp(-10.0 / m_rate));
+        m_segmentNeed = std::min(m_segmentNeed, need);
+        if (m_peaks.size() % m_segmentFrames == 0) {
+            followSlowly();
+            m_segmentNeed = need;
+        }
+        return m_gain * m_preGain;
+    }
+
+private:
+    void followSlowly() {
+        const double seconds = static_cast<double>(m_segmentFrames) / m_rate;
+        m_reducedSeconds = m_segmentNeed < 1.0 ? m_reducedSeconds + seconds : 0.0;
+        const bool lasting = m_reducedSeconds > 0.04 - seconds / 2;
+        if (m_segmentNeed >= m_slow || lasting) {
+            const double timeConstant = m_segmentNeed >= m_slow ? 2.0 : 0.08;
+            m_slow = m_segmentNeed + (m_slow - m_segmentNeed) * std::exp(-seconds / timeConstant);
+        }
+    }
+
+    double m_preGain;
+    double m_ceiling;
+    double m_rate;
+    std::size_t m_windowFrames = 0;
+    std::size_t m_segmentFrames = 0;
+    std::vector<double> m_peaks;
+    double m_gain = 1.0;
+    double m_slow = 1.0;
+    double m_segmentNeed = 1.0;
+    double m_reducedSeconds = 0.0;
+};
+
+/// Noise that swells far beyond full scale and sinks below it, with single bursts in its quiet.
+Planar changingNoise(std::size_t channels, std::size_t frames) {
+    Planar block;
+    while (block.size() < channels) {
+        block.push_back(test::noise(frames, static_cast<unsigned>(block.size() + 1)));
+        for (std::size_t f = 0; f < frames; ++f) {
+            const float swell = f * 4 / frames % 2 == 0 ? 0.05F : 1.5F;
+            block.back()[f] *= f % 5000 < 200 ? 3.0F : swell;
+        }
+    }
+    return block;
+}
+
+TEST(PeakWindow, HoldsTheLargestOfItsFramesAsASearchFindsIt) {
+    for (const std::size_t wanted : {1U, 8U, 9U, 200U, 1200U, 9600U}) {
+        PeakWindow window;
+        ASSERT_TRUE(window.setup(wanted));
+        const std::size_t length = window.windowFrames();
+        EXPECT_GE(length, wanted);
+        EXPECT_LT(length, wanted + 8 * (wanted / PeakWindow::maxSegmentFrames + 1));
+        std::vector<float> values = test::noise(4 * length + 1000, 7);
+        for (std::size_t f = 0; f < values.size(); ++f) {
+            // Single large values, so that most windows hold one and some none; falling and rising stretches.
+            values[f] = f % (length + length / 3 + 1) == 0 ? 9.0F - static_cast<float>(f % 5) : std::fabs(values[f]);
+        }
+        std::vector<float> maxima(values.size());
+        for (std::size_t f = 0, piece = 1; f < values.size(); piece = piece % 41 + 1) {
+            const std::size_t count = std::min({piece, values.size() - f, window.segmentFrames() - window.offset()});
+            window.push(values.data() + f, maxima.data() + f, count);
+            f += count;
+        }
+        for (std::size_t f = 0; f < values.size(); ++f) {
+            const auto end = values.begin() + static_cast<std::ptrdiff_t>(f + 1);
+            const auto first = end - static_cast<std::ptrdiff_t>(std::min(length, f + 1));
+            ASSERT_EQ(maxima[f], *std::max_element(first, end)) << "window of " << length << ", frame " << f;
+        }
+    }
+}
+
+TEST(Maximizer, FollowsTheReferenceAtAnyChannelCountLevelCeilingAndRate) {
+    const struct {
+        std::size_t channels;
+        std::int32_t level;
+        std::int32_t ceiling;
+        double rateHz;
+    } cases[] = {{1, 0, 0, 48000}, {2, 90, -10, 44100}, {5, 200, -200, 8000}, {17, -60, 0, 2000}, {2, 120, -3, 10}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.rateHz);
+        Maximized maximizer(c.level, c.ceiling, c.channels, c.rateHz);
+        ReferenceMaximizer reference(c.level, c.ceiling, c.rateHz);
+        const Planar input = changingNoise(c.channels, 30000);
+        Planar output = input;
+        maximizer.processInBlocks(output, 480);
+        const double most = gainAt(c.ceiling) * (1.0 + 2e-7);
+        for (std::size_t f = 0; f < input[0].size(); ++f) {
+            double peak = 0.0;
+            for (const auto& channel : input) {
+                peak = std::max(peak, std::fabs(static_cast<double>(channel[f])));
+            }
+            const double gain = reference.gainFor(peak);
+            for (std::size_t i = 0; i < c.channels; ++i) {
+                ASSERT_NEAR(output[i][f], input[i][f] * gain, 3e-7) << "frame " << f;
+                ASSERT_LE(std::fabs(output[i][f]), most);
+            }
+        }
+    }
+}
+
+TEST(Maximizer, GivesTheSameSamplesWhereverOneBlockEndsAndTheNextBegins) {
+    const Planar input = changingNoise(2, 60000);
+    Planar expected = input;
+    Maximized(60, 0, 2).process(expected, 0, expected[0].size());
+    for (const std::size_t blockFrames : {1U, 7U, 120U, 441U, 4096U}) {
+        Planar output = input;
+        Maximized(60, 0, 2).processInBlocks(output, blockFrames);
+        ASSERT_EQ(output, expected) << blockFrames;
+    }
+}
+
+/// What is left of the sound once the best fit of these frequencies and of a constant is taken from it, as a share.
+double residual(const std::vector<float>& sound, std::size_t first, const std::vector<double>& frequenciesHz) {
+    const std::size_t size = 2 * frequenciesHz.size() + 1;
+    std::vector<std::vector<double>> normal(size, std::vector<double>(size + 1));
+    std::vector<double> basis(size, 1.0);
+    const auto setBasis = [&](std::size_t f) {
+        for (std::size_t i = 0; i < frequenciesHz.size(); ++i) {
+            const double phase = 2.0 * std::numbers::pi * frequenciesHz[i] * static_cast<double>(f) / testRateHz;
+            basis[2 * i] = std::cos(phase);
+            basis[2 * i + 1] = std::sin(phase);
+        }
+    };
+    for (std::size_t f = first; f < sound.size(); ++f) {
+        setBasis(f);
+        for (std::size_t row = 0; row < size; ++row) {
+            for (std::size_t column = 0; column < size; ++column) {
+                normal[row][column] += basis[row] * basis[column];
+            }
+            normal[row][size] += basis[row] * static_cast<double>(sound[f]);
+        }
+    }
+    for (std::size_t pivot = 0; pivot < size; ++pivot) {
+        for (std::size_t row = 0; row < size; ++row) {
+            const double factor = row == pivot ? 0.0 : normal[row][pivot] / normal[pivot][pivot];
+            for (std::size_t column = pivot; column <= size; ++column) {
+                normal[row][column] -= factor * normal[pivot][column];
+            }
+        }
+    }
+    double left = 0.0;
+    double whole = 0.0;
+    for (std::size_t f = first; f < sound.size(); ++f) {
+        setBasis(f);
+        double rest = sound[f];
+        for (std::size_t i = 0; i < size; ++i) {
+            rest -= normal[i][size] / normal[i][i] * basis[i];
+        }
+        left += rest * rest;
+        whole += static_cast<double>(sound[f]) * static_cast<double>(sound[f]);
+    }
+    return std::sqrt(left / whole);
+}
+
+TEST(Maximizer, LeavesSteadySoundUnbent) {
+    const struct {
+        std::vector<double> frequenciesHz;
+        std::vector<double> amplitudes;
+        std::int32_t level;
+        double most;
+    } cases[] = {
+        {{31}, {1}, 89, 2e-4},
+        {{50}, {1}, 89, 2e-4},
+        {{120}, {1}, 89, 2e-4},
+        {{1000}, {1}, 89, 2e-4},
+        {{997}, {1}, 89, 2e-4},
+        {{50, 3000}, {0.6, 0.2}, 120, 2e-4},
+        {{60, 250, 900, 2500, 7000}, {0.2, 0.2, 0.2, 0.2, 0.2}, 120, 5e-3},
+    };
+    for (const auto& c : cases) {
+        Planar sound(1, std::vector<float>(static_cast<std::size_t>(3 * testRateHz)));
+        for (std::size_t f = 0; f < sound[0].size(); ++f) {
+            double sample = 0.0;
+            for (std::size_t i = 0; i < c.frequenciesHz.size(); ++i) {
+                const double turns = c.frequenciesHz[i] * static_cast<double>(f) / testRateHz;
+                sample += c.amplitudes[i] * std::sin(2.0 * std::numbers::pi * turns);
+            }
+            sound[0][f] = static_cast<float>(sample);
+        }
+        Maximized(c.level, 0, 1).processInBlocks(sound, 480);
+        constexpr std::size_t settled = 4800;
+        EXPECT_LE(residual(sound[0], settled, c.frequenciesHz), c.most) << c.frequenciesHz[0] << " Hz";
+        EXPECT_GT(*std::max_element(sound[0].begin() + settled, sound[0].end()), 0.9F) << "and it is loud";
+    }
+}
+
+TEST(Maximizer, IsBackSoonAfterASinglePeakAndSlowlyAfterADenseProgramme) {
+    const auto gainAfter = [](std::size_t loudFrames) {
+        Planar sound(1, std::vector<float>(loudFrames + 12000, 0.01F));
+        std::fill_n(sound[0].begin(), loudFrames, 4.0F);
+        Maximized(0, 0, 1).processInBlocks(sound, 480);
+        EXPECT_TRUE(std::is_sorted(sound[0].begin() + static_cast<std::ptrdiff_t>(loudFrames), sound[0].end()));
+        return sound[0].back() / 0.01F;
+    };
+    EXPECT_GT(gainAfter(480), gainAt(-15)) << "250 ms after 10 ms";
+    EXPECT_LT(gainAfter(48000), gainAt(-80)) << "250 ms after a second";
+}
+
+TEST(Maximizer, PassesWhatLiesBelowTheCeilingToTheLastBitAndReturnsToThatAfterLimiting) {
+    Maximized maximizer(-35, -60, 1);
+    Planar loud(1, std::vector<float>(48000, 1.0F));
+    const Planar quiet{test::noise(48000, 3)};
+    const auto passes = [&] {
+        Planar sound = quiet;
+        for (float& sample : sound[0]) {
+            sample *= 0.5F;
+        }
+        const Planar input = sound;
+        maximizer.processInBlocks(sound, 480);
+        for (std::size_t f = 0; f < sound[0].size(); ++f) {
+            const auto expected =
+                static_cast<float>(static_cast<double>(input[0][f]) * std::exp(-35 * 0.01151292546497023));
+            if (sound[0][f] != expected) {
+                return false;
+            }
+        }
+        return true;
+    };
+    EXPECT_TRUE(passes());
+    maximizer.processInBlocks(loud, 480);
+    EXPECT_FALSE(passes()) << "the release has an end, but not within a second";
+    int seconds = 1;
+    while (!passes() && seconds < 60) {
+        ++seconds;
+    }
+    EXPECT_LT(seconds, 60);
+}
+
+TEST(Maximizer, HoldsItsCeilingOverTenMillionFramesAndWhateverComesIn) {
+    Maximized maximizer(200, -10, 1);
+    std::uint32_t random = 1;
+    Planar block(1, std::vector<float>(10000));
+    float most = 0.0F;
+    for (int i = 0; i < 1000; ++i) {
+        for (float& sample : block[0]) {
+            random = random * 1664525U + 1013904223U;
+            sample = static_cast<float>(static_cast<std::int32_t>(random)) * (i % 7 == 0 ? 1e-12F : 5e-10F);
+        }
+        block[0][static_cast<std::size_t>(i)] = i % 3 == 0 ? std::numeric_limits<float>::max() : 20.0F;
+        maximizer.process(block, 0, block[0].size());
+        for (const float sample : block[0]) {
+            most = std::max(most, std::fabs(sample));
+        }
+    }
+    EXPECT_LE(most, gainAt(-10) * (1.0 + 2e-7));
+    EXPECT_GT(most, gainAt(-10) * 0.999);
+    for (const float bad : {HUGE_VALF, -HUGE_VALF, std::numeric_limits<float>::quiet_NaN()}) {
+        Maximized fresh(60, 0, 1);
+        EXPECT_EQ(fresh.frame(bad), 0.0F);
+        EXPECT_FLOAT_EQ(fresh.frame(0.25F), static_cast<float>(0.25 * gainAt(60))) << "no trace";
+    }
+    for (const std::int32_t beyond : {std::numeric_limits<std::int32_t>::max(), 201}) {
+        EXPECT_FLOAT_EQ(Maximized(beyond, beyond, 1).frame(0.01F), 0.1F) << "held at 20 dB and full scale";
+        EXPECT_FLOAT_EQ(Maximized(-beyond, -beyond, 1).frame(4.0F), 0.1F) << "held at -20 dB";
+    }
+}
+
+} // namespace
