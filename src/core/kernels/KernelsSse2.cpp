@@ -1,4 +1,4 @@
-#include "kernels/ScalarLoops.h"
+#include "kernels/KernelsScalar.h"
 
 #include <emmintrin.h>
 
