@@ -23,9 +23,11 @@ struct Block {
     std::vector<float*> pointers;
 };
 
+/// The counter is the time per sample of one channel.
 void countSamples(benchmark::State& state, std::uint32_t channelCount) {
     state.SetLabel(std::string{kernels().name});
-    state.SetItemsProcessed(state.iterations() * frames * channelCount);
+    state.counters["perSample"] = benchmark::Counter(static_cast<double>(state.iterations()) * frames * channelCount,
+                                                     benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
 void deinterleave(benchmark::State& state) {
@@ -57,8 +59,8 @@ void applyGain(benchmark::State& state) {
     countSamples(state, 1);
 }
 
-BENCHMARK(deinterleave)->Arg(1)->Arg(2)->Arg(6)->Arg(8)->Arg(12);
-BENCHMARK(interleaveFinite)->Arg(1)->Arg(2)->Arg(6)->Arg(8)->Arg(12);
+BENCHMARK(deinterleave)->DenseRange(1, 16)->Arg(20);
+BENCHMARK(interleaveFinite)->DenseRange(1, 16)->Arg(20);
 BENCHMARK(applyGain);
 
 } // namespace

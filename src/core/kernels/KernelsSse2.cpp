@@ -1,23 +1,13 @@
+#include "kernels/InterleavingSse2.h"
 #include "kernels/KernelsScalar.h"
-
-#include <emmintrin.h>
-
-#include <cstring>
+#include "kernels/VectorsSse2.h"
 
 namespace tovix {
 namespace {
 
-constexpr std::size_t lanes = 4;
-
-RT_SECTION inline __m128 finiteOrZero(__m128 samples) noexcept {
-    const __m128i magnitude = _mm_and_si128(_mm_castps_si128(samples), _mm_set1_epi32(0x7FFFFFFF));
-    const __m128i finite = _mm_cmplt_epi32(magnitude, _mm_set1_epi32(0x7F800000));
-    return _mm_and_ps(samples, _mm_castsi128_ps(finite));
-}
-
-RT_SECTION inline __m128 magnitude(__m128 samples) noexcept {
-    return _mm_and_ps(samples, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF)));
-}
+using sse2::finiteOrZero;
+using sse2::lanes;
+using sse2::magnitude;
 
 /// The operands of one row, so that the compiler knows them not to change under the stores.
 struct Row {
@@ -70,149 +60,12 @@ RT_SECTION void multiplyAccumulate(const SpectrumProducts& products) noexcept {
     }
 }
 
-/// The two floats at `low` and the two at `high`.
-RT_SECTION inline __m128 loadPairs(const float* low, const float* high) noexcept {
-    const __m128 first = _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(low));
-    return _mm_loadh_pi(first, reinterpret_cast<const __m64*>(high));
-}
-
-RT_SECTION inline void storePairs(__m128 pairs, float* low, float* high) noexcept {
-    _mm_storel_pi(reinterpret_cast<__m64*>(low), pairs);
-    _mm_storeh_pi(reinterpret_cast<__m64*>(high), pairs);
-}
-
-/// Frames `f` to `f` + 3 of four channels, from interleaved frames that are `stride` floats apart.
-RT_SECTION inline void splitFour(const float* frames, std::size_t stride, float* const* channels,
-                                 std::size_t f) noexcept {
-    __m128 a = _mm_loadu_ps(frames);
-    __m128 b = _mm_loadu_ps(frames + stride);
-    __m128 c = _mm_loadu_ps(frames + 2 * stride);
-    __m128 d = _mm_loadu_ps(frames + 3 * stride);
-    _MM_TRANSPOSE4_PS(a, b, c, d);
-    _mm_storeu_ps(channels[0] + f, a);
-    _mm_storeu_ps(channels[1] + f, b);
-    _mm_storeu_ps(channels[2] + f, c);
-    _mm_storeu_ps(channels[3] + f, d);
-}
-
-/// The same of two channels.
-RT_SECTION inline void splitTwo(__m128 framesZeroOne, __m128 framesTwoThree, float* const* channels,
-                                std::size_t f) noexcept {
-    _mm_storeu_ps(channels[0] + f, _mm_shuffle_ps(framesZeroOne, framesTwoThree, _MM_SHUFFLE(2, 0, 2, 0)));
-    _mm_storeu_ps(channels[1] + f, _mm_shuffle_ps(framesZeroOne, framesTwoThree, _MM_SHUFFLE(3, 1, 3, 1)));
-}
-
-RT_SECTION inline void joinFour(const float* const* channels, std::size_t f, float* frames,
-                                std::size_t stride) noexcept {
-    __m128 a = finiteOrZero(_mm_loadu_ps(channels[0] + f));
-    __m128 b = finiteOrZero(_mm_loadu_ps(channels[1] + f));
-    __m128 c = finiteOrZero(_mm_loadu_ps(channels[2] + f));
-    __m128 d = finiteOrZero(_mm_loadu_ps(channels[3] + f));
-    _MM_TRANSPOSE4_PS(a, b, c, d);
-    _mm_storeu_ps(frames, a);
-    _mm_storeu_ps(frames + stride, b);
-    _mm_storeu_ps(frames + 2 * stride, c);
-    _mm_storeu_ps(frames + 3 * stride, d);
-}
-
-RT_SECTION std::size_t deinterleaveStereo(const float* in, float* const* channels, std::size_t frames) noexcept {
-    std::size_t f = 0;
-    for (; f + lanes <= frames; f += lanes) {
-        splitTwo(_mm_loadu_ps(in + 2 * f), _mm_loadu_ps(in + 2 * f + 4), channels, f);
-    }
-    return f;
-}
-
-RT_SECTION std::size_t deinterleaveSix(const float* in, float* const* channels, std::size_t frames) noexcept {
-    std::size_t f = 0;
-    for (; f + lanes <= frames; f += lanes) {
-        const float* const block = in + 6 * f;
-        splitFour(block, 6, channels, f);
-        splitTwo(loadPairs(block + 4, block + 10), loadPairs(block + 16, block + 22), channels + 4, f);
-    }
-    return f;
-}
-
-RT_SECTION std::size_t deinterleaveEight(const float* in, float* const* channels, std::size_t frames) noexcept {
-    std::size_t f = 0;
-    for (; f + lanes <= frames; f += lanes) {
-        splitFour(in + 8 * f, 8, channels, f);
-        splitFour(in + 8 * f + 4, 8, channels + 4, f);
-    }
-    return f;
-}
-
-RT_SECTION std::size_t interleaveStereo(const float* const* channels, float* out, std::size_t frames) noexcept {
-    std::size_t f = 0;
-    for (; f + lanes <= frames; f += lanes) {
-        const __m128 left = finiteOrZero(_mm_loadu_ps(channels[0] + f));
-        const __m128 right = finiteOrZero(_mm_loadu_ps(channels[1] + f));
-        _mm_storeu_ps(out + 2 * f, _mm_unpacklo_ps(left, right));
-        _mm_storeu_ps(out + 2 * f + 4, _mm_unpackhi_ps(left, right));
-    }
-    return f;
-}
-
-RT_SECTION std::size_t interleaveSix(const float* const* channels, float* out, std::size_t frames) noexcept {
-    std::size_t f = 0;
-    for (; f + lanes <= frames; f += lanes) {
-        float* const block = out + 6 * f;
-        joinFour(channels, f, block, 6);
-        const __m128 fifth = finiteOrZero(_mm_loadu_ps(channels[4] + f));
-        const __m128 sixth = finiteOrZero(_mm_loadu_ps(channels[5] + f));
-        storePairs(_mm_unpacklo_ps(fifth, sixth), block + 4, block + 10);
-        storePairs(_mm_unpackhi_ps(fifth, sixth), block + 16, block + 22);
-    }
-    return f;
-}
-
-RT_SECTION std::size_t interleaveEight(const float* const* channels, float* out, std::size_t frames) noexcept {
-    std::size_t f = 0;
-    for (; f + lanes <= frames; f += lanes) {
-        joinFour(channels, f, out + 8 * f, 8);
-        joinFour(channels + 4, f, out + 8 * f + 4, 8);
-    }
-    return f;
-}
-
-RT_SECTION void deinterleave(const float* interleaved, float* const* channels, std::uint32_t channelCount,
-                             std::uint32_t frameCount) noexcept {
-    std::size_t done = 0;
-    if (channelCount == 1) {
-        std::memcpy(channels[0], interleaved, std::size_t{frameCount} * sizeof(float));
-        done = frameCount;
-    } else if (channelCount == 2) {
-        done = deinterleaveStereo(interleaved, channels, frameCount);
-    } else if (channelCount == 6) {
-        done = deinterleaveSix(interleaved, channels, frameCount);
-    } else if (channelCount == 8) {
-        done = deinterleaveEight(interleaved, channels, frameCount);
-    }
-    scalar::deinterleave(interleaved, channels, {channelCount, done, frameCount});
-}
-
 RT_SECTION void copyFinite(const float* source, float* target, std::size_t count) noexcept {
     std::size_t i = 0;
     for (; i + lanes <= count; i += lanes) {
         _mm_storeu_ps(target + i, finiteOrZero(_mm_loadu_ps(source + i)));
     }
     scalarKernels.copyFinite(source + i, target + i, count - i);
-}
-
-RT_SECTION void interleaveFinite(const float* const* channels, float* interleaved, std::uint32_t channelCount,
-                                 std::uint32_t frameCount) noexcept {
-    std::size_t done = 0;
-    if (channelCount == 1) {
-        copyFinite(channels[0], interleaved, frameCount);
-        done = frameCount;
-    } else if (channelCount == 2) {
-        done = interleaveStereo(channels, interleaved, frameCount);
-    } else if (channelCount == 6) {
-        done = interleaveSix(channels, interleaved, frameCount);
-    } else if (channelCount == 8) {
-        done = interleaveEight(channels, interleaved, frameCount);
-    }
-    scalar::interleaveFinite(channels, interleaved, {channelCount, done, frameCount});
 }
 
 RT_SECTION void add(const float* a, const float* b, float* sum, std::size_t count) noexcept {
@@ -285,7 +138,7 @@ RT_SECTION float silenceNonFinite(float* samples, std::size_t count) noexcept {
 
 } // namespace
 
-const Kernels sse2Kernels{"sse2", multiplyAccumulate, deinterleave,    interleaveFinite, copyFinite,
-                          add,    applyGain,          applyGainWithin, applyPreciseGain, silenceNonFinite};
+const Kernels sse2Kernels{"sse2", multiplyAccumulate, sse2::deinterleave, sse2::interleaveFinite, copyFinite,
+                          add,    applyGain,          applyGainWithin,    applyPreciseGain,       silenceNonFinite};
 
 } // namespace tovix

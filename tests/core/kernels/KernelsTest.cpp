@@ -23,8 +23,8 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Sets, KernelsOf, testing::ValuesIn(availableKernels().begin(), availableKernels().end()),
                          [](const auto& instance) { return std::string{instance.param->name}; });
 
-constexpr std::array<std::uint32_t, 6> channelCounts{1, 2, 3, 6, 8, 17};
-constexpr std::array<std::uint32_t, 8> frameCounts{0, 1, 3, 4, 5, 7, 8, 441};
+constexpr std::uint32_t mostChannels = 20;
+constexpr std::array<std::uint32_t, 9> frameCounts{0, 1, 3, 4, 5, 7, 8, 64, 441};
 /// What stands where a kernel must not write.
 constexpr float untouched = 12345.0F;
 
@@ -42,7 +42,7 @@ struct Planar {
 };
 
 TEST_P(KernelsOf, SplitInterleavedFramesIntoChannels) {
-    for (const std::uint32_t channelCount : channelCounts) {
+    for (std::uint32_t channelCount = 1; channelCount <= mostChannels; ++channelCount) {
         for (const std::uint32_t frames : frameCounts) {
             const std::vector<float> source = noise(channelCount * frames + 1, frames);
             const float* const interleaved = source.data() + 1;
@@ -63,7 +63,7 @@ TEST_P(KernelsOf, JoinAndCopyChannelsAndSilenceWhatIsNotFinite) {
     using Float = std::numeric_limits<float>;
     const std::array special{HUGE_VALF,    -HUGE_VALF,      Float::quiet_NaN(),  -Float::signaling_NaN(),
                              Float::max(), Float::lowest(), Float::denorm_min(), -0.0F};
-    for (const std::uint32_t channelCount : channelCounts) {
+    for (std::uint32_t channelCount = 1; channelCount <= mostChannels; ++channelCount) {
         for (const std::uint32_t frames : frameCounts) {
             Planar planar{channelCount, frames};
             for (std::uint32_t c = 0; c < channelCount; ++c) {
