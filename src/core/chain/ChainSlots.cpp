@@ -1,22 +1,14 @@
 #include "chain/ChainSlots.h"
 
+#include "kernels/Kernels.h"
 #include "stream/ChannelAdapter.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace tovix {
 namespace {
 
 constexpr float crossfadeSeconds = 0.01F;
-constexpr float pi = 3.1415927F;
-
-/// Weight of the new chain at frame `position` of a fade over `frames` frames.
-RT_SECTION float fadeInWeight(std::uint32_t position, std::uint32_t frames) noexcept {
-    const auto p = static_cast<float>(position);
-    const auto length = static_cast<float>(frames);
-    return p >= length ? 1.0F : (1.0F - std::cos(p * pi / length)) * 0.5F;
-}
 
 } // namespace
 
@@ -105,12 +97,17 @@ bool ChainSlots::processPiece(float* output, const float* input, std::uint32_t f
 }
 
 void ChainSlots::fade(float* const* current, float* const* pending, std::uint32_t frameCount) noexcept {
-    for (std::uint32_t f = 0; f < frameCount; ++f) {
-        const float w = fadeInWeight(m_crossfadePosition, m_crossfadeFrames);
+    constexpr std::uint32_t stretchFrames = 64;
+    float weights[stretchFrames];
+    const Kernels& loops = kernels();
+    for (std::uint32_t done = 0; done < frameCount;) {
+        const std::uint32_t frames = std::min(frameCount - done, stretchFrames);
+        loops.fadeInWeights(m_crossfadePosition, m_crossfadeFrames, weights, frames);
         for (std::uint32_t c = 0; c < m_format.outputChannels; ++c) {
-            current[c][f] = w * pending[c][f] + (1.0F - w) * current[c][f];
+            loops.crossfade(weights, pending[c] + done, current[c] + done, frames);
         }
-        ++m_crossfadePosition;
+        m_crossfadePosition += frames;
+        done += frames;
     }
 }
 

@@ -58,6 +58,15 @@ struct Kernels {
 
     /// Replaces every sample that is not finite by 0 and returns the largest magnitude of what is left.
     float (*silenceNonFinite)(float* samples, std::size_t count) noexcept;
+
+    /// A raised cosine (Hann half window): weights[i] = (1 - cos(p * pi / fadeFrames)) / 2 for p = `position` + i, in
+    /// single precision throughout, and 1 where p is not below `fadeFrames`, which is below 2^24. How the cosine's
+    /// last bit is rounded is each set's own; what is computed of a frame does not depend on where a call begins.
+    void (*fadeInWeights)(std::uint32_t position, std::uint32_t fadeFrames, float* weights,
+                          std::size_t count) noexcept;
+
+    /// current[i] = weights[i] * pending[i] + (1 - weights[i]) * current[i] for `count` samples at any address.
+    void (*crossfade)(const float* weights, const float* pending, float* current, std::size_t count) noexcept;
 };
 
 /// The reference: plain loops.

@@ -78,10 +78,27 @@ RT_SECTION float silenceNonFinite(float* samples, std::size_t count) noexcept {
     return largest;
 }
 
+RT_SECTION void fadeInWeights(std::uint32_t position, std::uint32_t fadeFrames, float* weights,
+                              std::size_t count) noexcept {
+    constexpr float pi = 3.1415927F;
+    const auto length = static_cast<float>(fadeFrames);
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto p = static_cast<float>(position + i);
+        weights[i] = p >= length ? 1.0F : (1.0F - std::cos(p * pi / length)) * 0.5F;
+    }
+}
+
+RT_SECTION void crossfade(const float* weights, const float* pending, float* current, std::size_t count) noexcept {
+    for (std::size_t i = 0; i < count; ++i) {
+        current[i] = weights[i] * pending[i] + (1.0F - weights[i]) * current[i];
+    }
+}
+
 } // namespace
 
-const Kernels scalarKernels{"scalar", multiplyAccumulate, deinterleave,    interleaveFinite, copyFinite,
-                            add,      applyGain,          applyGainWithin, applyPreciseGain, silenceNonFinite};
+const Kernels scalarKernels{"scalar",      multiplyAccumulate, deinterleave,    interleaveFinite, copyFinite,
+                            add,           applyGain,          applyGainWithin, applyPreciseGain, silenceNonFinite,
+                            fadeInWeights, crossfade};
 
 void scalar::deinterleave(const float* interleaved, float* const* channels, FrameRange range) noexcept {
     for (std::uint32_t c = 0; c < range.channelCount; ++c) {

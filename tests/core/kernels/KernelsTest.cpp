@@ -145,6 +145,48 @@ TEST_P(KernelsOf, ScaleAndAddAnyCountAtAnyAddress) {
     }
 }
 
+TEST_P(KernelsOf, RaiseTheCosineOfEveryFadeAsTheFormulaDoesButForItsLastBit) {
+    for (std::uint32_t fadeFrames = 1; fadeFrames <= 3840; ++fadeFrames) {
+        std::vector<float> weights(fadeFrames + 6, untouched);
+        m_kernels.fadeInWeights(0, fadeFrames, weights.data(), fadeFrames + 5);
+        for (std::uint32_t p = 0; p < fadeFrames; ++p) {
+            const float angle = static_cast<float>(p) * 3.1415927F / static_cast<float>(fadeFrames);
+            const float expected = (1.0F - std::cos(angle)) * 0.5F;
+            const float lastBit = expected < 0.5F ? 0x1p-25F : 0x1p-24F;
+            if (!(std::fabs(weights[p] - expected) <= lastBit)) {
+                FAIL() << weights[p] << " and not " << expected << ", frame " << p << " of " << fadeFrames;
+            }
+        }
+        ASSERT_EQ(weights.front(), 0.0F);
+        ASSERT_EQ(weights[fadeFrames], 1.0F);
+        ASSERT_EQ(weights[fadeFrames + 4], 1.0F);
+        ASSERT_EQ(weights[fadeFrames + 5], untouched);
+        const std::uint32_t start = fadeFrames / 3;
+        const std::uint32_t count = 1 + fadeFrames % 7;
+        std::vector<float> part(count + 1, untouched);
+        m_kernels.fadeInWeights(start, fadeFrames, part.data(), count);
+        ASSERT_EQ(std::memcmp(part.data(), &weights[start], count * sizeof(float)), 0) << start << " " << fadeFrames;
+        ASSERT_EQ(part[count], untouched);
+    }
+}
+
+TEST_P(KernelsOf, FadeFromOneSignalToTheOther) {
+    for (const std::size_t count : {0U, 1U, 3U, 4U, 7U, 441U}) {
+        const std::vector<float> pending = noise(count + 1, 4);
+        const std::vector<float> before = noise(count + 2, 5);
+        std::vector<float> current = before;
+        std::vector<float> weights(count + 3);
+        m_kernels.fadeInWeights(0, 440, weights.data() + 3, count);
+        m_kernels.crossfade(weights.data() + 3, pending.data() + 1, current.data() + 1, count);
+        ASSERT_EQ(current.front(), before.front());
+        ASSERT_EQ(current.back(), before.back());
+        for (std::size_t i = 0; i < count; ++i) {
+            const float w = weights[i + 3];
+            ASSERT_EQ(current[i + 1], w * pending[i + 1] + (1.0F - w) * before[i + 1]) << i << " of " << count;
+        }
+    }
+}
+
 TEST(Kernels, AreForcedByNameAndTheFastestUnlessForced) {
     ASSERT_EQ(&kernels(), availableKernels().back());
     for (const Kernels* const pKernels : availableKernels()) {
