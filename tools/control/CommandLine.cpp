@@ -6,7 +6,6 @@
 #include "log/LogLine.h"
 #include "settings/SettingsReport.h"
 #include "text/Limits.h"
-#include "text/SettingsNames.h"
 
 #include <CLI/CLI.hpp>
 #include <tovix/Version.h>
@@ -34,6 +33,7 @@ struct Values {
     std::string file;
     std::size_t fitPoints = 0;
     bool limit = false;
+    bool clean = false;
     bool replaceAll = false;
     std::uint32_t logLevel = 0;
     std::vector<std::string> lines;
@@ -52,24 +52,26 @@ void addBoost(CLI::App& app, Values& v) {
     auto* const command = app.add_subcommand("boost", "Raise the level");
     command->add_option("LEVEL", v.value, "0 to " + formatDecimal(maxBoostDb) + " dB, as in 6.0; or on, off")
         ->required();
-    auto* const limit = command->add_flag("--limit", v.limit, "Hold peaks at full scale");
-    command->callback([&v, limit] {
+    auto* const limit =
+        command->add_flag("--limit", v.limit, "Hold peaks at full scale by bending them: the loudest, distorted");
+    command->add_flag("--clean", v.clean, "Hold peaks at full scale by turning down: loud, without distortion")
+        ->excludes(limit);
+    command->callback([&v] {
         if (v.value == "on" || v.value == "off") {
-            if (limit->count() > 0) {
-                throw CLI::ValidationError("--limit", "goes with a level, not with on or off");
+            if (v.limit || v.clean) {
+                throw CLI::ValidationError(v.limit ? "--limit" : "--clean", "goes with a level, not with on or off");
             }
-            changeSettings([&v](auto text) { return switchLines(text, settings::boost.narrow(), v.value == "on"); },
-                           v.output);
+            changeSettings([&v](auto text) { return switchBoost(text, v.value == "on"); }, v.output);
         } else {
-            changeSettings([&v](auto text) { return changeBoost(text, v.value, v.limit); }, v.output);
+            const auto kind = v.clean ? BoostKind::clean : v.limit ? BoostKind::limited : BoostKind::plain;
+            changeSettings([&v, kind](auto text) { return changeBoost(text, v.value, kind); }, v.output);
         }
     });
 }
 
 void runEqualizer(const Values& v) {
     if (v.value == "on" || v.value == "off") {
-        changeSettings([&v](auto text) { return switchLines(text, settings::equalizer.narrow(), v.value == "on"); },
-                       v.output);
+        changeSettings([&v](auto text) { return switchEqualizer(text, v.value == "on"); }, v.output);
         return;
     }
     const WantedCurve curve = v.file.empty() ? readPointList(v.value) : readCurve(readCurveFile(v.file));

@@ -21,6 +21,8 @@ constexpr auto description = "Plays a sound file through the effect, block by bl
 /// Names in braces stand for limits, see withLimits.
 constexpr auto footer = R"(Settings are lines of a name, a colon and parameters:
   Boost: LEVEL dB MODE        LEVEL in tenths of a dB; MODE 1: with a limiter at full scale, else plain up to {boost} dB
+  Maximizer: LEVEL dB CEILING a level with a limiter that does not bend the sound; CEILING in tenths of a dB below 0,
+                              or nothing for full scale
   Equalizer: HZ DB HZ DB ...  the points of the response
 A leading '#' switches a line off. Filters run in the order of their lines. All lines together are at most {text} bytes.
 Without any line there is an equalizer, and a boost of 6 dB after it.

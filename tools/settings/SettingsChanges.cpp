@@ -24,11 +24,27 @@ void requireFits(std::string_view text) {
     }
 }
 
-void noteReplaced(ChangedSettings& change, std::string_view name, std::size_t gone) {
-    if (gone > 1) {
-        change.notes.push_back("There were " + std::to_string(gone) + " lines named \"" + std::string(name) +
-                               "\"; one took their place.");
+constexpr SettingsEdit::Names boostNames{settings::boost.narrow(), settings::maximizer.narrow()};
+constexpr SettingsEdit::Names equalizerNames{settings::equalizer.narrow()};
+
+std::string quoted(SettingsEdit::Names names) {
+    std::string list;
+    for (const auto name : names) {
+        list += (list.empty() ? "\"" : " or \"") + std::string(name) + "\"";
     }
+    return list;
+}
+
+/// Puts `line` in place of the lines of these names, and says so where it took the place of several.
+void replaceBy(const std::string& line, SettingsEdit& edit, SettingsEdit::Names names, SettingsEdit::Names before,
+               ChangedSettings& change) {
+    const std::size_t gone = edit.replace(names, {line}, before);
+    if (gone > 1) {
+        change.notes.push_back("There were " + std::to_string(gone) + " lines named " + quoted(names) +
+                               "; one took their place.");
+    }
+    change.text = edit.text();
+    requireFits(change.text);
 }
 
 void addHint(ChangedSettings& change) {
@@ -38,7 +54,7 @@ void addHint(ChangedSettings& change) {
 }
 
 std::string withEqualizer(SettingsEdit edit, const Points& points) {
-    edit.replace(settings::equalizer.narrow(), {equalizerLine(points)}, settings::boost.narrow());
+    edit.replace(equalizerNames, {equalizerLine(points)}, boostNames);
     return edit.text();
 }
 
@@ -92,16 +108,36 @@ std::optional<ThinnedCurve> thin(const SettingsEdit& edit, const WantedCurve& cu
     return thinned;
 }
 
+ChangedSettings switchLines(std::string_view text, SettingsEdit::Names names, bool on) {
+    SettingsEdit edit(text);
+    ChangedSettings change;
+    const auto changed = on ? edit.switchOn(names) : edit.switchOff(names);
+    change.text = edit.text();
+    const auto lines = edit.find(names);
+    if (on && lines.empty()) {
+        throw Refusal("There is no line named " + quoted(names) + " to switch on; give its value instead.");
+    }
+    if (changed == 0) {
+        change.notes.push_back(lines.empty() ? "There is no line named " + quoted(names) + "."
+                                             : "\"" + lines.front() + "\" stood so already.");
+    }
+    requireFits(change.text);
+    if (on) {
+        std::for_each(lines.begin(), lines.end(), checkLine);
+        addHint(change);
+    }
+    return change;
+}
+
 } // namespace
 
-ChangedSettings changeBoost(std::string_view text, std::string_view level, bool withLimiter) {
+ChangedSettings changeBoost(std::string_view text, std::string_view level, BoostKind kind) {
     const auto boost = readBoostLevel(level);
     SettingsEdit edit(text);
     ChangedSettings change;
-    noteReplaced(change, settings::boost.narrow(),
-                 edit.replace(settings::boost.narrow(), {boostLine(boost.tenths, withLimiter)}));
-    change.text = edit.text();
-    requireFits(change.text);
+    replaceBy(kind == BoostKind::clean ? maximizerLine(boost.tenths, 0)
+                                       : boostLine(boost.tenths, kind == BoostKind::limited),
+              edit, boostNames, {}, change);
     if (boost.rounded) {
         change.notes.push_back("The level is rounded to " + formatDecibels(boost.tenths / 10.0) +
                                ", since the settings hold tenths of a dB.");
@@ -116,42 +152,24 @@ ChangedSettings changeEqualizer(std::string_view text, const WantedCurve& curve,
     ChangedSettings change;
     change.thinned = thin(edit, curve, fitPoints);
     const Points& points = change.thinned ? change.thinned->points : curve.points;
-    noteReplaced(change, settings::equalizer.narrow(),
-                 edit.replace(settings::equalizer.narrow(), {equalizerLine(points)}, settings::boost.narrow()));
-    change.text = edit.text();
-    requireFits(change.text);
+    replaceBy(equalizerLine(points), edit, equalizerNames, boostNames, change);
     addHint(change);
     return change;
 }
 
-ChangedSettings switchLines(std::string_view text, std::string_view name, bool on) {
-    SettingsEdit edit(text);
-    ChangedSettings change;
-    const auto changed = on ? edit.switchOn(name) : edit.switchOff(name);
-    change.text = edit.text();
-    const auto lines = edit.find(name);
-    if (on && lines.empty()) {
-        throw Refusal("There is no line named \"" + std::string(name) + "\" to switch on; give its value instead.");
-    }
-    if (changed == 0) {
-        change.notes.push_back(lines.empty() ? "There is no line named \"" + std::string(name) + "\"."
-                                             : "\"" + lines.front() + "\" stood so already.");
-    }
-    requireFits(change.text);
-    if (on) {
-        std::for_each(lines.begin(), lines.end(), checkLine);
-        addHint(change);
-    }
-    return change;
+ChangedSettings switchBoost(std::string_view text, bool on) {
+    return switchLines(text, boostNames, on);
+}
+
+ChangedSettings switchEqualizer(std::string_view text, bool on) {
+    return switchLines(text, equalizerNames, on);
 }
 
 ChangedSettings changePreviousEffect(std::string_view text, bool on) {
     SettingsEdit edit(text);
     ChangedSettings change;
     constexpr auto name = settings::enableOldApo.narrow();
-    noteReplaced(change, name, edit.replace(name, {(on ? "" : "#") + std::string(name) + ":"}));
-    change.text = edit.text();
-    requireFits(change.text);
+    replaceBy((on ? "" : "#") + std::string(name) + ":", edit, {name}, {}, change);
     return change;
 }
 

@@ -23,8 +23,16 @@ struct ChangedSettings {
     std::optional<ThinnedCurve> thinned;
 };
 
-/// A boost at `level` (dB, as typed) in place of all boost lines there are.
-ChangedSettings changeBoost(std::string_view text, std::string_view level, bool withLimiter);
+enum class BoostKind {
+    plain,
+    /// With the boost's own limiter.
+    limited,
+    /// By the maximizer.
+    clean,
+};
+
+/// A boost at `level` (dB, as typed) in place of all lines of a boost or a maximizer that there are.
+ChangedSettings changeBoost(std::string_view text, std::string_view level, BoostKind kind);
 
 /// An equalizer in place of all equalizer lines there are; a new one goes before the boost, so that a limiter there
 /// comes last. `fitPoints` thins the curve to as many points at most; a computed curve is thinned in any case to what
@@ -32,8 +40,12 @@ ChangedSettings changeBoost(std::string_view text, std::string_view level, bool 
 ChangedSettings changeEqualizer(std::string_view text, const WantedCurve& curve,
                                 std::optional<std::size_t> fitPoints);
 
-/// Puts '#' before the lines named `name`, or takes it away again. Switching on what has no line is refused.
-ChangedSettings switchLines(std::string_view text, std::string_view name, bool on);
+/// Puts '#' before the lines of a boost or a maximizer, or takes it away again. Switching on what has no line is
+/// refused.
+ChangedSettings switchBoost(std::string_view text, bool on);
+
+/// The same for the lines of an equalizer.
+ChangedSettings switchEqualizer(std::string_view text, bool on);
 
 /// Whether the device's previous effect is wanted, as a line of its own.
 ChangedSettings changePreviousEffect(std::string_view text, bool on);

@@ -18,7 +18,8 @@ namespace {
 
 constexpr std::wstring_view boostName = settings::boost.wide();
 constexpr std::wstring_view equalizerName = settings::equalizer.wide();
-constexpr std::array knownNames{boostName, equalizerName, settings::enableOldApo.wide()};
+constexpr std::wstring_view maximizerName = settings::maximizer.wide();
+constexpr std::array knownNames{boostName, equalizerName, maximizerName, settings::enableOldApo.wide()};
 
 constexpr std::size_t largestTypoDistance = 2;
 
@@ -39,6 +40,13 @@ std::string describeBoost(const BoostParameters& boost) {
         return "plain boost of " + formatDecibels(maxBoostDb) + ", the most there is";
     }
     return "plain boost of " + formatDecibels(std::max(boost.level, 0) / 10.0);
+}
+
+std::string describeMaximizer(const MaximizerParameters& maximizer) {
+    const auto level = std::clamp(maximizer.level, -maxMaximizerTenths, maxMaximizerTenths);
+    const auto ceiling = std::clamp(maximizer.ceiling, minCeilingTenths, 0);
+    return "boost of " + formatDecibels(level / 10.0) + (level == maximizer.level ? "" : ", the most there is,") +
+           " with a clean limiter at " + (ceiling == 0 ? "full scale" : formatDecibels(ceiling / 10.0));
 }
 
 /// Whether the design is not finite, as with a gain without bounds. The effect leaves such an equalizer inert.
@@ -84,7 +92,8 @@ std::string explainUnknownName(std::wstring_view name) {
     if (editDistance(name, *nearest) <= largestTypoDistance) {
         return text + " (did you mean \"" + encodeUtf8(*nearest) + "\"?)";
     }
-    return text + "; there are \"" + encodeUtf8(boostName) + "\" and \"" + encodeUtf8(equalizerName) + "\"";
+    return text + "; there are \"" + encodeUtf8(boostName) + "\", \"" + encodeUtf8(equalizerName) + "\" and \"" +
+           encodeUtf8(maximizerName) + "\"";
 }
 
 std::string explainBoostMismatch(const BoostParameters& boost) {
@@ -104,12 +113,20 @@ void diagnoseFilterLine(LineDiagnosis& diagnosis, const SettingsLine& line, bool
     } else if (builds && line.key == equalizerName) {
         diagnosis.equalizer = parseResponsePoints(line.value);
         diagnosis.explanation = describeEqualizer(*diagnosis.equalizer);
+    } else if (builds && line.key == maximizerName) {
+        diagnosis.maximizer = parseMaximizerParameters(line.value);
+        diagnosis.explanation = describeMaximizer(*diagnosis.maximizer);
     }
     if (builds) {
         diagnosis.outcome = LineOutcome::buildsFilter;
     } else if (line.key == boostName) {
         diagnosis.outcome = LineOutcome::wrongParameters;
         diagnosis.explanation = explainBoostMismatch(parseBoostParameters(line.value));
+    } else if (line.key == maximizerName) {
+        diagnosis.outcome = LineOutcome::wrongParameters;
+        diagnosis.explanation =
+            "a maximizer needs its level, a whole number in tenths of a dB, with \"dB\" and at most a "
+            "second whole number, its ceiling, after it, as in \"Maximizer: 60 dB -10\"";
     } else {
         diagnosis.outcome = LineOutcome::unknownName;
         diagnosis.explanation = explainUnknownName(line.key);

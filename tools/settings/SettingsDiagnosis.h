@@ -37,6 +37,8 @@ struct LineDiagnosis {
     std::string explanation;
     /// The parameters, where the line builds a boost.
     std::optional<BoostParameters> boost;
+    /// The parameters, where the line builds a maximizer.
+    std::optional<MaximizerParameters> maximizer;
     /// The points, where the line builds an equalizer.
     std::optional<std::vector<ResponsePoint>> equalizer;
 };

@@ -23,13 +23,16 @@ std::string_view lineName(std::string_view line) {
     return isOff(name) ? name.substr(1) : name;
 }
 
-auto isNamed(std::string_view name) {
-    return [name](const std::string& line) { return !name.empty() && lineName(line) == name; };
+auto isNamed(SettingsEdit::Names names) {
+    return [names](const std::string& line) {
+        const auto name = lineName(line);
+        return !name.empty() && std::find(names.begin(), names.end(), name) != names.end();
+    };
 }
 
-std::vector<std::string> linesNamed(std::string_view name, const std::vector<std::string>& lines) {
+std::vector<std::string> linesNamed(SettingsEdit::Names names, const std::vector<std::string>& lines) {
     std::vector<std::string> found;
-    std::copy_if(lines.begin(), lines.end(), std::back_inserter(found), isNamed(name));
+    std::copy_if(lines.begin(), lines.end(), std::back_inserter(found), isNamed(names));
     return found;
 }
 
@@ -41,14 +44,13 @@ SettingsEdit::SettingsEdit(std::string_view text) {
     }
 }
 
-std::size_t SettingsEdit::replace(std::string_view name, const std::vector<std::string>& lines,
-                                  std::string_view before) {
-    auto place = std::find_if(m_lines.begin(), m_lines.end(), isNamed(name));
+std::size_t SettingsEdit::replace(Names names, const std::vector<std::string>& lines, Names before) {
+    auto place = std::find_if(m_lines.begin(), m_lines.end(), isNamed(names));
     if (place == m_lines.end()) {
         place = std::find_if(m_lines.begin(), m_lines.end(), isNamed(before));
     }
     const auto index = place - m_lines.begin();
-    const auto gone = std::erase_if(m_lines, isNamed(name));
+    const auto gone = std::erase_if(m_lines, isNamed(names));
     m_lines.insert(m_lines.begin() + index, lines.begin(), lines.end());
     return gone;
 }
@@ -56,23 +58,23 @@ std::size_t SettingsEdit::replace(std::string_view name, const std::vector<std::
 void SettingsEdit::put(const std::vector<std::string>& lines) {
     std::vector<std::string> added;
     for (const auto& line : lines) {
-        if (find(lineName(line)).empty()) {
+        if (find({lineName(line)}).empty()) {
             added.push_back(line);
         }
     }
     for (const auto& line : lines) {
-        if (const auto name = lineName(line); !find(name).empty()) {
+        if (const auto name = lineName(line); !find({name}).empty()) {
             // The second line of a name puts the same lines there again.
-            replace(name, linesNamed(name, lines));
+            replace({name}, linesNamed({name}, lines));
         }
     }
     m_lines.insert(m_lines.end(), added.begin(), added.end());
 }
 
-std::size_t SettingsEdit::switchOff(std::string_view name) {
+std::size_t SettingsEdit::switchOff(Names names) {
     std::size_t changed = 0;
     for (auto& line : m_lines) {
-        if (isNamed(name)(line) && !isOff(line)) {
+        if (isNamed(names)(line) && !isOff(line)) {
             line.insert(0, 1, settings::offMark);
             ++changed;
         }
@@ -80,10 +82,10 @@ std::size_t SettingsEdit::switchOff(std::string_view name) {
     return changed;
 }
 
-std::size_t SettingsEdit::switchOn(std::string_view name) {
+std::size_t SettingsEdit::switchOn(Names names) {
     std::size_t changed = 0;
     for (auto& line : m_lines) {
-        if (isNamed(name)(line) && isOff(line)) {
+        if (isNamed(names)(line) && isOff(line)) {
             line.erase(0, 1);
             ++changed;
         }
@@ -91,8 +93,8 @@ std::size_t SettingsEdit::switchOn(std::string_view name) {
     return changed;
 }
 
-std::vector<std::string> SettingsEdit::find(std::string_view name) const {
-    return linesNamed(name, m_lines);
+std::vector<std::string> SettingsEdit::find(Names names) const {
+    return linesNamed(names, m_lines);
 }
 
 std::string SettingsEdit::text() const {

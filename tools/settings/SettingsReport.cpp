@@ -47,6 +47,10 @@ Json lineData(const LineDiagnosis& diagnosis) {
     if (diagnosis.boost) {
         data["boost"] = {{"levelDb", diagnosis.boost->level / 10.0}, {"limiter", diagnosis.boost->mode == 1}};
     }
+    if (diagnosis.maximizer) {
+        data["maximizer"] = {{"levelDb", diagnosis.maximizer->level / 10.0},
+                             {"ceilingDb", diagnosis.maximizer->ceiling / 10.0}};
+    }
     if (diagnosis.equalizer) {
         data["points"] = pointsData(*diagnosis.equalizer);
     }

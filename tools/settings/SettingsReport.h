@@ -19,7 +19,8 @@ std::string printable(std::string_view text);
 std::string describeLines(std::string_view text);
 
 /// The same as data: "text", "bytes" (its length) and "lines", of which each has "line", "outcome", "explanation"
-/// and, where there are such, "boost" ("levelDb", "limiter") or "points" ("frequencyHz", "gainDb").
+/// and, where there are such, "boost" ("levelDb", "limiter"), "maximizer" ("levelDb", "ceilingDb") or "points"
+/// ("frequencyHz", "gainDb").
 ///
 /// All JSON of the tools has its names in camel case, with the unit at the end where there is one.
 nlohmann::ordered_json settingsData(std::string_view text);

@@ -21,17 +21,36 @@ std::string withoutBlanks(std::string_view text) {
     return kept;
 }
 
-void checkBoost(const std::string& line, const BoostParameters& boost) {
-    if (boost.level < 0 || boost.level > maxBoostTenths) {
-        throw Refusal("The level of \"" + line + "\" counts tenths of a dB and lies outside of 0 to " +
-                      std::to_string(maxBoostTenths) + " (" + formatDecibels(maxBoostDb) + ").");
+void checkWithin(const std::string& line, const char* what, std::int32_t tenths, std::int32_t least,
+                 std::int32_t most) {
+    if (tenths < least || tenths > most) {
+        throw Refusal("The " + std::string(what) + " of \"" + line + "\" counts tenths of a dB and lies outside of " +
+                      std::to_string(least) + " to " + std::to_string(most) + " (" + formatDecibels(most / 10.0) +
+                      ").");
     }
+}
+
+void checkMeaning(const std::string& line, const std::string& meant) {
+    if (withoutBlanks(line) != withoutBlanks(meant)) {
+        throw Refusal("The effect reads \"" + line + "\" as \"" + meant + "\"; write that if it is what you mean.");
+    }
+}
+
+void checkBoost(const std::string& line, const BoostParameters& boost) {
+    checkWithin(line, "level", boost.level, 0, maxBoostTenths);
     if (boost.mode != 0 && boost.mode != 1) {
         throw Refusal("The last number of \"" + line + "\" is 0 for a plain boost or 1 for one with the limiter.");
     }
-    const auto meant = boostLine(boost.level, boost.mode == 1);
-    if (withoutBlanks(line) != withoutBlanks(meant)) {
-        throw Refusal("The effect reads \"" + line + "\" as \"" + meant + "\"; write that if it is what you mean.");
+    checkMeaning(line, boostLine(boost.level, boost.mode == 1));
+}
+
+void checkMaximizer(const std::string& line, const MaximizerParameters& maximizer) {
+    checkWithin(line, "level", maximizer.level, -maxMaximizerTenths, maxMaximizerTenths);
+    checkWithin(line, "ceiling", maximizer.ceiling, minCeilingTenths, 0);
+    // A ceiling of full scale may be written or not.
+    const auto meant = maximizerLine(maximizer.level, maximizer.ceiling);
+    if (maximizer.ceiling != 0 || withoutBlanks(line) != withoutBlanks(meant) + "0") {
+        checkMeaning(line, meant);
     }
 }
 
@@ -84,6 +103,9 @@ void checkLine(const std::string& line) {
         if (diagnosis.boost) {
             checkBoost(line, *diagnosis.boost);
         }
+        if (diagnosis.maximizer) {
+            checkMaximizer(line, *diagnosis.maximizer);
+        }
         if (diagnosis.equalizer) {
             checkEqualizer(line, *diagnosis.equalizer);
         }
@@ -92,6 +114,11 @@ void checkLine(const std::string& line) {
 
 std::string boostLine(std::int32_t tenths, bool withLimiter) {
     return std::string(settings::boost.narrow()) + ": " + std::to_string(tenths) + " dB " + (withLimiter ? "1" : "0");
+}
+
+std::string maximizerLine(std::int32_t tenths, std::int32_t ceilingTenths) {
+    return std::string(settings::maximizer.narrow()) + ": " + std::to_string(tenths) + " dB" +
+           (ceilingTenths == 0 ? "" : " " + std::to_string(ceilingTenths));
 }
 
 std::string equalizerLine(const Points& points) {
@@ -111,8 +138,8 @@ std::string headroomHint(std::string_view text) {
                 highestDb = std::max(highestDb, point.gainDb);
             }
             limitedAfter = false;
-        } else if (diagnosis.boost) {
-            limitedAfter = diagnosis.boost->mode == 1;
+        } else if (diagnosis.boost || diagnosis.maximizer) {
+            limitedAfter = diagnosis.maximizer || diagnosis.boost->mode == 1;
         }
     }
     if (highestDb <= 0.0 || limitedAfter) {
@@ -120,7 +147,7 @@ std::string headroomHint(std::string_view text) {
     }
     return "The curve rises to " + formatDecibels(highestDb) +
            " and nothing limits what comes after it, so loud "
-           "passages can clip: lower the curve by as much, or let a boost with --limit follow it.";
+           "passages can clip: lower the curve by as much, or let a boost with --clean or --limit follow it.";
 }
 
 } // namespace tovix

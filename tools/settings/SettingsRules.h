@@ -28,6 +28,9 @@ void checkLine(const std::string& line);
 /// The line that sets the boost.
 std::string boostLine(std::int32_t tenths, bool withLimiter);
 
+/// The line that sets the maximizer; a ceiling of full scale is not written.
+std::string maximizerLine(std::int32_t tenths, std::int32_t ceilingTenths);
+
 /// The line that draws `points`; numbers as short as they go.
 std::string equalizerLine(const Points& points);
 

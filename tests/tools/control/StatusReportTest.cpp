@@ -45,7 +45,7 @@ TEST(StatusReport, AnyBytesOfTheSettingsAreShownAndQuotedInNotesWithoutReachingT
         }
         ASSERT_NO_THROW(static_cast<void>(statusData({.text = settings}).dump()));
     }
-    const auto data = changeData(switchLines("#Boost: \xFF", "Boost", false));
+    const auto data = changeData(switchBoost("#Boost: \xFF", false));
     ASSERT_EQ(data["notes"].size(), 1U);
     EXPECT_NE(data["notes"][0].get<std::string>().find("Boost: \xC3\xBF"), std::string::npos);
     EXPECT_NO_THROW(static_cast<void>(data.dump()));

@@ -39,12 +39,16 @@ ChangedSettings equalizer(std::string_view text, std::string_view points,
 
 using Change = std::function<ChangedSettings(const std::string& text)>;
 
-Change boost(const char* level, bool limiter) {
-    return [=](const auto& text) { return changeBoost(text, level, limiter); };
+constexpr auto plain = BoostKind::plain;
+constexpr auto limited = BoostKind::limited;
+constexpr auto clean = BoostKind::clean;
+
+Change boost(const char* level, BoostKind kind) {
+    return [=](const auto& text) { return changeBoost(text, level, kind); };
 }
 
 Change boostLines(bool on) {
-    return [=](const auto& text) { return switchLines(text, "Boost", on); };
+    return [=](const auto& text) { return switchBoost(text, on); };
 }
 
 Change points(const char* list) {
@@ -90,13 +94,18 @@ TEST(SettingsChanges, EachCommandWritesItsLineAndKeepsTheOthersByteForByte) {
         Change change;
         std::string after;
     } cases[] = {
-        {"", boost("6.0", false), "Boost: 60 dB 0"},
-        {effectDefault, boost("6", true), "Boost: 60 dB 1\n#EnableOldApo:"},
-        {"x  y\nBoost:1dB1\n\nBoost: 2 dB 0\n# a note", boost("0,5 dB", false), "x  y\nBoost: 5 dB 0\n\n# a note"},
+        {"", boost("6.0", plain), "Boost: 60 dB 0"},
+        {effectDefault, boost("6", limited), "Boost: 60 dB 1\n#EnableOldApo:"},
+        {"x  y\nBoost:1dB1\n\nBoost: 2 dB 0\n# a note", boost("0,5 dB", plain), "x  y\nBoost: 5 dB 0\n\n# a note"},
         {"A:\r\nBoost: 60 dB 1", boostLines(false), "A:\n#Boost: 60 dB 1"},
         {"#Boost: 60 dB 1\n#EnableOldApo:", boostLines(true), "Boost: 60 dB 1\n#EnableOldApo:"},
         {"#Boosted: 1\n#Boost: 60 dB 1\n#Boost: 5 dB 0", boostLines(true),
          "#Boosted: 1\nBoost: 60 dB 1\nBoost: 5 dB 0"},
+        {effectDefault, boost("6", clean), "Maximizer: 60 dB\n#EnableOldApo:"},
+        {"Maximizer: 60 dB -10\nA:\nBoost: 1 dB 0", boost("9", limited), "Boost: 90 dB 1\nA:"},
+        {"Maximizer: 60 dB -10\n#Boost: 1 dB 0", boostLines(false), "#Maximizer: 60 dB -10\n#Boost: 1 dB 0"},
+        {"Maximizer: 60 dB", points("100 -3"), "Equalizer: 100 -3\nMaximizer: 60 dB"},
+        {"", lines({"Maximizer: -5 dB 0"}, false), "Maximizer: -5 dB 0"},
         {effectDefault, points("100 -3 1000 0 10000 6"),
          "Equalizer: 100 -3 1000 0 10000 6\n#Boost: 0 dB 0\n#EnableOldApo:"},
         {"Boost: 9 dB 0\n#Equalizer: 1 1", points("20.50 -3,10"), "Boost: 9 dB 0\nEqualizer: 20.5 -3.1"},
@@ -119,11 +128,11 @@ TEST(SettingsChanges, RefusesWhatTheEffectWouldIgnoreOrTakeOtherwise) {
         const char* reason;
         std::string before;
     } cases[] = {
-        {boost("20.1", false), "beyond the most there is, 20 dB"},
-        {boost("-1", false), "would lower the level"},
-        {boost("loud", false), "\"loud\" cannot be read"},
-        {boost("", false), "cannot be read"},
-        {boostLines(true), "no line named \"Boost\" to switch on", "#EnableOldApo:"},
+        {boost("20.1", plain), "beyond the most there is, 20 dB"},
+        {boost("-1", plain), "would lower the level"},
+        {boost("loud", plain), "\"loud\" cannot be read"},
+        {boost("", plain), "cannot be read"},
+        {boostLines(true), "no line named \"Boost\" or \"Maximizer\" to switch on", "#EnableOldApo:"},
         {boostLines(true), "\"Boost: loud\" would do nothing", "#Boost: 1 dB 0\n#Boost: loud"},
         {points("1000 1 500 2"), "out of order: 500 Hz follows 1000 Hz"},
         {points("500 1 500 2"), "two points at 500 Hz"},
@@ -135,26 +144,31 @@ TEST(SettingsChanges, RefusesWhatTheEffectWouldIgnoreOrTakeOtherwise) {
         {line("Boost: -1 dB 1"), "outside of 0 to 200"},
         {line("Boost: 60 dB 2"), "is 0 for a plain boost or 1"},
         {line("Boost: 60 dB 1 please"), "reads \"Boost: 60 dB 1 please\" as"},
+        {line("Maximizer: 201 dB"), "outside of -200 to 200"},
+        {line("Maximizer: 60 dB 1"),
+         "ceiling of \"Maximizer: 60 dB 1\" counts tenths of a dB and lies outside of -200 to 0"},
+        {line("Maximizer: 60 dB -1.5"), "reads \"Maximizer: 60 dB -1.5\" as \"Maximizer: 60 dB -1\""},
+        {line("Maximizer: 6.0 dB"), "would do nothing"},
         {line("Boost: 1 dB 0\nBoost: 2 dB 0"), "line ends"},
         {line("Equalizer: 100 -3 flat 1000"), "\"flat\" cannot be read"},
         {line("Equalizer: 1.5 2,5"), "reads \"Equalizer: 1.5 2,5\" as \"Equalizer: 1.5 2\""},
         {line("Boost: 6 dB 0"), "264 bytes, 9 more than the 255", std::string(250, 'x')},
-        {boost("6", true), "1 more than", std::string(256 - oneBoost.size(), 'x')},
-        {boost("6", false), "bytes, ", std::string(256, '\xFF')},
+        {boost("6", limited), "1 more than", std::string(256 - oneBoost.size(), 'x')},
+        {boost("6", plain), "bytes, ", std::string(256, '\xFF')},
     };
     for (const auto& c : cases) {
         const std::string refusal = refusalOf([&c] { c.change(c.before); });
         EXPECT_NE(refusal.find(c.reason), std::string::npos) << refusal << "\nexpected: " << c.reason;
     }
-    EXPECT_EQ(changeBoost(std::string(255 - oneBoost.size(), 'x'), "6", true).text.size(), 255U) << "still fits";
+    EXPECT_EQ(changeBoost(std::string(255 - oneBoost.size(), 'x'), "6", limited).text.size(), 255U) << "still fits";
 }
 
 TEST(SettingsChanges, WhatIsRoundedOrChangesNothingIsSaid) {
-    const auto change = changeBoost("", "6.05", false);
+    const auto change = changeBoost("", "6.05", plain);
     EXPECT_EQ(change.text, "Boost: 61 dB 0");
     EXPECT_NE(notesOf(change).find("rounded to 6.1 dB"), std::string::npos);
-    EXPECT_EQ(changeBoost("", "0.7", false).text, "Boost: 7 dB 0");
-    EXPECT_EQ(notesOf(changeBoost("", "0.7", false)), "");
+    EXPECT_EQ(changeBoost("", "0.7", plain).text, "Boost: 7 dB 0");
+    EXPECT_EQ(notesOf(changeBoost("", "0.7", plain)), "");
     EXPECT_NE(notesOf(boostLines(true)("Boost: 1 dB 0")).find("stood so already"), std::string::npos);
 }
 
@@ -202,6 +216,7 @@ TEST(SettingsChanges, AnEqualizerThatRaisesTheLevelWithoutALimiterAfterItGetsAHi
     EXPECT_TRUE(hints(equalizer("", "100 6")));
     EXPECT_TRUE(hints(equalizer("Boost: 0 dB 0", "100 6")));
     EXPECT_FALSE(hints(equalizer("Boost: 0 dB 1", "100 6")));
+    EXPECT_FALSE(hints(equalizer("Maximizer: 0 dB", "100 6")));
     EXPECT_TRUE(hints(equalizer("Boost: 0 dB 1\nEqualizer: 1 1", "100 6"))) << "the limiter stands before it";
     EXPECT_FALSE(hints(equalizer("", "100 -6 200 0")));
 }

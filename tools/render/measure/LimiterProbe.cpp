@@ -2,6 +2,7 @@
 
 #include "curves/Numbers.h"
 #include "filters/Decibels.h"
+#include "text/Limits.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,32 +15,41 @@ constexpr float quietestSample = 1e-6F;
 /// 0.001 dB as a factor.
 constexpr double limitedFactor = 0.99988488;
 
-/// Where the boost line stands among the lines that build filters.
-struct BoostPlace {
+/// The one line with a limiter among the lines that build filters, and what stands before it.
+struct LimiterLine {
+    /// Lines of a boost or a maximizer.
     std::size_t boostCount = 0;
-    BoostParameters boost;
+    /// Level of the line's gain in tenths of a dB, where it has a limiter.
+    std::optional<std::int32_t> level;
     std::string linesBefore;
-    std::string boostLine;
+    std::string line;
     bool isLast = false;
 };
 
-BoostPlace findBoost(const Settings& settings) {
-    BoostPlace place;
+std::optional<std::int32_t> limitedLevel(const LineDiagnosis& diagnosis) {
+    if (diagnosis.maximizer) {
+        return std::clamp(diagnosis.maximizer->level, -maxMaximizerTenths, maxMaximizerTenths);
+    }
+    return diagnosis.boost->mode == 1 ? std::optional(diagnosis.boost->level) : std::nullopt;
+}
+
+LimiterLine findLimiter(const Settings& settings) {
+    LimiterLine found;
     for (std::size_t i = 0; i < settings.lines().size(); ++i) {
         const auto& diagnosis = settings.diagnoses()[i];
         if (diagnosis.outcome != LineOutcome::buildsFilter) {
             continue;
         }
-        place.isLast = diagnosis.boost.has_value();
-        if (diagnosis.boost) {
-            ++place.boostCount;
-            place.boost = *diagnosis.boost;
-            place.boostLine = settings.lines()[i];
-        } else if (place.boostCount == 0) {
-            place.linesBefore += settings.lines()[i] + '\n';
+        found.isLast = diagnosis.boost || diagnosis.maximizer;
+        if (found.isLast) {
+            ++found.boostCount;
+            found.level = limitedLevel(diagnosis);
+            found.line = settings.lines()[i];
+        } else if (found.boostCount == 0) {
+            found.linesBefore += settings.lines()[i] + '\n';
         }
     }
-    return place;
+    return found;
 }
 
 } // namespace
@@ -61,24 +71,24 @@ const float* LimiterProbe::Replay::run(const float* input) {
 LimiterProbe::LimiterProbe(const EngineFormat& format) : m_format(format) {}
 
 void LimiterProbe::follow(const Settings& settings) {
-    const BoostPlace place = findBoost(settings);
+    const LimiterLine limiter = findLimiter(settings);
     m_before.close();
-    m_boost.close();
-    m_activity.ambiguous |= place.boostCount > 1;
-    m_active = place.boostCount == 1 && place.boost.mode == 1;
+    m_limiter.close();
+    m_activity.ambiguous |= limiter.boostCount > 1;
+    m_active = limiter.boostCount == 1 && limiter.level;
     if (!m_active) {
         return;
     }
     m_activity.present = true;
-    m_boostIsLast = place.isLast;
-    m_preGain = std::exp(place.boost.level * nepersPerTenth);
+    m_limiterIsLast = limiter.isLast;
+    m_preGain = std::exp(*limiter.level * nepersPerTenth);
     EngineFormat format = m_format;
     format.outputChannels = format.inputChannels;
-    if (!place.linesBefore.empty()) {
-        m_before.open(format, place.linesBefore);
+    if (!limiter.linesBefore.empty()) {
+        m_before.open(format, limiter.linesBefore);
     }
-    if (!place.isLast) {
-        m_boost.open(format, place.boostLine);
+    if (!limiter.isLast) {
+        m_limiter.open(format, limiter.line);
     }
 }
 
@@ -88,12 +98,12 @@ std::optional<double> LimiterProbe::addBlock(const float* input, const float* ou
         return std::nullopt;
     }
     const float* const before = m_before.run(input);
-    const float* const after = m_boostIsLast ? output : m_boost.run(before);
+    const float* const after = m_limiterIsLast ? output : m_limiter.run(before);
     if (!settled) {
         return std::nullopt;
     }
     const double gain =
-        smallestGain(before, after, m_boostIsLast ? m_format.outputChannels : m_format.inputChannels, frameCount);
+        smallestGain(before, after, m_limiterIsLast ? m_format.outputChannels : m_format.inputChannels, frameCount);
     const double reductionDb = std::max(0.0, -decibelsOf(gain));
     m_activity.peakReductionDb = std::max(m_activity.peakReductionDb, reductionDb);
     return reductionDb;

@@ -11,21 +11,21 @@
 
 namespace tovix::render {
 
-/// What the limiter of a boost line did.
+/// What the limiter of a boost or a maximizer line did.
 struct LimiterActivity {
     /// Whether the settings had a limiter at any time.
     bool present = false;
-    /// Frames at which the settings had one boost line with a limiter, and the sound was loud enough to tell.
+    /// Frames at which the settings had one such line with a limiter, and the sound was loud enough to tell.
     std::uint64_t measuredFrames = 0;
     /// Those of them that it turned down by more than 0.001 dB.
     std::uint64_t limitedFrames = 0;
     /// The most that it turned a frame down.
     double peakReductionDb = 0.0;
-    /// Whether at any time there were several boost lines, whose limiters cannot be told apart.
+    /// Whether at any time there were several such lines, whose limiters cannot be told apart.
     bool ambiguous = false;
 };
 
-/// Measures the limiter from samples alone, whichever engine runs: per frame, the level behind the boost line over
+/// Measures the limiter from samples alone, whichever engine runs: per frame, the level behind its line over
 /// the level before it, less the line's gain. The limiter turns all channels of a frame by one gain and at once, so
 /// that this is exact. What reaches the line is the input, or, behind an equalizer, a replay of the lines before it;
 /// what leaves it is the engine's output, or, before an equalizer, a replay of the line alone. Blocks in which
@@ -60,12 +60,12 @@ private:
     double smallestGain(const float* before, const float* after, std::uint32_t afterChannels, std::size_t frameCount);
 
     EngineFormat m_format;
-    /// The lines before the boost, and the boost line where others follow it.
+    /// The lines before the limiter's, and that line where others follow it.
     Replay m_before;
-    Replay m_boost;
+    Replay m_limiter;
     bool m_active = false;
-    bool m_boostIsLast = false;
-    /// Of the boost line.
+    bool m_limiterIsLast = false;
+    /// Of the limiter's line.
     double m_preGain = 1.0;
     LimiterActivity m_activity;
 };

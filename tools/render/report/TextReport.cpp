@@ -95,12 +95,12 @@ void writeLimiter(std::ostream& out, const LimiterActivity& limiter) {
             100.0 * static_cast<double>(limiter.limitedFrames) / static_cast<double>(limiter.measuredFrames);
         label(out, "limiter") << "turned " << formatFixed(share, 2) << " % of the frames down, by up to "
                               << formatFixed(limiter.peakReductionDb, 2) << " dB\n";
-        label(out, "") << "(per frame: level behind the boost line over the level before it, less its gain)\n";
+        label(out, "") << "(per frame: level behind the limiter's line over the level before it, less its gain)\n";
     } else if (!limiter.ambiguous) {
         label(out, "limiter") << (limiter.present ? "had no sound to limit\n" : "none in the settings\n");
     }
     if (limiter.ambiguous) {
-        label(out, "limiter") << "not measured while there are several boost lines\n";
+        label(out, "limiter") << "not measured while there are several lines of a boost or a maximizer\n";
     }
 }
 
