@@ -54,8 +54,8 @@ SettingsPage apply(const std::function<ChangedSettings(std::string_view)>& chang
     return page;
 }
 
-/// The end of a command that has changed the settings: keeps the page open where that is wanted, or tells that it is
-/// lost.
+/// The end of a command that has changed the settings: keeps the page open if that was asked for, or warns that the
+/// settings are lost.
 void holdOrWarn(const SettingsPage& page, const Output& output) {
     while (output.hold) {
         ::Sleep(INFINITE);

@@ -12,11 +12,11 @@ namespace tovix::control {
 
 /// What tovixctl says, as text and as data. [control], on the program's only thread.
 
-/// What the world outside says at one moment.
+/// The state of the system at one moment.
 struct Status {
     /// The settings text; none where there is no settings page.
     std::optional<std::string> text;
-    /// Handles that others hold on the page; none where the system does not tell.
+    /// Handles that others hold on the page; none where the system does not say.
     std::optional<std::uint32_t> holders;
     /// The registry's values, as the effect reads them.
     std::uint32_t logLevel = 0;

@@ -114,7 +114,7 @@ FilterValues readValues(Words& words, std::string_view where) {
     return values;
 }
 
-/// All kinds that there are need all three values.
+/// Every kind needs all three values.
 ParametricFilter usableFilter(ParametricFilter::Kind kind, const FilterValues& values, std::string_view where) {
     if (!values.frequencyHz) {
         refuse(where, "the filter has no frequency (Fc).");

@@ -91,7 +91,7 @@ WantedCurve curveOf(const CurveParts& parts) {
     }
     WantedCurve curve{.points = parts.points};
     if (parts.preampDb != 0.0) {
-        // The sum of two decimal numbers, freed from what binary adding leaves behind them.
+        // The sum of two decimal numbers, without the error of adding them in binary.
         constexpr double digits = 1e6;
         for (auto& point : curve.points) {
             point.gainDb = std::round((point.gainDb + parts.preampDb) * digits) / digits;

@@ -11,8 +11,8 @@ namespace tovix {
 /// Numbers and their texts, for all tools: strict reading, and writing independent of the locale. [control], any
 /// thread.
 
-/// The whole of `token` as a finite decimal number; none when anything of it is not part of one. A comma counts as
-/// the decimal point, unless it may as well separate thousands ("1,000").
+/// The whole of `token` as a finite decimal number; none when any part of it does not belong to one. A comma counts
+/// as the decimal point, unless it could also separate thousands ("1,000").
 std::optional<double> parseDecimal(std::string_view token);
 
 /// As parseDecimal, but throws a Refusal that names the token; `what` tells where it stands, as in "line 3".
@@ -21,7 +21,7 @@ double requireDecimal(std::string_view token, std::string_view what);
 /// The shortest plain decimal text that reads back as `value`, with a point and without an exponent.
 std::string formatDecimal(double value);
 
-/// `value` rounded to `decimals` digits behind the point.
+/// `value` rounded to `decimals` digits after the point.
 std::string formatFixed(double value, int decimals);
 
 /// "-3.1 dB", with a sign only where it is negative and exactly one decimal.

@@ -11,7 +11,7 @@ namespace tovix::logger {
 /// level that the environment variable TOVIX_LOG_LEVEL (0 to 5) or else the effect names.
 class DevelopmentLogger final : public IQuelLogger {
 public:
-    /// Null when nothing shall be logged or nothing can be.
+    /// Null when nothing is to be logged, or nothing can be.
     static std::unique_ptr<DevelopmentLogger> make(const wchar_t* applicationName,
                                                    std::int32_t offeredLevel) noexcept;
 

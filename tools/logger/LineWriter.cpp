@@ -147,7 +147,7 @@ void LineWriter::writeBatch(const LineQueue::Batch& batch) const noexcept {
 }
 
 void LineWriter::takeOver() noexcept {
-    // Held for ever by a thread that the system ended inside.
+    // A thread that the system ended in here holds it forever.
     if (::TryAcquireSRWLockExclusive(&m_lock) != FALSE) {
         m_threadsAreGone = true;
         if (!m_queue.empty()) {

@@ -22,8 +22,8 @@ public:
     /// [control], any thread.
     void write(std::string_view line) noexcept;
 
-    /// Lets the thread write what there is and end; waits at most a second for the writing, or writes by itself where
-    /// the thread has not come to run yet. No line may follow.
+    /// Lets the thread write what there is and end; waits at most a second for the writing, or writes by itself if
+    /// the thread has not started yet. No line may follow.
     void finish() noexcept;
 
     /// For the end of the process, when the system has ended all threads but the calling one, wherever they stood:

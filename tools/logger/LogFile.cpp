@@ -6,11 +6,11 @@
 namespace tovix::logger {
 namespace {
 
-// Services of high rank write here, into folders in which any user may have left something before: a junction or a
-// symbolic link that is followed would have them write wherever the user points. So everything is opened as itself,
-// links included, and looked at by its handle; what a path says could change between a look and the opening. The one
-// step that goes by the path is the renaming of a full file, which writes nothing. And whoever may write into the
-// folder can have an empty file made elsewhere by way of a junction; no line gets into it.
+// Privileged services write here, into folders in which any user may have left something: through a junction or a
+// symbolic link they would write wherever that user points. So everything is opened as itself, links included, and
+// looked at by its handle; what a path says could change between a look and the opening. The one step that goes by
+// the path is the renaming of a full file, which writes nothing. And whoever may write into the folder can have an
+// empty file made elsewhere by way of a junction; no line gets into it.
 
 constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
@@ -43,8 +43,9 @@ std::wstring folderOf(const std::wstring& path) {
 }
 
 /// The folder of the file, held so that nobody moves it away and puts another one, or a link, in its place meanwhile.
-/// The right to pass through it has the system keep to what is shared, which the right to look at attributes alone
-/// would not. It can still be made a junction where it stands, which `standsIn` finds out.
+/// It is opened with the right to pass through it, because the system enforces the sharing mode then, and would not
+/// for the right to read attributes alone. It can still be made a junction where it stands, which `standsIn` finds
+/// out.
 KernelHandle holdFolder(const std::wstring& path) noexcept {
     try {
         return unlessLink(::CreateFileW(folderOf(path).c_str(), FILE_TRAVERSE | FILE_READ_ATTRIBUTES,
@@ -55,7 +56,7 @@ KernelHandle holdFolder(const std::wstring& path) noexcept {
     }
 }
 
-/// Where something opened really stands, without a backslash at the end; empty when the system does not tell.
+/// Where something opened really stands, without a backslash at the end; empty when the system does not say.
 std::wstring placeOf(const KernelHandle& opened) {
     std::wstring place(::GetFinalPathNameByHandleW(opened.get(), nullptr, 0, VOLUME_NAME_NT), L'\0');
     place.resize(

@@ -9,7 +9,7 @@
 
 namespace tovix::render {
 
-/// What is to be rendered, checked as far as that goes without writing anything.
+/// What is to be rendered, checked as far as possible without writing anything.
 struct Job {
     const Options& options;
     SettingsPlan plan;

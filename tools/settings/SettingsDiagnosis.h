@@ -10,8 +10,8 @@
 
 namespace tovix {
 
-/// What one settings line comes to when a chain is built. Those from `noColon` on are mistakes: the effect passes
-/// over such a line in silence.
+/// What a chain build makes of one settings line. Those from `noColon` on are mistakes: the effect passes over such a
+/// line in silence.
 enum class LineOutcome {
     buildsFilter,
     previousEffectOn,

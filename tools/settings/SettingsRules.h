@@ -34,8 +34,7 @@ std::string maximizerLine(std::int32_t tenths, std::int32_t ceilingTenths);
 /// The line that draws `points`; numbers as short as they go.
 std::string equalizerLine(const Points& points);
 
-/// Advice on an equalizer in `text` that raises the level with no limiter after it; empty where there is none to
-/// give.
+/// Advice on an equalizer in `text` that raises the level with no limiter after it; empty where none is needed.
 std::string headroomHint(std::string_view text);
 
 } // namespace tovix

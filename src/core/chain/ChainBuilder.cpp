@@ -49,7 +49,8 @@ BuiltChain ChainBuilder::build(std::string_view settingsPage) noexcept {
         StagePlanner planner(m_format);
         // Read in any case: what the text says about the previous effect does not depend on the format.
         const bool collected = collectStages(planner, settingsPage, built.previousEffect);
-        // A factory leaves out, and a filter is inert, for what gets no memory; neither is what the settings ask for.
+        // Without memory a factory leaves its filter out, or a filter stays inert. Neither is what the settings ask
+        // for.
         if (collected && streams && refusedAllocations() == refusedBefore) {
             built.chain = FilterChain::make(planner.shape(), planner.stages());
         }

@@ -48,7 +48,7 @@ ChainSlots::Published ChainSlots::publish(RtPtr<FilterChain> chain) noexcept {
 }
 
 bool ChainSlots::process(float* output, const float* input, std::uint32_t frameCount) noexcept {
-    // The equalizer always consumes a whole block, and so would take a block of nothing for one of silence.
+    // The equalizer always consumes a whole block, and would treat an empty one as a block of silence.
     if (frameCount == 0) {
         return false;
     }

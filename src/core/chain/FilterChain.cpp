@@ -66,8 +66,8 @@ void FilterChain::run(const float* input, std::uint32_t frameCount) noexcept {
     }
 }
 
-/// Behind a short block there are old samples before the first stage, and what a filter that works on the whole
-/// length has left there before the others.
+/// Behind a short block the first stage would find old samples, and a later one what a filter that works on the whole
+/// length has left there.
 void FilterChain::clearRest(std::uint32_t frameCount) noexcept {
     const std::size_t restFrames = std::size_t{m_shape.maxFrames} - frameCount;
     for (std::size_t c = 0; c < m_shape.bufferCount; ++c) {
@@ -80,7 +80,7 @@ void FilterChain::splitInput(const float* input, std::uint32_t frameCount) noexc
     for (std::size_t c = m_shape.inputChannels; c < m_shape.bufferCount; ++c) {
         std::memset(m_buffers[c], 0, std::size_t{frameCount} * sizeof(float));
     }
-    // Only the second channel, deliberately: the rest of a wider output stays silent unless a filter fills it.
+    // Only the second channel is filled. The rest of a wider output is meant to stay silent unless a filter fills it.
     if (m_shape.inputChannels == 1 && m_shape.outputChannels >= 2) {
         std::memcpy(m_buffers[1], m_buffers[0], std::size_t{frameCount} * sizeof(float));
     }

@@ -10,8 +10,9 @@ namespace tovix {
 /// Convolves all channels of one filter with the same impulse response, block by block, without any latency beyond
 /// the block itself.
 ///
-/// Whatever the implementation, a block length B that is no multiple of 4 has a gap: the bins from 4 * floor(B / 4)
-/// to B - 1 of the 2B-point spectrum of a block never reach the output, deliberately.
+/// Whatever the implementation, a block length B that is not a multiple of 4 has a gap: the bins from 4 * floor(B /
+/// 4) to B - 1 of the 2B-point spectrum of a block never reach the output. That is kept on purpose, so that all of
+/// them sound the same.
 class BlockConvolver {
 public:
     /// [control]

@@ -10,13 +10,14 @@ namespace tovix {
 
 struct VectorLoops;
 
-/// One way to convolve blocks. Their outputs agree but for rounding.
+/// One way to convolve blocks. Their outputs agree except for rounding.
 struct ConvolverEngine {
     std::string_view name;
     /// The loops that its convolvers run; null for FFTW's transforms and the set of kernels in force.
     const VectorLoops* pLoops;
 
-    /// [control] A convolver in silence; null when the task is out of range, or memory or a plan is refused.
+    /// [control] A convolver whose past is silence; null when the task is out of range, or memory or a plan is
+    /// refused.
     [[nodiscard]] BlockConvolverPtr make(const ConvolverTask& task) const noexcept;
 
     /// [control] Whether blocks of so many frames allocate nothing (see PartitionedConvolver).

@@ -48,8 +48,8 @@ bool GapBins::fillTables() noexcept {
     return true;
 }
 
-/// A bin stands for its mirror image too, which bin B has not. What is the output is negative here, as the rest is
-/// taken off.
+/// A bin counts twice, for its mirror image too; bin B, which has none, counts once. Where that bin is the output,
+/// its sign is turned, because `correct` subtracts.
 bool GapBins::transformPartitions(const ConvolverTask& task) noexcept {
     for (std::size_t bin = 0; bin < m_binCount; ++bin) {
         const double scale = (leavesOneBin(m_blockFrames) ? -0.5 : 1.0) / static_cast<double>(m_blockFrames);
@@ -79,7 +79,7 @@ void GapBins::pushInput(std::size_t channel, const float* samples) noexcept {
     }
 }
 
-/// A block's part continues into the block after it, where it stands turned by half a turn for every odd bin.
+/// A tone that begins in one block goes on in the next one, there with its sign turned for every odd bin.
 void GapBins::correct(std::size_t channel, float* samples) noexcept {
     if (leavesOneBin(m_blockFrames)) {
         std::memset(samples, 0, m_blockFrames * sizeof(float));

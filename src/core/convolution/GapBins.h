@@ -10,7 +10,7 @@
 namespace tovix {
 
 /// What the bins of the gap (see BlockConvolver) carry of a convolution, computed bin by bin from the definition of
-/// the 2B-point transform, to be taken off the output: at most three bins, none where B is a multiple of 4.
+/// the 2B-point transform, to be subtracted from the output: at most three bins, none where B is a multiple of 4.
 ///
 /// With blocks shorter than 4 the gap leaves nothing but bin B. Then that bin is computed instead, and is the output.
 class GapBins {
@@ -29,9 +29,9 @@ public:
 
     /// [audio] Notes the input block of a channel. Call it before that channel's `correct`, once for each block.
     void pushInput(std::size_t channel, const float* samples) noexcept RT_SECTION;
-    /// [audio] Takes the gap's part off the channel's output block, or makes the output where it is one bin.
+    /// [audio] Subtracts the gap's part from the channel's output block, or makes the output where it is one bin.
     void correct(std::size_t channel, float* samples) noexcept RT_SECTION;
-    /// [audio] Once all channels are done.
+    /// [audio] Ends the block, after `correct` of all channels.
     void nextBlock() noexcept RT_SECTION;
 
 private:

@@ -14,8 +14,7 @@ namespace tovix {
 /// overlap-add in the frequency domain. The filter is cut into partitions of one block length B; the spectrum of each
 /// input block is multiplied by all partition spectra and accumulated into a ring of output spectra to come.
 ///
-/// A block length that is no multiple of 4 has a gap: the bins from 4 * floor(B / 4) to B - 1 of the 2B-point
-/// transforms never reach the output, deliberately.
+/// A block length that is not a multiple of 4 has a gap (see BlockConvolver), which is kept on purpose.
 ///
 /// The block steps allocate nothing when `stepsAllocateNothing(B)`. For any other B the output is as exact, but FFTW
 /// works with Rader's algorithm, whose every transform takes its work space from the heap, and none of the planner's

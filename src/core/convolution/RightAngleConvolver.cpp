@@ -9,8 +9,8 @@ namespace {
 /// With fewer partitions than this a tile saves less than its bookkeeping costs.
 constexpr std::size_t fewestTiledPartitions = 9;
 
-/// The tile for spectra of `rowCount` rows: the fastest whose blocks cost the same but for a tenth. They do not where
-/// a few rows cannot be dealt out evenly.
+/// The tile for spectra of `rowCount` rows: the fastest one with which all blocks cost the same to within a tenth.
+/// With few rows, which cannot be dealt out evenly, they do not.
 std::size_t tileFor(const VectorLoops& loops, std::size_t partitionCount, std::size_t rowCount) noexcept {
     if (partitionCount >= fewestTiledPartitions) {
         for (const std::size_t tile : {3U, 4U, 2U}) {
@@ -23,7 +23,7 @@ std::size_t tileFor(const VectorLoops& loops, std::size_t partitionCount, std::s
     return 1;
 }
 
-/// `floats` for each of `channelCount` channels; empty when that is more than there can be.
+/// `floats` for each of `channelCount` channels; empty when the product overflows or there is no memory.
 RtArray<float> forChannels(std::size_t channelCount, std::size_t floats) noexcept {
     if (floats > std::numeric_limits<std::size_t>::max() / channelCount) {
         return {};

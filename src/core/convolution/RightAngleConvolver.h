@@ -13,9 +13,9 @@ namespace tovix {
 /// Uniformly partitioned convolution with right-angle transforms, for processors with wide vectors.
 ///
 /// A block's spectrum goes into a ring of spectra, and the output's spectrum is the sum over all partitions, gathered
-/// in registers: nothing is written but one spectrum per block. One copy of the filter's spectra serves all channels,
-/// and one load of it two of them. Rows of spectra are summed for several blocks at once (SpectrumSums::tile), which
-/// loads the filter and the inputs once instead of once for each block.
+/// in registers: only one spectrum is written per block. One copy of the filter's spectra serves all channels, and
+/// each load of it serves two of them. Rows of spectra are summed for several blocks at once (SpectrumSums::tile),
+/// which loads the filter and the inputs once instead of once for each block.
 class RightAngleConvolver final : public BlockConvolver {
 public:
     /// [control] For a task that is in range; null when there is no memory. The processor must have the instructions

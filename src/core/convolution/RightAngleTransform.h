@@ -15,7 +15,7 @@ namespace tovix {
 /// one. No zeros are appended, no bin is special, and any B will do, primes too.
 ///
 /// N is B rounded up to whole vectors whose number has no prime factor but 2, 3 and 5. Bins stay in the order in
-/// which the passes leave them. Unnormalised: there and back is N times as large.
+/// which the passes leave them. Unnormalised: a transform and its inverse multiply by N.
 class RightAngleTransform {
 public:
     /// [control] An empty one.
@@ -24,7 +24,7 @@ public:
     /// [control] For blocks of `blockFrames`, at least 1; empty (`!*this`) when there is no memory.
     static RightAngleTransform make(const VectorLoops& loops, std::size_t blockFrames) noexcept;
 
-    // [audio], all that is forced inline: it is in the real-time section where it is used.
+    // [audio] for all that is forced inline: it becomes part of a caller in the real-time section.
     [[gnu::always_inline]] explicit operator bool() const noexcept {
         return m_radices && m_weights && m_twiddles && m_restIn && m_restOut;
     }

@@ -7,8 +7,8 @@
 
 namespace tovix {
 
-/// The `count`-th roots of one, as exact as double precision has them but for one rounding: each is the product of
-/// two out of two short tables, which is much faster than its sine and cosine.
+/// The `count`-th roots of one, to within one rounding of double precision: each is the product of two out of two
+/// short tables, which is much faster than its sine and cosine.
 class UnitCircle {
 public:
     /// [control] count >= 1; empty (`!*this`) when there is no memory.

@@ -35,7 +35,7 @@ RT_SECTION std::int32_t stepLevel(std::int32_t level, std::int32_t target) noexc
     return clampLevel(level + step);
 }
 
-/// False for a sample that is not a number, too.
+/// Also false for NaN.
 [[gnu::always_inline]] inline bool insideGuard(float sample) noexcept {
     return std::fabs(sample) <= clipGuard;
 }
@@ -105,8 +105,8 @@ void EffectBoost::processPlainStereo(float* left, float* right, std::uint32_t fr
     }
 }
 
-/// Lowers target and gain until the frame fits, and amplifies it; false when nothing is left to amplify with,
-/// which ends the block as it came in.
+/// Lowers target and gain until the frame fits, and amplifies it; false when no gain is left, and the rest of the
+/// block stays as it came in.
 bool EffectBoost::backOff(float& left, float& right) noexcept {
     float l = 0.0F;
     float r = 0.0F;

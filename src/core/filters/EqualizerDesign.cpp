@@ -11,7 +11,7 @@
 namespace tovix {
 namespace {
 
-/// Whether a gain's factor is too large for single precision; false for what is not a number.
+/// Whether a gain's factor is too large for single precision; false for NaN.
 bool isInfiniteFactor(double gainDb) noexcept {
     constexpr double firstInfiniteDb =
         decibelsPerNeper * std::numbers::ln2 * std::numeric_limits<float>::max_exponent;

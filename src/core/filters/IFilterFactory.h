@@ -6,7 +6,7 @@
 
 namespace tovix {
 
-/// The manager's two switches for the settings gate (EffectFactoryStep). As they start, the gate is open.
+/// The manager's two switches for the settings gate (EffectFactoryStep). With their initial values the gate is open.
 struct GateSwitches {
     bool switchA = false;
     bool switchB = true;

@@ -45,13 +45,13 @@ bool MinimumPhase::fillWeights() noexcept {
     return true;
 }
 
-/// The cepstrum wants the magnitude's natural logarithm, which is the gain in nepers: the way through the magnitude
-/// itself would cost a power and a logarithm.
+/// The cepstrum needs the magnitude's natural logarithm, which is the gain in nepers. Computing the magnitude first
+/// would cost a power and a logarithm.
 void MinimumPhase::setMagnitude(std::size_t bin, double gainDb) noexcept {
     // Of a bin and its mirror, the one with an even number.
     const std::size_t mirror = 2 * std::size_t{m_tapCount} - 1 - bin;
     const std::size_t even = bin % 2 == 0 ? bin : mirror;
-    // In this order, so that what is not a number becomes the floor.
+    // In this order, so that NaN becomes the floor.
     const double flooredDb = gainDb > minEqualizerGainDb ? gainDb : minEqualizerGainDb;
     set(m_spectrum[even / 2], flooredDb * nepersPerDecibel);
 }
@@ -67,8 +67,8 @@ HeapArray<float> MinimumPhase::impulseResponse() noexcept {
     takeExponential();
     m_backward.execute();
     for (std::size_t n = 0; n < m_tapCount; ++n) {
-        // Half a sample back, which leaves the real part of the turned signal, and the window: it is the square of
-        // the same cosine.
+        // One factor turns the signal back by half a sample, which leaves its real part. The other two are the
+        // window, the square of the same cosine.
         const double cosine = m_weights[n][0];
         h[n] = static_cast<float>(signalAt(n) * cosine * (cosine * cosine));
     }
@@ -81,8 +81,8 @@ double MinimumPhase::signalAt(std::size_t n) const noexcept {
     return (double{value[0]} * weight[0] - double{value[1]} * weight[1]) / m_tapCount;
 }
 
-/// Makes the cepstrum causal: what stands at negative times is added, conjugated, to the positive ones. It is the
-/// same again, as the logarithm is real.
+/// Makes the cepstrum causal: the values at negative times are conjugated and added to those at positive times. As
+/// the logarithm is real, the two are equal.
 void MinimumPhase::foldCepstrum() noexcept {
     for (std::size_t n = 0; n < m_tapCount; ++n) {
         const double folded = signalAt(n) * (n == 0 ? 1.0 : 2.0);
@@ -90,8 +90,8 @@ void MinimumPhase::foldCepstrum() noexcept {
     }
 }
 
-/// In double precision, because the last bit of the single-precision functions is another on every platform, and so
-/// would be the filter.
+/// In double precision, because the single-precision functions differ between platforms in the last bit, and so would
+/// the filters.
 void MinimumPhase::takeExponential() noexcept {
     for (std::size_t k = 0; k < m_tapCount; ++k) {
         set(m_spectrum[k], exponential({m_spectrum[k][0], m_spectrum[k][1]}));

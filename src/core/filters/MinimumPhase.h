@@ -11,10 +11,10 @@ namespace tovix {
 /// filtering, Oppenheim and Schafer). [control] throughout; one object makes one design.
 ///
 /// The mirror of bin k of the 2N-point spectrum of N taps is 2N - 1 - k, not 2N - k: the upper half of the spectrum
-/// stands one bin too low, deliberately, and the designs of all existing settings come out of that. The spectrum is
-/// therefore that of a real signal at the frequencies halfway between the bins, turned by half a sample. Such a
-/// spectrum is known from every second of its bins, and a complex transform of N points weighted with e^(i*pi*n/2N)
-/// goes there and back.
+/// stands one bin too low. That is kept on purpose, because it decides how every existing setting sounds. The
+/// spectrum is therefore that of a real signal at the frequencies halfway between the bins, turned by half a sample.
+/// Such a spectrum is known from every second of its bins, and a complex transform of N points weighted with
+/// e^(i*pi*n/2N) goes there and back.
 class MinimumPhase {
 public:
     static constexpr std::uint32_t maxTapCount = 1U << 24U;
@@ -25,11 +25,11 @@ public:
 
     explicit operator bool() const noexcept { return m_forward && m_backward; }
 
-    /// Wants the magnitude `gainDb` at frequency sampleRate * bin / (2 * tapCount), bin < tapCount, and at its
-    /// mirror. Less than the equalizer's floor, and what is not a number, counts as the floor.
+    /// Sets the wanted gain, `gainDb`, at frequency sampleRate * bin / (2 * tapCount), bin < tapCount, and at its
+    /// mirror. Gains below the equalizer's floor, and NaN, count as the floor.
     void setMagnitude(std::size_t bin, double gainDb) noexcept;
 
-    /// Designs from all the magnitudes set, using them up, and returns `tapCount` taps faded out by a half raised
+    /// Designs from all the gains set, which uses them up, and returns `tapCount` taps faded out by a half raised
     /// cosine; empty when there is no memory.
     HeapArray<float> impulseResponse() noexcept;
 

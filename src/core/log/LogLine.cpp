@@ -85,7 +85,7 @@ std::string_view fixed(std::array<char, fixedCapacity>& scratch, double value) n
     if (exponent >= 0) {
         pFirst = writeWhole(mantissa, exponent, pFirst);
     } else {
-        // Below 2^-74 nothing is left of the mantissa, a million times as large.
+        // Below 2^-74 even a million times the value rounds to 0.
         const int shift = std::min(-exponent, 75);
         const Wide millionths = Wide{mantissa} * unit;
         const Wide rest = millionths & ((Wide{1} << shift) - 1);

@@ -46,7 +46,7 @@ public:
     /// A floating-point number with six decimals.
     LogLine& real(double value) noexcept;
     /// The next whole number is printed in upper-case hexadecimal; any number turns this off again. Part of the log
-    /// facility's contract; nothing in the product wants it.
+    /// facility's contract; the product does not use it.
     LogLine& hexNext() noexcept;
 
     /// The line so far, NUL-terminated.

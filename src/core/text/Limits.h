@@ -20,7 +20,7 @@ constexpr double maxBoostDb = maxBoostTenths / 10.0;
 constexpr std::int32_t maxMaximizerTenths = 200;
 constexpr std::int32_t minCeilingTenths = -200;
 
-/// Lowest gain of the equalizer; what is wanted below it counts as this.
+/// Lowest gain of the equalizer; lower ones count as this.
 constexpr double minEqualizerGainDb = -100.0;
 
 /// The streams that the effect processes.

@@ -49,7 +49,7 @@ private:
     public:
         void open(const EngineFormat& format, const std::string& settings);
         void close() noexcept { m_engine.reset(); }
-        /// The block as the replayed lines leave it; as it came without any.
+        /// The block as the replayed lines leave it; the input itself where there are none.
         const float* run(const float* input);
 
     private:

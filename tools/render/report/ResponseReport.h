@@ -8,7 +8,7 @@
 
 namespace tovix::render {
 
-/// Writes what the equalizers of the settings shall do to each frequency, and what their filters, as designed, do:
+/// Writes what the equalizers of the settings are to do to each frequency, and what their filters, as designed, do:
 /// rows of the kinds "point" (one per point of the settings) and "response" (from 10 Hz, or less at low rates, to
 /// half the sample rate). Several equalizers add up. Without any, or where a design fails and the equalizer lets the
 /// sound through, the response is flat. [control]

@@ -13,7 +13,7 @@ FileSink::FileSink(const std::string& name, const SourceFormat& source, const Si
                           "the output " + name + " cannot be written: " + soundError(nullptr) + ".");
     }
     sf_command(m_file.get(), SFC_SET_CLIPPING, nullptr, SF_TRUE);
-    // This chunk holds the time of day, and the same run shall give the same file.
+    // This chunk holds the time of day, but the same run should give the same file.
     sf_command(m_file.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
     auto channelMap = channelMapOf(format.channelMask, format.channels);
     if (!channelMap.empty()) {

@@ -16,7 +16,7 @@ enum class SampleFormat {
     likeInput
 };
 
-/// What the output shall be.
+/// What kind of output is wanted.
 struct SinkFormat {
     SampleFormat samples = SampleFormat::float32;
     std::uint32_t channels = 0;

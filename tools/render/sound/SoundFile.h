@@ -16,7 +16,7 @@ struct CloseSoundFile {
 
 using SoundFile = std::unique_ptr<SNDFILE, CloseSoundFile>;
 
-/// libsndfile's open for any path; null on failure, of which soundError(nullptr) then tells.
+/// libsndfile's open for any path; null on failure; soundError(nullptr) then says why.
 SoundFile openSoundFile(const std::filesystem::path& path, int mode, SF_INFO& info);
 
 /// Whether libsndfile, as it is linked here, can write such a file. Its own format check also accepts kinds that it
