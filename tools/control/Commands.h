@@ -27,7 +27,7 @@ enum class ExitStatus : int {
     noFile = 6,
 };
 
-/// A refusal with an exit status of its own.
+/// A refusal with an exit status of its own. [control], any thread.
 class CommandFailure : public Refusal {
 public:
     CommandFailure(const std::string& sentence, ExitStatus status) : Refusal(sentence), m_status(status) {}

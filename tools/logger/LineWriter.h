@@ -10,7 +10,7 @@ namespace tovix::logger {
 
 /// Brings lines to the log file and to a debugger, on a thread of its own: a caller never waits for a disk, a
 /// debugger or another process, only for the copying of another caller's line. What the thread cannot keep up with is
-/// dropped and counted in the file.
+/// dropped and counted in the file. [control], any thread.
 ///
 /// The thread shares the writer, because nobody can wait for its end: a library is released under the loader's lock,
 /// which an ending thread needs. It holds the library's module as well.
@@ -19,7 +19,7 @@ public:
     /// A writer with its thread running; null without memory or thread.
     static std::shared_ptr<LineWriter> start() noexcept;
 
-    /// [control], any thread.
+    /// Queues one line.
     void write(std::string_view line) noexcept;
 
     /// Lets the thread write what there is and end; waits at most a second for the writing, or writes by itself if

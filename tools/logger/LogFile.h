@@ -27,12 +27,12 @@ private:
     std::vector<std::wstring> m_paths;
 };
 
-/// Where lines go: the file named by the environment variable TOVIX_LOG_FILE; else, or when that cannot be written,
-/// "Tovix\Tovix.log" in the machine's folder for program data, which services may write to; else "Tovix.log" in the
-/// account's folder for temporary files.
+/// [control] Where lines go: the file named by the environment variable TOVIX_LOG_FILE; else, or when that cannot be
+/// written, "Tovix\Tovix.log" in the machine's folder for program data, which services may write to; else "Tovix.log"
+/// in the account's folder for temporary files.
 std::vector<std::wstring> logFilePaths();
 
-/// The environment variable's value; empty without one.
+/// [control] The environment variable's value; empty without one.
 std::wstring environmentText(const wchar_t* name);
 
 } // namespace tovix::logger

@@ -24,7 +24,7 @@ enum class LineOutcome {
     wrongParameters,
 };
 
-/// Whether the line is one that its writer cannot have wanted as it is.
+/// Whether the line is one that its writer cannot have wanted as it is. Any thread.
 constexpr bool isMistake(LineOutcome outcome) {
     return outcome >= LineOutcome::noColon;
 }

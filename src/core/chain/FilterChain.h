@@ -57,7 +57,7 @@ public:
     [[nodiscard]] float* const* buffers() const noexcept RT_SECTION;
 
     /// [audio] Also for a control thread that holds the chain.
-    [[nodiscard]] std::uint64_t stageCount() const noexcept { return m_stages.size(); }
+    [[nodiscard, gnu::always_inline]] std::uint64_t stageCount() const noexcept { return m_stages.size(); }
 
     FilterChain(const FilterChain&) = delete;
     FilterChain& operator=(const FilterChain&) = delete;

@@ -24,7 +24,8 @@ public:
     /// [control] For blocks of `blockFrames`, at least 1; empty (`!*this`) when there is no memory.
     static RightAngleTransform make(const VectorLoops& loops, std::size_t blockFrames) noexcept;
 
-    // [audio] for all that is forced inline: it becomes part of a caller in the real-time section.
+    // [audio] for what is forced inline, as it becomes part of a caller in the real-time section; the rest is
+    // [control].
     [[gnu::always_inline]] explicit operator bool() const noexcept {
         return m_radices && m_weights && m_twiddles && m_restIn && m_restOut;
     }

@@ -23,7 +23,7 @@ enum class ExitStatus : int {
     interrupted = 130,
 };
 
-/// A refusal that ends the program with a status of its own.
+/// A refusal that ends the program with a status of its own. [control], any thread.
 class RenderError : public Refusal {
 public:
     RenderError(ExitStatus status, const std::string& sentence) : Refusal(sentence), m_status(status) {}
