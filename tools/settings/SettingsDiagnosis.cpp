@@ -10,16 +10,12 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <memory>
 #include <numeric>
 
 namespace tovix {
 namespace {
-
-constexpr std::wstring_view boostName = settings::boost.wide();
-constexpr std::wstring_view equalizerName = settings::equalizer.wide();
-constexpr std::wstring_view maximizerName = settings::maximizer.wide();
-constexpr std::array knownNames{boostName, equalizerName, maximizerName, settings::enableOldApo.wide()};
 
 constexpr std::size_t largestTypoDistance = 2;
 
@@ -42,11 +38,34 @@ std::string describeBoost(const BoostParameters& boost) {
     return "plain boost of " + formatDecibels(std::max(boost.level, 0) / 10.0);
 }
 
-std::string describeMaximizer(const MaximizerParameters& maximizer) {
+void diagnoseBoost(LineDiagnosis& diagnosis, const std::wstring& parameters) {
+    diagnosis.boost = parseBoostParameters(parameters);
+    diagnosis.explanation = describeBoost(*diagnosis.boost);
+}
+
+std::string explainBoostMismatch(const std::wstring& parameters) {
+    constexpr auto example = ", as in \"Boost: 60 dB 1\" (60 tenths of a dB, with the limiter)";
+    if (parseBoostParameters(parameters).fieldCount == 0) {
+        return std::string("a boost needs its level first, a whole number in tenths of a dB") + example;
+    }
+    return std::string(
+               "after a boost's level, in whole tenths of a dB, \"dB\" and a second whole number must follow") +
+           example;
+}
+
+void diagnoseMaximizer(LineDiagnosis& diagnosis, const std::wstring& parameters) {
+    diagnosis.maximizer = parseMaximizerParameters(parameters);
+    const auto& maximizer = *diagnosis.maximizer;
     const auto level = std::clamp(maximizer.level, -maxMaximizerTenths, maxMaximizerTenths);
     const auto ceiling = std::clamp(maximizer.ceiling, minCeilingTenths, 0);
-    return "boost of " + formatDecibels(level / 10.0) + (level == maximizer.level ? "" : ", the most there is,") +
-           " with a clean limiter at " + (ceiling == 0 ? "full scale" : formatDecibels(ceiling / 10.0));
+    diagnosis.explanation = "boost of " + formatDecibels(level / 10.0) +
+                            (level == maximizer.level ? "" : ", the most there is,") + " with a clean limiter at " +
+                            (ceiling == 0 ? "full scale" : formatDecibels(ceiling / 10.0));
+}
+
+std::string explainMaximizerMismatch(const std::wstring& /*parameters*/) {
+    return "a maximizer needs its level, a whole number in tenths of a dB, with \"dB\" and at most a second whole "
+           "number, its ceiling, after it, as in \"Maximizer: 60 dB -10\"";
 }
 
 /// Whether the design is not finite, as with a gain without bounds. The effect leaves such an equalizer inert.
@@ -64,6 +83,41 @@ std::string describeEqualizer(const std::vector<ResponsePoint>& points) {
         return "equalizer without effect: no response can be drawn through its points";
     }
     return "equalizer of " + counted(points.size(), "point") + (points.size() == 1 ? ": a flat gain" : "");
+}
+
+void diagnoseEqualizer(LineDiagnosis& diagnosis, const std::wstring& parameters) {
+    diagnosis.equalizer = parseResponsePoints(parameters);
+    diagnosis.explanation = describeEqualizer(*diagnosis.equalizer);
+}
+
+/// What is known about the lines of one filter.
+struct FilterLines {
+    std::wstring_view name;
+    /// Stores the parameters of a line that builds the filter, and says what it does.
+    void (*diagnose)(LineDiagnosis& diagnosis, const std::wstring& parameters);
+    /// Says why a line with these parameters builds nothing; null where any will do.
+    std::string (*explainMismatch)(const std::wstring& parameters);
+};
+
+constexpr std::array filters{
+    FilterLines{settings::boost.wide(), diagnoseBoost, explainBoostMismatch},
+    FilterLines{settings::equalizer.wide(), diagnoseEqualizer, nullptr},
+    FilterLines{settings::maximizer.wide(), diagnoseMaximizer, explainMaximizerMismatch},
+};
+
+std::vector<std::wstring_view> filterNames() {
+    std::vector<std::wstring_view> names;
+    std::transform(filters.begin(), filters.end(), std::back_inserter(names), [](const auto& f) { return f.name; });
+    return names;
+}
+
+/// "A", "B" and "C".
+std::string listed(const std::vector<std::wstring_view>& names) {
+    std::string list;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        list += (i == 0 ? "" : i + 1 < names.size() ? ", " : " and ") + ('"' + encodeUtf8(names[i]) + '"');
+    }
+    return list;
 }
 
 /// Case apart, the number of letters to insert, remove or replace (Levenshtein distance).
@@ -85,48 +139,28 @@ std::string explainUnknownName(std::wstring_view name) {
     if (name.empty()) {
         return "there is no name before the colon";
     }
-    std::string text = "there is no filter named \"" + encodeUtf8(name) + "\"";
-    const auto* const nearest = std::min_element(knownNames.begin(), knownNames.end(), [&](auto a, auto b) {
-        return editDistance(name, a) < editDistance(name, b);
-    });
-    if (editDistance(name, *nearest) <= largestTypoDistance) {
-        return text + " (did you mean \"" + encodeUtf8(*nearest) + "\"?)";
-    }
-    return text + "; there are \"" + encodeUtf8(boostName) + "\", \"" + encodeUtf8(equalizerName) + "\" and \"" +
-           encodeUtf8(maximizerName) + "\"";
-}
-
-std::string explainBoostMismatch(const BoostParameters& boost) {
-    constexpr auto example = ", as in \"Boost: 60 dB 1\" (60 tenths of a dB, with the limiter)";
-    if (boost.fieldCount == 0) {
-        return std::string("a boost needs its level first, a whole number in tenths of a dB") + example;
-    }
-    return std::string(
-               "after a boost's level, in whole tenths of a dB, \"dB\" and a second whole number must follow") +
-           example;
+    auto names = filterNames();
+    const std::string filterList = listed(names);
+    names.push_back(settings::enableOldApo.wide());
+    const auto nearest = *std::min_element(
+        names.begin(), names.end(), [&](auto a, auto b) { return editDistance(name, a) < editDistance(name, b); });
+    return "there is no filter named \"" + encodeUtf8(name) + "\"" +
+           (editDistance(name, nearest) <= largestTypoDistance ? " (did you mean \"" + encodeUtf8(nearest) + "\"?)"
+                                                               : "; there are " + filterList);
 }
 
 void diagnoseFilterLine(LineDiagnosis& diagnosis, const SettingsLine& line, bool builds) {
-    if (builds && line.key == boostName) {
-        diagnosis.boost = parseBoostParameters(line.value);
-        diagnosis.explanation = describeBoost(*diagnosis.boost);
-    } else if (builds && line.key == equalizerName) {
-        diagnosis.equalizer = parseResponsePoints(line.value);
-        diagnosis.explanation = describeEqualizer(*diagnosis.equalizer);
-    } else if (builds && line.key == maximizerName) {
-        diagnosis.maximizer = parseMaximizerParameters(line.value);
-        diagnosis.explanation = describeMaximizer(*diagnosis.maximizer);
-    }
+    const auto* const pFilter =
+        std::find_if(filters.begin(), filters.end(), [&](const auto& f) { return f.name == line.key; });
+    const bool isKnown = pFilter != filters.end();
     if (builds) {
         diagnosis.outcome = LineOutcome::buildsFilter;
-    } else if (line.key == boostName) {
+        if (isKnown) {
+            pFilter->diagnose(diagnosis, line.value);
+        }
+    } else if (isKnown && pFilter->explainMismatch != nullptr) {
         diagnosis.outcome = LineOutcome::wrongParameters;
-        diagnosis.explanation = explainBoostMismatch(parseBoostParameters(line.value));
-    } else if (line.key == maximizerName) {
-        diagnosis.outcome = LineOutcome::wrongParameters;
-        diagnosis.explanation =
-            "a maximizer needs its level, a whole number in tenths of a dB, with \"dB\" and at most a "
-            "second whole number, its ceiling, after it, as in \"Maximizer: 60 dB -10\"";
+        diagnosis.explanation = pFilter->explainMismatch(line.value);
     } else {
         diagnosis.outcome = LineOutcome::unknownName;
         diagnosis.explanation = explainUnknownName(line.key);
