@@ -15,8 +15,8 @@ constexpr std::size_t longestSettingsTextBytes = settingsPageBytes - 1;
 constexpr std::int32_t maxBoostTenths = 200;
 constexpr double maxBoostDb = maxBoostTenths / 10.0;
 
-/// The maximizer's pre-gain lies between the negative and this, its ceiling between `minCeilingTenths` and full scale;
-/// tenths of a dB.
+/// The maximizer's pre-gain lies between the negative and this, its ceiling between `minCeilingTenths` and full
+/// scale; tenths of a dB.
 constexpr std::int32_t maxMaximizerTenths = 200;
 constexpr std::int32_t minCeilingTenths = -200;
 
