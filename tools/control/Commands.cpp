@@ -77,10 +77,10 @@ void writeSettingsValue(const wchar_t* name, std::uint32_t value, const char* co
         error = ::RegSetValueExW(key.get(), name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof value);
     }
     if (error != ERROR_SUCCESS) {
-        throw CommandFailure("The registry value \"" + encodeUtf8(name) +
-                                 "\" cannot be written, which takes an administrator: " +
-                                 describeSystemError(static_cast<DWORD>(error)) + "; " + consequence + ".",
-                             ExitStatus::noRegistry);
+        throw CommandFailure(ExitStatus::noRegistry, "The registry value \"" + encodeUtf8(name) +
+                                                         "\" cannot be written, which takes an administrator: " +
+                                                         describeSystemError(static_cast<DWORD>(error)) + "; " +
+                                                         consequence + ".");
     }
 }
 
@@ -141,12 +141,12 @@ std::string readCurveFile(const std::string& name) {
     std::error_code error;
     const auto size = std::filesystem::file_size(path, error);
     if (!error && size > largestFile) {
-        throw CommandFailure("The curve file \"" + name + "\" is larger than 1 MB.", ExitStatus::noFile);
+        throw CommandFailure(ExitStatus::noFile, "The curve file \"" + name + "\" is larger than 1 MB.");
     }
     std::ifstream file(path, std::ios::binary);
     std::ostringstream text;
     if (error || !file || !(text << file.rdbuf())) {
-        throw CommandFailure("The curve file \"" + name + "\" cannot be read, or is empty.", ExitStatus::noFile);
+        throw CommandFailure(ExitStatus::noFile, "The curve file \"" + name + "\" cannot be read, or is empty.");
     }
     return text.str();
 }

@@ -27,15 +27,7 @@ enum class ExitStatus : int {
     noFile = 6,
 };
 
-/// A refusal with an exit status of its own. [control], any thread.
-class CommandFailure : public Refusal {
-public:
-    CommandFailure(const std::string& sentence, ExitStatus status) : Refusal(sentence), m_status(status) {}
-    [[nodiscard]] ExitStatus status() const noexcept { return m_status; }
-
-private:
-    ExitStatus m_status;
-};
+using CommandFailure = RefusalWithStatus<ExitStatus>;
 
 /// How a command reports, and whether it keeps running.
 struct Output {

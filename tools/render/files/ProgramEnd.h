@@ -23,15 +23,7 @@ enum class ExitStatus : int {
     interrupted = 130,
 };
 
-/// A refusal that ends the program with a status of its own. [control], any thread.
-class RenderError : public Refusal {
-public:
-    RenderError(ExitStatus status, const std::string& sentence) : Refusal(sentence), m_status(status) {}
-    [[nodiscard]] ExitStatus status() const noexcept { return m_status; }
-
-private:
-    ExitStatus m_status;
-};
+using RenderError = RefusalWithStatus<ExitStatus>;
 
 /// While it lives, a request to end the program (SIGINT, SIGTERM or SIGHUP; on Windows Ctrl-C, Ctrl-Break or the
 /// console's closing) is noted instead of obeyed, however often it comes, so that unfinished files can be removed
