@@ -19,7 +19,8 @@ namespace {
 
 constexpr const char* footer =
     R"(Levels are in dB, frequencies in Hz. "off" puts a '#' before the line, so that "on" brings it back; a new value
-replaces every line of its name, switched off or not. Lines of other names stay as they are.
+replaces every line of its name, switched off or not, and a new boost those of Boost and Maximizer. Lines of other
+names stay as they are.
 
 The settings live as long as an effect or a control program has them open: with no audio running, use --hold.
 
@@ -134,7 +135,7 @@ void addCommands(CLI::App& app, Values& v) {
     app.fallthrough();
     app.footer(footer);
     app.set_version_flag("--version", "tovixctl " TOVIX_VERSION, "Print the version and exit");
-    app.add_flag("--json", v.output.json, "Answer with data, one JSON object a line");
+    app.add_flag("--json", v.output.json, "Print data, one JSON object a line");
     app.add_flag("--hold", v.output.hold, "After a change keep the settings open until Ctrl-C");
     app.add_subcommand("status", "Show the settings, what each line does, and the registry values")->callback([&v] {
         refuseHold(v);
