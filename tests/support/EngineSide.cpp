@@ -5,6 +5,7 @@
 #include <objbase.h>
 
 #include <algorithm>
+#include <cwctype>
 
 namespace tovix::test {
 
@@ -17,17 +18,43 @@ HRESULT FormatDouble::QueryInterface(REFIID, void** ppv) {
     return E_NOINTERFACE;
 }
 
+namespace {
+
+wchar_t* taskText(const std::wstring& text) {
+    auto* const pCopy = static_cast<wchar_t*>(::CoTaskMemAlloc((text.size() + 1) * sizeof(wchar_t)));
+    std::copy_n(text.c_str(), text.size() + 1, pCopy);
+    return pCopy;
+}
+
+std::wstring keyText(REFPROPERTYKEY key) {
+    wchar_t format[39]{};
+    ::StringFromGUID2(key.fmtid, format, 39);
+    std::transform(std::begin(format), std::end(format), std::begin(format),
+                   [](wchar_t c) { return std::towlower(c); });
+    return format + (L"," + std::to_wstring(key.pid));
+}
+
+} // namespace
+
 HRESULT PropertyStoreDouble::GetValue(REFPROPERTYKEY key, PROPVARIANT* pValue) {
-    static const wchar_t text[] = L"{endpoint}";
-    static const PROPERTYKEY endpointGuid{
-        {0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 4};
     if (FAILED(result)) {
         return result;
     }
-    pValue->vt = IsEqualPropertyKey(key, endpointGuid) ? type : static_cast<VARTYPE>(VT_EMPTY);
-    if (pValue->vt == VT_LPWSTR) {
-        pValue->pwszVal = static_cast<wchar_t*>(::CoTaskMemAlloc(sizeof text));
-        std::copy(std::begin(text), std::end(text), pValue->pwszVal);
+    pValue->vt = VT_EMPTY;
+    if (IsEqualPropertyKey(key, endpointGuidKey)) {
+        pValue->vt = type;
+        pValue->pwszVal = type == VT_LPWSTR ? taskText(L"{endpoint}") : nullptr;
+    } else if (const auto found = values.find(keyText(key)); found != values.end()) {
+        const auto& texts = found->second;
+        if (texts.size() == 1) {
+            pValue->vt = VT_LPWSTR;
+            pValue->pwszVal = taskText(texts.front());
+        } else {
+            pValue->vt = VT_VECTOR | VT_LPWSTR;
+            pValue->calpwstr.cElems = static_cast<ULONG>(texts.size());
+            pValue->calpwstr.pElems = static_cast<wchar_t**>(::CoTaskMemAlloc((texts.size() + 1) * sizeof(wchar_t*)));
+            std::transform(texts.begin(), texts.end(), pValue->calpwstr.pElems, taskText);
+        }
     }
     return result;
 }
@@ -39,11 +66,17 @@ Effect::Effect(ComReference<IUnknown> object)
 }
 
 HRESULT Effect::initialize(HRESULT endpoint) {
-    PropertyStoreDouble store;
+    // The effect keeps a reference.
+    static PropertyStoreDouble store;
     store.result = endpoint;
+    return initialize(&store, nullptr);
+}
+
+HRESULT Effect::initialize(IPropertyStore* pEndpoint, IPropertyStore* pEffects) {
     APOInitSystemEffects data{};
     data.APOInit = {sizeof data, effectClassId};
-    data.pAPOEndpointProperties = &store;
+    data.pAPOEndpointProperties = pEndpoint;
+    data.pAPOSystemEffectsProperties = pEffects;
     return apo->Initialize(sizeof data, reinterpret_cast<BYTE*>(&data));
 }
 

@@ -5,6 +5,7 @@
 
 #include <propsys.h>
 
+#include <map>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -37,18 +38,21 @@ public:
     ULONG references = 1;
 };
 
-/// An endpoint's properties: its identifier is "{endpoint}", every other key has no value.
+/// An endpoint's properties: its identifier is "{endpoint}"; every other key has no value but those that are given.
 class PropertyStoreDouble final : public IPropertyStore {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
+    ULONG STDMETHODCALLTYPE Release() override { return --references; }
     HRESULT STDMETHODCALLTYPE GetCount(DWORD*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetAt(DWORD, PROPERTYKEY*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetValue(REFPROPERTYKEY key, PROPVARIANT* pValue) override;
     HRESULT STDMETHODCALLTYPE SetValue(REFPROPERTYKEY, REFPROPVARIANT) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Commit() override { return E_NOTIMPL; }
 
+    /// A key's text, as in "{format},id", and its strings; more than one, or none, are a list.
+    std::map<std::wstring, std::vector<std::wstring>> values;
+    ULONG references = 1;
     HRESULT result = S_OK;
     /// VT_LPWSTR, or a type without a string.
     VARTYPE type = VT_LPWSTR;
@@ -65,6 +69,7 @@ public:
 
     /// `endpoint` is the result of reading the endpoint's properties.
     HRESULT initialize(HRESULT endpoint = S_OK);
+    HRESULT initialize(IPropertyStore* pEndpoint, IPropertyStore* pEffects);
     /// Locks one connection each way; a format that is given stands in for the default one of its channels.
     HRESULT lock(const UNCOMPRESSEDAUDIOFORMAT& input, const UNCOMPRESSEDAUDIOFORMAT& output, UINT32 inputMaxFrames,
                  UINT32 outputMaxFrames = 0);

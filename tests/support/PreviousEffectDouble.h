@@ -87,7 +87,6 @@ public:
         for (std::size_t i = 0; i < ppInputs[0]->u32ValidFrameCount * frame.size(); ++i) {
             pSamples[i] = frame[i % frame.size()];
         }
-        ppOutputs[0]->u32BufferFlags = BUFFER_SILENT; // ours must overwrite it
     }
     UINT32 STDMETHODCALLTYPE CalcInputFrames(UINT32 frames) noexcept override { return frames; }
     UINT32 STDMETHODCALLTYPE CalcOutputFrames(UINT32 frames) noexcept override { return frames; }

@@ -51,4 +51,15 @@ std::optional<bool> previousEffectSetting(const SettingsLine& line) {
     return name == settings::enableOldApo.wide() ? std::optional{!off} : std::nullopt;
 }
 
+std::optional<bool> previousEffectSetting(std::string_view page, AnsiDecoder decodeAnsi) {
+    std::optional<bool> last;
+    for (const auto bytes : splitSettingsLines(page)) {
+        if (const auto line = parseSettingsLine(decodeSettingsLine(bytes, decodeAnsi))) {
+            const auto setting = previousEffectSetting(*line);
+            last = setting ? setting : last;
+        }
+    }
+    return last;
+}
+
 } // namespace tovix

@@ -36,4 +36,7 @@ std::optional<SettingsLine> parseSettingsLine(const std::wstring& line);
 /// What a line says about the device's previous effect: wanted, not wanted, or nothing.
 std::optional<bool> previousEffectSetting(const SettingsLine& line);
 
+/// What the last of a settings page's lines that says something about it says.
+std::optional<bool> previousEffectSetting(std::string_view page, AnsiDecoder decodeAnsi);
+
 } // namespace tovix

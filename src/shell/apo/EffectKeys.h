@@ -28,7 +28,11 @@ constexpr std::size_t effectKeyCount = 8;
 /// Constant, in the module's read-only data: loading the module runs no code for it.
 extern const std::array<EffectKey, effectKeyCount> effectKeys;
 
-/// The same effect keys alone, in the same order, for a search that needs no more. Nothing reads them yet.
+/// The same effect keys alone, in the same order, for a search that needs no more.
 extern const std::array<std::wstring_view, effectKeyCount> effectKeyNames;
+
+/// The property, of this product's own, that keeps the class which an attachment took the place of, beside the effect
+/// keys of the same endpoint. A class in text form.
+constexpr std::wstring_view keptEffectKey = L"{6b59ff62-03f5-49f3-9312-ba0b5ec8880b},2";
 
 } // namespace tovix

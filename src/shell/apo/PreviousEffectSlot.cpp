@@ -3,32 +3,12 @@
 #include "system/GuardedCall.h"
 
 namespace tovix {
-namespace {
-
-template <class Interface> void ask(IUnknown& object, REFIID iid, ComReference<Interface>& reference) noexcept {
-    void* pInterface = nullptr;
-    const HRESULT hr = guardedResult([&] { return object.QueryInterface(iid, &pInterface); });
-    reference.reset(SUCCEEDED(hr) ? static_cast<Interface*>(pInterface) : nullptr);
-}
-
-template <class Interface> void giveBack(ComReference<Interface>& reference) noexcept {
-    if (Interface* const pInterface = reference.release()) {
-        static_cast<void>(guardedCall([pInterface] { pInterface->Release(); }));
-    }
-}
-
-} // namespace
-
-const std::array<EffectKey, effectKeyCount>& PreviousEffectSlot::keys() noexcept {
-    return effectKeys;
-}
 
 HRESULT PreviousEffectSlot::fill(IUnknown& previousEffect) noexcept {
     release();
-    ask(previousEffect, IID_IAudioProcessingObject, m_pOldApo);
-    ask(previousEffect, IID_IAudioProcessingObjectRT, m_pOldApoRT);
-    ask(previousEffect, IID_IAudioProcessingObjectConfiguration, m_pOldApoConfig);
-    if (m_pOldApo && m_pOldApoRT && m_pOldApoConfig) {
+    if (SUCCEEDED(m_pOldApo.ask(previousEffect, IID_IAudioProcessingObject)) &&
+        SUCCEEDED(m_pOldApoRT.ask(previousEffect, IID_IAudioProcessingObjectRT)) &&
+        SUCCEEDED(m_pOldApoConfig.ask(previousEffect, IID_IAudioProcessingObjectConfiguration))) {
         return S_OK;
     }
     release();
@@ -49,19 +29,23 @@ IAudioProcessingObjectRT* PreviousEffectSlot::processing() const noexcept {
     return m_pProcessing.load(std::memory_order_acquire);
 }
 
+void PreviousEffectSlot::stopProcessing() noexcept {
+    m_pProcessing.store(nullptr, std::memory_order_release);
+}
+
 void PreviousEffectSlot::release() noexcept {
     if (m_isLocked) {
         static_cast<void>(unlock());
     }
-    giveBack(m_pOldApo);
-    giveBack(m_pOldApoRT);
-    giveBack(m_pOldApoConfig);
+    m_pOldApo.reset();
+    m_pOldApoRT.reset();
+    m_pOldApoConfig.reset();
     m_isRetired = false;
 }
 
 void PreviousEffectSlot::retire() noexcept {
-    m_pProcessing.store(nullptr, std::memory_order_release);
-    m_isRetired = m_pOldApo != nullptr;
+    stopProcessing();
+    m_isRetired = static_cast<bool>(m_pOldApo);
 }
 
 void PreviousEffectSlot::releaseRetired() noexcept {

@@ -1,16 +1,15 @@
 #pragma once
 
-#include "apo/EffectKeys.h"
 #include "memory/RtSection.h"
 #include "platform/ApoInterfaces.h"
-#include "platform/ComEdge.h"
+#include "platform/ForeignReference.h"
 
 #include <atomic>
 
 namespace tovix {
 
 /// The slot for the device's previous effect: its three interfaces, and whether it is locked for processing. All
-/// operations are [control], for one thread at a time, but `processing`, which the audio thread reads. The slot calls
+/// operations are [control], for one thread at a time, but those marked otherwise. The slot calls
 /// the previous effect, which any compiler may have built, through `guardedCall`.
 ///
 /// While a stream is locked, blocks may be in flight that hold the real-time interface. An effect that is taken out
@@ -18,10 +17,6 @@ namespace tovix {
 /// unlocked.
 class PreviousEffectSlot {
 public:
-    /// Where in the endpoint's properties the class of a previous effect may stand. Nothing calls it: how the slot
-    /// gets filled is left open, and the table is the starting point for that.
-    static const std::array<EffectKey, effectKeyCount>& keys() noexcept;
-
     PreviousEffectSlot() noexcept = default;
     ~PreviousEffectSlot() { release(); }
     PreviousEffectSlot(const PreviousEffectSlot&) = delete;
@@ -49,6 +44,9 @@ public:
     /// [audio] The previous effect's real-time interface while it is present and locked, else null.
     [[nodiscard]] IAudioProcessingObjectRT* processing() const noexcept RT_SECTION;
 
+    /// [audio] Lets no block after this one reach the previous effect before it is locked again.
+    void stopProcessing() noexcept RT_SECTION;
+
     /// Empties the slot: unlocks the previous effect where it is locked, then gives the references back. Not while a
     /// block may be in flight.
     void release() noexcept;
@@ -59,12 +57,12 @@ public:
 
 private:
     // In the order in which the references are given back.
-    ComReference<IAudioProcessingObject> m_pOldApo;
-    ComReference<IAudioProcessingObjectRT> m_pOldApoRT;
-    ComReference<IAudioProcessingObjectConfiguration> m_pOldApoConfig;
+    ForeignReference<IAudioProcessingObject> m_pOldApo;
+    ForeignReference<IAudioProcessingObjectRT> m_pOldApoRT;
+    ForeignReference<IAudioProcessingObjectConfiguration> m_pOldApoConfig;
     bool m_isLocked = false;
     bool m_isRetired = false;
-    /// Written by the control thread: what the audio thread may call.
+    /// What the audio thread may call. Written by the control thread; the audio thread only clears it.
     std::atomic<IAudioProcessingObjectRT*> m_pProcessing{nullptr};
 };
 

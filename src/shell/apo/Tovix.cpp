@@ -110,6 +110,7 @@ HRESULT Tovix::Initialize(UINT32 cbDataSize, BYTE* pbyData) noexcept {
 
 HRESULT Tovix::initialize(const APOInitSystemEffects& data) {
     releasePreviousEffect();
+    m_previousEffectSearch.begin(data.pAPOEndpointProperties, data.pAPOSystemEffectsProperties);
     logClassId(data.APOInit.clsid);
     m_effectManager.switches.switchA = false;
     PropertyValue endpoint;
@@ -157,6 +158,7 @@ HRESULT Tovix::negotiateInput(FormatNegotiation& negotiation) {
     if (const HRESULT hr = negotiation.read(); FAILED(hr)) {
         return hr;
     }
+    findPreviousEffect();
     if (m_previousEffect.present() && negotiation.hasOpposite()) {
         if (const auto decision = negotiation.askPreviousEffect(m_previousEffect.apo())) {
             return negotiation.report(*decision);
@@ -179,6 +181,7 @@ HRESULT Tovix::lock(StreamLock& stream) {
     if (const HRESULT hr = stream.read(); FAILED(hr)) {
         return hr;
     }
+    findPreviousEffect();
     const bool hasPreviousEffect = m_previousEffect.present();
     const bool previousLocked = hasPreviousEffect && stream.lockPreviousEffect(m_previousEffect.config());
     const HRESULT hr = stream.lockBase(*this);
@@ -204,6 +207,13 @@ HRESULT Tovix::UnlockForProcess() noexcept {
     return hr;
 }
 
+void Tovix::findPreviousEffect() noexcept {
+    if (m_previousEffectSearch.isDue() && !isLocked() && !m_previousEffect.present() &&
+        m_effectManager.readPreviousEffectWish()) {
+        m_previousEffectSearch.fill(m_previousEffect);
+    }
+}
+
 void Tovix::releasePreviousEffect() noexcept {
     if (isLocked()) {
         m_previousEffect.retire();
@@ -218,8 +228,7 @@ HRESULT Tovix::fillPreviousEffectSlot(IUnknown& previousEffect) noexcept {
 
 void Tovix::processConnections(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
                                APO_CONNECTION_PROPERTY** ppOutputs) noexcept {
-    IAudioProcessingObjectRT* const pPreviousEffect =
-        m_effectManager.wantsPreviousEffect() ? m_previousEffect.processing() : nullptr;
+    PreviousEffectSlot* const pPreviousEffect = m_effectManager.wantsPreviousEffect() ? &m_previousEffect : nullptr;
     processEngineBlock({inputCount, ppInputs, outputCount, ppOutputs},
                        {m_channels, m_processSilence, pPreviousEffect}, m_effectManager);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apo/PreviousEffectSearch.h"
 #include "apo/PreviousEffectSlot.h"
 #include "apo/StreamLock.h"
 #include "manager/EffectManager.h"
@@ -72,6 +73,8 @@ private:
     void logClassId(REFCLSID classId) const;
     HRESULT negotiateInput(FormatNegotiation& negotiation);
     HRESULT lock(StreamLock& stream);
+    /// Before a negotiation or a lock: looks for the previous effect where the settings want one and there is none.
+    void findPreviousEffect() noexcept;
     /// Empties the slot, now or, while a stream is locked, at its end.
     void releasePreviousEffect() noexcept;
 
@@ -81,6 +84,7 @@ private:
     EffectManager m_effectManager;
     /// Whether a silent input may give a sounding output. Nothing sets it, deliberately: silence stays silence.
     bool m_processSilence = false;
+    PreviousEffectSearch m_previousEffectSearch;
     PreviousEffectSlot m_previousEffect;
     /// Written while no block is processed.
     StreamChannels m_channels;

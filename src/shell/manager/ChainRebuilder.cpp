@@ -3,6 +3,7 @@
 #include "chain/ChannelNames.h"
 #include "log/Log.h"
 #include "system/SystemText.h"
+#include "text/SettingsText.h"
 
 #include <algorithm>
 #include <array>
@@ -110,6 +111,21 @@ void ChainRebuilder::process(float* output, const float* input, std::uint32_t fr
     if (m_slots.process(output, input, frameCount)) {
         returnToken();
     }
+}
+
+bool ChainRebuilder::readPreviousEffectWish() noexcept {
+    const std::lock_guard guard(m_lock);
+    m_settingsPage.clear();
+    m_config.ReadConfigData(m_settingsPage);
+    try {
+        if (const auto wish = previousEffectSetting(m_settingsPage, &decodeAnsiText)) {
+            m_wantsPreviousEffect.store(*wish, std::memory_order_release);
+        }
+    } catch (...) {
+        // No memory to read the lines: what was wanted before holds.
+        return wantsPreviousEffect();
+    }
+    return wantsPreviousEffect();
 }
 
 bool ChainRebuilder::wantsPreviousEffect() const noexcept {

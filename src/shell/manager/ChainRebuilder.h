@@ -43,6 +43,10 @@ public:
     /// [audio] Whether the device's previous effect is wanted.
     [[nodiscard]] bool wantsPreviousEffect() const noexcept RT_SECTION;
 
+    /// Whether it is wanted by the settings as they stand now, whether or not a chain was built from them. Takes the
+    /// lock.
+    bool readPreviousEffectWish() noexcept;
+
 private:
     friend class RefCounted<ChainRebuilder>;
     ~ChainRebuilder() = default;

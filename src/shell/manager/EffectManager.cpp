@@ -64,6 +64,10 @@ void EffectManager::process(float* output, const float* input, std::uint32_t fra
     m_pRebuilder->process(output, input, frameCount);
 }
 
+bool EffectManager::readPreviousEffectWish() noexcept {
+    return m_pRebuilder->readPreviousEffectWish();
+}
+
 bool EffectManager::wantsPreviousEffect() const noexcept {
     return m_pRebuilder->wantsPreviousEffect();
 }

@@ -42,6 +42,9 @@ public:
     /// [audio] Whether the device's previous effect is wanted: the registry's switch, then the settings text.
     [[nodiscard]] bool wantsPreviousEffect() const noexcept RT_SECTION;
 
+    /// [control] The same by the settings as they stand now, whether or not a chain was built from them.
+    bool readPreviousEffectWish() noexcept;
+
     /// [control] The switches of the settings gate, taken over at the next `initializeManager`.
     GateSwitches switches;
 

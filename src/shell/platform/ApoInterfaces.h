@@ -95,6 +95,19 @@ struct APOInitSystemEffects {
     void* pDeviceCollection;
 };
 
+/// What `Initialize` of an effect with `IAudioSystemEffects2` is given.
+struct APOInitSystemEffects2 {
+    APOInitBaseStruct APOInit;
+    IPropertyStore* pAPOEndpointProperties;
+    IPropertyStore* pAPOSystemEffectsProperties;
+    void* pReserved;
+    void* pDeviceCollection;
+    UINT nSoftwareIoDeviceInCollection;
+    UINT nSoftwareIoConnectorIndex;
+    GUID AudioProcessingMode;
+    BOOL InitializeForDiscoveryOnly;
+};
+
 struct UNCOMPRESSEDAUDIOFORMAT {
     GUID guidFormatType;
     DWORD dwSamplesPerFrame;
@@ -147,6 +160,11 @@ static_assert(offsetof(APOInitSystemEffects, pAPOSystemEffectsProperties) == 32)
 static_assert(offsetof(APOInitSystemEffects, pReserved) == 40);
 static_assert(offsetof(APOInitSystemEffects, pDeviceCollection) == 48);
 
+static_assert(sizeof(APOInitSystemEffects2) == 88);
+static_assert(offsetof(APOInitSystemEffects2, nSoftwareIoDeviceInCollection) == 56);
+static_assert(offsetof(APOInitSystemEffects2, AudioProcessingMode) == 64);
+static_assert(offsetof(APOInitSystemEffects2, InitializeForDiscoveryOnly) == 80);
+
 static_assert(sizeof(UNCOMPRESSEDAUDIOFORMAT) == 36);
 static_assert(offsetof(UNCOMPRESSEDAUDIOFORMAT, dwSamplesPerFrame) == 16);
 static_assert(offsetof(UNCOMPRESSEDAUDIOFORMAT, dwBytesPerSampleContainer) == 20);
@@ -162,6 +180,12 @@ inline constexpr IID IID_IAudioProcessingObjectRT{
     0x9E1D6A6D, 0xDDBC, 0x4E95, {0xA4, 0xC7, 0xAD, 0x64, 0xBA, 0x37, 0x84, 0x6C}};
 inline constexpr IID IID_IAudioProcessingObjectConfiguration{
     0x0E5ED805, 0xABA6, 0x49C3, {0x8F, 0x9A, 0x2B, 0x8C, 0x88, 0x9C, 0x4F, 0xA8}};
+/// Only asked for: whether an effect takes the longer record.
+inline constexpr IID IID_IAudioSystemEffects2{
+    0xBAFE99D2, 0x7436, 0x44CE, {0x9E, 0x0E, 0x4D, 0x89, 0xAF, 0xBF, 0xFF, 0x56}};
+/// The mode of sound that asks for no particular processing.
+inline constexpr GUID defaultProcessingMode{
+    0xC18E2F7E, 0x933D, 0x4965, {0xB7, 0xD1, 0x1E, 0xEF, 0x22, 0x8D, 0x2A, 0xF3}};
 inline constexpr IID IID_IAudioSystemEffects{
     0x5FA00F27, 0xADD6, 0x499A, {0x8A, 0x9D, 0x6B, 0x98, 0x52, 0x1F, 0xA7, 0x5B}};
 

@@ -8,6 +8,7 @@
 #include <new>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace tovix {
 
@@ -43,6 +44,19 @@ public:
     /// Empty for a value that is not a string. Throws std::bad_alloc.
     [[nodiscard]] std::wstring text() const {
         return m_value.vt == VT_LPWSTR && m_value.pwszVal != nullptr ? m_value.pwszVal : std::wstring();
+    }
+    /// The strings of a list, or the one that the value is; empty for any other value. Throws std::bad_alloc.
+    [[nodiscard]] std::vector<std::wstring> texts() const {
+        std::vector<std::wstring> list;
+        if (m_value.vt == (VT_VECTOR | VT_LPWSTR)) {
+            for (ULONG i = 0; i < m_value.calpwstr.cElems; ++i) {
+                const wchar_t* const pText = m_value.calpwstr.pElems[i];
+                list.emplace_back(pText != nullptr ? pText : L"");
+            }
+        } else if (m_value.vt == VT_LPWSTR) {
+            list.push_back(text());
+        }
+        return list;
     }
 
 private:

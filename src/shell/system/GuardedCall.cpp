@@ -18,7 +18,7 @@ extern "C" [[gnu::used]] LONG tovixExceptionFilter(const EXCEPTION_POINTERS* pEx
 // Written out because this compiler has no structured exception handling: one frame whose handler table sends
 // what the filter picks to the label below, with the stack unwound to here.
 asm(R"(
-    .text
+    .section RT_CODE,"xr"
     .p2align 4
     .globl tovixGuardedCall
     .def tovixGuardedCall; .scl 2; .type 32; .endef
@@ -44,6 +44,7 @@ tovixGuardedCall:
     .seh_handlerdata
     .long 1
     .rva .LtovixGuardBegin, .LtovixGuardEnd, tovixExceptionFilter, .LtovixGuardThrown
-    .text
+    .section RT_CODE,"xr"
     .seh_endproc
+    .text
 )");

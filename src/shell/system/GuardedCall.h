@@ -4,8 +4,9 @@
 
 namespace tovix {
 
-/// [control] Calls `function(pContext)` and returns 1, or 0 when an exception of the platform's own C++ compiler came
+/// [audio] Calls `function(pContext)` and returns 1, or 0 when an exception of the platform's own C++ compiler came
 /// out of it. Exceptions of this compiler pass through; a fault stays a fault.
+/// It costs a call and a return; what an exception would need is in tables.
 extern "C" int tovixGuardedCall(void (*function)(void*), void* pContext);
 
 /// [control] Runs `call`, which enters a library that any compiler may have built, and returns whether it

@@ -146,8 +146,8 @@ TEST(ComServer, AnAggregatedEffectIsPartOfItsOuterObject) {
 
 TEST(ComServer, InitializationTakesOneSizeAndSurvivesAnyEndpoint) {
     const ModuleUnderTest module;
-    const Effect effect(module.create());
     PropertyStoreDouble store;
+    const Effect effect(module.create());
     APOInitSystemEffects data{};
     data.pAPOEndpointProperties = &store;
     auto* const pData = reinterpret_cast<BYTE*>(&data);

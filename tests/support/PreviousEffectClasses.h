@@ -1,0 +1,36 @@
+#pragma once
+
+#include <guiddef.h>
+
+#include <cstdint>
+
+namespace tovix::test {
+
+/// What the effects of the library `tovix-previous-effect` do; a class for each.
+enum class PreviousEffectKind : std::uint32_t {
+    /// Halves its input. Takes a right record of 56 bytes only.
+    halving,
+    /// The same with a record of 88 bytes, because it has `IAudioSystemEffects2`.
+    halvingLonger,
+    /// Halves every second block and marks the others silent, leaving noise in them.
+    everySecondSilent,
+    /// Cannot be made.
+    unmakable,
+    /// Made with success, but null.
+    missing,
+    initializeFails,
+    initializeThrows,
+    withoutRealtimeInterface,
+    /// Throws in its second block, as the platform's compiler would.
+    processThrows,
+    count
+};
+
+constexpr CLSID previousEffectClass(PreviousEffectKind kind) {
+    return {0x5E2D9A10U + static_cast<std::uint32_t>(kind),
+            0x4C7B,
+            0x4F0E,
+            {0x8A, 0x11, 0x3C, 0x5D, 0x7E, 0x9F, 0xA0, 0xB1}};
+}
+
+} // namespace tovix::test
