@@ -112,7 +112,7 @@ HRESULT Tovix::initialize(const APOInitSystemEffects& data) {
     releasePreviousEffect();
     m_previousEffectSearch.begin(data.pAPOEndpointProperties, data.pAPOSystemEffectsProperties);
     logClassId(data.APOInit.clsid);
-    m_effectManager.switches.switchA = false;
+    m_effectManager.switches().switchA = false;
     PropertyValue endpoint;
     const HRESULT hr = data.pAPOEndpointProperties != nullptr
                            ? data.pAPOEndpointProperties->GetValue(endpointGuidKey, endpoint.receive())
@@ -123,7 +123,7 @@ HRESULT Tovix::initialize(const APOInitSystemEffects& data) {
     }
     const std::wstring endpointGuid = endpoint.text();
     logOf("Tovix::Initialize", this).info("Endpoint GUID: ", endpointGuid);
-    m_effectManager.switches.switchB = true;
+    m_effectManager.switches().switchB = true;
     return S_OK;
 }
 

@@ -15,6 +15,8 @@ namespace {
 /// Longest path that is taken for the effect's own module, terminator included.
 constexpr DWORD modulePathCapacity = 260;
 constexpr std::wstring_view libraryName = L"Logger64.dll";
+/// What the effect calls itself before the library.
+constexpr std::wstring_view applicationName = L"Volmora";
 
 using LibraryPath = std::array<wchar_t, modulePathCapacity + libraryName.size()>;
 
@@ -78,12 +80,11 @@ void QuelLog::attach() noexcept {
         return;
     }
     const auto level = static_cast<std::int32_t>(ReadLogLevelSetting());
-    if (load(volmoraName, level, LoadPolicy::OnlyAlreadyLoaded)) {
+    if (load(applicationName.data(), level, LoadPolicy::OnlyAlreadyLoaded)) {
         m_loadAttempted = true;
     } else if (m_applicationName.front() == L'\0') {
         setLogLevel(static_cast<LogLevel>(level));
-        const std::wstring_view name(volmoraName);
-        name.copy(m_applicationName.data(), m_applicationName.size() - 1);
+        applicationName.copy(m_applicationName.data(), m_applicationName.size() - 1);
     }
 }
 

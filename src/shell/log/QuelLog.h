@@ -21,8 +21,6 @@ template <class T> class MadeOnce;
 /// else, except those who wait for the loading itself or for `Detach`.
 class QuelLog final : public IQuelLoggerUser {
 public:
-    static constexpr const wchar_t* volmoraName = L"Volmora";
-
     /// Created on first use with level 0 and no library; destroyed at module exit, when the library is
     /// released. While the whole process ends it is left alone, since its module may be gone already.
     static QuelLog& instance() noexcept;

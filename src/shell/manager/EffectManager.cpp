@@ -9,8 +9,6 @@
 namespace tovix {
 namespace {
 
-constexpr DWORD threadEndLimitMs = 5000;
-
 FunctionLog logOf(const char* function, const EffectManager* pManager) noexcept {
     return {function, "EffectManager", pManager};
 }
@@ -34,7 +32,7 @@ EffectManager::~EffectManager() {
 
 void EffectManager::initializeManager(const StreamFormat& format) noexcept {
     const std::lock_guard guard(m_pRebuilder->lock());
-    m_pRebuilder->startStream(format, switches);
+    m_pRebuilder->startStream(format, m_switches);
     if (!m_hThread) {
         startThread();
     }

@@ -46,7 +46,7 @@ public:
     bool readPreviousEffectWish() noexcept;
 
     /// [control] The switches of the settings gate, taken over at the next `initializeManager`.
-    GateSwitches switches;
+    GateSwitches& switches() noexcept { return m_switches; }
 
 private:
     /// [control]
@@ -56,6 +56,7 @@ private:
 
     /// Shared with the thread; its lock is held for the whole of `initializeManager`.
     RefCounted<ChainRebuilder>::Reference m_pRebuilder;
+    GateSwitches m_switches;
     /// Null until the first `initializeManager`, or when no thread could be started.
     KernelHandle m_hThread;
 };

@@ -7,6 +7,9 @@ namespace tovix {
 /// What a thread of the effect runs; its result is the thread's exit code.
 using ThreadBody = DWORD (*)(void* pContext) noexcept;
 
+/// How long an object that goes waits for its thread; one that takes longer ends later, on its own.
+inline constexpr DWORD threadEndLimitMs = 5000;
+
 /// The parts of `startThreadHoldingModule`. [control]
 KernelHandle startWithModuleReference(LPTHREAD_START_ROUTINE start, void* pContext) noexcept;
 [[noreturn]] void dropModuleAndExitThread(DWORD exitCode) noexcept;
