@@ -1,13 +1,15 @@
 // A process that logs and allocates as the effect does.
 
-#include "CommandLoop.h"
 #include "log/QuelLog.h"
 #include "memory/MemoryMgr.h"
 #include "platform/AudioEngineAllocator.h"
+#include "support/BuildingEffects.h"
+#include "support/CommandLoop.h"
 #include "system/WinHandles.h"
 
 #include <atomic>
 #include <filesystem>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -103,6 +105,13 @@ std::string attach(const std::string&) {
     return currentLevel();
 }
 
+std::optional<test::BuildingEffects> buildingEffects;
+
+std::string makeEffects(const std::string& count) {
+    buildingEffects.emplace(std::stoi(count));
+    return "ok";
+}
+
 } // namespace
 
 int main() {
@@ -117,6 +126,10 @@ int main() {
         {"allocate", [](Text) { return allocate(); }},
         {"load", load},
         {"module", logInModule},
+        {"effects", makeEffects},
+        {"hold", [](Text) { return buildingEffects->hold(), "held"; }},
+        {"release", [](Text) { return buildingEffects->release(), "released"; }},
+        {"builds", [](Text count) { return std::to_string(buildingEffects->awaitBuilds(std::stoi(count))); }},
         // Whether any library of the name is in the process.
         {"loaded", [](Text) { return ::GetModuleHandleW(L"Logger64.dll") != nullptr ? "yes" : "no"; }},
     });

@@ -10,12 +10,12 @@
 namespace tovix {
 namespace {
 
-/// More effects than this in one system are not counted on; it bounds what a wrong count could do.
+/// A system has a handful of processes that play sound; the bound is for a wrong count.
 constexpr std::uint32_t mostSignals = 64;
 
 /// For `condition` to become true; false when it has not within `longestWaitMs`.
 template <class Condition> bool await(DWORD longestWaitMs, Condition condition) {
-    constexpr DWORD pauseMs = 5;
+    constexpr DWORD pauseMs = 5; // short beside what a user notices, long beside what a look costs
     const ULONGLONG startMs = ::GetTickCount64();
     while (!condition()) {
         if (::GetTickCount64() - startMs >= longestWaitMs) {
@@ -91,6 +91,7 @@ void SettingsPage::create(SECURITY_ATTRIBUTES* sa) {
 
 void SettingsPage::releaseWaiters() {
     // All waiters of a process come with one signal; each closes its handle, a moment later than the one that writes.
+    // Closing takes far less; one that has not closed by then waits for a signal of its own.
     constexpr DWORD longestClosingMs = 100;
     const auto someStillWait = [this] { return !await(longestClosingMs, [this] { return !someWait(false); }); };
     std::string effectsText;
@@ -118,7 +119,7 @@ bool SettingsPage::someWait(bool unknown) const noexcept {
 }
 
 bool SettingsPage::awaitEffectsText() const {
-    constexpr DWORD longestWaitMs = 1000;
+    constexpr DWORD longestWaitMs = 1000; // an effect needs milliseconds, on a busy machine some hundred
     // The last thing that an effect writes.
     const auto hasCome = [this] { return text().ends_with(std::string(settings::enableOldApo.narrow()) + ":"); };
     const auto nobodyIsLeft = [this] { return !someWait(true) && isSignalled(m_hCreateEvent.get()).value_or(false); };
@@ -140,7 +141,7 @@ void SettingsPage::write(std::string_view text) {
 
 void SettingsPage::announce() {
     // One that is busy takes its signal later; what stands in the page by then is this text or a newer one.
-    constexpr DWORD longestWaitMs = 250;
+    constexpr DWORD longestWaitMs = 250; // for all signals: a command must seem to end at once
     const ULONGLONG startMs = ::GetTickCount64();
     for (std::uint32_t sent = 0;; ++sent) {
         const auto others = std::min(otherHandles(m_hUpdateEvent.get(), 1).value_or(1), mostSignals);

@@ -48,8 +48,9 @@ public:
     void write(std::string_view text);
 
     /// Signals the update event for everybody else who has it open: once for each handle, because a signal wakes one
-    /// waiter. Waits a moment for each signal to be taken and counts the handles again, so that the last one is not
-    /// left out when an effect opens the event just then and takes a signal that was meant for another.
+    /// waiter; the effects of a process share a handle and pass the signal on. Waits a moment for each signal to be
+    /// taken and counts the handles again, so that the last one is not left out when an effect opens the event just
+    /// then and takes a signal that was meant for another.
     void announce();
 
     /// Takes back a signal that nobody has taken.

@@ -13,16 +13,14 @@
 namespace tovix {
 namespace {
 
-constexpr DWORD threadEndLimitMs = 5000;
-
 constinit SignalRelay updateSignals;
 
 FunctionLog logOf(const char* function, const void* pManager) noexcept {
     return {function, "helpers\\ConfigHelper", pManager};
 }
 
-KernelHandle createAutoResetEvent(SECURITY_ATTRIBUTES* sa, const wchar_t* name) noexcept {
-    return KernelHandle(::CreateEventW(sa, FALSE, FALSE, name));
+KernelHandle createCreationEvent(SECURITY_ATTRIBUTES* sa) noexcept {
+    return KernelHandle(::CreateEventW(sa, FALSE, FALSE, CONFIG_DATA_CREATE_EVENT));
 }
 
 } // namespace
@@ -64,12 +62,12 @@ ApoConfigManager::~ApoConfigManager() {
 }
 
 void ApoConfigManager::createUpdateEvent(SECURITY_ATTRIBUTES* sa) noexcept {
-    m_hUpdateEvent = createAutoResetEvent(sa, CONFIG_DATA_UPDATE_EVENT);
+    m_hUpdateEvent = openUpdateEvent(sa);
     if (!m_hUpdateEvent) {
         const DWORD error = ::GetLastError();
         logOf("ApoConfigManager::ApoConfigManager", this)
             .error("CreateEvent(CONFIG_DATA_UPDATE_EVENT) FAILED. GetLastError()=", error);
-        m_hUpdateEvent = createAutoResetEvent(nullptr, nullptr);
+        m_hUpdateEvent = makeUnnamedUpdateEvent();
     }
 }
 
@@ -102,7 +100,7 @@ void ApoConfigManager::CreateSharedConfigData(SECURITY_ATTRIBUTES* sa) noexcept 
 }
 
 void ApoConfigManager::releaseWaiters(SECURITY_ATTRIBUTES* sa) noexcept {
-    const KernelHandle created = createAutoResetEvent(sa, CONFIG_DATA_CREATE_EVENT);
+    const KernelHandle created = createCreationEvent(sa);
     if (created) {
         ::SetEvent(created.get());
         return;
@@ -114,7 +112,7 @@ void ApoConfigManager::releaseWaiters(SECURITY_ATTRIBUTES* sa) noexcept {
 
 void ApoConfigManager::waitForCreation(SECURITY_ATTRIBUTES* sa) noexcept {
     const FunctionLog log = logOf("ApoConfigManager::CreateSharedConfigData", this);
-    KernelHandle hCreateEvent = createAutoResetEvent(sa, CONFIG_DATA_CREATE_EVENT);
+    KernelHandle hCreateEvent = createCreationEvent(sa);
     if (!hCreateEvent) {
         const DWORD error = ::GetLastError();
         log.error("CreateEvent(CONFIG_DATA_CREATE_EVENT) FAILED. GetLastError()=", error);
@@ -230,7 +228,7 @@ void ApoConfigManager::updateSharedData() noexcept {
 
 void ApoConfigManager::ReadConfigData(std::string& stream) const noexcept {
     // Before the copy: what is announced from here on is read again.
-    m_updateListener.forget();
+    m_updateListener.dropPassedOn();
     PageBytes page{};
     bool open = false;
     {

@@ -4,6 +4,7 @@
 #include "exchange/SecurityHelper.h"
 #include "exchange/SharedConfigMapping.h"
 #include "exchange/SignalRelay.h"
+#include "exchange/UpdateEvent.h"
 #include "system/Locks.h"
 #include "system/WinHandles.h"
 
@@ -82,14 +83,14 @@ private:
 
     std::unique_ptr<SharedConfigMapping> m_pSharedData;
     std::unique_ptr<GlobalObjectSecurity> m_pSecurity;
-    KernelHandle m_hUpdateEvent;
+    UpdateEvent m_hUpdateEvent;
     std::map<std::int32_t, std::map<std::int32_t, std::int32_t>> m_settings;
     /// Null where nothing waits for the page or ever did.
     CreationWait::Reference m_pCreationWait;
     KernelHandle m_hCreateThread;
     /// Guards page and settings against the waiting thread and among the threads that read.
     mutable CriticalSection m_lock;
-    SignalRelay::Listener m_updateListener;
+    mutable SignalRelay::Listener m_updateListener;
 };
 
 } // namespace tovix

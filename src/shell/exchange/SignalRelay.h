@@ -6,7 +6,11 @@ namespace tovix {
 
 /// Brings one signal of a named auto-reset event to every listener of this module. The event itself wakes a single
 /// waiter, and several effects live in one process: the listener that takes the signal wakes the others through
-/// private events. Between processes it stays with the one waiter.
+/// private events.
+///
+/// Between processes a signal stays with the one waiter, so a module must not take two where one is meant for it. Of
+/// the listeners that wait with the same handle one alone, the watching one, waits for the event itself; when its
+/// wait ends another takes over.
 ///
 /// All [control]; listeners come, wait and go on any thread at any time. The list needs no memory and its lock is
 /// held for nothing but the list and the private events.
@@ -38,16 +42,23 @@ public:
         Heard wait(HANDLE hStop, HANDLE hSignal) noexcept;
 
         /// Makes the next wait return as if a signal had been passed on; false where there is no private event.
-        bool wake() noexcept { return ::SetEvent(m_hPassedOn.get()) != FALSE; }
+        bool wake() noexcept;
 
         /// Drops what was passed on so far, for who is about to act on it anyway.
-        void forget() const noexcept { ::ResetEvent(m_hPassedOn.get()); }
+        void dropPassedOn() noexcept;
 
     private:
         friend class SignalRelay;
 
+        Heard waitOnce(HANDLE hStop, HANDLE hSignal, bool watches) const noexcept;
+
         SignalRelay& m_relay;
-        KernelHandle m_hPassedOn;
+        /// Ends a wait, for the listener to look at what follows. The relay's lock guards that.
+        KernelHandle m_hLook;
+        bool m_passedOn = false;
+        bool m_watches = false;
+        /// Null between waits.
+        HANDLE m_hAwaited = nullptr;
         Listener* m_pNext = nullptr;
         Listener** m_ppSelf = nullptr;
     };
@@ -60,7 +71,12 @@ public:
 private:
     void add(Listener& listener) noexcept;
     void remove(const Listener& listener) noexcept;
-    void passOn(const Listener& taker) noexcept;
+    [[nodiscard]] bool isWatched(HANDLE hSignal) const noexcept;
+    bool beginWait(Listener& listener, HANDLE hSignal) noexcept;
+    bool endWait(Listener& listener, Heard heard) noexcept;
+    void tellOthers(const Listener& taker) noexcept;
+    void findWatcher(HANDLE hSignal) noexcept;
+    static bool tell(Listener& listener) noexcept;
 
     SRWLOCK m_lock = SRWLOCK_INIT;
     Listener* m_pFirst = nullptr;

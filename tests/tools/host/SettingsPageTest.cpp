@@ -3,6 +3,8 @@
 #include "host/SettingsPage.h"
 
 #include "exchange/ConfigHelper.h"
+#include "support/BuildingEffects.h"
+#include "support/ChildProcess.h"
 
 #include <gtest/gtest.h>
 
@@ -78,6 +80,27 @@ TEST(SettingsPage, SignalsForEffectsThatAreBusyDoNotBecomeOne) {
     page.announce();
     EXPECT_TRUE(first.hears());
     EXPECT_TRUE(second.hears());
+}
+
+TEST(SettingsPage, EachEffectOfTwoProcessesBuildsOnceForOneChange) {
+    SettingsPage page = SettingsPage::openOrCreate();
+    page.write(test::BuildingEffects::text);
+    test::BuildingEffects effects(3);
+    test::ChildProcess other({test::programFolder() / "tovix-effect-side.exe", L""});
+    ASSERT_EQ(other.ask("effects 3"), "ok");
+    for (int change = 0; change < 5; ++change) {
+        // Nobody who has built comes back for the other process's signal.
+        effects.hold();
+        other.ask("hold");
+        page.announce();
+        EXPECT_EQ(effects.awaitBuilds(3), 3);
+        EXPECT_EQ(other.ask("builds 3"), "3");
+        effects.release();
+        other.ask("release");
+        ::Sleep(50); // for one too many
+        EXPECT_EQ(effects.awaitBuilds(0), 3);
+        EXPECT_EQ(other.ask("builds 0"), "3");
+    }
 }
 
 TEST(SettingsPage, EffectsThatWaitForItAreReleasedAtOnce) {
