@@ -17,15 +17,14 @@ BlockConvolverPtr ConvolverBank::make(const ConvolverTask& task) noexcept {
     }
     std::uninitialized_value_construct_n(pConvolvers, count);
     Convolvers convolvers{pConvolvers, Destroy{task.channelCount}};
-    for (std::size_t c = 0; c < count; ++c) {
-        if (!convolvers[c].init(task.taps, task.blockFrames)) {
-            return nullptr;
-        }
+    if (!PartitionedConvolver::initAll({pConvolvers, count}, task.taps, task.blockFrames)) {
+        return nullptr;
     }
     return makeRt<ConvolverBank>(std::move(convolvers));
 }
 
 void ConvolverBank::Destroy::operator()(PartitionedConvolver* pConvolvers) const noexcept {
+    PartitionedConvolver::destroyAll({pConvolvers, count});
     std::destroy_n(pConvolvers, count);
     MemoryMgr::free(pConvolvers);
 }

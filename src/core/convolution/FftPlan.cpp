@@ -1,6 +1,5 @@
 #include "convolution/FftPlan.h"
 
-#include "convolution/PlannerLock.h"
 #include "memory/MemoryMgr.h"
 
 #include <fftw3.h>
@@ -28,35 +27,46 @@ bool hasMemoryForPlanning(int points) noexcept {
     return true;
 }
 
-/// Runs `makePlan` alone and with memory for it; null when there is none.
-template <class MakePlan> fftwf_plan planAlone(int points, const MakePlan& makePlan) noexcept {
-    const PlannerHold hold;
+/// What `makePlan` makes; null when there is no memory for it. Asked for under the lock, so that two set-ups do not
+/// count on the same memory.
+template <class MakePlan> fftwf_plan planned(int points, const MakePlan& makePlan) noexcept {
     return hasMemoryForPlanning(points) ? makePlan() : nullptr;
 }
 
 fftwf_plan planComplex(int length, ComplexBin* input, ComplexBin* output, int sign) noexcept {
-    return planAlone(length, [&] { return fftwf_plan_dft(1, &length, input, output, sign, FFTW_ESTIMATE); });
+    return planned(length, [&] { return fftwf_plan_dft(1, &length, input, output, sign, FFTW_ESTIMATE); });
 }
 
 } // namespace
 
-FftPlan FftPlan::realForward(int halfLength, float* time, ComplexBin* spectrum) noexcept {
+FftPlan FftPlan::realForward(const PlannerHold& /*hold*/, int halfLength, float* time,
+                             ComplexBin* spectrum) noexcept {
     const int length = 2 * halfLength;
-    return FftPlan{planAlone(
+    return FftPlan{planned(
         length, [&] { return fftwf_plan_dft_r2c(1, &length, time, spectrum, FFTW_ESTIMATE | FFTW_PRESERVE_INPUT); })};
 }
 
-FftPlan FftPlan::realBackward(int halfLength, ComplexBin* spectrum, float* time) noexcept {
+FftPlan FftPlan::realBackward(const PlannerHold& /*hold*/, int halfLength, ComplexBin* spectrum,
+                              float* time) noexcept {
     const int length = 2 * halfLength;
-    return FftPlan{planAlone(length, [&] { return fftwf_plan_dft_c2r(1, &length, spectrum, time, FFTW_ESTIMATE); })};
+    return FftPlan{planned(length, [&] { return fftwf_plan_dft_c2r(1, &length, spectrum, time, FFTW_ESTIMATE); })};
 }
 
-FftPlan FftPlan::complexForward(int length, ComplexBin* input, ComplexBin* output) noexcept {
+FftPlan FftPlan::complexForward(const PlannerHold& /*hold*/, int length, ComplexBin* input,
+                                ComplexBin* output) noexcept {
     return FftPlan{planComplex(length, input, output, FFTW_FORWARD)};
 }
 
-FftPlan FftPlan::complexBackward(int length, ComplexBin* input, ComplexBin* output) noexcept {
+FftPlan FftPlan::complexBackward(const PlannerHold& /*hold*/, int length, ComplexBin* input,
+                                 ComplexBin* output) noexcept {
     return FftPlan{planComplex(length, input, output, FFTW_BACKWARD)};
+}
+
+void FftPlan::destroy(const PlannerHold& /*hold*/) noexcept {
+    fftwf_plan_s* const pPlan = m_pPlan.release();
+    if (pPlan != nullptr) {
+        fftwf_destroy_plan(pPlan);
+    }
 }
 
 void FftPlan::execute() const noexcept {

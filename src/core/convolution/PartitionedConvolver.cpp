@@ -29,25 +29,42 @@ bool PartitionedConvolver::stepsAllocateNothing(std::uint32_t blockFrames) noexc
 }
 
 bool PartitionedConvolver::init(std::span<const float> h, std::uint32_t blockFrames) noexcept {
-    destroy();
+    return initAll({this, 1}, h, blockFrames);
+}
+
+bool PartitionedConvolver::initAll(std::span<PartitionedConvolver> records, std::span<const float> h,
+                                   std::uint32_t blockFrames) noexcept {
+    destroyAll(records);
     if (blockFrames == 0 || blockFrames > maxBlockFrames || h.empty() ||
         h.size() > std::size_t{std::numeric_limits<std::int32_t>::max()} - maxBlockFrames) {
         return false;
     }
+    bool isReady = true;
+    for (PartitionedConvolver& record : records) {
+        isReady = isReady && record.allocate(h, blockFrames);
+    }
+    if (isReady) {
+        const PlannerHold hold;
+        for (PartitionedConvolver& record : records) {
+            isReady = isReady && record.plan(hold);
+        }
+    }
+    if (!isReady) {
+        destroyAll(records);
+        return false;
+    }
+    for (PartitionedConvolver& record : records) {
+        record.transformPartitions(h);
+    }
+    return true;
+}
+
+bool PartitionedConvolver::allocate(std::span<const float> h, std::uint32_t blockFrames) noexcept {
     scheduleLength = 1;
     blockSize = static_cast<std::int32_t>(blockFrames);
     partitionCount = (blockSize - 1 + static_cast<std::int32_t>(h.size())) / blockSize;
     ringLength = partitionCount + 1;
     innerLoops = &kernels();
-    if (!allocate()) {
-        destroy();
-        return false;
-    }
-    transformPartitions(h);
-    return true;
-}
-
-bool PartitionedConvolver::allocate() noexcept {
     const auto blockLength = static_cast<std::size_t>(blockSize);
     const std::size_t binCount = blockLength + 1;
     schedule = RtArray<std::int32_t>::make(static_cast<std::size_t>(scheduleLength) + 1);
@@ -68,8 +85,12 @@ bool PartitionedConvolver::allocate() noexcept {
     accRe = std::move(accumulators.re);
     accIm = std::move(accumulators.im);
     accBins = std::move(accumulators.bins);
-    forwardPlan = FftPlan::realForward(blockSize, timeBuffer.data(), spectrum.data());
-    backwardPlan = FftPlan::realBackward(blockSize, spectrum.data(), timeBuffer.data());
+    return true;
+}
+
+bool PartitionedConvolver::plan(const PlannerHold& hold) noexcept {
+    forwardPlan = FftPlan::realForward(hold, blockSize, timeBuffer.data(), spectrum.data());
+    backwardPlan = FftPlan::realBackward(hold, blockSize, spectrum.data(), timeBuffer.data());
     return forwardPlan && backwardPlan;
 }
 
@@ -89,7 +110,28 @@ void PartitionedConvolver::transformPartitions(std::span<const float> h) noexcep
 }
 
 void PartitionedConvolver::destroy() noexcept {
-    const PartitionedConvolver dying = std::exchange(*this, {});
+    destroyAll({this, 1});
+}
+
+void PartitionedConvolver::destroyAll(std::span<PartitionedConvolver> records) noexcept {
+    destroyPlans(records);
+    for (PartitionedConvolver& record : records) {
+        record = {};
+    }
+}
+
+void PartitionedConvolver::destroyPlans(std::span<PartitionedConvolver> records) noexcept {
+    const auto isPlanned = [](const PartitionedConvolver& record) {
+        return record.forwardPlan || record.backwardPlan;
+    };
+    if (std::none_of(records.begin(), records.end(), isPlanned)) {
+        return;
+    }
+    const PlannerHold hold;
+    for (PartitionedConvolver& record : records) {
+        record.backwardPlan.destroy(hold);
+        record.forwardPlan.destroy(hold);
+    }
 }
 
 void PartitionedConvolver::pushInput(const float* x) noexcept {

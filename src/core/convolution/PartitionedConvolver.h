@@ -26,6 +26,9 @@ public:
 
     /// [control] No record yet.
     PartitionedConvolver() noexcept = default;
+    PartitionedConvolver(PartitionedConvolver&&) noexcept = default;
+    PartitionedConvolver& operator=(PartitionedConvolver&&) noexcept = default;
+    ~PartitionedConvolver() { destroyPlans({this, 1}); }
 
     /// Any thread: whether no prime factor of `blockFrames` exceeds 31.
     static bool stepsAllocateNothing(std::uint32_t blockFrames) noexcept;
@@ -37,6 +40,12 @@ public:
     /// [control] Gives everything back; every field is zero afterwards.
     void destroy() noexcept;
 
+    /// [control] `init` and `destroy` of all records of one filter, which take the planner's lock once for them all.
+    /// When `initAll` fails none of them is built.
+    [[nodiscard]] static bool initAll(std::span<PartitionedConvolver> records, std::span<const float> h,
+                                      std::uint32_t blockFrames) noexcept;
+    static void destroyAll(std::span<PartitionedConvolver> records) noexcept;
+
     /// [audio] The three steps of a block, in this order. Only on a record that `init` built.
     /// Reads B samples, taking any that is not finite as 0.
     void pushInput(const float* x) noexcept RT_SECTION;
@@ -46,7 +55,9 @@ public:
     void popOutput(float* y) noexcept RT_SECTION;
 
 private:
-    bool allocate() noexcept;
+    bool allocate(std::span<const float> h, std::uint32_t blockFrames) noexcept;
+    bool plan(const PlannerHold& hold) noexcept;
+    static void destroyPlans(std::span<PartitionedConvolver> records) noexcept;
     void transformPartitions(std::span<const float> h) noexcept;
 
     std::int32_t scheduleIndex = 0;

@@ -20,10 +20,6 @@ constinit PlannerLock installed{
 
 } // namespace
 
-PlannerLock plannerLock() noexcept {
-    return installed;
-}
-
 void installPlannerLock(const PlannerLock& lock) noexcept {
     installed = lock;
 }

@@ -13,14 +13,12 @@ struct PlannerLock {
     void (*release)() noexcept;
 };
 
-/// [control] The lock in force.
-PlannerLock plannerLock() noexcept;
-
 /// [control] Installs `lock` for the whole process. Not while a plan is made or destroyed: call it before the first.
 /// Until then the lock is a spin lock, which needs nothing of the system and is enough where plans hardly ever meet.
 void installPlannerLock(const PlannerLock& lock) noexcept;
 
-/// [control] Holds the planner's lock while it lives.
+/// [control] Holds the planner's lock while it lives: for plans that are made or destroyed one after the other, and
+/// for nothing between them.
 class PlannerHold {
 public:
     PlannerHold() noexcept;

@@ -28,10 +28,19 @@ MinimumPhase MinimumPhase::make(std::uint32_t tapCount) noexcept {
     design.m_spectrum = HeapArray<ComplexBin>::make(tapCount);
     design.m_weights = HeapArray<ComplexBin>::make(tapCount);
     if (design.m_time && design.m_spectrum && design.m_weights && design.fillWeights()) {
-        design.m_forward = FftPlan::complexForward(length, design.m_time.data(), design.m_spectrum.data());
-        design.m_backward = FftPlan::complexBackward(length, design.m_spectrum.data(), design.m_time.data());
+        const PlannerHold hold;
+        design.m_forward = FftPlan::complexForward(hold, length, design.m_time.data(), design.m_spectrum.data());
+        design.m_backward = FftPlan::complexBackward(hold, length, design.m_spectrum.data(), design.m_time.data());
     }
     return design;
+}
+
+MinimumPhase::~MinimumPhase() {
+    if (m_forward || m_backward) {
+        const PlannerHold hold;
+        m_forward.destroy(hold);
+        m_backward.destroy(hold);
+    }
 }
 
 bool MinimumPhase::fillWeights() noexcept {

@@ -23,6 +23,10 @@ public:
     /// refused.
     static MinimumPhase make(std::uint32_t tapCount) noexcept;
 
+    MinimumPhase(MinimumPhase&&) noexcept = default;
+    MinimumPhase& operator=(MinimumPhase&&) noexcept = default;
+    ~MinimumPhase();
+
     explicit operator bool() const noexcept { return m_forward && m_backward; }
 
     /// Sets the wanted gain, `gainDb`, at frequency sampleRate * bin / (2 * tapCount), bin < tapCount, and at its
@@ -34,6 +38,7 @@ public:
     HeapArray<float> impulseResponse() noexcept;
 
 private:
+    MinimumPhase() noexcept = default;
     bool fillWeights() noexcept;
     void foldCepstrum() noexcept;
     void takeExponential() noexcept;

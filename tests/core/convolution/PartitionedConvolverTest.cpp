@@ -1,7 +1,5 @@
 #include "convolution/PartitionedConvolver.h"
 
-#include "convolution/PlannerLock.h"
-
 #include "support/DirectConvolution.h"
 
 #include <gtest/gtest.h>
@@ -70,25 +68,6 @@ TEST(PartitionedConvolver, TakesSamplesThatAreNotFiniteAsSilenceAndSoundsRightOn
         }
         EXPECT_LT(error.rms(), 1e-6) << overflows;
     }
-}
-
-TEST(PlannerLock, IsHeldForEveryPlanThatIsMadeOrDestroyed) {
-    static int held = 0;
-    static int taken = 0;
-    const PlannerLock before = plannerLock();
-    installPlannerLock({[]() noexcept {
-                            EXPECT_EQ(++held, 1);
-                            ++taken;
-                        },
-                        []() noexcept { --held; }});
-    {
-        PartitionedConvolver convolver;
-        EXPECT_TRUE(convolver.init(noise(10, 1), 8));
-        EXPECT_EQ(taken, 2);
-    }
-    installPlannerLock(before);
-    EXPECT_EQ(taken, 4);
-    EXPECT_EQ(held, 0);
 }
 
 } // namespace

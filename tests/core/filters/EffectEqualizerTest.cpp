@@ -1,5 +1,7 @@
 #include "filters/EffectEqualizer.h"
 #include "convolution/ConvolverEngine.h"
+#include "convolution/PlannerLock.h"
+#include "memory/MemoryMgr.h"
 
 #include "support/DirectConvolution.h"
 #include "support/DrawnCurve.h"
@@ -9,6 +11,8 @@
 
 #include <algorithm>
 #include <complex>
+#include <mutex>
+#include <utility>
 #include <valarray>
 
 using namespace tovix;
@@ -187,6 +191,49 @@ TEST_P(EffectEqualizerWith, StaysFiniteWhateverTheSettingsSay) {
                 << points.front().frequencyHz << " Hz, " << points.front().gainDb << " dB at " << sampleRateHz;
         }
     }
+}
+
+/// A planner's lock, which stays installed, and the allocations made under it.
+struct CountingLock {
+    static inline std::mutex mutex;
+    static inline bool held = false;
+    static inline int taken = 0;
+    static inline int allocations = 0;
+
+    static void install() {
+        installPlannerLock({[]() noexcept {
+                                mutex.lock();
+                                held = true;
+                                ++taken;
+                            },
+                            []() noexcept {
+                                held = false;
+                                mutex.unlock();
+                            }});
+    }
+    static int takenSince() { return std::exchange(taken, 0); }
+};
+
+TEST_P(EffectEqualizerWith, TakesThePlannersLockOnceForAllPlansItMakesAndAllItDestroysTogether) {
+    CountingLock::install();
+    const RtAllocator allocatorBefore = rtAllocator();
+    installRtAllocator({[](std::size_t, void**) noexcept -> RtResult {
+                            CountingLock::allocations += CountingLock::held ? 1 : 0;
+                            return -1; // the heap serves instead
+                        },
+                        allocatorBefore.release});
+    const bool planned = GetParam()->name == "fftw";
+    for (const std::size_t channelCount : {1U, 2U, 8U}) {
+        CountingLock::takenSince();
+        {
+            EffectEqualizer equalizer{tilt, tapCount};
+            equalizer.setup(48000.0F, 480, ChannelList(channelCount, L"x"));
+            EXPECT_EQ(CountingLock::takenSince(), planned ? 3 : 2) << "the design's plans come and go";
+        }
+        EXPECT_EQ(CountingLock::takenSince(), planned ? 1 : 0) << channelCount;
+    }
+    EXPECT_EQ(CountingLock::allocations, 0) << "nothing but planning while the lock is held";
+    installRtAllocator(allocatorBefore);
 }
 
 } // namespace
