@@ -1,14 +1,11 @@
 #pragma once
 
-#include "convolution/PartitionedConvolver.h"
 #include "filters/ResponseInterpolator.h"
 
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <random>
-#include <span>
 #include <vector>
 
 namespace tovix::bench {
@@ -38,36 +35,5 @@ inline std::vector<float> decayingNoise(std::size_t count) {
     }
     return samples;
 }
-
-/// One convolver per channel, all with the same filter, in the order in which the equalizer runs them.
-class ConvolverBank {
-public:
-    ConvolverBank(std::uint32_t channelCount, std::span<const float> h, std::uint32_t blockFrames)
-        : m_convolvers(channelCount), m_input(noise(blockFrames)), m_output(blockFrames) {
-        for (PartitionedConvolver& convolver : m_convolvers) {
-            m_ready = convolver.init(h, blockFrames) && m_ready;
-        }
-    }
-
-    [[nodiscard]] bool ready() const { return m_ready; }
-    [[nodiscard]] std::span<const float> input() const { return m_input; }
-    /// The block that the last channel of the last call gave.
-    [[nodiscard]] std::span<const float> output() const { return m_output; }
-
-    /// One block of every channel.
-    void process() {
-        for (PartitionedConvolver& convolver : m_convolvers) {
-            convolver.pushInput(m_input.data());
-            convolver.accumulate();
-            convolver.popOutput(m_output.data());
-        }
-    }
-
-private:
-    std::vector<PartitionedConvolver> m_convolvers;
-    std::vector<float> m_input;
-    std::vector<float> m_output;
-    bool m_ready = true;
-};
 
 } // namespace tovix::bench

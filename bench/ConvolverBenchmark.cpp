@@ -1,4 +1,4 @@
-#include "BenchSignals.h"
+#include "Contestant.h"
 #include "filters/EffectEqualizer.h"
 
 #include <benchmark/benchmark.h>
@@ -8,26 +8,26 @@ using namespace tovix::bench;
 
 namespace {
 
-/// Arguments: frames per block, channels. The counter is the time per sample of one channel.
+/// The engine in force. Arguments: frames per block, channels. The counter is the time per sample of one channel.
 void convolver(benchmark::State& state) {
-    const auto blockFrames = static_cast<std::uint32_t>(state.range(0));
-    const auto channels = static_cast<std::uint32_t>(state.range(1));
-    ConvolverBank bank{channels, decayingNoise(tapCount), blockFrames};
-    if (!bank.ready()) {
+    const Shape shape{static_cast<std::uint32_t>(state.range(0)), static_cast<std::uint32_t>(state.range(1))};
+    EngineRun run{convolverEngine(), shape};
+    if (!run.ready()) {
         state.SkipWithError("no memory");
         return;
     }
     for (auto _ : state) {
-        bank.process();
+        run.process();
         benchmark::ClobberMemory();
     }
-    const auto samples = static_cast<double>(state.iterations()) * blockFrames * channels;
+    state.SetLabel(run.name());
     state.counters["perSample"] =
-        benchmark::Counter(samples, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+        benchmark::Counter(static_cast<double>(state.iterations()) * static_cast<double>(shape.samples()),
+                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 BENCHMARK(convolver)->ArgsProduct({{64, 128, 441, 480, 512, 1024}, {1, 2, 8}});
 
-/// Design and set-up for stereo, once FFTW knows the lengths.
+/// Design and set-up for stereo, once whatever needs to be planned is planned.
 void equalizerSetup(benchmark::State& state) {
     EffectEqualizer equalizer{benchPoints(), tapCount};
     for (auto _ : state) {
