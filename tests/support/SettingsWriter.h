@@ -27,9 +27,11 @@ public:
 
     [[nodiscard]] std::string text() const { return m_view.get(); }
 
+    void signal() { ::SetEvent(m_event.get()); }
+
     void change(std::string_view text) {
         write(text);
-        ::SetEvent(m_event.get());
+        signal();
     }
 
 private:

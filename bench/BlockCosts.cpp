@@ -1,0 +1,69 @@
+#include "CostBatches.h"
+
+#ifdef _WIN32
+#include "render/engine/DllEngine.h"
+#else
+#include "render/engine/CoreEngine.h"
+#endif
+
+#include <string>
+#include <vector>
+
+namespace tovix::bench {
+namespace {
+
+#ifdef _WIN32
+render::DllEngine makeEngine() {
+    return render::DllEngine{{}};
+}
+#else
+render::CoreEngine makeEngine() {
+    return {};
+}
+#endif
+
+struct Case {
+    const char* who;
+    const char* settings;
+    /// See `loudFrames`: of the block before each batch, and of those measured.
+    double shareBefore;
+    double share;
+};
+
+std::vector<float> stereo(const std::vector<float>& sound) {
+    std::vector<float> interleaved;
+    for (const float sample : sound) {
+        interleaved.insert(interleaved.end(), 2, sample);
+    }
+    return interleaved;
+}
+
+} // namespace
+
+void measureBlocks() {
+    const Case cases[]{
+        {"no filter", "", 0.0, 0.0},
+        {"equalizer", "Equalizer: 100 -3 1000 0 10000 6", 0.5, 0.5},
+        {"plain boost", "Boost: 60 dB 0", 0.0, 0.0},
+        {"limiter idle", "Boost: 60 dB 1", 0.0, 0.0},
+        {"limiter releasing", "Boost: 60 dB 1", 1.0, 0.0},
+        {"limiter half", "Boost: 60 dB 1", 0.5, 0.5},
+        {"limiter always", "Boost: 60 dB 1", 1.0, 1.0},
+        {"maximizer idle", "Maximizer: 60 dB", 0.0, 0.0},
+        {"maximizer releasing", "Maximizer: 60 dB", 1.0, 0.0},
+        {"maximizer limiting", "Maximizer: 60 dB", 0.5, 0.5},
+    };
+    auto engine = makeEngine();
+    for (const Case& some : cases) {
+        const std::vector<float> before = stereo(loudFrames(some.shareBefore));
+        const std::vector<float> sound = stereo(loudFrames(some.share));
+        std::vector<float> output(sound.size());
+        engine.open({48000, 2, 2, 2, 0, 0, 0, blockFrames}, some.settings);
+        measure(
+            {"block", blockFrames, 2, some.who}, [&] { engine.process(before.data(), output.data()); },
+            [&] { engine.process(sound.data(), output.data()); });
+        engine.close();
+    }
+}
+
+} // namespace tovix::bench

@@ -1,0 +1,144 @@
+// What each filter of the core costs, in ns per frame, the kernels around the filters for some numbers of channels,
+// and whole blocks of the effect. Built natively and for Windows, so that the two can be held beside each other.
+//
+//     tovix-filter-costs
+//
+// The lines are as Measurements.h has them.
+
+#include "BenchSignals.h"
+#include "CostBatches.h"
+#include "chain/ChainBuilder.h"
+#include "chain/ChainSlots.h"
+#include "filters/EffectBoost.h"
+#include "filters/EffectEqualizer.h"
+#include "filters/EffectMaximizer.h"
+#include "kernels/Kernels.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+using namespace tovix;
+using namespace tovix::bench;
+
+namespace {
+
+constexpr std::int32_t boostLevel = 60;
+/// Planar channels that are worked on in place: each block begins as a copy of `sound`, frame by frame the same
+/// magnitude in every channel.
+class PlanarSound {
+public:
+    PlanarSound(std::uint32_t channelCount, std::vector<float> sound)
+        : m_sound(std::move(sound)), m_channels(channelCount, m_sound) {
+        for (auto& channel : m_channels) {
+            m_pointers.push_back(channel.data());
+        }
+    }
+
+    float** refilled() {
+        for (auto& channel : m_channels) {
+            std::copy(m_sound.begin(), m_sound.end(), channel.begin());
+        }
+        return m_pointers.data();
+    }
+
+private:
+    std::vector<float> m_sound;
+    std::vector<std::vector<float>> m_channels;
+    std::vector<float*> m_pointers;
+};
+
+void equalizer() {
+    PlanarSound sound{2, noise(blockFrames)};
+    EffectEqualizer filter{benchPoints(), tapCount};
+    filter.setup(48000.0F, blockFrames, ChannelList(2, L"x"));
+    measure({"filter", blockFrames, 2, "equalizer"}, nothing, [&] {
+        float** const channels = sound.refilled();
+        filter.process(channels, channels, blockFrames);
+    });
+}
+
+void plainBoost() {
+    PlanarSound sound{2, noise(blockFrames)};
+    EffectBoost filter{boostLevel, false};
+    filter.setup(48000.0F, blockFrames, ChannelList(2, L"x"));
+    EffectBoost::setProcessLevel(boostLevel);
+    measure({"filter", blockFrames, 2, "plain boost"}, nothing, [&] {
+        float** const channels = sound.refilled();
+        filter.process(channels, channels, blockFrames);
+    });
+}
+
+/// `before` is played once before each batch, whose blocks are then all alike.
+template <class Filter> void limiter(Filter filter, std::string_view who, double shareBefore, double share) {
+    PlanarSound before{2, loudFrames(shareBefore)};
+    PlanarSound sound{2, loudFrames(share)};
+    filter.setup(48000.0F, blockFrames, ChannelList(2, L"x"));
+    const auto process = [&filter](PlanarSound& some) {
+        float** const channels = some.refilled();
+        filter.process(channels, channels, blockFrames);
+    };
+    measure(
+        {"filter", blockFrames, 2, who}, [&] { process(before); }, [&] { process(sound); });
+}
+
+void layouts(std::uint32_t channelCount) {
+    PlanarSound sound{channelCount, noise(blockFrames)};
+    float** const planar = sound.refilled();
+    std::vector<float> interleaved = noise(std::size_t{blockFrames} * channelCount);
+    const Kernels& loops = kernels();
+    measure({"filter", blockFrames, channelCount, "de-interleave"}, nothing,
+            [&] { loops.deinterleave(interleaved.data(), planar, channelCount, blockFrames); });
+    measure({"filter", blockFrames, channelCount, "interleave"}, nothing,
+            [&] { loops.interleaveFinite(planar, interleaved.data(), channelCount, blockFrames); });
+}
+
+/// Blocks in which one chain without filters fades into another. At the highest rate a fade takes eight of them.
+void fade() {
+    constexpr float rateHz = 384000.0F;
+    const StreamFormat format{rateHz, 0, 2, 2, 0x3, blockFrames};
+    const std::uint32_t blocks = crossfadeFramesAt(rateHz) / blockFrames;
+    ChainBuilder builder(decodeLatin1);
+    builder.configure(format, {});
+    ChainSlots slots;
+    slots.reset(format);
+    slots.publish(builder.build("").chain);
+    const std::vector<float> input = noise(std::size_t{blockFrames} * 2);
+    std::vector<float> output(input.size());
+    constexpr int fadeCount = 25;
+    Batches batches;
+    for (int turn = 0; turn < turnCount; ++turn) {
+        double ns = 0.0;
+        for (int i = 0; i < fadeCount; ++i) {
+            slots.freeRetired();
+            slots.publish(builder.build("").chain);
+            ns += nsOf([&] {
+                for (std::uint32_t block = 0; block < blocks; ++block) {
+                    static_cast<void>(slots.process(output.data(), input.data(), blockFrames));
+                }
+            });
+        }
+        batches.add(ns / (static_cast<double>(fadeCount) * blocks * blockFrames));
+    }
+    report({"filter", blockFrames, 2, "fade"}, batches);
+}
+
+} // namespace
+
+int main() {
+    switchDenormalsOff();
+    equalizer();
+    plainBoost();
+    limiter(EffectBoost{boostLevel, true}, "limiter idle", 0.0, 0.0);
+    limiter(EffectBoost{boostLevel, true}, "limiter releasing", 1.0, 0.0);
+    limiter(EffectBoost{boostLevel, true}, "limiter half", 0.5, 0.5);
+    limiter(EffectBoost{boostLevel, true}, "limiter always", 1.0, 1.0);
+    limiter(EffectMaximizer{boostLevel, 0}, "maximizer idle", 0.0, 0.0);
+    limiter(EffectMaximizer{boostLevel, 0}, "maximizer releasing", 1.0, 0.0);
+    limiter(EffectMaximizer{boostLevel, 0}, "maximizer limiting", 0.5, 0.5);
+    for (const std::uint32_t channelCount : {2U, 8U, 12U}) {
+        layouts(channelCount);
+    }
+    fade();
+    measureBlocks();
+    return EXIT_SUCCESS;
+}
