@@ -1,4 +1,4 @@
-# What both pictures share. `picture` is where it goes; its ending chooses SVG or PNG.
+# What the pictures share. `picture` is where it goes; its ending chooses SVG or PNG.
 
 if (picture[strlen(picture)-3:*] eq ".svg") {
     set terminal svg size 1000,500 enhanced font "sans-serif,15" background "white"

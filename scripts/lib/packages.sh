@@ -11,6 +11,7 @@ native_packages=(
 cross_packages=(g++-mingw-w64-x86-64-posix dpkg-dev xz-utils)
 wine_packages=(wine64)
 picture_packages=(gnuplot-nox) # which scripts/plot installs by itself where it comes first
+peer_packages=(ffmpeg) # which scripts/bench --compare installs by itself
 check_packages=(clang-14 libclang-rt-14-dev clang-tidy-14)
 
 missing_packages() {

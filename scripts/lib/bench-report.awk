@@ -1,0 +1,258 @@
+# Turns what the benchmarks measured into a page of tables, and into the table of a picture. POSIX awk.
+#   awk -v picture=TABLE.csv -f bench-report.awk bench/bars.csv FILE...
+# The files hold lines as bench/Measurements.h has them. A figure that was measured several times counts as the median of
+# its values.
+
+BEGIN {
+    FS = ","
+    SUBSEP = ","
+    contestants = "fftw,avx2,avx512,zita uniform,zita threads,ffmpeg afir"
+}
+
+FILENAME == ARGV[1] {
+    if (FNR > 1) {
+        bars[++bar_count] = $0
+    }
+    next
+}
+
+$1 == "engine" {
+    best = $4
+    is_there[$4] = 1
+    next
+}
+
+NF == 7 {
+    key = $1 SUBSEP $2 SUBSEP $3 SUBSEP $4
+    values[key, ++times[key]] = $5 + 0
+    kept[key] += $6
+    batches[key] += $7
+    if ($1 == "cost" && $3 == 2) {
+        add_to("blocks", $2)
+    } else if ($1 == "cost" && $2 == 480) {
+        add_to("channels", $3)
+    } else if ($1 == "smallest gain") {
+        where["smallest gain,*," $3 "," $4] = $2 " frames, of " $6 " lengths up to " $7
+        set("smallest gain,*," $3 "," $4, $5 + 0)
+    }
+}
+
+# Lists of numbers in rising order.
+function add_to(list, number,    i) {
+    for (i = 1; i <= size[list]; ++i) {
+        if (item[list, i] == number) {
+            return
+        }
+    }
+    for (i = size[list]++; i > 0 && item[list, i] + 0 > number + 0; --i) {
+        item[list, i + 1] = item[list, i]
+    }
+    item[list, i + 1] = number
+}
+
+function set(key, value) {
+    figure[key] = value
+}
+
+function has(key) {
+    return key in figure
+}
+
+function median_of(key,    count, i, j, value, sorted) {
+    count = times[key]
+    for (i = 1; i <= count; ++i) {
+        value = values[key, i]
+        for (j = i - 1; j > 0 && sorted[j] > value; --j) {
+            sorted[j + 1] = sorted[j]
+        }
+        sorted[j + 1] = value
+    }
+    return sorted[int((count + 1) / 2)]
+}
+
+# Sets the ratio of two figures where both are there.
+function set_ratio(key, above, below) {
+    if (has(above) && has(below) && figure[below] > 0) {
+        set(key, figure[above] / figure[below])
+    }
+}
+
+# How far the fastest engine is ahead of each peer where that is least.
+function derive_peers(    i, p, count, peer, block, ratio, key) {
+    count = split("zita uniform,zita threads,ffmpeg afir", peer, ",")
+    for (p = 1; p <= count; ++p) {
+        key = "ahead,*,2," peer[p]
+        for (i = 1; i <= size["blocks"]; ++i) {
+            block = item["blocks", i]
+            if (has("cost," block ",2," peer[p]) && has("cost," block ",2," best)) {
+                ratio = figure["cost," block ",2," peer[p]] / figure["cost," block ",2," best]
+                if (!has(key) || ratio < figure[key]) {
+                    set(key, ratio)
+                    where[key] = best " at " block " frames"
+                }
+            }
+        }
+    }
+}
+
+# The dearest sample of one channel with any number of channels from 2 on, over that of stereo.
+function derive_growth(engine,    i, key, ratio) {
+    key = "growth,480,64," engine
+    for (i = 1; i <= size["channels"]; ++i) {
+        if (item["channels", i] > 2 && has("cost,480," item["channels", i] "," engine)) {
+            ratio = figure["cost,480," item["channels", i] "," engine] / figure["cost,480,2," engine]
+            if (!has(key) || ratio > figure[key]) {
+                set(key, ratio)
+                where[key] = item["channels", i] " channels"
+            }
+        }
+    }
+}
+
+function derive(    key, part, count, engines, i) {
+    for (key in times) {
+        set(key, median_of(key))
+    }
+    for (key in times) {
+        split(key, part, ",")
+        if (part[1] == "cost") {
+            set_ratio("gain," part[2] "," part[3] "," part[4], "cost," part[2] "," part[3] ",fftw", key)
+        } else if (part[1] == "cold") {
+            set_ratio("cold gain," part[2] "," part[3] "," part[4], "cold," part[2] "," part[3] ",fftw", key)
+        } else if (part[1] ~ /^set-up/) {
+            set(part[1] "," part[2] "," part[3] ",in force", figure[key])
+            where[part[1] "," part[2] "," part[3] ",in force"] = part[4]
+        } else if (part[1] == "Wine filter") {
+            set_ratio("Wine over native," part[2] "," part[3] "," part[4], key, "native filter," part[2] "," part[3] "," part[4])
+        } else if (part[1] == "Wine block") {
+            set_ratio("library over core," part[2] "," part[3] "," part[4], key, "native block," part[2] "," part[3] "," part[4])
+        } else if (part[1] == "filter" && part[3] == 12) {
+            set_ratio("12 channels over 8," part[2] ",12," part[4], key, "filter," part[2] ",8," part[4])
+            if (has("12 channels over 8," part[2] ",12," part[4])) {
+                figure["12 channels over 8," part[2] ",12," part[4]] *= 8 / 12
+            }
+        }
+    }
+    derive_peers()
+    count = split("avx2,avx512", engines, ",")
+    for (i = 1; i <= count; ++i) {
+        derive_growth(engines[i])
+    }
+}
+
+function outcome_of(who, key, relation, bar) {
+    if ((who == "avx2" || who == "avx512") && best != "" && !(who in is_there)) {
+        return "skipped"
+    }
+    if (!has(key)) {
+        return "not measured"
+    }
+    if (relation == ">=") {
+        return figure[key] >= bar ? "met" : "missed"
+    }
+    if (relation == ">") {
+        return figure[key] > bar ? "met" : "missed"
+    }
+    return figure[key] <= bar ? "met" : "missed"
+}
+
+function print_bars(    i, part, key, outcome, count) {
+    print "| What | Frames | Channels | Who | Bar | Measured | Outcome |"
+    print "|---|---:|---:|---|---:|---:|---|"
+    for (i = 1; i <= bar_count; ++i) {
+        split(bars[i], part, ",")
+        key = part[1] SUBSEP part[2] SUBSEP part[3] SUBSEP part[4]
+        outcome = outcome_of(part[4], key, part[5], part[6])
+        ++count[outcome]
+        printf "| %s | %s | %s | %s%s | %s %s | %s | %s |\n", part[1], part[2], part[3], part[4],
+            (key in where) ? " (" where[key] ")" : "", part[5], part[6], has(key) ? sprintf("%.3g", figure[key]) : "",
+            outcome == "missed" ? "**missed**" : outcome
+    }
+    printf "\n%d met, %d missed, %d skipped because the processor lacks the instructions, %d not measured\n",
+        count["met"], count["missed"], count["skipped"], count["not measured"]
+}
+
+# The contestants with any figure, and the bound of the fastest engine, as columns.
+function print_costs(    i, c, count, name, block, key, line, there, wide) {
+    count = split(contestants, name, ",")
+    line = "| Frames |"
+    wide = "block"
+    for (c = 1; c <= count; ++c) {
+        for (i = 1; i <= size["blocks"]; ++i) {
+            there[c] = there[c] || has("cost," item["blocks", i] ",2," name[c])
+        }
+        if (there[c]) {
+            line = line " " name[c] " |"
+            wide = wide "," name[c]
+        }
+    }
+    print line " bound |"
+    gsub(/[^|]+/, "---:", line)
+    print line "---:|"
+    print wide ",bound (" best ")" >picture
+    for (i = 1; i <= size["blocks"]; ++i) {
+        block = item["blocks", i]
+        line = "| " block " |"
+        wide = block
+        for (c = 1; c <= count; ++c) {
+            key = "cost," block ",2," name[c]
+            if (there[c]) {
+                line = line (has(key) ? sprintf(" %.3g (%d/%d) |", figure[key], kept[key], batches[key]) : " |")
+                wide = wide "," figure[key]
+            }
+        }
+        key = "bound," block ",2," best
+        print line (has(key) ? sprintf(" %.3g |", figure[key]) : " |")
+        print wide "," figure[key] >picture
+    }
+    close(picture)
+}
+
+function print_bounds(    engines, count, e, i, block, key) {
+    print "| Engine | Frames | Sums | Transforms | Bytes | Bound | Measured | Reached |"
+    print "|---|---:|---:|---:|---:|---:|---:|---:|"
+    count = split("avx2,avx512", engines, ",")
+    for (e = 1; e <= count; ++e) {
+        for (i = 1; i <= size["blocks"]; ++i) {
+            block = item["blocks", i]
+            key = block ",2," engines[e]
+            if (has("bound," key) && has("cost," key)) {
+                printf "| %s | %d | %.3g | %.3g | %.3g | %.3g | %.3g | %.0f %% |\n", engines[e], block,
+                    figure["bound sums," key], figure["bound transforms," key], figure["bound bytes," key],
+                    figure["bound," key], figure["cost," key], 100 * figure["bound," key] / figure["cost," key]
+            }
+        }
+    }
+}
+
+# Every figure of these kinds in ns per frame, natively and under Wine.
+function print_windows(    key, part) {
+    print "| What | Channels | Who | Native | Wine | Ratio |"
+    print "|---|---:|---|---:|---:|---:|"
+    for (key in times) {
+        split(key, part, ",")
+        if (part[1] ~ /^Wine (filter|block)$/) {
+            sub(/^Wine /, "native ", key)
+            printf "| %s | %d | %s | %.3g | %.3g | %.2f |\n", substr(part[1], 6), part[3], part[4], figure[key],
+                figure[part[1] "," part[2] "," part[3] "," part[4]],
+                figure[part[1] "," part[2] "," part[3] "," part[4]] / figure[key] | "sort"
+        }
+    }
+    close("sort")
+}
+
+END {
+    derive()
+    print "## Bars\n"
+    print_bars()
+    print "\n## Cost over block size\n\nStereo, 16384 taps; ns per sample of one channel, and the batches that were kept of all. Of \"zita threads\" and"
+    print "\"ffmpeg afir\" the processor time of all threads counts.\n"
+    print_costs()
+    print "\n![Cost over block size](bench.svg)\n"
+    print "## Bound\n\nNs per sample of one channel: what the sums over the partitions and the transforms take at the rate of"
+    print "multiply-adds that wait for nothing, and what reading the spectra takes; docs/cost.md says how.\n"
+    print_bounds()
+    print "\n## Native and Windows\n\nNs per frame, medians of the rounds. \"filter\" is the core's code in a program of its own, \"block\" the whole"
+    print "effect: natively the core, under Wine the library.\n"
+    print_windows()
+}
