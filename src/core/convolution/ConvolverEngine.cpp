@@ -4,11 +4,11 @@
 #include "convolution/PartitionedConvolver.h"
 #include "convolution/RightAngleConvolver.h"
 #include "convolution/VectorLoops.h"
+#include "kernels/InstructionSet.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cstddef>
 
 namespace tovix {
 namespace {
@@ -19,20 +19,8 @@ constexpr ConvolverEngine fftw{"fftw", nullptr};
 constexpr ConvolverEngine avx2{"avx2", &avx2Loops};
 constexpr ConvolverEngine avx512{"avx512", &avx512Loops};
 
-/// Each needs what the one before it needs.
+/// One for each instruction set.
 constexpr std::array<const ConvolverEngine*, 3> known{&fftw, &avx2, &avx512};
-
-/// How many of the known engines run here. The compiler's run-time library also asks whether the system saves the
-/// wide registers.
-std::size_t runnableCount() noexcept {
-    __builtin_cpu_init();
-    if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("fma")) {
-        return 1;
-    }
-    const bool hasAvx512 =
-        __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq");
-    return hasAvx512 ? 3 : 2;
-}
 
 /// Null for the fastest.
 constinit std::atomic<const ConvolverEngine*> forced{nullptr};
@@ -56,7 +44,7 @@ bool ConvolverEngine::blocksAllocateNothing(std::uint32_t blockFrames) const noe
 }
 
 std::span<const ConvolverEngine* const> availableConvolverEngines() noexcept {
-    return std::span{known}.first(runnableCount());
+    return std::span{known}.first(instructionSetCount());
 }
 
 const ConvolverEngine& convolverEngine() noexcept {
