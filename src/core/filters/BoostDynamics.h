@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kernels/Kernels.h"
+#include "kernels/LimiterLoops.h"
 #include "memory/RtSection.h"
 
 #include <cstddef>
@@ -8,12 +9,12 @@
 namespace tovix {
 
 /// The dynamics mode of the boost: a pre-gain followed by a peak limiter that holds its output at 0 dBFS. All
-/// channels are linked, the attack is instantaneous and the release linear in dB. Levels in dB relative to full
-/// scale; double precision throughout.
+/// channels are linked, the attack is instantaneous and the release linear in dB. Double precision throughout; the
+/// loops over the frames are LimiterLoops, and with them the unit of level.
 class BoostDynamics {
 public:
     /// [control] No boost yet, and 44100 Hz.
-    BoostDynamics() noexcept = default;
+    BoostDynamics() noexcept;
 
     /// [control] Sets pre-gain and ratio for a boost of `boostDb`. Ignored when the boost stored so far lies outside
     /// 0 to 20 dB, deliberately: a value beyond 20 dB is taken once and then blocks every later change. Any value is
@@ -28,26 +29,15 @@ public:
     void process(float* const* channels, std::size_t channelCount, std::size_t frameCount) noexcept RT_SECTION;
 
 private:
-    [[nodiscard]] bool passesPlainly(double peak) const noexcept RT_SECTION;
-    void limitStereo(float* left, float* right, std::size_t frameCount) noexcept RT_SECTION;
-    void limit(float* const* channels, std::size_t channelCount, std::size_t frameCount) noexcept RT_SECTION;
-    double reductionGain(double peak) noexcept RT_SECTION;
-    void attack(double levelDb) noexcept RT_SECTION;
-    void release(double levelDb) noexcept RT_SECTION;
-    void lowerThreshold(double thresholdDb) noexcept RT_SECTION;
+    void setRatio(double ratio) noexcept;
+    [[nodiscard]] bool passesPlainly(const ChannelRun& run) const noexcept RT_SECTION;
+    void limit(const ChannelRun& run) noexcept RT_SECTION;
 
     const Kernels* m_pKernels = &kernels();
-    double m_sampleRateHz = 44100.0;
-    double m_releaseMs = 5000.0;
-    /// Level above which gain is reduced, <= 0.
-    double m_thresholdDb = 0.0;
-    double m_ratio = 2.0;
+    const LimiterLoops* m_pLoops = &limiterLoops();
     double m_boostDb = 0.0;
-    double m_preGain = 1.0;
-    /// Held peak level that the release has brought down so far, >= 0.
-    double m_envelopeDb = 0.0;
-    /// dB per frame; 0 means not yet worked out for the present release.
-    double m_releaseStepDb = 0.0;
+    LimiterTerms m_terms;
+    LimiterState m_state;
 };
 
 } // namespace tovix

@@ -4,6 +4,7 @@
 #include "chain/ChainSlots.h"
 #include "convolution/ConvolverEngine.h"
 #include "kernels/Kernels.h"
+#include "kernels/LimiterLoops.h"
 #include "stream/AudioBlock.h"
 
 #include <gtest/gtest.h>
@@ -123,6 +124,7 @@ TEST(RealtimeSafety, NoBlockAllocatesLocksOrBlocks) {
     for (const auto* const pKernels : availableKernels()) {
         for (const auto* const pEngine : availableConvolverEngines()) {
             ASSERT_TRUE(forceKernels(pKernels->name) && forceConvolverEngine(pEngine->name));
+            ASSERT_TRUE(forceLimiterLoops(pEngine->pLoops == nullptr ? "sse2" : pEngine->name));
             for (const auto& c : cases) {
                 Stream stream(c.format, c.from, c.to);
                 stream.playGuarded();

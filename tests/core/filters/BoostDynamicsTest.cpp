@@ -1,0 +1,210 @@
+#include "filters/EffectBoost.h"
+#include "kernels/LimiterLoops.h"
+#include "support/FrameByFrameLimiter.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <deque>
+#include <limits>
+#include <string>
+#include <vector>
+
+using namespace tovix;
+
+namespace {
+
+constexpr std::size_t longestBlock = 4096;
+
+class Planar {
+public:
+    explicit Planar(std::size_t channelCount) : m_samples(channelCount, std::vector<float>(longestBlock)) {}
+    /// The channels from a frame on.
+    [[nodiscard]] std::vector<float*> at(std::size_t frame) {
+        std::vector<float*> pointers;
+        for (auto& channel : m_samples) {
+            pointers.push_back(channel.data() + frame);
+        }
+        return pointers;
+    }
+    std::vector<float>& operator[](std::size_t channel) { return m_samples[channel]; }
+
+private:
+    std::vector<std::vector<float>> m_samples;
+};
+
+/// Scrambles a number.
+std::uint32_t hash(std::size_t n) {
+    auto h = static_cast<std::uint32_t>(n * 2654435761U);
+    h = (h ^ (h >> 15U)) * 0x2C1B3C6DU;
+    h = (h ^ (h >> 12U)) * 0x297A2D39U;
+    return h ^ (h >> 15U);
+}
+
+/// Between -1 and 1.
+float noise(std::size_t frame, std::size_t channel) {
+    return static_cast<float>(static_cast<std::int32_t>(hash(frame * 31 + channel))) * 0x1p-31F;
+}
+
+struct Sound {
+    const char* name;
+    float (*at)(std::size_t frame, std::size_t channel);
+};
+
+const Sound sounds[] = {
+    {"noise", noise},
+    {"sine", [](std::size_t f, std::size_t c) { return 0.9F * std::sin(0.13F * static_cast<float>(f + 7 * c)); }},
+    {"bursts", [](std::size_t f, std::size_t c) { return noise(f, c) * (f % 5000 < 300 ? 1.0F : 0.03F); }},
+    {"swelling",
+     [](std::size_t f, std::size_t c) {
+         const float swell = 1.2F * (1.0F + std::sin(static_cast<float>(f) * 0.0007F));
+         return swell * swell * (0.3F * noise(f, c) + 0.4F * std::sin(0.01F * static_cast<float>(f * (c + 1))));
+     }},
+    {"clicks in silence", [](std::size_t f, std::size_t c) { return f % 3001 == 7 * c ? 1.0F : 0.0F; }},
+    {"full scale", [](std::size_t f, std::size_t) { return f % 1000 < 500 ? 1.0F : -0.5F; }},
+    {"denormal", [](std::size_t f, std::size_t c) { return noise(f, c) * (f % 2003 == 5 ? 1.0F : 1e-39F); }},
+    {"not finite",
+     [](std::size_t f, std::size_t c) {
+         const float bad[]{HUGE_VALF, -HUGE_VALF, std::numeric_limits<float>::quiet_NaN()};
+         return hash(f + c) % 701 == 0 ? bad[f % 3] : noise(f, c);
+     }},
+    {"far too loud",
+     [](std::size_t f, std::size_t c) { return noise(f, c) * std::numeric_limits<float>::max() * 0x1p-9F; }},
+};
+
+struct Case {
+    Sound sound;
+    /// Tenths of a dB.
+    std::int32_t level;
+    std::size_t channelCount;
+    float sampleRateHz;
+    std::size_t frames;
+    /// Those of the following blocks of 4096 frames, where they differ.
+    std::vector<std::int32_t> laterLevels;
+};
+
+/// Floats between two floats, and one more.
+std::int64_t distance(float a, float b) {
+    const auto ordered = [](float x) {
+        const auto bits = std::bit_cast<std::int32_t>(x);
+        return std::int64_t{bits < 0 ? std::numeric_limits<std::int32_t>::min() - bits : bits};
+    };
+    return std::abs(ordered(a) - ordered(b));
+}
+
+/// A filter with one set of loops, playing blocks whole or in pieces.
+struct Player {
+    Player(std::string_view loops, const Case& task, bool inPieces)
+        : name(loops), pieces(inPieces), planar(task.channelCount), boost(task.level, true) {
+        boost.setup(task.sampleRateHz, longestBlock, ChannelList(task.channelCount, L"x"));
+    }
+    void play(std::size_t frames) {
+        for (std::size_t f = 0; f < frames;) {
+            const std::size_t octave = longestBlock >> hash(frames + f) % 12U;
+            const std::size_t count = pieces ? std::min(frames - f, 1 + hash(frames - f) % octave) : frames;
+            auto channels = planar.at(f);
+            boost.process(channels.data(), channels.data(), static_cast<std::uint32_t>(count));
+            f += count;
+        }
+    }
+    std::string name;
+    bool pieces;
+    Planar planar;
+    EffectBoost boost;
+};
+
+/// Plays the case with every set of loops, whole and in pieces, beside the limiter that goes frame by frame.
+void expectSameSound(const Case& task) {
+    test::FrameByFrameLimiter given(task.level * 0.1, static_cast<double>(task.sampleRateHz));
+    Planar expected(task.channelCount);
+    std::deque<Player> players;
+    for (const LimiterLoops* const pLoops : availableLimiterLoops()) {
+        ASSERT_TRUE(forceLimiterLoops(pLoops->name));
+        players.emplace_back(pLoops->name, task, false);
+        players.emplace_back(pLoops->name, task, true);
+    }
+    for (std::size_t first = 0; first < task.frames; first += longestBlock) {
+        const std::size_t frames = std::min(longestBlock, task.frames - first);
+        for (std::size_t c = 0; c < task.channelCount; ++c) {
+            for (std::size_t f = 0; f < frames; ++f) {
+                expected[c][f] = task.sound.at(first + f, c);
+            }
+        }
+        const std::size_t block = first / longestBlock;
+        const bool changes = block > 0 && block <= task.laterLevels.size();
+        if (changes) {
+            given.setBoost(task.laterLevels[block - 1] * 0.1);
+        }
+        for (Player& player : players) {
+            if (changes) {
+                player.boost.setBoost(task.laterLevels[block - 1] * 0.1);
+            }
+            player.planar = expected;
+            player.play(frames);
+        }
+        given.process(expected.at(0).data(), task.channelCount, frames);
+        for (std::size_t p = 0; p < players.size(); ++p) {
+            for (std::size_t c = 0; c < task.channelCount; ++c) {
+                ASSERT_EQ(std::memcmp(players[p].planar[c].data(), players[p / 2 * 2].planar[c].data(),
+                                      frames * sizeof(float)),
+                          0)
+                    << players[p].name << " in pieces";
+                for (std::size_t f = 0; f < frames; ++f) {
+                    ASSERT_LE(distance(players[p].planar[c][f], expected[c][f]), 1)
+                        << players[p].name << ", " << task.sound.name << ", level " << task.level << ", "
+                        << task.channelCount << " channels, frame " << first + f << ": " << players[p].planar[c][f]
+                        << " for " << expected[c][f];
+                }
+            }
+        }
+    }
+}
+
+TEST(BoostDynamics, EveryBoostSoundsAsFrameByFrame) {
+    // At this rate a release takes 1500 frames.
+    constexpr float rate = 300.0F;
+    for (const Sound& sound : sounds) {
+        for (std::int32_t level = 0; level <= 200; level += 10) {
+            expectSameSound({sound, level, 2, rate, 5000});
+        }
+        for (const std::int32_t level : {-100000, -60, 7, 193, 201, 250, 1000, 10000, 53000, 60000}) {
+            expectSameSound({sound, level, 2, rate, 5000});
+        }
+    }
+}
+
+TEST(BoostDynamics, EveryChannelCountAndRateSoundsAsFrameByFrame) {
+    for (const Sound& sound : sounds) {
+        for (std::size_t channels = 1; channels <= 17; ++channels) {
+            expectSameSound({sound, 120, channels, 600.0F, 4500});
+        }
+        for (const float rate : {1e-3F, 10.0F, 8000.0F, 44100.0F, 384000.0F, 1e30F}) {
+            expectSameSound({sound, 90, 2, rate, 20000});
+        }
+    }
+}
+
+TEST(BoostDynamics, ALaterBoostSoundsAsFrameByFrame) {
+    for (const Sound& sound : sounds) {
+        for (const float rate : {300.0F, 48000.0F}) {
+            expectSameSound({sound, 30, 2, rate, 10 * longestBlock, {200, 10, 120, 0, 200, 60, 70, 250, 100}});
+        }
+    }
+}
+
+TEST(BoostDynamics, MinutesOfReleasesDoNotDriftApart) {
+    // A click every eleven seconds; what follows is turned down for as long as the release lasts.
+    const Sound quiet{"quiet", [](std::size_t f, std::size_t) {
+                          return f % 528000 == 1000 ? 1.0F
+                                                    : 0.4F * noise(f, 0) * (f % 8000000 < 4000000 ? 1.0F : 0.01F);
+                      }};
+    expectSameSound({quiet, 200, 1, 48000.0F, std::size_t{180} * 48000});
+    expectSameSound({quiet, 200, 1, 192000.0F, std::size_t{30} * 192000});
+    expectSameSound({sounds[3], 60, 1, 48000.0F, std::size_t{60} * 48000});
+}
+
+} // namespace
