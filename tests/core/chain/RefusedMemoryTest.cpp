@@ -102,9 +102,12 @@ TEST(RefusedMemory, OfAnyPartOfAChainGivesNoChain) {
     ChainBuilder builder(decodeLatin1);
     builder.configure({48000.0F, 0, 1, 1, 0, 4800}, {});
     const int requests = refuseEachRequest([&builder] {
-        const BuiltChain built = builder.build("Boost: 60 dB 1\nEqualizer: 100 -3 1000 6\nEnableOldApo:");
-        EXPECT_EQ(built.chain ? built.chain->stageCount() : 2U, 2U);
+        const BuiltChain built =
+            builder.build("Boost: 60 dB 1\nEqualizer: 100 -3 1000 6\nMaximizer: 30 dB\nEnableOldApo:");
+        EXPECT_EQ(built.chain ? built.chain->stageCount() : 3U, 3U);
         return built.chain != nullptr;
     });
-    EXPECT_GT(requests, 24) << "two filters with their stages, one channel of the equalizer, and the chain's buffers";
+    EXPECT_GT(requests, 30)
+        << "three filters with their stages, one channel of the equalizer, the maximizer's window, and "
+           "the chain's buffers";
 }
