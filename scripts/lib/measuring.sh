@@ -37,25 +37,24 @@ prepare_afir() {
     head -c $((afir_noise_seconds * 48000 * 4)) /dev/urandom >"$measured/noise.s16"
 }
 
-# measure_afir BLOCK: what afir costs beyond a run without it, medians of runs in turn.
+# measure_afir BLOCK: what afir costs beyond a run without it; the median of runs in turn.
 measure_afir() {
     local i rounds=5 input='[0]aformat=sample_fmts=fltp' taps='[1]pan=stereo|c0=c0|c1=c0' without with
     for ((i = 0; i < rounds; ++i)); do
         without=$(afir_seconds "$input[out];${taps},anullsink") &&
-            with=$(afir_seconds "$input[in];$taps[ir];[in][ir]afir=minp=$1:maxp=$1[out]") || { say "afir failed" && return; }
-        printf '%s %s\n' "$without" "$with"
-    done | awk -v block="$1" -v samples=$((afir_noise_seconds * 48000 * 2)) '
-        NF == 2 { for (i = 1; i <= 2; ++i) { for (j = NR; j > 1 && run[i, j - 1] > $i; --j) run[i, j] = run[i, j - 1]; run[i, j] = $i } }
-        END {
-            middle = int((NR + 1) / 2)
-            if (NR) printf "cost,%d,2,ffmpeg afir,%.4g,%d,%d\n", block, 1e9 * (run[2, middle] - run[1, middle]) / samples, NR, NR
+            with=$(afir_seconds "$input[in];$taps[ir];[in][ir]afir=minp=$1:maxp=$1[out]") ||
+            { say "failed: afir at $1 frames" >&2 && return; }
+        printf '%s %s\n' "$with" "$without"
+    done | awk '{ print $1 - $2 }' | sort -n |
+        awk -v block="$1" -v samples=$((afir_noise_seconds * 48000 * 2)) '{ seconds[NR] = $1 } END {
+            if (NR) printf "cost,%d,2,ffmpeg afir,%.4g,%d,%d\n", block, 1e9 * seconds[int((NR + 1) / 2)] / samples, NR, NR
         }' >>"$measured/native.csv"
 }
 
 # compare SWEEP: all that is measured natively.
 compare() {
     local file=$measured/native.csv block round engines="$native_bin/tovix-compare-engines" figures="$native_bin/tovix-equalizer-figures"
-    configure_and_build native tovix-compare-engines tovix-equalizer-figures tovix-filter-costs
+    configure_and_build native tovix-compare-engines tovix-equalizer-figures tovix-filter-costs || exit
     : >"$file"
     describe "$measured/native.md" g++ libfftw3-single3 libzita-convolver4 ffmpeg
     measure "$file" "$figures" engines
@@ -97,9 +96,9 @@ compare() {
 compare_with_windows() {
     local file=$measured/windows.csv round side sides bin=$root/build/windows/bin
     local wine=("$root/cmake/run-wine" "$root/build/windows/wine")
-    "$root/scripts/setup" --windows
-    configure_and_build native tovix-filter-costs
-    configure_and_build windows tovix-filter-costs tovix-settings-latency Tovix64
+    "$root/scripts/setup" --windows || exit
+    configure_and_build native tovix-filter-costs || exit
+    configure_and_build windows tovix-filter-costs tovix-settings-latency Tovix64 || exit
     : >"$file"
     describe "$measured/windows.md" g++ g++-mingw-w64-x86-64-posix wine64
     for round in 1 2 3 4 5 6 7; do
