@@ -1,5 +1,7 @@
 #include "logger/LogFile.h"
 
+#include "logger/AppendTurn.h"
+
 #include <algorithm>
 #include <array>
 
@@ -135,6 +137,7 @@ bool appendTo(const std::wstring& path, std::string_view text) noexcept {
     if (!file || !standsIn(folder, file) || sizeOf(file) + addedBytes > 2 * rotationBytes) {
         return false;
     }
+    const AppendTurn turn(file.get());
     DWORD written = 0;
     return ::WriteFile(file.get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr) != FALSE &&
            written == text.size();
