@@ -19,6 +19,9 @@ public:
         if (IsEqualIID(riid, lacking)) {
             return E_NOINTERFACE;
         }
+        if (throwsOverReferences) {
+            throw E_FAIL;
+        }
         if (IsEqualIID(riid, IID_IAudioProcessingObjectRT)) {
             *ppv = static_cast<IAudioProcessingObjectRT*>(this);
         } else if (IsEqualIID(riid, IID_IAudioProcessingObjectConfiguration)) {
@@ -33,6 +36,9 @@ public:
     ULONG STDMETHODCALLTYPE Release() override {
         if (--references == 1) {
             calls.emplace_back("released");
+        }
+        if (throwsOverReferences) {
+            throw E_FAIL;
         }
         return references;
     }
@@ -94,6 +100,8 @@ public:
     IID lacking{};
     /// Throws its result codes instead of returning them.
     bool throws = false;
+    /// Throws when it is asked for an interface, and after it has been given one back.
+    bool throwsOverReferences = false;
     HRESULT formatResult = S_OK;
     IAudioMediaType* pProposal = nullptr;
     HRESULT lockResult = S_OK;

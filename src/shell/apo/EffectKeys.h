@@ -20,12 +20,13 @@ struct EffectKey {
     std::wstring_view modesKey;
     EffectSide side;
     EffectKeyKind kind;
+    /// 1 for a key that names one class, 7 for a list. Nothing reads it.
     std::uint8_t scope;
 };
 
 constexpr std::size_t effectKeyCount = 8;
 
-/// Constant, in the module's read-only data: loading the module runs no code for it.
+/// For any thread: constant, in the module's read-only data. Loading the module runs no code for it.
 extern const std::array<EffectKey, effectKeyCount> effectKeys;
 
 /// The same effect keys alone, in the same order, for a search that needs no more.

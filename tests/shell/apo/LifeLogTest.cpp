@@ -24,23 +24,26 @@ Lines withoutOthersTexts(Lines told) {
     return told;
 }
 
+/// What the engine does with an effect, refusals included.
+void liveAWholeLife(const ModuleUnderTest& module) {
+    Effect effect(module.create());
+    effect.apo->Initialize(0, nullptr);
+    effect.initialize();
+    const auto stereo = floatFormat(2, 48000, 3);
+    FormatDouble output(stereo);
+    FormatDouble six(floatFormat(6, 48000, 0x3F));
+    negotiate(*effect.apo, &output, nullptr);
+    negotiate(*effect.apo, &output, &six);
+    negotiate(*effect.apo, &output, &output);
+    negotiate(*effect.apo, nullptr, &six);
+    effect.lock(stereo, stereo, 480, 441);
+    effect.lock(stereo, stereo, 480, 441);
+    effect.config->UnlockForProcess();
+}
+
 TEST(LifeLog, TellsAWholeLifeInTheGivenWords) {
     SettingsWriter settings("");
-    const auto told = toldBy([](const ModuleUnderTest& module) {
-        Effect effect(module.create());
-        effect.apo->Initialize(0, nullptr);
-        effect.initialize();
-        const auto stereo = floatFormat(2, 48000, 3);
-        FormatDouble output(stereo);
-        FormatDouble six(floatFormat(6, 48000, 0x3F));
-        negotiate(*effect.apo, &output, nullptr);
-        negotiate(*effect.apo, &output, &six);
-        negotiate(*effect.apo, &output, &output);
-        negotiate(*effect.apo, nullptr, &six);
-        effect.lock(stereo, stereo, 480, 441);
-        effect.lock(stereo, stereo, 480, 441);
-        effect.config->UnlockForProcess();
-    });
+    const auto told = toldBy(&liveAWholeLife);
     const std::string in = "INFO Tovix::IsInputFormatSupported@Tovix ";
     const std::string fields = "BytesPerSample=4, BitsPerSample=32, FramesPerSecond=48000.000000, ChannelMask=";
     const std::string stereo = "{ SamplesPerFrame=2, " + fields + "3, guidFormatType=3";
@@ -106,42 +109,43 @@ LSTATUS WINAPI accessDenied() {
     return ERROR_ACCESS_DENIED;
 }
 
+/// A life in which everything fails that can.
+void failAtEverything(const ModuleUnderTest& module) {
+    PreviousEffectDouble previous;
+    Effect effect(module.create());
+    auto& tovix = static_cast<Tovix&>(*effect.apo);
+    FormatDouble good(floatFormat(2));
+    FormatDouble unreadable(floatFormat(2), E_UNEXPECTED);
+    FormatDouble tooFast(floatFormat(2, 400000));
+    {
+        ImportWatch watch(module.handle());
+        watch.redirect("StringFromCLSID", reinterpret_cast<const void*>(&noText));
+        EXPECT_EQ(effect.initialize(), S_OK);
+        effect.initialize(E_ACCESSDENIED);
+    }
+    tovix.fillPreviousEffectSlot(static_cast<IAudioProcessingObject&>(previous));
+    previous.pProposal = &unreadable;
+    for (const HRESULT result : {S_OK, S_FALSE, HRESULT{2}, E_FAIL}) {
+        previous.formatResult = result;
+        negotiate(*effect.apo, &good, &good);
+    }
+    negotiate(*effect.apo, &good, &unreadable);
+    negotiate(*effect.apo, &unreadable, &good);
+    negotiate(*effect.apo, &tooFast, &good);
+    tovix.fillPreviousEffectSlot(static_cast<IAudioProcessingObject&>(previous));
+    effect.lock(unreadable, good, 480);
+    effect.lock(good, unreadable, 480);
+    for (const HRESULT result : {S_OK, E_FAIL}) {
+        previous.lockResult = result;
+        previous.unlockResult = result;
+        effect.lock(good, good, 480);
+        effect.config->UnlockForProcess();
+    }
+}
+
 TEST(LifeLog, TellsEveryFailureInTheGivenWords) {
     SettingsWriter settings("");
-    Lines lines = toldBy(
-        [](const ModuleUnderTest& module) {
-            PreviousEffectDouble previous;
-            Effect effect(module.create());
-            auto& tovix = static_cast<Tovix&>(*effect.apo);
-            FormatDouble good(floatFormat(2));
-            FormatDouble unreadable(floatFormat(2), E_UNEXPECTED);
-            FormatDouble tooFast(floatFormat(2, 400000));
-            {
-                ImportWatch watch(module.handle());
-                watch.redirect("StringFromCLSID", reinterpret_cast<const void*>(&noText));
-                EXPECT_EQ(effect.initialize(), S_OK);
-                effect.initialize(E_ACCESSDENIED);
-            }
-            tovix.fillPreviousEffectSlot(static_cast<IAudioProcessingObject&>(previous));
-            previous.pProposal = &unreadable;
-            for (const HRESULT result : {S_OK, S_FALSE, HRESULT{2}, E_FAIL}) {
-                previous.formatResult = result;
-                negotiate(*effect.apo, &good, &good);
-            }
-            negotiate(*effect.apo, &good, &unreadable);
-            negotiate(*effect.apo, &unreadable, &good);
-            negotiate(*effect.apo, &tooFast, &good);
-            tovix.fillPreviousEffectSlot(static_cast<IAudioProcessingObject&>(previous));
-            effect.lock(unreadable, good, 480);
-            effect.lock(good, unreadable, 480);
-            for (const HRESULT result : {S_OK, E_FAIL}) {
-                previous.lockResult = result;
-                previous.unlockResult = result;
-                effect.lock(good, good, 480);
-                effect.config->UnlockForProcess();
-            }
-        },
-        "@Tovix:");
+    Lines lines = toldBy(&failAtEverything, "@Tovix:");
     std::erase_if(lines, [](const auto& line) { return line.find("SamplesPerFrame=") != std::string::npos; });
     const std::string initialize = " Tovix::Initialize@Tovix ";
     const std::string ask = " Tovix::IsInputFormatSupported@Tovix ";

@@ -129,6 +129,15 @@ TEST_F(PreviousEffect, FailureToLockOrUnlockNeverFailsTheEffect) {
     EXPECT_EQ(negotiate(*effect.apo, &format, &format).result, S_OK);
 }
 
+TEST_F(PreviousEffect, ThatThrowsWhenItIsTakenOrGivenBackIsNotThere) {
+    previous.throwsOverReferences = true;
+    EXPECT_EQ(fill(), E_NOINTERFACE);
+    EXPECT_EQ(previous.references, 1U);
+    ASSERT_EQ(lock(2, 2), S_OK);
+    expectBoosted(process(2, 2), {quiet, quiet});
+    EXPECT_EQ(previous.calls, Calls{"released"});
+}
+
 TEST_F(PreviousEffect, IsNotLeftLockedWhenTheEffectsOwnLockFails) {
     EXPECT_EQ(effect.lock(floatFormat(2), floatFormat(2, 44100), blockFrames), APOERR_INVALID_CONNECTION_FORMAT);
     EXPECT_EQ(previous.calls, (Calls{"lock", "unlock"}));
