@@ -50,7 +50,7 @@ constexpr std::size_t floatLanes = 4;
 }
 /// As many floats as a vector has lanes, and back.
 [[gnu::always_inline]] inline Vector widened(const float* p) noexcept {
-    return _mm_cvtps_pd(_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(p))));
+    return _mm_cvtps_pd(_mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))));
 }
 [[gnu::always_inline]] inline void storeRounded(float* p, Vector v) noexcept {
     _mm_storel_pi(reinterpret_cast<__m64*>(p), _mm_cvtpd_ps(v));
