@@ -24,9 +24,6 @@ constexpr std::size_t floatLanes = 8;
 [[gnu::always_inline]] inline Vector all(double value) noexcept {
     return _mm256_set1_pd(value);
 }
-[[gnu::always_inline]] inline double firstOf(Vector v) noexcept {
-    return _mm256_cvtsd_f64(v);
-}
 /// a * b + c, rounded once.
 [[gnu::always_inline]] inline Vector multiplyAdd(Vector a, Vector b, Vector c) noexcept {
     return _mm256_fmadd_pd(a, b, c);
@@ -44,12 +41,18 @@ constexpr std::size_t floatLanes = 8;
 [[gnu::always_inline]] inline bool anyBeyond(Vector a, Vector b) noexcept {
     return _mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_GT_OQ)) != 0;
 }
-[[gnu::always_inline]] inline bool allBeyond(Vector a, Vector b) noexcept {
-    return _mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_GT_OQ)) == 0xF;
-}
 /// `yes` where the mask is set, `no` where it is clear.
 [[gnu::always_inline]] inline Single choose(Single mask, Single yes, Single no) noexcept {
     return _mm_blendv_pd(no, yes, mask);
+}
+/// `yes` where a and b are equal, `no` elsewhere.
+[[gnu::always_inline]] inline Vector chooseEqual(Vector a, Vector b, Vector yes, Vector no) noexcept {
+    return _mm256_blendv_pd(no, yes, _mm256_cmp_pd(a, b, _CMP_EQ_OQ));
+}
+/// In each lane the largest of those up to it.
+[[gnu::always_inline]] inline Vector largestUpToEach(Vector v) noexcept {
+    const Vector ofTwo = larger(v, _mm256_permute4x64_pd(v, _MM_SHUFFLE(2, 1, 0, 0)));
+    return larger(ofTwo, _mm256_permute4x64_pd(ofTwo, _MM_SHUFFLE(1, 0, 1, 0)));
 }
 [[gnu::always_inline]] inline Vector joined(const Single* singles) noexcept {
     return _mm256_set_m128d(_mm_unpacklo_pd(singles[2], singles[3]), _mm_unpacklo_pd(singles[0], singles[1]));

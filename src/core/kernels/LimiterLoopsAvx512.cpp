@@ -24,9 +24,6 @@ constexpr std::size_t floatLanes = 16;
 [[gnu::always_inline]] inline Vector all(double value) noexcept {
     return _mm512_set1_pd(value);
 }
-[[gnu::always_inline]] inline double firstOf(Vector v) noexcept {
-    return _mm512_cvtsd_f64(v);
-}
 /// a * b + c, rounded once.
 [[gnu::always_inline]] inline Vector multiplyAdd(Vector a, Vector b, Vector c) noexcept {
     return _mm512_fmadd_pd(a, b, c);
@@ -44,12 +41,19 @@ constexpr std::size_t floatLanes = 16;
 [[gnu::always_inline]] inline bool anyBeyond(Vector a, Vector b) noexcept {
     return _mm512_cmp_pd_mask(a, b, _CMP_GT_OQ) != 0;
 }
-[[gnu::always_inline]] inline bool allBeyond(Vector a, Vector b) noexcept {
-    return _mm512_cmp_pd_mask(a, b, _CMP_GT_OQ) == 0xFF;
-}
 /// `yes` where the mask is set, `no` where it is clear.
 [[gnu::always_inline]] inline Single choose(Single mask, Single yes, Single no) noexcept {
     return _mm_blendv_pd(no, yes, mask);
+}
+/// `yes` where a and b are equal, `no` elsewhere.
+[[gnu::always_inline]] inline Vector chooseEqual(Vector a, Vector b, Vector yes, Vector no) noexcept {
+    return _mm512_mask_blend_pd(_mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ), no, yes);
+}
+/// In each lane the largest of those up to it.
+[[gnu::always_inline]] inline Vector largestUpToEach(Vector v) noexcept {
+    const Vector ofTwo = larger(v, _mm512_permutexvar_pd(_mm512_setr_epi64(0, 0, 1, 2, 3, 4, 5, 6), v));
+    const Vector ofFour = larger(ofTwo, _mm512_permutexvar_pd(_mm512_setr_epi64(0, 1, 0, 1, 2, 3, 4, 5), ofTwo));
+    return larger(ofFour, _mm512_permutexvar_pd(_mm512_setr_epi64(0, 1, 2, 3, 0, 1, 2, 3), ofFour));
 }
 [[gnu::always_inline]] inline Vector joined(const Single* singles) noexcept {
     const __m256d low =

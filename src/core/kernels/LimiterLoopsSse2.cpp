@@ -21,9 +21,6 @@ constexpr std::size_t floatLanes = 4;
 [[gnu::always_inline]] inline Vector all(double value) noexcept {
     return _mm_set1_pd(value);
 }
-[[gnu::always_inline]] inline double firstOf(Vector v) noexcept {
-    return _mm_cvtsd_f64(v);
-}
 /// a * b + c; here rounded twice.
 [[gnu::always_inline]] inline Vector multiplyAdd(Vector a, Vector b, Vector c) noexcept {
     return _mm_add_pd(_mm_mul_pd(a, b), c);
@@ -38,12 +35,17 @@ constexpr std::size_t floatLanes = 4;
 [[gnu::always_inline]] inline bool anyBeyond(Vector a, Vector b) noexcept {
     return _mm_movemask_pd(_mm_cmpgt_pd(a, b)) != 0;
 }
-[[gnu::always_inline]] inline bool allBeyond(Vector a, Vector b) noexcept {
-    return _mm_movemask_pd(_mm_cmpgt_pd(a, b)) == 0x3;
-}
 /// `yes` where the mask is set, `no` where it is clear.
 [[gnu::always_inline]] inline Single choose(Single mask, Single yes, Single no) noexcept {
     return _mm_or_pd(_mm_and_pd(mask, yes), _mm_andnot_pd(mask, no));
+}
+/// `yes` where a and b are equal, `no` elsewhere.
+[[gnu::always_inline]] inline Vector chooseEqual(Vector a, Vector b, Vector yes, Vector no) noexcept {
+    return choose(_mm_cmpeq_pd(a, b), yes, no);
+}
+/// In each lane the largest of those up to it.
+[[gnu::always_inline]] inline Vector largestUpToEach(Vector v) noexcept {
+    return larger(v, _mm_unpacklo_pd(v, v));
 }
 [[gnu::always_inline]] inline Vector joined(const Single* singles) noexcept {
     return _mm_unpacklo_pd(singles[0], singles[1]);

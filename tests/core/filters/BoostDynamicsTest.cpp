@@ -64,6 +64,7 @@ const Sound sounds[] = {
          const float swell = 1.2F * (1.0F + std::sin(static_cast<float>(f) * 0.0007F));
          return swell * swell * (0.3F * noise(f, c) + 0.4F * std::sin(0.01F * static_cast<float>(f * (c + 1))));
      }},
+    {"clipped", [](std::size_t f, std::size_t c) { return std::clamp(noise(f, c), -0.97F, 0.97F); }},
     {"clicks in silence", [](std::size_t f, std::size_t c) { return f % 3001 == 7 * c ? 1.0F : 0.0F; }},
     {"full scale", [](std::size_t f, std::size_t) { return f % 1000 < 500 ? 1.0F : -0.5F; }},
     {"denormal", [](std::size_t f, std::size_t c) { return noise(f, c) * (f % 2003 == 5 ? 1.0F : 1e-39F); }},

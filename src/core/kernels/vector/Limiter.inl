@@ -7,6 +7,7 @@ namespace tovix {
 namespace {
 
 constexpr float largestFloat = __FLT_MAX__;
+constexpr double largestDouble = __DBL_MAX__;
 /// Added before the logarithm, so that silence has a level.
 constexpr double levelFloor = 1e-25;
 /// Under it lies no threshold and no reduction: neither is further below full scale than the loudest sample,
@@ -54,7 +55,7 @@ struct Course {
 [[gnu::always_inline]] inline float plainPeakAt(const LimiterTerms& terms, double threshold) noexcept {
     // More than the errors of logarithm, power and rounding to a float together.
     constexpr double margin = 1.0 - 1e-6;
-    const double amplitude = firstOf(powerOfTwo(larger(all(threshold), all(lowestPower)))) * margin;
+    const double amplitude = powerOfTwo(larger(all(threshold), all(lowestPower)))[0] * margin;
     return amplitude < terms.preGain * static_cast<double>(largestFloat)
                ? static_cast<float>(amplitude / terms.preGain)
                : largestFloat;
@@ -114,10 +115,32 @@ struct Course {
     return joined(thresholds);
 }
 
-/// Whether all levels lie between what the envelope is and what it would be after a release, so that nothing changes:
-/// sound of a constant peak has only such levels.
-[[gnu::always_inline]] inline bool allStay(const LimiterState& state, Vector levels) noexcept {
-    return !anyBeyond(levels, all(envelopeAfter(state, 0.0))) && allBeyond(levels, all(envelopeAfter(state, 1.0)));
+[[gnu::always_inline]] inline Vector envelopesAfter(const LimiterState& state, Vector releasedFrames) noexcept {
+    return larger(subtractProduct(all(state.heldLevel), all(state.step), releasedFrames), all(0.0));
+}
+
+/// Where every frame of a vector either has the held level, which takes the envelope back to it, or is released:
+/// leaves their thresholds and returns true. The loud frames of sound that was clipped are of this kind, and those of
+/// one with a constant peak.
+[[gnu::always_inline]] inline bool returnToHeldLevel(const LimiterTerms& terms, LimiterState& state, Vector levels,
+                                                     std::size_t count, Vector& thresholds) noexcept {
+    const double heldThreshold = state.heldLevel * terms.thresholdPerOctave;
+    const bool isChanged = state.step != state.heldLevel * terms.stepPerLevel ||
+                           (state.releasedFrames == 0.0 && state.threshold != heldThreshold);
+    // The number of the last frame of the held level; one before the vector has a number below 1. As little as
+    // possible waits for the vector before.
+    const Vector numbers = load(frameNumbers);
+    const Vector held = largestUpToEach(chooseEqual(levels, all(state.heldLevel), numbers, all(-largestDouble)));
+    const Vector releasedFrames = numbers - larger(held, all(-state.releasedFrames));
+    const Vector envelopes = envelopesAfter(state, releasedFrames);
+    if (isChanged || anyBeyond(levels, envelopes)) {
+        return false;
+    }
+    thresholds = envelopes * all(terms.thresholdPerOctave);
+    state.releasedFrames = releasedFrames[lanes - 1] - static_cast<double>(lanes - count);
+    state.envelope = state.heldLevel;
+    state.threshold = heldThreshold;
+    return true;
 }
 
 /// Turns the levels of a vector of frames, of which `count` exist, into their factors.
@@ -125,16 +148,14 @@ struct Course {
     const LimiterTerms& terms = course.terms;
     LimiterState& state = course.state;
     const Vector levels = load(frames);
-    const Vector released = all(state.releasedFrames) + load(frameNumbers);
-    const Vector envelope = larger(subtractProduct(all(state.heldLevel), all(state.step), released), all(0.0));
-    Vector thresholds = envelope * all(terms.thresholdPerOctave);
-    if (!anyBeyond(levels, envelope)) {
+    const Vector envelopes = envelopesAfter(state, all(state.releasedFrames) + load(frameNumbers));
+    Vector thresholds = envelopes * all(terms.thresholdPerOctave);
+    if (!anyBeyond(levels, envelopes)) {
         state.releasedFrames += static_cast<double>(count);
-    } else if (allStay(state, levels)) {
-        settle(terms, state);
-        thresholds = all(state.threshold);
     } else {
-        thresholds = followEach(course, frames, count);
+        if (!returnToHeldLevel(terms, state, levels, count, thresholds)) {
+            thresholds = followEach(course, frames, count);
+        }
         course.plainPeak = anyBeyond(all(course.firstThreshold), thresholds) ? 0.0F : course.plainPeak;
     }
     const Vector excess = larger(levels - thresholds, all(0.0));
