@@ -51,7 +51,8 @@ EffectMaximizer::EffectMaximizer(std::int32_t level, std::int32_t ceiling) noexc
 
 ChannelList EffectMaximizer::setup(float sampleRateHz, std::uint32_t, ChannelList channels) {
     const auto given = static_cast<double>(sampleRateHz);
-    const double rate = given > 0.0 && std::isfinite(given) ? given : fallbackRateHz;
+    const double rate =
+        given > 0.0 && std::isfinite(given) ? std::min(given, double{maxSampleRateHz}) : fallbackRateHz;
     m_channelCount = channels.size();
     m_ready = m_window.setup(static_cast<std::size_t>(std::ceil(holdSeconds * rate)));
     const double segmentSeconds = static_cast<double>(m_window.segmentFrames()) / rate;
@@ -64,7 +65,7 @@ ChannelList EffectMaximizer::setup(float sampleRateHz, std::uint32_t, ChannelLis
     return channels;
 }
 
-double EffectMaximizer::needFor(float peak) const noexcept {
+inline double EffectMaximizer::needFor(float peak) const noexcept {
     const double amplified = static_cast<double>(peak) * m_preGain;
     return amplified > m_ceiling ? m_ceiling / amplified : 1.0;
 }
@@ -72,7 +73,7 @@ double EffectMaximizer::needFor(float peak) const noexcept {
 /// Whether frames up to `peak` change nothing but by the pre-gain: nothing above the ceiling is in the window, and no
 /// reduction is being released.
 bool EffectMaximizer::passesPlainly(float peak) const noexcept {
-    return m_distance == 0.0 && m_slowGain == 1.0 && m_goal == 1.0 && m_reducedSegments == 0 &&
+    return m_glide.distance == 0.0 && m_slowGain == 1.0 && m_glide.goal == 1.0 && m_reducedSegments == 0 &&
            needFor(larger(larger(peak, m_lastMaximum), m_segmentMaximum)) == 1.0;
 }
 
@@ -122,39 +123,41 @@ void EffectMaximizer::limitPiece(float* const* channels, std::size_t first, std:
     }
 }
 
-/// The gain stays where it is, unless that is above the new goal.
-void EffectMaximizer::moveGoal() noexcept {
-    const double goal = std::min(needFor(m_lastMaximum), m_slowGain);
-    m_distance = std::max(m_distance + (goal - m_goal), 0.0);
-    m_startDistance = m_distance;
-    m_framesSinceStart = 0;
-    m_goal = goal;
+inline void EffectMaximizer::Glide::moveTo(double newGoal) noexcept {
+    distance = notNegligible(distance + (newGoal - goal));
+    startDistance = distance;
+    framesSinceStart = 0;
+    goal = newGoal;
 }
 
 /// The gains, with the pre-gain in them, of frames whose windows have these maxima.
 void EffectMaximizer::gainsFor(const float* maxima, double* gains, std::size_t count) noexcept {
+    // Copies, which the stores into `gains` cannot change.
+    Glide glide = m_glide;
+    float last = m_lastMaximum;
     for (std::size_t f = 0; f < count;) {
-        if (maxima[f] != m_lastMaximum) {
-            m_lastMaximum = maxima[f];
-            m_segmentMaximum = larger(maxima[f], m_segmentMaximum);
-            moveGoal();
-        } else if (m_framesSinceStart == runFrames) {
-            m_startDistance = notNegligible(m_distance);
-            m_framesSinceStart = 0;
+        if (maxima[f] != last) {
+            last = maxima[f];
+            m_segmentMaximum = larger(last, m_segmentMaximum);
+            glide.moveTo(std::min(needFor(last), m_slowGain));
+        } else if (glide.framesSinceStart == runFrames) {
+            glide.moveTo(glide.goal);
         }
-        const std::size_t room = std::min(count - f, runFrames - m_framesSinceStart);
+        const std::size_t room = std::min(count - f, runFrames - glide.framesSinceStart);
         std::size_t run = 1;
-        while (run < room && maxima[f + run] == m_lastMaximum) {
+        while (run < room && maxima[f + run] == last) {
             ++run;
         }
-        const double* const remaining = m_remaining + m_framesSinceStart;
+        const double* const remaining = m_remaining + glide.framesSinceStart;
         for (std::size_t i = 0; i < run; ++i) {
-            gains[f + i] = (m_goal - m_startDistance * remaining[i]) * m_preGain;
+            gains[f + i] = (glide.goal - glide.startDistance * remaining[i]) * m_preGain;
         }
-        m_distance = m_startDistance * remaining[run - 1];
-        m_framesSinceStart += run;
+        glide.distance = glide.startDistance * remaining[run - 1];
+        glide.framesSinceStart += run;
         f += run;
     }
+    m_glide = glide;
+    m_lastMaximum = last;
 }
 
 /// Lets the slow gain follow the segment's largest need for a reduction.
@@ -167,7 +170,7 @@ void EffectMaximizer::finishSegment() noexcept {
     } else if (m_reducedSegments == m_lastingSegments) {
         m_slowGain += (need - m_slowGain) * m_slowFall;
     }
-    moveGoal();
+    m_glide.moveTo(std::min(needFor(m_lastMaximum), m_slowGain));
 }
 
 } // namespace tovix

@@ -32,7 +32,7 @@ public:
     EffectMaximizer(std::int32_t level, std::int32_t ceiling) noexcept;
 
     /// [control] Any channel count; `maxFrames` does not matter. A rate that is not a positive number counts as 44100
-    /// Hz. Without memory for the window the sound passes as it is.
+    /// Hz, one above `maxSampleRateHz` as that. Without memory for the window the sound passes as it is.
     ChannelList setup(float sampleRateHz, std::uint32_t maxFrames, ChannelList channels) override;
 
     /// [audio] Works on `inputs`, which are the outputs too. Never above the ceiling, but for the rounding to a
@@ -40,11 +40,25 @@ public:
     void process(float** outputs, float** inputs, std::uint32_t frameCount) noexcept override RT_SECTION;
 
 private:
+    /// The gain's way to its goal.
+    struct Glide {
+        /// The lesser of need and slow gain, as of the last frame.
+        double goal = 1.0;
+        /// How far the gain is below it.
+        double distance = 0.0;
+        /// How far it was at the start of the current run of frames, whose end is a new goal or `runFrames`, and how
+        /// many of the run's frames have passed.
+        double startDistance = 0.0;
+        std::size_t framesSinceStart = 0;
+
+        /// [audio] The gain stays where it is, unless that is above the new goal.
+        [[gnu::always_inline]] void moveTo(double newGoal) noexcept;
+    };
+
     [[nodiscard]] bool passesPlainly(float peak) const noexcept RT_SECTION;
     void limitPiece(float* const* channels, std::size_t first, std::size_t count) noexcept RT_SECTION;
     void gainsFor(const float* maxima, double* gains, std::size_t count) noexcept RT_SECTION;
-    void moveGoal() noexcept RT_SECTION;
-    [[nodiscard]] double needFor(float peak) const noexcept RT_SECTION;
+    [[nodiscard, gnu::always_inline]] double needFor(float peak) const noexcept;
     void finishSegment() noexcept RT_SECTION;
 
     /// Frames of release that are worked out from one distance.
@@ -66,14 +80,7 @@ private:
     std::size_t m_lastingSegments = 0;
 
     double m_slowGain = 1.0;
-    /// Where the gain goes: the lesser of need and slow gain, as of the last frame.
-    double m_goal = 1.0;
-    /// How far the gain is below its goal.
-    double m_distance = 0.0;
-    /// How far it was at the start of the current run of frames, whose end is a new goal or `runFrames`, and how many
-    /// of the run's frames have passed.
-    double m_startDistance = 0.0;
-    std::size_t m_framesSinceStart = 0;
+    Glide m_glide;
     /// The window's maximum as of the last frame, and its largest in the current segment.
     float m_lastMaximum = 0.0F;
     float m_segmentMaximum = 0.0F;

@@ -40,6 +40,7 @@ TEST(ChainBuilder, EveryLineThatAFactoryKnowsBecomesAStage) {
         {"Boost2: 60 dB 1\nBoos: 60 dB 1\nequalizer: 60 1\nEqualizer : 60 1\nBoost : 60 dB 1\n: 60 dB 1", 0, {}},
         {"Boost: 60 dB 1\0Boost: 60 dB 1"s, 1, {}},
         {" Boost: 60 dB 1", 0, {}},
+        {"Maximizer: 60 dB -10\nMaximizer: 60\nMaximizer: 60 dB loud\nmaximizer: 60 dB", 1, {}},
     };
     for (const auto& c : cases) {
         const auto built = build(c.text);

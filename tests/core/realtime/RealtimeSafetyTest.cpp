@@ -118,6 +118,7 @@ const Case cases[] = {
     {{48000, 0, 1, 6, 0x3F, 240}, "Equalizer: 50 3", ""},
     {{96000, 0, 20, 20, 0, 64}, "Boost: 150 dB 1", "Boost: 0 dB 0"},
     {{48000, 0, 2, 2, 3, 480}, "Maximizer: 0 dB", "Maximizer: 120 dB -10"},
+    {{384000, 0, 17, 17, 0, 480}, "Boost: 0 dB 0", "Maximizer: 200 dB"},
 };
 
 TEST(RealtimeSafety, NoBlockAllocatesLocksOrBlocks) {
