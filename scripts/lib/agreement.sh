@@ -18,7 +18,7 @@ largest_difference() {
 }
 
 check_agreement() {
-    local folder largest arguments=(--demo --quiet --at 7 "Boost: 120 dB 1" "Equalizer: 50 6 500 0 8000 -9")
+    local folder largest arguments=(--demo --quiet --at 7 "Boost: 120 dB 1" "Equalizer: 50 6 500 0 8000 -9" "Maximizer: 60 dB -10")
     say "native core and Windows library: comparing"
     folder=$(mktemp -d)
     "$root/build/native/bin/tovix-render" "$folder/core.wav" "${arguments[@]}" || true

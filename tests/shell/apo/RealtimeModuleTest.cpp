@@ -19,7 +19,8 @@ namespace {
 /// A low rate, and so a short fade of four blocks: the watch of the sections is slow.
 constexpr float rateHz = 8000.0F;
 constexpr UINT32 blockFrames = 20;
-constexpr const char* everyFilter = "Boost: 120 dB 0\nBoost: 60 dB 1\nEqualizer: 100 -3 1000 0 10000 6";
+constexpr const char* everyFilter =
+    "Boost: 120 dB 0\nBoost: 60 dB 1\nEqualizer: 100 -3 1000 0 10000 6\nMaximizer: 60 dB -10";
 
 enum class Previous { none, unwanted, running };
 

@@ -70,6 +70,7 @@ TEST(ControlProgram, EachChangeReachesARunningEffectAndItsEvent) {
         const wchar_t* arguments;
         const char* text;
     } steps[] = {
+        {L"boost 6.0 --clean", "Maximizer: 60 dB"},
         {L"boost 6.0 --limit", "Boost: 60 dB 1"},
         {L"eq \"100 -3 1000 0 10000 6\"", "Equalizer: 100 -3 1000 0 10000 6\nBoost: 60 dB 1"},
         {L"boost off", "Equalizer: 100 -3 1000 0 10000 6\n#Boost: 60 dB 1"},

@@ -108,6 +108,10 @@ TEST(Render, MeasuresTheLimiterWhereverItsLineStands) {
             << testing::PrintToString(options);
         EXPECT_GT(measured, 0.97 * static_cast<double>(sound.frames()));
     }
+    const auto clean =
+        render(folder, sound, {"--set", "Maximizer: 60 dB", "--set", "Equalizer: 1000 -9"}).report["limiter"];
+    EXPECT_NEAR(clean["peakReductionDb"].get<double>(), 5.085, 0.01);
+    EXPECT_GT(clean["limitedFrames"].get<double>() / clean["measuredFrames"].get<double>(), 0.99) << "of one gain";
     const auto plain = render(folder, sound, {"--set", "Boost: 60 dB 0"}).report["limiter"];
     EXPECT_EQ(plain["measuredFrames"], 0);
     const auto two = render(folder, sound, {"--set", "Boost: 60 dB 1", "--set", "Boost: 10 dB 1"}).report["limiter"];
