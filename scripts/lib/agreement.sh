@@ -1,12 +1,5 @@
 # Compares what the native program, with the core, and the Windows program, with the library, make of the same sound.
-# Source it after builds.sh; both builds are there.
-
-# samples_of FILE.wav: the float samples of a file, one on each line.
-samples_of() {
-    local data
-    data=$(grep -obUam1 'data' "$1" | head -n 1 | cut -d: -f1)
-    od -An -v -t f4 -w4 -j $((data + 8)) "$1"
-}
+# Source it after builds.sh and samples.sh; both builds are there.
 
 # largest_difference A.wav B.wav: of any two samples; "none" where there is nothing to compare.
 largest_difference() {
