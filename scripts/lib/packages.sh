@@ -12,6 +12,7 @@ cross_packages=(g++-mingw-w64-x86-64-posix dpkg-dev xz-utils)
 wine_packages=(wine64)
 picture_packages=(gnuplot-nox) # which scripts/plot installs by itself where it comes first
 peer_packages=(ffmpeg) # which scripts/bench --compare installs by itself
+limiter_packages=(ffmpeg swh-plugins lsp-plugins-ladspa) # and scripts/bench --limiters
 check_packages=(clang-14 libclang-rt-14-dev clang-tidy-14)
 
 missing_packages() {

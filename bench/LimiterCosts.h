@@ -1,0 +1,38 @@
+#pragma once
+
+#include "filters/IFilter.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace tovix::bench {
+
+/// Times a filter block by block over a sound that comes round again and again. Of each block of the sound the
+/// quickest round counts, so that neither another program nor a slow clock is taken for an uneven cost.
+class BlockCosts {
+public:
+    static constexpr std::uint32_t blockFrames = 480;
+
+    /// The same `sound`, a whole number of blocks, in both channels.
+    BlockCosts(std::unique_ptr<IFilter> filter, std::vector<float> sound);
+
+    void playOnce();
+
+    /// Of all blocks the one below whose cost lies this share of them, in ns per frame.
+    [[nodiscard]] double nsPerFrame(double share) const;
+
+    /// What 99 % of the blocks cost at most, over the median.
+    [[nodiscard]] double unevenness() const { return nsPerFrame(0.99) / nsPerFrame(0.5); }
+
+private:
+    std::unique_ptr<IFilter> m_filter;
+    std::vector<float> m_sound;
+    std::vector<double> m_blockNs;
+};
+
+/// Prints what the limiters of both settings cost with sounds that are harmless, steady, and as hard as can be.
+void printLimiterCosts();
+
+} // namespace tovix::bench
