@@ -21,6 +21,8 @@ namespace {
 pid_t startLongRender(const std::string& in, const std::string& out, bool realtime) {
     const pid_t child = fork();
     if (child == 0) {
+        // A test that runs in a background job inherits that interrupts are ignored.
+        std::signal(SIGINT, SIG_DFL);
         execl(TOVIX_RENDER_PROGRAM, "tovix-render", in.c_str(), out.c_str(), "--block", realtime ? "65536" : "1",
               realtime ? "--realtime" : nullptr, nullptr);
         _exit(127);
