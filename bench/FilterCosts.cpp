@@ -51,10 +51,12 @@ void equalizer() {
     PlanarSound sound{2, noise(blockFrames)};
     EffectEqualizer filter{benchPoints(), tapCount};
     filter.setup(48000.0F, blockFrames, ChannelList(2, L"x"));
-    measure({"filter", blockFrames, 2, "equalizer"}, nothing, [&] {
-        float** const channels = sound.refilled();
-        filter.process(channels, channels, blockFrames);
-    });
+    measure(
+        {"filter", blockFrames, 2, "equalizer"}, nothing, [&] { sound.refilled(); },
+        [&] {
+            float** const channels = sound.refilled();
+            filter.process(channels, channels, blockFrames);
+        });
 }
 
 void plainBoost() {
@@ -62,10 +64,12 @@ void plainBoost() {
     EffectBoost filter{boostLevel, false};
     filter.setup(48000.0F, blockFrames, ChannelList(2, L"x"));
     EffectBoost::setProcessLevel(boostLevel);
-    measure({"filter", blockFrames, 2, "plain boost"}, nothing, [&] {
-        float** const channels = sound.refilled();
-        filter.process(channels, channels, blockFrames);
-    });
+    measure(
+        {"filter", blockFrames, 2, "plain boost"}, nothing, [&] { sound.refilled(); },
+        [&] {
+            float** const channels = sound.refilled();
+            filter.process(channels, channels, blockFrames);
+        });
 }
 
 /// `before` is played once before each batch, whose blocks are then all alike.
@@ -78,7 +82,8 @@ template <class Filter> void limiter(Filter filter, std::string_view who, double
         filter.process(channels, channels, blockFrames);
     };
     measure(
-        {"filter", blockFrames, 2, who}, [&] { process(before); }, [&] { process(sound); });
+        {"filter", blockFrames, 2, who}, [&] { process(before); }, [&] { sound.refilled(); },
+        [&] { process(sound); });
 }
 
 void layouts(std::uint32_t channelCount) {
@@ -86,9 +91,9 @@ void layouts(std::uint32_t channelCount) {
     float** const planar = sound.refilled();
     std::vector<float> interleaved = noise(std::size_t{blockFrames} * channelCount);
     const Kernels& loops = kernels();
-    measure({"filter", blockFrames, channelCount, "de-interleave"}, nothing,
+    measure({"filter", blockFrames, channelCount, "de-interleave"}, nothing, nothing,
             [&] { loops.deinterleave(interleaved.data(), planar, channelCount, blockFrames); });
-    measure({"filter", blockFrames, channelCount, "interleave"}, nothing,
+    measure({"filter", blockFrames, channelCount, "interleave"}, nothing, nothing,
             [&] { loops.interleaveFinite(planar, interleaved.data(), channelCount, blockFrames); });
 }
 
