@@ -2,38 +2,63 @@
 # reads it would wait for a minute. Source it after builds.sh; the Windows build is there.
 
 promptness_limit=10 # seconds
-session_stamp=$root/build/windows/wine/session
+promptness_log=$root/build/promptness.log
+session_prefix=$root/build/windows/wine
 
-# expect_promptness COMMAND...: runs tovixctl's status by it into a pipe, to which further descriptors lead too.
+# What a command's output can lead into. Further descriptors of a caller lead into a pipe too.
+run_into_pipe() { timeout "$promptness_limit" bash -c '"$@" 2>&1 3>&1 4>&1 11>&1 | cat' bash "$@"; }
+run_into_file() { timeout "$promptness_limit" "$@" 2>&1; }
+run_into_terminal() { timeout "$promptness_limit" script -qec "$(printf '%q ' "$@")" /dev/null; }
+
+# expect_promptness SINK PATTERN COMMAND...: runs the command into a pipe, a file or a terminal; its output must hold
+# the pattern, which stands in its last lines.
 expect_promptness() {
-    local log=$root/build/promptness.log start=$SECONDS
-    if timeout "$promptness_limit" bash -c '"$@" 2>&1 3>&1 4>&1 11>&1 | cat' bash "$@" status >"$log" </dev/null &&
-        grep -q '^Settings:' "$log"; then
+    local sink=$1 pattern=$2 start=$SECONDS
+    shift 2
+    if "run_into_$sink" "$@" >"$promptness_log" </dev/null && grep -q "$pattern" "$promptness_log"; then
         count_result 1 0
     else
-        say "$1 failed or took longer than $promptness_limit s: $((SECONDS - start)) s (log: build/promptness.log)"
+        say "$1 failed or took longer than $promptness_limit s into a $sink: $((SECONDS - start)) s (log: build/promptness.log)"
         count_result 0 1
     fi
 }
 
+expect_prompt_status() { expect_promptness pipe '^Settings:' "$@" status; }
+expect_prompt_rendering() { expect_promptness "$1" 'drew .*levels\.png' "$root/scripts/render"; }
+
+# Lets the next call prolong the session, as after a pause of half a minute: the stamp says when that was done last.
 # Without a prefix, where the build has failed, there is nothing to prolong.
 age_session() {
-    [ ! -e "$session_stamp" ] || touch -d '-40 seconds' "$session_stamp"
+    [ ! -e "$session_prefix/session" ] || touch -d '-40 seconds' "$session_prefix/session"
 }
 
-# Every call comes at a moment at which run-wine prolongs the session; the stamp says when it did so before.
+# end_session HOW: waits until the session is over, which takes a minute from its last use (-w), or ends it (-k).
+end_session() {
+    local server=${TOVIX_WINE:-/usr/lib/wine/wine64}
+    WINEPREFIX=$session_prefix timeout 120 "${server%/*}/wineserver64" "$1" >/dev/null 2>&1 </dev/null || true
+    age_session
+}
+
 check_promptness() {
     say "Wine's session is prolonged: reading a program's output"
     age_session
-    expect_promptness "$root/scripts/control"
+    expect_prompt_status "$root/scripts/control"
     age_session
-    expect_promptness "$root/cmake/run-wine" "${session_stamp%/*}" "$root/build/windows/bin/tovixctl.exe"
+    expect_prompt_status "$root/cmake/run-wine" "$session_prefix" "$root/build/windows/bin/tovixctl.exe"
+    age_session
+    expect_prompt_rendering pipe
 }
 
-# After a pause, in which the session may have ended; what is left of half a minute is waited for.
-check_promptness_after_pause() {
-    local age=$(($(date +%s) - $(stat -c %Y "$session_stamp" 2>/dev/null || echo 0)))
-    say "Wine's session after $age s: reading a program's output"
-    [ "$age" -gt 31 ] || sleep $((32 - age))
-    expect_promptness "$root/scripts/control"
+# To be called long after the session's last use, so that there is no end to be waited for.
+check_promptness_after_end() {
+    say "Wine's session has ended: reading a program's output"
+    end_session -w
+    expect_prompt_rendering pipe
+    local sink
+    for sink in file terminal; do
+        end_session -k
+        expect_prompt_rendering "$sink"
+    done
+    end_session -k
+    expect_prompt_status "$root/scripts/control"
 }
