@@ -96,13 +96,16 @@ struct Field {
         for (int turn = 0; turn < turns.count; ++turn) {
             for (std::size_t i = 0; i < contestants.size(); ++i) {
                 const std::size_t next = (i + static_cast<std::size_t>(turn)) % contestants.size();
-                // The first blocks of a turn find the caches full of another contestant's spectra.
-                contestants[next]->nsOfBlocks(blocks[next] / 8 + 1);
+                contestants[next]->nsOfBlocks(blocks[next] / 8 + settlingBlocks());
                 batches[next].add(contestants[next]->nsOfBlocks(blocks[next]) /
                                   (static_cast<double>(blocks[next]) * samples));
             }
         }
     }
+
+    /// The first blocks of a turn find the caches full of another contestant's spectra. What holds those of many
+    /// channels, the third level, gives them up over several rounds of tiles only.
+    [[nodiscard]] std::size_t settlingBlocks() const { return shape.channelCount > 8 ? 20 : 1; }
 
     void print(std::string_view what) const {
         for (std::size_t i = 0; i < contestants.size(); ++i) {
