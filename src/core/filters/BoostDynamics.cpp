@@ -81,7 +81,7 @@ bool BoostDynamics::passesPlainly(const ChannelRun& run) const noexcept {
 }
 
 void BoostDynamics::limit(const ChannelRun& run) noexcept {
-    float peaks[longestRun];
+    alignas(64) float peaks[longestRun];
     if (!m_pLoops->linkedPeaks(run, peaks)) {
         // An infinite or undefined sample plays as silence; in the envelope it would stay for good.
         for (std::size_t c = 0; c < run.channelCount; ++c) {
@@ -89,7 +89,7 @@ void BoostDynamics::limit(const ChannelRun& run) noexcept {
         }
         m_pLoops->linkedPeaks(run, peaks);
     }
-    double factors[longestRun];
+    alignas(64) double factors[longestRun];
     m_pLoops->limit(m_terms, m_state, peaks, run.count, factors);
     m_pLoops->applyFactors(run, factors);
 }

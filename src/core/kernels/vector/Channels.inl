@@ -22,7 +22,9 @@ RT_SECTION float largestMagnitude(const ChannelRun& run) noexcept {
         for (; f + floatLanes <= run.count; f += floatLanes) {
             largest.add(magnitudeOf(loadFloats(samples + f)));
         }
-        largest.add(magnitudeOf(loadFloats(Rest(samples, f, run.count).samples)));
+        if (f < run.count) {
+            largest.add(magnitudeOf(loadFloats(Rest(samples, f, run.count).samples)));
+        }
     }
     float each[floatLanes];
     storeFloats(each, largest.magnitudes());
@@ -70,15 +72,25 @@ RT_SECTION bool linkedPeaks(const ChannelRun& run, float* peaks) noexcept {
     return largest.isFinite();
 }
 
+[[gnu::always_inline]] inline void applyFactors(float* samples, const double* factors) noexcept {
+    storeRounded(samples, widened(samples) * load(factors));
+    storeRounded(samples + lanes, widened(samples + lanes) * load(factors + lanes));
+}
+
 RT_SECTION void applyFactors(const ChannelRun& run, const double* factors) noexcept {
+    const std::size_t count = run.count;
     for (std::size_t c = 0; c < run.channelCount; ++c) {
         float* const samples = run.channels[c] + run.first;
         std::size_t f = 0;
-        for (; f + lanes <= run.count; f += lanes) {
-            storeRounded(samples + f, widened(samples + f) * load(factors + f));
+        for (; f + floatLanes <= count; f += floatLanes) {
+            applyFactors(samples + f, factors + f);
         }
-        for (; f < run.count; ++f) {
-            samples[f] = static_cast<float>(static_cast<double>(samples[f]) * factors[f]);
+        if (f < count) {
+            Rest rest(samples, f, count);
+            applyFactors(rest.samples, factors + f);
+            for (std::size_t i = f; i < count; ++i) {
+                samples[i] = rest.samples[i - f];
+            }
         }
     }
 }

@@ -137,7 +137,10 @@ struct Course {
         return false;
     }
     thresholds = envelopes * all(terms.thresholdPerOctave);
-    state.releasedFrames = releasedFrames[lanes - 1] - static_cast<double>(lanes - count);
+    state.releasedFrames = releasedFrames[lanes - 1];
+    if (count < lanes) {
+        state.releasedFrames -= static_cast<double>(lanes - count);
+    }
     state.envelope = state.heldLevel;
     state.threshold = heldThreshold;
     return true;
