@@ -54,7 +54,8 @@ measure_afir() {
 # compare SWEEP: all that is measured natively.
 compare() {
     local file=$measured/native.csv block round engines="$native_bin/tovix-compare-engines" figures="$native_bin/tovix-equalizer-figures"
-    configure_and_build native tovix-compare-engines tovix-equalizer-figures tovix-filter-costs || exit
+    configure_and_build native tovix-compare-engines tovix-equalizer-figures tovix-filter-costs tovix-limiter-gains ||
+        exit
     : >"$file"
     describe "$measured/native.md" g++ libfftw3-single3 libzita-convolver4 ffmpeg
     measure "$file" "$figures" engines
@@ -88,6 +89,8 @@ compare() {
     measure "$file" "$engines" flat 64 128 441 480 1024
     say "filters"
     measure "$file" "$native_bin/tovix-filter-costs"
+    say "limiter"
+    measure "$file" "$native_bin/tovix-limiter-gains"
     say "engines at many block lengths"
     measure "$file" "$engines" "$1"
 }
