@@ -1,5 +1,5 @@
-// Longer than most: all cases look at the same page and events, and most of them at an effect that waits for the page,
-// in the same ways.
+// Longer than most: all cases look at the same page and events, and most of them at an effect that waits for the
+// page, in the same ways.
 
 #include "exchange/ConfigHelper.h"
 #include "support/ChildProcess.h"
