@@ -14,10 +14,12 @@ public:
         constexpr int attempts = 20;
         constexpr DWORD pauseMs = 5;
         m_place.OffsetHigh = farBehindEveryEnd;
-        m_mine = lock();
-        for (int i = 0; i < attempts && !m_mine && ::GetLastError() == ERROR_LOCK_VIOLATION; ++i) {
-            ::Sleep(pauseMs);
+        for (int i = 0; i < attempts; ++i) {
             m_mine = lock();
+            if (m_mine || ::GetLastError() != ERROR_LOCK_VIOLATION) {
+                return;
+            }
+            ::Sleep(pauseMs);
         }
     }
     ~AppendTurn() {
