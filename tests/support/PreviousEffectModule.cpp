@@ -171,6 +171,10 @@ extern "C" HRESULT WINAPI DllGetClassObject(REFCLSID classId, REFIID, void** ppv
     return S_OK;
 }
 
+extern "C" long ObjectsAlive() {
+    return tovix::test::objectsAlive;
+}
+
 extern "C" HRESULT WINAPI DllCanUnloadNow() {
     return tovix::test::objectsAlive == 0 ? S_OK : S_FALSE;
 }

@@ -170,6 +170,10 @@ ChangedSettings changePreviousEffect(std::string_view text, bool on) {
     ChangedSettings change;
     constexpr auto name = settings::enableOldApo.narrow();
     replaceBy((on ? "" : "#") + std::string(name) + ":", edit, {name}, {}, change);
+    if (on) {
+        change.notes.emplace_back("A stream that plays already takes the previous effect up at once where it had it "
+                                  "before, else with the next stream.");
+    }
     return change;
 }
 

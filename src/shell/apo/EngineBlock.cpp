@@ -64,8 +64,10 @@ bool PreviousEffectCall::callEffect() noexcept {
 
 void PreviousEffectCall::processBlock() noexcept {
     APO_CONNECTION_PROPERTY& output = *m_block.ppOutputs[0];
-    // What stands there from an earlier block is not its mark on this one.
-    output.u32BufferFlags = BUFFER_INVALID;
+    // What stands there from an earlier block is not its mark on this one, unless it is the input's mark as well.
+    if (m_block.ppOutputs[0] != m_block.ppInputs[0]) {
+        output.u32BufferFlags = BUFFER_INVALID;
+    }
     if (!callEffect()) {
         m_pSlot->stopProcessing();
         adaptChannels(m_change);

@@ -22,7 +22,6 @@ namespace tovix {
 namespace {
 
 constexpr std::size_t guidTextLength = 38;
-constexpr std::size_t kindCount = 3;
 
 /// A class or a format in braced text. Not CLSIDFromString, which would look other texts up in the registry.
 std::optional<GUID> guidOf(std::wstring_view text) {
@@ -63,19 +62,29 @@ bool isOwn(const CLSID& classId) noexcept {
 struct EffectRows {
     explicit EffectRows(IPropertyStore& properties) {
         for (std::size_t i = 0; i < effectKeyCount; ++i) {
-            std::vector<CLSID>& classes = foreign[i];
-            classes = classesUnder(properties, effectKeyNames[i]);
-            const auto gone = std::erase_if(classes, isOwn);
-            const auto kind = static_cast<std::size_t>(effectKeys[i].kind);
-            isSet[kind] = isSet[kind] || !classes.empty();
-            // The last is one of the newest kind, the one that the engine runs.
-            ownRow = gone > 0 ? &effectKeys[i] : ownRow;
+            foreign[i] = classesUnder(properties, effectKeyNames[i]);
+            holdsOwn[i] = std::erase_if(foreign[i], isOwn) > 0;
+            if (!foreign[i].empty()) {
+                newestForeign = std::max(newestForeign.value_or(effectKeys[i].kind), effectKeys[i].kind);
+            }
         }
     }
+    /// Whether the engine ran what stands under the key until this effect came: it is of the newest kind that holds
+    /// other classes, and this effect stands under a newer one of its side.
+    [[nodiscard]] bool ranBefore(const EffectKey& key) const noexcept {
+        const auto takesItsPlace = [&](std::size_t i) {
+            return holdsOwn[i] && effectKeys[i].side == key.side && effectKeys[i].kind > key.kind;
+        };
+        bool replaced = false;
+        for (std::size_t i = 0; i < effectKeyCount; ++i) {
+            replaced = replaced || takesItsPlace(i);
+        }
+        return replaced && newestForeign == key.kind;
+    }
+
     std::array<std::vector<CLSID>, effectKeyCount> foreign;
-    /// Whether a class that is not this effect's stands under a key of the kind.
-    std::array<bool, kindCount> isSet{};
-    const EffectKey* ownRow = nullptr;
+    std::array<bool, effectKeyCount> holdsOwn{};
+    std::optional<EffectKeyKind> newestForeign;
 };
 
 FunctionLog logOf(const PreviousEffectSearch* pSearch) noexcept {
@@ -85,22 +94,22 @@ FunctionLog logOf(const PreviousEffectSearch* pSearch) noexcept {
 } // namespace
 
 std::vector<CLSID> previousEffectClasses(IPropertyStore& effectProperties) {
-    std::vector<CLSID> classes = classesUnder(effectProperties, keptEffectKey);
-    const EffectRows rows(effectProperties);
-    if (rows.ownRow != nullptr) {
-        std::size_t kind = kindCount;
-        while (kind > 0 && !rows.isSet[kind - 1]) {
-            --kind;
-        }
-        for (std::size_t i = 0; i < effectKeyCount; ++i) {
-            const bool ranBefore = kind > 0 && static_cast<std::size_t>(effectKeys[i].kind) == kind - 1 &&
-                                   effectKeys[i].kind < rows.ownRow->kind;
-            if (ranBefore && effectKeys[i].side == rows.ownRow->side) {
-                classes.insert(classes.end(), rows.foreign[i].begin(), rows.foreign[i].end());
+    std::vector<CLSID> classes;
+    const auto addNew = [&classes](const std::vector<CLSID>& found) {
+        for (const CLSID& classId : found) {
+            const auto isThis = [&classId](const CLSID& other) { return IsEqualGUID(classId, other) != FALSE; };
+            if (!isOwn(classId) && std::none_of(classes.begin(), classes.end(), isThis)) {
+                classes.push_back(classId);
             }
         }
+    };
+    addNew(classesUnder(effectProperties, keptEffectKey));
+    const EffectRows rows(effectProperties);
+    for (std::size_t i = 0; i < effectKeyCount; ++i) {
+        if (rows.ranBefore(effectKeys[i])) {
+            addNew(rows.foreign[i]);
+        }
     }
-    std::erase_if(classes, isOwn);
     return classes;
 }
 
@@ -116,14 +125,18 @@ void PreviousEffectSearch::begin(IPropertyStore* pEndpointProperties, IPropertyS
     m_isDue = pEffectProperties != nullptr;
 }
 
+void PreviousEffectSearch::end() noexcept {
+    begin(nullptr, nullptr);
+}
+
 void PreviousEffectSearch::fill(PreviousEffectSlot& slot) noexcept {
     if (!std::exchange(m_isDue, false)) {
         return;
     }
     try {
         for (const CLSID& classId : previousEffectClasses(*m_effectProperties)) {
-            const HRESULT hr = tryClass(classId, slot);
             const std::wstring text = classIdText(classId);
+            const HRESULT hr = tryClass(classId, slot);
             if (SUCCEEDED(hr)) {
                 logOf(this).info("Previous effect ", text, " runs ahead of this one");
                 return;

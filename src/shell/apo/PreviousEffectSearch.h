@@ -12,7 +12,7 @@ namespace tovix {
 class PreviousEffectSlot;
 
 /// [control] The classes that may be the device's previous effect by these effect properties, the likeliest first,
-/// none of them this effect's own. Throws std::bad_alloc.
+/// each once and none of them this effect's own. Throws std::bad_alloc.
 ///
 /// First the class that an attachment kept (`keptEffectKey`). Then, where this effect's class stands in an effect
 /// key, the classes under older kinds of keys of the same side: the engine runs the newest kind that is set and no
@@ -29,8 +29,11 @@ public:
     PreviousEffectSearch& operator=(const PreviousEffectSearch&) = delete;
 
     /// Gets ready for an effect that was initialized with these stores, either of which may be null, and keeps a
-    /// reference to each until the next `begin` or the destruction. Looks at neither.
+    /// reference to each until `end`, the next `begin` or the destruction. Looks at neither.
     void begin(IPropertyStore* pEndpointProperties, IPropertyStore* pEffectProperties) noexcept;
+
+    /// Gives the stores back; there is nothing to look for until the next `begin`.
+    void end() noexcept;
 
     /// Whether `fill` would look.
     [[nodiscard]] bool isDue() const noexcept { return m_isDue; }

@@ -6,13 +6,17 @@ namespace tovix {
 
 HRESULT PreviousEffectSlot::fill(IUnknown& previousEffect) noexcept {
     release();
-    if (SUCCEEDED(m_pOldApo.ask(previousEffect, IID_IAudioProcessingObject)) &&
-        SUCCEEDED(m_pOldApoRT.ask(previousEffect, IID_IAudioProcessingObjectRT)) &&
-        SUCCEEDED(m_pOldApoConfig.ask(previousEffect, IID_IAudioProcessingObjectConfiguration))) {
-        return S_OK;
+    HRESULT hr = m_pOldApo.ask(previousEffect, IID_IAudioProcessingObject);
+    if (SUCCEEDED(hr)) {
+        hr = m_pOldApoRT.ask(previousEffect, IID_IAudioProcessingObjectRT);
     }
-    release();
-    return E_NOINTERFACE;
+    if (SUCCEEDED(hr)) {
+        hr = m_pOldApoConfig.ask(previousEffect, IID_IAudioProcessingObjectConfiguration);
+    }
+    if (FAILED(hr)) {
+        release();
+    }
+    return hr;
 }
 
 void PreviousEffectSlot::setLocked(bool locked) noexcept {

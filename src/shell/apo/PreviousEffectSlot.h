@@ -9,8 +9,8 @@
 namespace tovix {
 
 /// The slot for the device's previous effect: its three interfaces, and whether it is locked for processing. All
-/// operations are [control], for one thread at a time, but those marked otherwise. The slot calls
-/// the previous effect, which any compiler may have built, through `guardedCall`.
+/// operations are [control], for one thread at a time, but those marked otherwise. The slot calls the previous
+/// effect, which any compiler may have built, through `guardedCall`.
 ///
 /// While a stream is locked, blocks may be in flight that hold the real-time interface. An effect that is taken out
 /// meanwhile is therefore *retired*: it is not present any more, but stays locked and referenced until the stream is
@@ -22,8 +22,8 @@ public:
     PreviousEffectSlot(const PreviousEffectSlot&) = delete;
     PreviousEffectSlot& operator=(const PreviousEffectSlot&) = delete;
 
-    /// Takes a previous effect into the slot, whatever it held before: its three interfaces, or `E_NOINTERFACE` and
-    /// an empty slot when it lacks one. Not while the stream is locked.
+    /// Takes a previous effect into the slot, whatever it held before: its three interfaces, or what it says of the
+    /// first that it lacks, and an empty slot. Not while the stream is locked.
     HRESULT fill(IUnknown& previousEffect) noexcept;
 
     /// Whether it holds an effect that was not taken out.

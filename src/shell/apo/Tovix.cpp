@@ -110,7 +110,7 @@ HRESULT Tovix::Initialize(UINT32 cbDataSize, BYTE* pbyData) noexcept {
 
 HRESULT Tovix::initialize(const APOInitSystemEffects& data) {
     releasePreviousEffect();
-    m_previousEffectSearch.begin(data.pAPOEndpointProperties, data.pAPOSystemEffectsProperties);
+    m_previousEffectSearch.end();
     logClassId(data.APOInit.clsid);
     m_effectManager.switches().switchA = false;
     PropertyValue endpoint;
@@ -124,6 +124,7 @@ HRESULT Tovix::initialize(const APOInitSystemEffects& data) {
     const std::wstring endpointGuid = endpoint.text();
     logOf("Tovix::Initialize", this).info("Endpoint GUID: ", endpointGuid);
     m_effectManager.switches().switchB = true;
+    m_previousEffectSearch.begin(data.pAPOEndpointProperties, data.pAPOSystemEffectsProperties);
     return S_OK;
 }
 

@@ -60,7 +60,7 @@ public:
     HRESULT STDMETHODCALLTYPE UnlockForProcess() noexcept override;
 
     /// [control] Not part of any interface: puts a previous effect, already initialized, into the slot.
-    /// `APOERR_APO_LOCKED` while a stream is locked, `E_NOINTERFACE` when `previousEffect` lacks an interface.
+    /// `APOERR_APO_LOCKED` while a stream is locked; else see PreviousEffectSlot::fill.
     HRESULT fillPreviousEffectSlot(IUnknown& previousEffect) noexcept;
 
 protected:

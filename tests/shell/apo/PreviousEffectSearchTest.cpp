@@ -45,6 +45,8 @@ TEST(PreviousEffectClasses, AreTheKeptOneAndThoseThatTheEngineRanOnTheSameSideUn
         {"a single row of the other side is set", {{row(0), {a}}, {row(4), {b}}, {row(3), {own}}}, {}},
         {"another class beside this one still runs", {{row(2), {a}}, {row(5), {own, b}}}, {}},
         {"the same kind still runs", {{row(1), {a}}, {row(3), {b}}, {row(4), {own}}}, {}},
+        {"each once", {{kept, {a}}, {row(2), {b, a}}, {row(3), {b}}, {row(5), {own}}}, {a, b}},
+        {"both sides", {{row(0), {a}}, {row(1), {b}}, {row(3), {own}}, {row(4), {own}}}, {a, b}},
         {"only this effect", {{kept, {own}}, {row(0), {own}}, {row(2), {own}}}, {}},
         {"an empty list", {{row(1), {a}}, {row(7), {own}}, {row(5), {}}}, {a}},
     };
@@ -72,6 +74,7 @@ public:
         ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     }
     ~PreviousEffectServer() {
+        EXPECT_EQ(objectsAlive(), 0) << "an effect that was made was given back";
         for (std::uint32_t kind = 0; kind < static_cast<std::uint32_t>(Kind::count); ++kind) {
             deleteRegistryKey(serverKey(kind));
             deleteRegistryKey(classKey(kind));
@@ -81,6 +84,11 @@ public:
     PreviousEffectServer(const PreviousEffectServer&) = delete;
     PreviousEffectServer& operator=(const PreviousEffectServer&) = delete;
 
+    /// Of the library, where it is loaded.
+    static long objectsAlive() {
+        HMODULE hModule = ::GetModuleHandleW(L"tovix-previous-effect.dll");
+        return hModule != nullptr ? moduleExport<long()>(hModule, "ObjectsAlive")() : 0;
+    }
     static std::wstring classText(Kind kind) { return classIdText(previousEffectClass(kind)); }
 
 private:
@@ -112,6 +120,7 @@ protected:
     }
     static std::wstring text(Kind kind) { return PreviousEffectServer::classText(kind); }
 
+    // Before the effect, which it outlives.
     PreviousEffectServer server;
     SettingsWriter settings{"EnableOldApo:"};
     PropertyStoreDouble endpoint;
@@ -159,6 +168,13 @@ TEST_F(PreviousEffectSearched, CountsAsSilentWhereItSaysSoAndIsLeftOutFromTheBlo
     initialize({text(Kind::processThrows)});
     EXPECT_EQ(stream(4), (std::vector<float>{0.5F, 1.0F, 1.0F, 1.0F}));
     EXPECT_EQ(stream(2), (std::vector<float>{0.5F, 1.0F})) << "the next stream tries it again";
+}
+
+TEST_F(PreviousEffectSearched, IsNotLookedForAfterAnInitializationThatFailed) {
+    effects.values = {{row(2), {text(Kind::halving)}}, {row(5), {own}}};
+    endpoint.result = E_ACCESSDENIED;
+    EXPECT_EQ(effect.initialize(&endpoint, &effects), E_ACCESSDENIED);
+    EXPECT_EQ(stream(1), std::vector<float>{1.0F});
 }
 
 TEST_F(PreviousEffectSearched, KeepsTheStoresUntilTheNextInitializationOrTheEnd) {

@@ -131,7 +131,7 @@ TEST_F(PreviousEffect, FailureToLockOrUnlockNeverFailsTheEffect) {
 
 TEST_F(PreviousEffect, ThatThrowsWhenItIsTakenOrGivenBackIsNotThere) {
     previous.throwsOverReferences = true;
-    EXPECT_EQ(fill(), E_NOINTERFACE);
+    EXPECT_EQ(fill(), E_FAIL);
     EXPECT_EQ(previous.references, 1U);
     ASSERT_EQ(lock(2, 2), S_OK);
     expectBoosted(process(2, 2), {quiet, quiet});
