@@ -1,6 +1,7 @@
 #pragma once
 
 #include "manager/EffectManager.h"
+#include "support/BecomesTrue.h"
 #include "support/LogCapture.h"
 
 #include <atomic>
@@ -31,11 +32,9 @@ public:
     }
     void release() { ::SetEvent(m_mayEnd.get()); }
 
-    /// The builds since `hold` once there are `expected`, or after ten seconds.
+    /// The builds since `hold` once there are `expected`, or when they have been waited for in vain.
     [[nodiscard]] int awaitBuilds(int expected) const {
-        for (int i = 0; i < 1000 && m_builds < expected; ++i) {
-            ::Sleep(10);
-        }
+        static_cast<void>(becomesTrue([&] { return m_builds >= expected; }));
         return m_builds;
     }
 

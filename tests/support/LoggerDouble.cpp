@@ -6,8 +6,10 @@
 #include "system/Locks.h"
 #include "system/WinHandles.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -39,8 +41,21 @@ void misbehave() {
     }
 }
 
+/// Set when a detaching has begun.
+const tovix::KernelHandle detaching(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
+std::atomic<int> slowLines{0};
+
+/// A line that takes until another one is beside it, five seconds at most.
+void awaitSecondLine() {
+    ++slowLines;
+    for (int i = 0; i < 500 && slowLines < 2; ++i) {
+        ::Sleep(10);
+    }
+}
+
 DWORD WINAPI detach(void* pUser) {
     record("detach");
+    ::SetEvent(detaching.get());
     record("detached " + std::to_string(static_cast<IQuelLoggerUser*>(pUser)->Detach()));
     return 0;
 }
@@ -64,9 +79,10 @@ public:
             detach(pUser);
         } else if (how == "detach-other" || how == "detach-joined") {
             const tovix::KernelHandle thread(::CreateThread(nullptr, 0, &detach, pUser, 0, nullptr));
+            ::WaitForSingleObject(detaching.get(), INFINITE);
             ::WaitForSingleObject(thread.get(), how == "detach-joined" ? INFINITE : 300);
-        } else if (how == "slow") {
-            ::Sleep(1000);
+        } else if (how == "slow" && std::strstr(line, "load it") == nullptr) {
+            awaitSecondLine();
         }
         record("end");
     }

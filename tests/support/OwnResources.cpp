@@ -1,5 +1,6 @@
 #include "support/OwnResources.h"
 
+#include "support/BecomesTrue.h"
 #include "system/WinHandles.h"
 
 #include <tlhelp32.h>
@@ -61,15 +62,10 @@ std::size_t ownHeapBytes() {
     return bytes;
 }
 
-/// What `count` gives once it is `expected`, or after ten seconds.
+/// What `count` gives in the end.
 template <class Value, class Count> Value settled(const Value& expected, Count count) {
-    constexpr int attempts = 500;
-    constexpr DWORD pauseMs = 20;
-    Value held = count();
-    for (int i = 0; i < attempts && held != expected; ++i) {
-        ::Sleep(pauseMs);
-        held = count();
-    }
+    Value held{};
+    static_cast<void>(becomesTrue([&] { return (held = count()) == expected; }));
     return held;
 }
 

@@ -18,8 +18,8 @@ struct OwnResources {
     bool operator==(const OwnResources&) const = default;
 };
 
-/// What the process holds once it is `expected`, or after ten seconds: the system takes a moment to give back what an
-/// ended thread had.
+/// What the process holds once it is `expected`, or when that has been waited for in vain: the system takes a moment
+/// to give back what an ended thread had.
 OwnResources settledAt(const OwnResources& expected);
 
 inline std::ostream& operator<<(std::ostream& out, const OwnResources& held) {

@@ -1,4 +1,5 @@
 #include "apo/Tovix.h"
+#include "support/BecomesTrue.h"
 #include "support/ImportWatch.h"
 #include "support/ModuleUnderTest.h"
 #include "support/PreviousEffectDouble.h"
@@ -102,9 +103,7 @@ private:
     }
 
     void awaitIdleThread(std::uint32_t waits) {
-        for (int i = 0; i < 10000 && watch.calls("WaitForMultipleObjects") < waits; ++i) {
-            ::Sleep(1);
-        }
+        EXPECT_TRUE(becomesTrue([&] { return watch.calls("WaitForMultipleObjects") >= waits; }));
         ::Sleep(10);
     }
 

@@ -2,6 +2,7 @@
 // page, in the same ways.
 
 #include "exchange/ConfigHelper.h"
+#include "support/BecomesTrue.h"
 #include "support/ChildProcess.h"
 #include "support/ImportWatch.h"
 #include "support/LogCapture.h"
@@ -11,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <memory>
@@ -27,6 +29,7 @@ const std::string cannotOpen =
     "canTryToOpen IS FALSE. Probably just finishing thread prematurely because of object's "
     "destruction.";
 const std::string waitingLog = "INFO ApoConfigManager::SharedDataCreateThread: ";
+const std::string beginsToWait = waitingLog + "Beginning to wait for shared config data creation";
 const std::string ownText = "#Boost: 0 dB 0\n#EnableOldApo:";
 
 constexpr const wchar_t* pageName = L"Global\\TovixConfigData";
@@ -77,17 +80,6 @@ bool hears(ApoConfigManager& manager, LONGLONG milliseconds = 5000) {
     due.QuadPart = -10000 * milliseconds;
     ::SetWaitableTimer(timer.get(), &due, 0, nullptr, nullptr, FALSE);
     return manager.awaitUpdate(timer.get());
-}
-
-/// Asks until the answer is yes, five seconds at most.
-template <class Condition> bool becomesTrue(const Condition& condition) {
-    for (int i = 0; i < 500; ++i) {
-        if (condition()) {
-            return true;
-        }
-        ::Sleep(10);
-    }
-    return false;
 }
 
 bool endsWithin(std::unique_ptr<ApoConfigManager>& manager, ULONGLONG limitMs) {
@@ -184,7 +176,7 @@ TEST(ApoConfigManager, EffectThatMayNotCreateWaitsAndThenWritesItsOwnSettings) {
                     "m_pSharedData->Create( CONFIG_DATA_STRUCT, sa ) FAILED. GetLastError()=6 ipcsRes=2. Going "
                     "to wait for other process to create the struct."));
         EXPECT_TRUE(log.has("INFO " + createLog + "Starting a thread to wait for the data creation"));
-        EXPECT_TRUE(log.has(waitingLog + "Beginning to wait for shared config data creation"));
+        EXPECT_TRUE(log.has(beginsToWait));
         EXPECT_TRUE(log.has(waitingLog +
                             "Wait for shared config data creation succeeded. Trying to open shared config data..."));
         EXPECT_TRUE(log.has("INFO " + openLog + "m_pSharedData->Open(CONFIG_DATA_STRUCT) SUCCEEDED"));
@@ -298,7 +290,10 @@ void expectDestructionToWakeNoOtherWaiterAndToTouchNothing() {
     WaitingEffect effect;
     auto second = std::make_unique<ApoConfigManager>();
     EXPECT_EQ(threadsSettledAt(threadsBefore + 2), threadsBefore + 2);
-    ::Sleep(100);
+    EXPECT_TRUE(becomesTrue([&] {
+        const auto lines = log.lines();
+        return std::count(lines.begin(), lines.end(), beginsToWait) == 2;
+    }));
     EXPECT_TRUE(endsWithin(second, 3000));
     EXPECT_TRUE(log.has(cannotOpen));
     EXPECT_EQ(log.lines().back(), "INFO ApoConfigManager::~ApoConfigManager: LEAVING");

@@ -1,4 +1,5 @@
 #include "manager/EffectManager.h"
+#include "support/BecomesTrue.h"
 #include "support/ImportWatch.h"
 #include "support/LogCapture.h"
 #include "support/OwnResources.h"
@@ -39,9 +40,7 @@ TEST(EffectManager, OneSignalMakesEachEffectOfTheModuleBuildOnce) {
     std::atomic<int> builds{0};
     const BriefLog log([&builds](const std::string& line) { builds += tellsOfABuild(line) ? 1 : 0; });
     const auto expectBuilds = [&builds](int expected) {
-        for (int i = 0; i < 300 && builds < expected; ++i) {
-            ::Sleep(10);
-        }
+        EXPECT_TRUE(becomesTrue([&] { return builds >= expected; }));
         ::Sleep(100); // for one too many
         EXPECT_EQ(builds, expected);
         builds = 0;
@@ -89,14 +88,19 @@ TEST(EffectManager, ChangeThatTheAudioHasNotTakenHoldsUpTheNextOneButNotTheEnd) 
     SettingsWriter settings("");
     const BriefLog log;
     {
+        ImportWatch watch(::GetModuleHandle(nullptr));
         EffectManager manager;
         manager.initializeManager(stereo);
+        // It waits twice for each change: for the change and for the token.
+        const auto itsWaitsBecome = [&](std::uint32_t count) {
+            return becomesTrue([&] { return watch.calls("WaitForMultipleObjects") >= count; });
+        };
         settings.change("Boost: 60 dB 1"); // takes the token, which no block gives back
-        ::Sleep(200);
+        EXPECT_TRUE(itsWaitsBecome(3));
         // A lock while a fade is pending loses the token for good, and has taken the settings itself.
         manager.initializeManager(stereo);
         settings.change("Boost: 120 dB 1");
-        ::Sleep(200);
+        EXPECT_TRUE(itsWaitsBecome(4));
         for (int i = 0; i < 2; ++i) {
             EXPECT_NEAR(play(manager), 0.1995F, 1e-4F);
         }

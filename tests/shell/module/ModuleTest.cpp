@@ -1,3 +1,4 @@
+#include "support/BecomesTrue.h"
 #include "support/ImportWatch.h"
 #include "support/ModuleUnderTest.h"
 #include "support/OwnResources.h"
@@ -96,15 +97,10 @@ TEST(Module, HoldsTheKeysUnderWhichAPreviousEffectMayStand) {
     }
 }
 
-/// Plays 0.1 until the effect gives `wanted`, five seconds at most.
+/// Plays 0.1 until the effect gives `wanted`.
 bool playUntil(Effect& effect, float wanted) {
-    for (int i = 0; i < 5000; ++i) {
-        if (std::fabs(effect.process(std::vector<float>(128, 0.1F), 2, 2).back() - wanted) < 1e-4F) {
-            return true;
-        }
-        ::Sleep(1);
-    }
-    return false;
+    return becomesTrue(
+        [&] { return std::fabs(effect.process(std::vector<float>(128, 0.1F), 2, 2).back() - wanted) < 1e-4F; });
 }
 
 /// Both kinds of threads that the effect has: for changes, and for a settings block that is still to come.
@@ -162,13 +158,10 @@ TEST(Module, WithoutMemoryRefusesAnEffectAndLocksWithoutAChain) {
         settings.change(text);
         EXPECT_TRUE(playUntil(effect, 0.1F * std::pow(10.0F, static_cast<float>(tenthsOfDb) / 200.0F)));
         // A change whose chain cannot be built gives it back as well.
-        ::Sleep(50); // the thread waits for changes again
         imports.reset();
         withoutMemory(imports, [&] {
             settings.change(text);
-            for (int i = 0; i < 500 && imports.calls("ReleaseSemaphore") == 0; ++i) {
-                ::Sleep(10);
-            }
+            static_cast<void>(becomesTrue([&] { return imports.calls("ReleaseSemaphore") > 0; }));
         });
         EXPECT_EQ(imports.calls("ReleaseSemaphore"), 1U);
     }

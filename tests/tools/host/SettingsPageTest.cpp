@@ -3,6 +3,7 @@
 #include "host/SettingsPage.h"
 
 #include "exchange/ConfigHelper.h"
+#include "support/BecomesTrue.h"
 #include "support/BuildingEffects.h"
 #include "support/ChildProcess.h"
 
@@ -41,10 +42,7 @@ public:
     Listener& operator=(const Listener&) = delete;
 
     [[nodiscard]] bool hears() const {
-        for (int i = 0; i < 200 && !m_heard; ++i) {
-            ::Sleep(10);
-        }
-        return m_heard;
+        return test::becomesTrue([this] { return m_heard.load(); });
     }
 
 private:
@@ -109,7 +107,7 @@ TEST(SettingsPage, EffectsThatWaitForItAreReleasedAtOnce) {
     nameTaken.reset();
     const ULONGLONG startMs = ::GetTickCount64();
     const SettingsPage page = SettingsPage::openOrCreate();
-    EXPECT_LT(::GetTickCount64() - startMs, 500U);
+    EXPECT_LT(::GetTickCount64() - startMs, 900U) << "it waited for one that was released already";
     EXPECT_TRUE(page.text().ends_with("EnableOldApo:"));
 }
 
