@@ -2,13 +2,13 @@
 // filter and block length. They take turns of a few milliseconds; batches that something else on the machine slowed
 // down are left out and counted.
 //
-//     tovix-compare-engines cost BLOCK[xCHANNELS]...   ns per sample of one channel; stereo where no channels are
-//     given tovix-compare-engines cold BLOCK[xCHANNELS]...   the same of single blocks that find nothing in the
-//     caches tovix-compare-engines flat BLOCK[xCHANNELS]...   how even the cost of the blocks is, whatever the sound
-//     tovix-compare-engines sweep [LAST]               where the gain is smallest among some lengths up to LAST
-//     tovix-compare-engines sweep-all [LAST]           the same among all lengths up to LAST
+//     tovix-compare-engines cost BLOCK[xCHANNELS]...   ns per sample of one channel
+//     tovix-compare-engines cold BLOCK[xCHANNELS]...   the same with nothing in the caches
+//     tovix-compare-engines flat BLOCK[xCHANNELS]...   how even the cost of the blocks is
+//     tovix-compare-engines sweep [LAST]               the smallest gain at some lengths up to LAST
+//     tovix-compare-engines sweep-all [LAST]           the same at all lengths up to LAST
 //
-// The lines are as Measurements.h has them.
+// Without CHANNELS stereo is meant. The lines are as Measurements.h has them.
 
 #include "Contestant.h"
 #include "Measurements.h"
@@ -19,6 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <numeric>
 #include <string>
 
 using namespace tovix;
@@ -151,6 +152,8 @@ bool cold(const Shape& shape) {
 }
 
 struct Evenness {
+    /// Of all blocks, ns.
+    double mean = std::numeric_limits<double>::max();
     /// The dearest position in a cycle of blocks: its median over the mean of all positions'.
     double position = std::numeric_limits<double>::max();
     /// What 99 % of the blocks stay below, over the median.
@@ -166,6 +169,7 @@ Evenness evennessOf(EngineRun& run) {
         ns[block % positions].push_back(run.nsOfBlocks(1));
         all.push_back(ns[block % positions].back());
     }
+    const double mean = std::accumulate(all.begin(), all.end(), 0.0) / static_cast<double>(all.size());
     double sum = 0.0;
     double largest = 0.0;
     for (auto& position : ns) {
@@ -174,10 +178,10 @@ Evenness evennessOf(EngineRun& run) {
         largest = std::max(largest, position[cycles / 2]);
     }
     std::sort(all.begin(), all.end());
-    return {largest / sum, all[all.size() * 99 / 100] / all[all.size() / 2]};
+    return {mean, largest / sum, all[all.size() * 99 / 100] / all[all.size() / 2]};
 }
 
-/// Of several runs the quietest: what disturbs a run makes both figures larger.
+/// Both figures are of the quietest of several runs: of the one whose blocks took least together.
 bool flat(const Shape& shape) {
     constexpr int runCount = 7;
     Field field{shape};
@@ -188,8 +192,9 @@ bool flat(const Shape& shape) {
         Evenness best;
         for (int i = 0; i < runCount; ++i) {
             const Evenness evenness = evennessOf(static_cast<EngineRun&>(*contestant));
-            best.position = std::min(best.position, evenness.position);
-            best.dearBlock = std::min(best.dearBlock, evenness.dearBlock);
+            if (evenness.mean < best.mean) {
+                best = evenness;
+            }
         }
         report({"flat position", shape.blockFrames, shape.channelCount, contestant->name()}, best.position);
         report({"flat 99 %", shape.blockFrames, shape.channelCount, contestant->name()}, best.dearBlock);

@@ -33,7 +33,9 @@ public:
     /// False where it cannot do blocks of this shape.
     [[nodiscard]] virtual bool ready() const = 0;
 
-    /// Takes so many blocks through. Nanoseconds of processor time.
+    /// Takes so many blocks through, and returns the nanoseconds that it took: by the clock where all work is done in
+    /// the caller, as reading the processor time would cost more than a short block does; of processor time of all
+    /// threads where there are others. A batch that another program held up by the clock is left out by `Batches`.
     virtual double nsOfBlocks(std::size_t blocks) = 0;
 
     /// The last block of the first channel.

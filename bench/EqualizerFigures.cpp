@@ -1,16 +1,18 @@
 // Figures of the equalizer and its engines besides the cost of a block.
 //
-//     tovix-equalizer-figures engines                     every engine that this processor can run
-//     tovix-equalizer-figures setup BLOCK                 ms to set up for stereo: the first time in a process, and
-//     then tovix-equalizer-figures memory BLOCK CHANNELS       KiB that each engine's convolver holds for each
-//     channel tovix-equalizer-figures bound BLOCK                 what a block costs at least, ns per sample of one
-//     channel tovix-equalizer-figures taps                        the filter of all comparisons as raw 32-bit floats
+//     tovix-equalizer-figures engines          every engine that this processor can run
+//     tovix-equalizer-figures setup BLOCK      ms to set up for stereo: first in a process, and again
+//     tovix-equalizer-figures memory BLOCK CHANNELS
+//                                              KiB that each engine's convolver holds per channel
+//     tovix-equalizer-figures bound BLOCK      what a stereo block costs at least, ns per sample
+//     tovix-equalizer-figures taps             the filter of all comparisons as raw 32-bit floats
 //
 // The lines are as Measurements.h has them.
 
 #include "Contestant.h"
 #include "Measurements.h"
 #include "VectorSpeed.h"
+#include "convolution/RightAngleConvolver.h"
 #include "convolution/RightAngleTransform.h"
 #include "convolution/VectorLoops.h"
 #include "filters/EffectEqualizer.h"
@@ -75,20 +77,19 @@ void memory(const Shape& shape) {
 /// wait for nothing. Bytes: one reading of the filter's and both inputs' spectra by a loop that does nothing else, of
 /// which a tile of T blocks has the T-th part in each. The two can overlap: the larger counts.
 void bound(const ConvolverEngine& engine, std::uint32_t blockFrames) {
-    // As RightAngleConvolver has it.
-    constexpr std::size_t fewestTiledPartitions = 9;
     const VectorSpeed* const pSpeed = vectorSpeedOf(engine.name);
     if (pSpeed == nullptr) {
         return;
     }
     const std::size_t partitions = (tapCount - 1) / blockFrames + 1;
-    const std::size_t points = RightAngleTransform::make(*engine.pLoops, blockFrames).pointCount();
+    const RightAngleTransform transform = RightAngleTransform::make(*engine.pLoops, blockFrames);
+    const std::size_t points = transform.pointCount();
     const auto n = static_cast<double>(points);
     const double vectorsPerSample = n / static_cast<double>(pSpeed->lanes) / blockFrames;
     const double nsPerOperation = nsPerMultiplyAdd(*pSpeed);
     const double sums = 4.0 * static_cast<double>(partitions) * vectorsPerSample * nsPerOperation;
     const double transforms = (2.0 * (4.0 * std::log2(n) - 6.0) + 7.0) * vectorsPerSample * nsPerOperation;
-    const std::size_t tile = partitions < fewestTiledPartitions ? 1 : engine.pLoops->longestTile;
+    const std::size_t tile = RightAngleConvolver::tileFor(*engine.pLoops, partitions, transform.rowCount());
     const double bytes =
         nsPerRead(*pSpeed, partitions * points * 2 * 3) / static_cast<double>(tile) / (2.0 * blockFrames);
     report({"bound sums", blockFrames, 2, engine.name}, sums);

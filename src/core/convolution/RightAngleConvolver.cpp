@@ -9,9 +9,18 @@ namespace {
 /// With fewer partitions than this a tile saves less than its bookkeeping costs.
 constexpr std::size_t fewestTiledPartitions = 9;
 
-/// The tile for spectra of `rowCount` rows: the fastest one with which all blocks cost the same to within a tenth.
-/// With few rows, which cannot be dealt out evenly, they do not.
-std::size_t tileFor(const VectorLoops& loops, std::size_t partitionCount, std::size_t rowCount) noexcept {
+/// `floats` for each of `channelCount` channels; empty when the product overflows or there is no memory.
+RtArray<float> forChannels(std::size_t channelCount, std::size_t floats) noexcept {
+    if (floats > std::numeric_limits<std::size_t>::max() / channelCount) {
+        return {};
+    }
+    return RtArray<float>::make(channelCount * floats);
+}
+
+} // namespace
+
+std::size_t RightAngleConvolver::tileFor(const VectorLoops& loops, std::size_t partitionCount,
+                                         std::size_t rowCount) noexcept {
     if (partitionCount >= fewestTiledPartitions) {
         for (const std::size_t tile : {3U, 4U, 2U}) {
             const std::size_t busiest = (rowCount + tile - 1) / tile;
@@ -22,16 +31,6 @@ std::size_t tileFor(const VectorLoops& loops, std::size_t partitionCount, std::s
     }
     return 1;
 }
-
-/// `floats` for each of `channelCount` channels; empty when the product overflows or there is no memory.
-RtArray<float> forChannels(std::size_t channelCount, std::size_t floats) noexcept {
-    if (floats > std::numeric_limits<std::size_t>::max() / channelCount) {
-        return {};
-    }
-    return RtArray<float>::make(channelCount * floats);
-}
-
-} // namespace
 
 BlockConvolverPtr RightAngleConvolver::make(const VectorLoops& loops, const ConvolverTask& task) noexcept {
     auto pConvolver = makeRt<RightAngleConvolver>(loops, task);

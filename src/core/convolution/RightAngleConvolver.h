@@ -22,6 +22,10 @@ public:
     /// of `loops`.
     static BlockConvolverPtr make(const VectorLoops& loops, const ConvolverTask& task) noexcept;
 
+    /// [control] The tile for spectra of `rowCount` rows: the fastest one with which all blocks cost the same to
+    /// within a tenth. With few rows, which cannot be dealt out evenly, they do not.
+    static std::size_t tileFor(const VectorLoops& loops, std::size_t partitionCount, std::size_t rowCount) noexcept;
+
     /// [control] Use `make`.
     RightAngleConvolver(const VectorLoops& loops, const ConvolverTask& task) noexcept;
 
