@@ -32,11 +32,12 @@ void playInPlace(render::CoreEngine& engine, const std::vector<float>& sound, st
 #endif
 
 struct Case {
-    const char* who;
-    const char* settings;
+    const char* who = "";
+    const char* settings = "";
     /// See `loudFrames`: of the block before each batch, and of those measured.
-    double shareBefore;
-    double share;
+    double shareBefore = 0.0;
+    double share = 0.0;
+    Level level = Level::moving;
 };
 
 std::vector<float> stereo(const std::vector<float>& sound) {
@@ -58,16 +59,20 @@ void measureBlocks() {
         {"limiter releasing", "Boost: 60 dB 1", 1.0, 0.0},
         {"limiter half", "Boost: 60 dB 1", 0.5, 0.5},
         {"limiter always", "Boost: 60 dB 1", 1.0, 1.0},
+        {"limiter half of one level", "Boost: 60 dB 1", 0.5, 0.5, Level::steady},
+        {"limiter always of one level", "Boost: 60 dB 1", 1.0, 1.0, Level::steady},
         {"maximizer idle", "Maximizer: 60 dB", 0.0, 0.0},
         {"maximizer releasing", "Maximizer: 60 dB", 1.0, 0.0},
         {"maximizer limiting", "Maximizer: 60 dB", 0.5, 0.5},
     };
     auto engine = makeEngine();
     for (const Case& some : cases) {
-        const std::vector<float> sound = stereo(loudFrames(some.share));
+        const std::vector<float> sound = stereo(loudFrames(some.share, some.level));
         std::vector<float> output(sound.size());
         engine.open({48000, 2, 2, 2, 0, 0, 0, blockFrames}, some.settings);
-        const auto before = [&, first = stereo(loudFrames(some.shareBefore))] { playInPlace(engine, first, output); };
+        const auto before = [&, first = stereo(loudFrames(some.shareBefore, some.level))] {
+            playInPlace(engine, first, output);
+        };
         const auto copy = [&] { std::copy(sound.begin(), sound.end(), output.begin()); };
         measure({"block", blockFrames, 2, some.who}, before, copy, [&] { playInPlace(engine, sound, output); });
         engine.close();

@@ -73,9 +73,10 @@ void plainBoost() {
 }
 
 /// `before` is played once before each batch, whose blocks are then all alike.
-template <class Filter> void limiter(Filter filter, std::string_view who, double shareBefore, double share) {
-    PlanarSound before{2, loudFrames(shareBefore)};
-    PlanarSound sound{2, loudFrames(share)};
+template <class Filter>
+void limiter(Filter filter, std::string_view who, double shareBefore, double share, Level level = Level::moving) {
+    PlanarSound before{2, loudFrames(shareBefore, level)};
+    PlanarSound sound{2, loudFrames(share, level)};
     filter.setup(48000.0F, blockFrames, ChannelList(2, L"x"));
     const auto process = [&filter](PlanarSound& some) {
         float** const channels = some.refilled();
@@ -136,14 +137,17 @@ void unusualSounds() {
     std::vector<float> sounds[]{noise(samples), std::vector<float>(samples, 0.0F),
                                 std::vector<float>(samples, 1e-39F)};
     for (float& sample : sounds[0]) {
-        sample *= 0.1F;
+        sample *= 0.03F;
     }
     constexpr std::size_t count = std::size(sounds);
     ChainSlots chains[count];
     Batches batches[count];
     for (ChainSlots& chain : chains) {
         chain.reset(format);
-        chain.publish(builder.build("Equalizer: 100 -3 1000 0 10000 6\nBoost: 60 dB 0\nBoost: 60 dB 1").chain);
+        chain.publish(builder
+                          .build("Equalizer: 100 -3 1000 0 10000 6\n"
+                                 "Boost: 60 dB 0\nBoost: 60 dB 1\nMaximizer: 60 dB")
+                          .chain);
     }
     std::vector<float> output(samples);
     const auto play = [&](std::size_t i, int blocks) {
@@ -172,6 +176,8 @@ int main() {
     limiter(EffectBoost{boostLevel, true}, "limiter releasing", 1.0, 0.0);
     limiter(EffectBoost{boostLevel, true}, "limiter half", 0.5, 0.5);
     limiter(EffectBoost{boostLevel, true}, "limiter always", 1.0, 1.0);
+    limiter(EffectBoost{boostLevel, true}, "limiter half of one level", 0.5, 0.5, Level::steady);
+    limiter(EffectBoost{boostLevel, true}, "limiter always of one level", 1.0, 1.0, Level::steady);
     limiter(EffectMaximizer{boostLevel, 0}, "maximizer idle", 0.0, 0.0);
     limiter(EffectMaximizer{boostLevel, 0}, "maximizer releasing", 1.0, 0.0);
     limiter(EffectMaximizer{boostLevel, 0}, "maximizer limiting", 0.5, 0.5);
