@@ -7,6 +7,9 @@ BEGIN {
     FS = ","
     SUBSEP = ","
     contestants = "fftw,avx2,avx512,zita uniform,zita threads,ffmpeg afir"
+    # What has to be there for the bars over all of them.
+    peer_blocks = "64,128,256,512,1024,2048,4096"
+    grown_channels = "4,8,16,32,64"
 }
 
 FILENAME == ARGV[1] {
@@ -29,8 +32,6 @@ NF == 7 {
     batches[key] += $7
     if ($1 == "cost" && $3 == 2) {
         add_to("blocks", $2)
-    } else if ($1 == "cost" && $2 == 480) {
-        add_to("channels", $3)
     } else if ($1 == "smallest gain") {
         where["smallest gain,*," $3 "," $4] = $2 " frames, of " $6 " lengths up to " $7
         set("smallest gain,*," $3 "," $4, $5 + 0)
@@ -70,43 +71,55 @@ function median_of(key,    count, i, j, value, sorted) {
     return sorted[int((count + 1) / 2)]
 }
 
-# Sets the ratio of two figures where both are there.
+# Sets the ratio of two figures and returns 1 where both are there.
 function set_ratio(key, above, below) {
     if (has(above) && has(below) && figure[below] > 0) {
         set(key, figure[above] / figure[below])
+        return 1
     }
+    return 0
 }
 
-# How far the fastest engine is ahead of each peer where that is least.
-function derive_peers(    i, p, count, peer, block, ratio, key) {
-    count = split("zita uniform,zita threads,ffmpeg afir", peer, ",")
-    for (p = 1; p <= count; ++p) {
-        key = "ahead,*,2," peer[p]
-        for (i = 1; i <= size["blocks"]; ++i) {
-            block = item["blocks", i]
-            if (has("cost," block ",2," peer[p]) && has("cost," block ",2," best)) {
-                ratio = figure["cost," block ",2," peer[p]] / figure["cost," block ",2," best]
-                if (!has(key) || ratio < figure[key]) {
-                    set(key, ratio)
-                    where[key] = best " at " block " frames"
-                }
-            }
-        }
-    }
+# The figure where it is there and the number is above 0.
+function text_of(key, form) {
+    return has(key) && figure[key] > 0 ? sprintf(form, figure[key]) : ""
 }
 
-# The dearest sample of one channel with any number of channels from 2 on, over that of stereo.
-function derive_growth(engine,    i, key, ratio) {
-    key = "growth,480,64," engine
-    for (i = 1; i <= size["channels"]; ++i) {
-        if (item["channels", i] > 2 && has("cost,480," item["channels", i] "," engine)) {
-            ratio = figure["cost,480," item["channels", i] "," engine] / figure["cost,480,2," engine]
-            if (!has(key) || ratio > figure[key]) {
-                set(key, ratio)
-                where[key] = item["channels", i] " channels"
-            }
+# How far the fastest engine is ahead of a peer where that is least; nothing unless all lengths of block are there.
+function derive_peer(peer,    i, count, block, key, ratio, least, slowest) {
+    count = split(peer_blocks, block, ",")
+    for (i = 1; i <= count; ++i) {
+        key = "ahead," block[i] ",2," peer
+        if (!set_ratio(key, "cost," block[i] ",2," peer, "cost," block[i] ",2," best)) {
+            return
+        }
+        ratio = figure[key]
+        if (i == 1 || ratio < least) {
+            least = ratio
+            slowest = block[i]
         }
     }
+    set("ahead,*,2," peer, least)
+    where["ahead,*,2," peer] = best " at " slowest " frames"
+}
+
+# The dearest sample of one channel with more channels than two, over that of stereo; nothing unless all numbers of
+# channels are there.
+function derive_growth(engine,    i, count, channels, key, ratio, largest, dearest) {
+    count = split(grown_channels, channels, ",")
+    for (i = 1; i <= count; ++i) {
+        key = "grown,480," channels[i] "," engine
+        if (!set_ratio(key, "cost,480," channels[i] "," engine, "cost,480,2," engine)) {
+            return
+        }
+        ratio = figure[key]
+        if (ratio > largest) {
+            largest = ratio
+            dearest = channels[i]
+        }
+    }
+    set("growth,480,64," engine, largest)
+    where["growth,480,64," engine] = dearest " channels"
 }
 
 function derive(    key, part, count, engines, i) {
@@ -133,7 +146,10 @@ function derive(    key, part, count, engines, i) {
             }
         }
     }
-    derive_peers()
+    count = split("zita uniform,zita threads,ffmpeg afir", engines, ",")
+    for (i = 1; i <= count; ++i) {
+        derive_peer(engines[i])
+    }
     count = split("avx2,avx512", engines, ",")
     for (i = 1; i <= count; ++i) {
         derive_growth(engines[i])
@@ -225,20 +241,27 @@ function print_bounds(    engines, count, e, i, block, key) {
     }
 }
 
-# Every figure of these kinds in ns per frame, natively and under Wine.
-function print_windows(    key, part) {
-    print "| What | Channels | Who | Native | Wine | Ratio |"
-    print "|---|---:|---|---:|---:|---:|"
+# Every figure of these kinds in ns per frame, natively and under Wine; a ratio where both are above 0.
+function print_windows(    key, part, rest) {
+    print "| What | Channels | Who | Native | Wine | Ratio | Native, with the copy | Wine, with the copy | Ratio |"
+    print "|---|---:|---|---:|---:|---:|---:|---:|---:|"
     for (key in times) {
         split(key, part, ",")
         if (part[1] ~ /^Wine (filter|block)$/) {
-            sub(/^Wine /, "native ", key)
-            printf "| %s | %d | %s | %.3g | %.3g | %.2f |\n", substr(part[1], 6), part[3], part[4], figure[key],
-                figure[part[1] "," part[2] "," part[3] "," part[4]],
-                figure[part[1] "," part[2] "," part[3] "," part[4]] / figure[key] | "sort"
+            rest = "," part[2] "," part[3] "," part[4]
+            printf "| %s | %d | %s |%s%s\n", substr(part[1], 6), part[3], part[4],
+                sides_of(substr(part[1], 6), rest), sides_of(substr(part[1], 6) " with copy", rest) | "sort"
         }
     }
     close("sort")
+}
+
+# The cells of one kind of figure: natively, under Wine, and their ratio.
+function sides_of(what, rest,    native, wine) {
+    native = "native " what rest
+    wine = "Wine " what rest
+    set_ratio("sides of " what rest, wine, native)
+    return " " text_of(native, "%.3g") " | " text_of(wine, "%.3g") " | " text_of("sides of " what rest, "%.2f") " |"
 }
 
 END {
@@ -259,6 +282,8 @@ END {
     print "multiply-adds that wait for nothing, and what reading the spectra takes; docs/cost.md says how.\n"
     print_bounds()
     print "\n## Native and Windows\n\nNs per frame, medians of the rounds. \"filter\" is the core's code in a program of its own, \"block\" the whole"
-    print "effect: natively the core, under Wine the library.\n"
+    print "effect: natively the core, under Wine the library. Each block begins with a copy of the sound into it, which is"
+    print "the C library's work. \"Native\" and \"Wine\" are what is left when the time of such copies alone is taken off; the"
+    print "bars \"Wine over native\" and \"library over core\" are judged on that. \"With the copy\" is what was measured.\n"
     print_windows()
 }

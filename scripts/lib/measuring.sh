@@ -37,7 +37,30 @@ prepare_afir() {
     head -c $((afir_noise_seconds * 48000 * 4)) /dev/urandom >"$measured/noise.s16"
 }
 
-# measure_afir BLOCK: what afir costs beyond a run without it; the median of runs in turn.
+# afir_line BLOCK SAMPLES: from lines with the seconds of a run with afir and of one without, what afir costs. The
+# median of the pairs in which neither took more than 1.2 times as long as the fastest of its kind, as Batches has it.
+afir_line() {
+    awk -v block="$1" -v samples="$2" '
+        { with[NR] = $1; without[NR] = $2 }
+        NR == 1 || $1 < least_with { least_with = $1 }
+        NR == 1 || $2 < least_without { least_without = $2 }
+        END {
+            for (i = 1; i <= NR; ++i) {
+                if (with[i] <= 1.2 * least_with && without[i] <= 1.2 * least_without) {
+                    difference = with[i] - without[i]
+                    for (j = kept++; j > 0 && sorted[j] > difference; --j) {
+                        sorted[j + 1] = sorted[j]
+                    }
+                    sorted[j + 1] = difference
+                }
+            }
+            if (kept) {
+                printf "cost,%d,2,ffmpeg afir,%.4g,%d,%d\n", block, 1e9 * sorted[int((kept + 1) / 2)] / samples, kept, NR
+            }
+        }'
+}
+
+# measure_afir BLOCK: what afir costs beyond a run without it, from runs in turn.
 measure_afir() {
     local i rounds=5 input='[0]aformat=sample_fmts=fltp' taps='[1]pan=stereo|c0=c0|c1=c0' without with
     for ((i = 0; i < rounds; ++i)); do
@@ -45,10 +68,7 @@ measure_afir() {
             with=$(afir_seconds "$input[in];$taps[ir];[in][ir]afir=minp=$1:maxp=$1[out]") ||
             { say "failed: afir at $1 frames" >&2 && return; }
         printf '%s %s\n' "$with" "$without"
-    done | awk '{ print $1 - $2 }' | sort -n |
-        awk -v block="$1" -v samples=$((afir_noise_seconds * 48000 * 2)) '{ seconds[NR] = $1 } END {
-            if (NR) printf "cost,%d,2,ffmpeg afir,%.4g,%d,%d\n", block, 1e9 * seconds[int((NR + 1) / 2)] / samples, NR, NR
-        }' >>"$measured/native.csv"
+    done | afir_line "$1" $((afir_noise_seconds * 48000 * 2)) >>"$measured/native.csv"
 }
 
 # compare SWEEP: all that is measured natively.
