@@ -2,6 +2,7 @@
 
 #include "curves/Numbers.h"
 #include "curves/Refusal.h"
+#include "settings/SettingsDiagnosis.h"
 #include "settings/SettingsEdit.h"
 #include "settings/SettingsRules.h"
 #include "text/Limits.h"
@@ -123,10 +124,28 @@ ChangedSettings switchLines(std::string_view text, SettingsEdit::Names names, bo
     }
     requireFits(change.text);
     if (on) {
+        if (lines.size() > 1) {
+            change.notes.push_back("There are " + std::to_string(lines.size()) + " lines named " + quoted(names) +
+                                   ", all of them on: the sound passes through one after the other.");
+        }
         std::for_each(lines.begin(), lines.end(), checkLine);
         addHint(change);
     }
     return change;
+}
+
+/// Of the first maximizer among the lines of a boost, switched on or off, in tenths of a dB; full scale without one.
+std::int32_t ceilingOf(const SettingsEdit& edit) {
+    for (std::string_view line : edit.find({settings::maximizer.narrow()})) {
+        if (line.starts_with(settings::offMark)) {
+            line.remove_prefix(1);
+        }
+        const auto diagnosis = diagnoseSettings(line, decodeLatin1).front();
+        if (diagnosis.maximizer) {
+            return diagnosis.ceilingTenths;
+        }
+    }
+    return 0;
 }
 
 } // namespace
@@ -135,9 +154,13 @@ ChangedSettings changeBoost(std::string_view text, std::string_view level, Boost
     const auto boost = readBoostLevel(level);
     SettingsEdit edit(text);
     ChangedSettings change;
-    replaceBy(kind == BoostKind::clean ? maximizerLine(boost.tenths, 0)
-                                       : boostLine(boost.tenths, kind == BoostKind::limited),
+    const bool clean = kind == BoostKind::clean;
+    const auto ceiling = clean ? ceilingOf(edit) : 0;
+    replaceBy(clean ? maximizerLine(boost.tenths, ceiling) : boostLine(boost.tenths, kind == BoostKind::limited),
               edit, boostNames, {}, change);
+    if (ceiling != 0) {
+        change.notes.push_back("The ceiling stays at " + formatDecibels(ceiling / 10.0) + ".");
+    }
     if (boost.rounded) {
         change.notes.push_back("The level is rounded to " + formatDecibels(boost.tenths / 10.0) +
                                ", since the settings hold tenths of a dB.");

@@ -31,7 +31,8 @@ enum class BoostKind {
     clean,
 };
 
-/// A boost at `level` (dB, as typed) in place of all lines of a boost or a maximizer that there are.
+/// A boost at `level` (dB, as typed) in place of all lines of a boost or a maximizer that there are. A maximizer
+/// keeps the ceiling of the first one there.
 ChangedSettings changeBoost(std::string_view text, std::string_view level, BoostKind kind);
 
 /// An equalizer in place of all equalizer lines there are; a new one goes before the boost, so that a limiter there

@@ -27,20 +27,22 @@ bool buildsFilter(const Factories& factories, const SettingsLine& line, const st
                        [&](const auto& factory) { return !factory->createFilter(name, line.value, text).empty(); });
 }
 
-std::string describeBoost(const BoostParameters& boost) {
-    if (boost.mode == 1) {
-        return "boost of " + formatDecibels(boost.level / 10.0) + " with a limiter at full scale";
-    }
-    // The plain mode stops here; the dynamics mode does not.
-    if (boost.level > maxBoostTenths) {
-        return "plain boost of " + formatDecibels(maxBoostDb) + ", the most there is";
-    }
-    return "plain boost of " + formatDecibels(std::max(boost.level, 0) / 10.0);
+/// "a boost of 20.0 dB, the most there is": the level in use, with a word on what bounds the written one.
+std::string describeLevel(std::int32_t written, std::int32_t used) {
+    return "boost of " + formatDecibels(used / 10.0) +
+           (used < written   ? ", the most there is"
+            : used > written ? ", the least there is"
+                             : "");
 }
 
 void diagnoseBoost(LineDiagnosis& diagnosis, const std::wstring& parameters) {
     diagnosis.boost = parseBoostParameters(parameters);
-    diagnosis.explanation = describeBoost(*diagnosis.boost);
+    const auto written = diagnosis.boost->level;
+    const bool limited = diagnosis.boost->mode == 1;
+    // The plain mode has bounds; the dynamics mode has none.
+    diagnosis.levelTenths = limited ? written : std::clamp(written, 0, maxBoostTenths);
+    diagnosis.explanation = (limited ? "" : "plain ") + describeLevel(written, diagnosis.levelTenths) +
+                            (limited ? " with a limiter at full scale" : "");
 }
 
 std::string explainBoostMismatch(const std::wstring& parameters) {
@@ -55,11 +57,13 @@ std::string explainBoostMismatch(const std::wstring& parameters) {
 
 void diagnoseMaximizer(LineDiagnosis& diagnosis, const std::wstring& parameters) {
     diagnosis.maximizer = parseMaximizerParameters(parameters);
-    const auto& maximizer = *diagnosis.maximizer;
-    const auto level = std::clamp(maximizer.level, -maxMaximizerTenths, maxMaximizerTenths);
-    const auto ceiling = std::clamp(maximizer.ceiling, minCeilingTenths, 0);
-    diagnosis.explanation = "boost of " + formatDecibels(level / 10.0) +
-                            (level == maximizer.level ? "" : ", the most there is,") + " with a clean limiter at " +
+    const auto [written, writtenCeiling] = *diagnosis.maximizer;
+    const auto level = std::clamp(written, -maxMaximizerTenths, maxMaximizerTenths);
+    const auto ceiling = std::clamp(writtenCeiling, minCeilingTenths, 0);
+    diagnosis.levelTenths = level;
+    diagnosis.ceilingTenths = ceiling;
+    diagnosis.explanation = describeLevel(written, level) + (level == written ? "" : ",") +
+                            " with a clean limiter at " +
                             (ceiling == 0 ? "full scale" : formatDecibels(ceiling / 10.0));
 }
 

@@ -3,6 +3,7 @@
 #include "filters/ParameterText.h"
 #include "text/SettingsText.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -35,10 +36,13 @@ struct LineDiagnosis {
     LineOutcome outcome = LineOutcome::blank;
     /// What the line does, or why nothing comes of it: an English phrase in UTF-8, without a full stop.
     std::string explanation;
-    /// The parameters, where the line builds a boost.
+    /// The parameters as they are written, where the line builds a boost.
     std::optional<BoostParameters> boost;
-    /// The parameters, where the line builds a maximizer.
+    /// The same of a maximizer.
     std::optional<MaximizerParameters> maximizer;
+    /// What the boost or the maximizer makes of them: its level and ceiling, in tenths of a dB, within their limits.
+    std::int32_t levelTenths = 0;
+    std::int32_t ceilingTenths = 0;
     /// The points, where the line builds an equalizer.
     std::optional<std::vector<ResponsePoint>> equalizer;
 };

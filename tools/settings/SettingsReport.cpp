@@ -45,11 +45,11 @@ Json lineData(const LineDiagnosis& diagnosis) {
               {"outcome", outcomeName(diagnosis.outcome)},
               {"explanation", utf8Text(diagnosis.explanation)}};
     if (diagnosis.boost) {
-        data["boost"] = {{"levelDb", diagnosis.boost->level / 10.0}, {"limiter", diagnosis.boost->mode == 1}};
+        data["boost"] = {{"levelDb", diagnosis.levelTenths / 10.0}, {"limiter", diagnosis.boost->mode == 1}};
     }
     if (diagnosis.maximizer) {
-        data["maximizer"] = {{"levelDb", diagnosis.maximizer->level / 10.0},
-                             {"ceilingDb", diagnosis.maximizer->ceiling / 10.0}};
+        data["maximizer"] = {{"levelDb", diagnosis.levelTenths / 10.0},
+                             {"ceilingDb", diagnosis.ceilingTenths / 10.0}};
     }
     if (diagnosis.equalizer) {
         data["points"] = pointsData(*diagnosis.equalizer);

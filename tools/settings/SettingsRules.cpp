@@ -25,8 +25,8 @@ void checkWithin(const std::string& line, const char* what, std::int32_t tenths,
                  std::int32_t most) {
     if (tenths < least || tenths > most) {
         throw Refusal("The " + std::string(what) + " of \"" + line + "\" counts tenths of a dB and lies outside of " +
-                      std::to_string(least) + " to " + std::to_string(most) + " (" + formatDecibels(most / 10.0) +
-                      ").");
+                      std::to_string(least) + " to " + std::to_string(most) + " (" + formatDecibels(least / 10.0) +
+                      " to " + formatDecibels(most / 10.0) + ").");
     }
 }
 

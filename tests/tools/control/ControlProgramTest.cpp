@@ -142,6 +142,8 @@ TEST(ControlProgram, RefusalsHaveTheirExitStatusAndLeaveTheSettingsAlone) {
         DWORD exitStatus;
     } cases[] = {{L"boost 30", 3},
                  {L"boost off --limit", 2},
+                 {L"boost 6 --clean --limit", 2},
+                 {L"boost on --clean", 2},
                  {L"", 2},
                  {L"eq \"1 1\" --file x", 2},
                  {L"eq --file missing.txt", 6},

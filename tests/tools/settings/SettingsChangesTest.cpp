@@ -103,6 +103,8 @@ TEST(SettingsChanges, EachCommandWritesItsLineAndKeepsTheOthersByteForByte) {
          "#Boosted: 1\nBoost: 60 dB 1\nBoost: 5 dB 0"},
         {effectDefault, boost("6", clean), "Maximizer: 60 dB\n#EnableOldApo:"},
         {"Maximizer: 60 dB -10\nA:\nBoost: 1 dB 0", boost("9", limited), "Boost: 90 dB 1\nA:"},
+        {"Boost: 1 dB 0\n#Maximizer: 60 dB -10\nMaximizer: 1 dB -3", boost("9", clean), "Maximizer: 90 dB -10"},
+        {"Maximizer: loud -7\nMaximizer: 60 dB -300", boost("9", clean), "Maximizer: 90 dB -200"},
         {"Maximizer: 60 dB -10\n#Boost: 1 dB 0", boostLines(false), "#Maximizer: 60 dB -10\n#Boost: 1 dB 0"},
         {"Maximizer: 60 dB", points("100 -3"), "Equalizer: 100 -3\nMaximizer: 60 dB"},
         {"", lines({"Maximizer: -5 dB 0"}, false), "Maximizer: -5 dB 0"},
@@ -145,8 +147,9 @@ TEST(SettingsChanges, RefusesWhatTheEffectWouldIgnoreOrTakeOtherwise) {
         {line("Boost: 60 dB 2"), "is 0 for a plain boost or 1"},
         {line("Boost: 60 dB 1 please"), "reads \"Boost: 60 dB 1 please\" as"},
         {line("Maximizer: 201 dB"), "outside of -200 to 200"},
-        {line("Maximizer: 60 dB 1"),
-         "ceiling of \"Maximizer: 60 dB 1\" counts tenths of a dB and lies outside of -200 to 0"},
+        {line("Maximizer: 60 dB 1"), "ceiling of \"Maximizer: 60 dB 1\" counts tenths of a dB and lies outside of "
+                                     "-200 to 0 (-20.0 dB to 0.0 dB)"},
+        {line("Maximizer: 60 dB -201"), "outside of -200 to 0"},
         {line("Maximizer: 60 dB -1.5"), "reads \"Maximizer: 60 dB -1.5\" as \"Maximizer: 60 dB -1\""},
         {line("Maximizer: 6.0 dB"), "would do nothing"},
         {line("Boost: 1 dB 0\nBoost: 2 dB 0"), "line ends"},
@@ -170,6 +173,10 @@ TEST(SettingsChanges, WhatIsRoundedOrChangesNothingIsSaid) {
     EXPECT_EQ(changeBoost("", "0.7", plain).text, "Boost: 7 dB 0");
     EXPECT_EQ(notesOf(changeBoost("", "0.7", plain)), "");
     EXPECT_NE(notesOf(boostLines(true)("Boost: 1 dB 0")).find("stood so already"), std::string::npos);
+    EXPECT_EQ(notesOf(changeBoost("Maximizer: 60 dB -10", "9", clean)), "The ceiling stays at -1.0 dB.\n");
+    EXPECT_EQ(notesOf(changeBoost("Maximizer: 60 dB -10", "9", limited)), "");
+    EXPECT_NE(notesOf(boostLines(true)("#Boost: 60 dB 1\nMaximizer: 60 dB")).find("2 lines"), std::string::npos);
+    EXPECT_EQ(notesOf(boostLines(true)("#Boost: 60 dB 1")), "");
 }
 
 /// 60 points, far more than fit.

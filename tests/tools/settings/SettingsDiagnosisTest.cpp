@@ -30,6 +30,7 @@ const std::vector<Case> cases{
     {"Maximizer: 60 dB", LineOutcome::buildsFilter, "6.0 dB with a clean limiter at full scale"},
     {"Maximizer: 300 dB -10", LineOutcome::buildsFilter,
      "20.0 dB, the most there is, with a clean limiter at -1.0 dB"},
+    {"Maximizer: -300 dB", LineOutcome::buildsFilter, "-20.0 dB, the least there is, with a clean"},
     {"Maximizer: 60 dB loud", LineOutcome::wrongParameters, "as in \"Maximizer: 60 dB -10\""},
     {"Maximiser: 60 dB", LineOutcome::unknownName, "did you mean \"Maximizer\""},
     {"EnableOldApo:", LineOutcome::previousEffectOn, "previous effect runs first"},

@@ -2,7 +2,6 @@
 
 #include "curves/Numbers.h"
 #include "filters/Decibels.h"
-#include "text/Limits.h"
 
 #include <algorithm>
 #include <cmath>
@@ -27,10 +26,8 @@ struct LimiterLine {
 };
 
 std::optional<std::int32_t> limitedLevel(const LineDiagnosis& diagnosis) {
-    if (diagnosis.maximizer) {
-        return std::clamp(diagnosis.maximizer->level, -maxMaximizerTenths, maxMaximizerTenths);
-    }
-    return diagnosis.boost->mode == 1 ? std::optional(diagnosis.boost->level) : std::nullopt;
+    const bool isLimited = diagnosis.maximizer || diagnosis.boost->mode == 1;
+    return isLimited ? std::optional(diagnosis.levelTenths) : std::nullopt;
 }
 
 LimiterLine findLimiter(const Settings& settings) {
