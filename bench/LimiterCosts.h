@@ -1,5 +1,6 @@
 #pragma once
 
+#include "LimiterTable.h"
 #include "filters/IFilter.h"
 
 #include <cstddef>
@@ -13,10 +14,8 @@ namespace tovix::bench {
 /// quickest round counts, so that neither another program nor a slow clock is taken for an uneven cost.
 class BlockCosts {
 public:
-    static constexpr std::uint32_t blockFrames = 480;
-
-    /// The same `sound`, a whole number of blocks, in both channels.
-    BlockCosts(std::unique_ptr<IFilter> filter, std::vector<float> sound);
+    /// The same `sound` in both channels, as many blocks as it has whole.
+    BlockCosts(std::unique_ptr<IFilter> filter, std::vector<float> sound, std::uint32_t blockFrames);
 
     void playOnce();
 
@@ -29,10 +28,13 @@ public:
 private:
     std::unique_ptr<IFilter> m_filter;
     std::vector<float> m_sound;
+    std::uint32_t m_blockFrames;
+    std::vector<float> m_left;
+    std::vector<float> m_right;
     std::vector<double> m_blockNs;
 };
 
 /// Prints what the limiters of both settings cost with sounds that are harmless, steady, and as hard as can be.
-void printLimiterCosts();
+void printLimiterCosts(Outcome& outcome);
 
 } // namespace tovix::bench

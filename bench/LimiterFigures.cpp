@@ -38,9 +38,16 @@ std::vector<double> gainsOf(const Take& take, std::size_t first, std::size_t cou
     return gains;
 }
 
-/// Of the first channel, from the frame before to this one.
-double stepAt(const std::vector<float>& stereo, std::size_t frame) {
-    return std::fabs(static_cast<double>(stereo[2 * frame]) - static_cast<double>(stereo[2 * frame - 2]));
+/// From the frame before to this one.
+double stepAt(const std::vector<float>& stereo, std::size_t channel, std::size_t frame) {
+    const float* const sample = stereo.data() + 2 * frame + channel;
+    return std::fabs(static_cast<double>(sample[0]) - static_cast<double>(sample[-2]));
+}
+
+/// The first channel's gain, none in silence.
+double gainAt(const Take& take, std::size_t frame) {
+    const auto input = static_cast<double>(take.pSound->samples[2 * frame]);
+    return input == 0.0 ? 0.0 : std::fabs(static_cast<double>(take.output[2 * frame]) / input);
 }
 
 } // namespace
@@ -73,12 +80,12 @@ double modulationOf(const Take& take) {
     return std::sqrt(around / tone);
 }
 
-double excessOf(const Take& take) {
+double excessOf(const Take& take, double ceiling) {
     double most = 0.0;
     for (const float sample : take.output) {
         most = std::max(most, std::fabs(static_cast<double>(sample)));
     }
-    return std::max(most - 1.0, 0.0);
+    return std::max(most / ceiling - 1.0, 0.0);
 }
 
 double recoveryDbOf(const Take& take) {
@@ -102,7 +109,9 @@ double extraStepOf(const Take& take, std::size_t frame) {
     const std::vector<float>& input = take.pSound->samples;
     double most = 0.0;
     for (std::size_t f = frame - framesOf(2); f < std::min(frame + framesOf(50), take.output.size() / 2); ++f) {
-        most = std::max(most, stepAt(take.output, f) - preGain * stepAt(input, f));
+        // Where a delay is not a whole number of frames, what is taken for the gain has no bound near zero.
+        const double gain = std::min(std::max(gainAt(take, f), gainAt(take, f - 1)), preGain);
+        most = std::max(most, stepAt(take.output, 0, f) - gain * stepAt(input, 0, f));
     }
     return most;
 }
@@ -120,10 +129,10 @@ std::size_t delayOf(const Take& take) {
     return frame < impulseFrame ? 0 : frame - impulseFrame;
 }
 
-double largestStep(const std::vector<float>& samples, std::size_t first, std::size_t end) {
+double largestStep(const std::vector<float>& samples, std::size_t channel, std::size_t first, std::size_t end) {
     double largest = 0.0;
     for (std::size_t f = first; f < end; ++f) {
-        largest = std::max(largest, stepAt(samples, f));
+        largest = std::max(largest, stepAt(samples, channel, f));
     }
     return largest;
 }

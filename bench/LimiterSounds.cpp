@@ -50,6 +50,14 @@ double onset(std::size_t f) {
     return f < silenceEndFrame ? 0.0 : std::cos(angleOf(100.0, f - silenceEndFrame));
 }
 
+std::vector<float> linked() {
+    std::vector<float> samples = stereo(1500, [](std::size_t f) { return 0.2 * std::cos(angleOf(100.0, f)); });
+    for (std::size_t f = burstFrame; f < burstFrame + burstFrames; ++f) {
+        samples[2 * f + 1] = static_cast<float>(std::cos(angleOf(1000.0, f - burstFrame)));
+    }
+    return samples;
+}
+
 std::vector<float> changingNoise() {
     const std::vector<float> noise = flatNoise(framesOf(5000), 1.0F);
     return stereo(5000, [&](std::size_t f) {
@@ -83,6 +91,7 @@ std::vector<LimiterSound> makeLimiterSounds() {
     sounds.push_back({"voices", 120, tones({{50, 0.6}, {3000, 0.2}})});
     sounds.push_back({"burst", 120, stereo(1500, burst)});
     sounds.push_back({"onset", 89, stereo(3500, onset)});
+    sounds.push_back({"linked", 120, linked()});
     sounds.push_back({"noise", 120, changingNoise()});
     sounds.push_back({"demo6", 60, render::makeDemoProgramme()});
     sounds.push_back({"demo12", 120, sounds.back().samples});

@@ -5,25 +5,33 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace tovix::bench {
 namespace {
 
 constexpr std::uint32_t blockFrames = 480;
 
-/// The largest step within 20 ms of a change of the settings, over the input's times the larger gain of the two.
+/// The largest step within 20 ms of a change of the settings, over the larger one before and after.
 double changeStep(Setting from, std::int32_t fromTenths, Setting to, std::int32_t toTenths, float amplitude) {
     constexpr std::size_t changeFrame = 100 * std::size_t{blockFrames};
     std::vector<float> sound;
     for (std::size_t f = 0; f < 2 * changeFrame; ++f) {
-        sound.insert(sound.end(), 2, amplitude * static_cast<float>(std::sin(0.13 * static_cast<double>(f))));
+        const auto time = static_cast<double>(f);
+        sound.push_back(amplitude * static_cast<float>(std::sin(0.13 * time)));
+        sound.push_back(amplitude * static_cast<float>(0.6 * std::sin(0.047 * time + 1.0)));
     }
     const std::string next = lineOf(to, toTenths);
     const std::vector<float> output = play(sound, lineOf(from, fromTenths), next, changeFrame);
     const std::size_t first = changeFrame - framesOf(1);
     const std::size_t end = changeFrame + framesOf(20);
-    const double gain = std::pow(10.0, std::max(fromTenths, toTenths) / 200.0);
-    return largestStep(output, first, end) / (largestStep(sound, first, end) * gain);
+    double worst = 0.0;
+    for (const std::size_t channel : {0U, 1U}) {
+        const double own = std::max(largestStep(output, channel, first - framesOf(200), first),
+                                    largestStep(output, channel, end + framesOf(500), 2 * changeFrame));
+        worst = std::max(worst, largestStep(output, channel, first, end) / own);
+    }
+    return worst;
 }
 
 } // namespace
@@ -86,10 +94,16 @@ double excessOfTenMillionFrames(const std::vector<LimiterSound>& sounds) {
             sound.insert(sound.end(), samples.begin(), samples.end());
         }
     }
+    // 10 ms four times as loud in every half second.
+    for (std::size_t f = 0; f < sound.size() / 2; ++f) {
+        const float loudness = f % framesOf(500) < burstFrames ? 4.0F : 1.0F;
+        sound[2 * f] *= loudness;
+        sound[2 * f + 1] *= loudness;
+    }
     double worst = 0.0;
-    for (const std::int32_t tenths : {60, 120, 200}) {
-        const LimiterSound played{"", tenths, {}};
-        worst = std::max(worst, excessOf({&played, play(sound, lineOf(Setting::clean, tenths))}));
+    for (const auto& [tenths, ceiling] : {std::pair{60, 0}, {120, 0}, {200, 0}, {120, -10}, {60, -37}}) {
+        const std::string line = lineOf(Setting::clean, tenths) + ' ' + std::to_string(ceiling);
+        worst = std::max(worst, excessOf({nullptr, play(sound, line)}, std::pow(10.0, ceiling / 200.0)));
     }
     return worst;
 }

@@ -19,12 +19,12 @@ std::string lineOf(Setting setting, std::int32_t tenths);
 std::vector<float> play(const std::vector<float>& input, const std::string& settings, const std::string& next = {},
                         std::size_t changeFrame = 0);
 
-/// The largest step within 20 ms of a change of the settings, from and to the maximizer, over the input's times the
-/// larger gain of the two.
+/// The largest step within 20 ms of a change of the settings, from and to the maximizer, over the larger of the
+/// output's own well before and well after it. Of either channel; they are unlike.
 double worstChangeStep();
 
-/// By how much the largest of ten million frames of the programme, noise and bursts through the maximizer is above
-/// full scale, at several levels.
+/// By what share the largest of ten million frames of the programme, with bursts in it, of noise and of bursts
+/// through the maximizer is above its ceiling, at several levels and ceilings.
 double excessOfTenMillionFrames(const std::vector<LimiterSound>& sounds);
 
 } // namespace tovix::bench

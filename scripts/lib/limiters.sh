@@ -52,7 +52,8 @@ compare_limiters() {
         printf 'scale as the ceiling of all; `alimiter` without its automatic level. THD+N and distortion are what is left beside\n'
         printf 'the tones after 0.1 s.\n\n'
         "$program" measure "$limiter_sounds" "${columns[@]}"
-        printf '\nCost in stereo, ns per frame: the median of the blocks of 480 frames, each in its quickest round.\n\n'
+        printf '\nCost in stereo, ns per frame: the median of the blocks, of which each counts in its quickest of 200 rounds.\n'
+        printf 'So do the bars: they hold for what a block costs by itself, not for what other programs add to it.\n\n'
         "$program" costs
     } | tee "$page"
     rm -rf "$limiter_sounds"
