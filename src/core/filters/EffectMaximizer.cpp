@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
-#include <utility>
 
 namespace tovix {
 namespace {
@@ -14,7 +12,7 @@ namespace {
 constexpr double fallbackRateHz = 44100.0;
 /// Longer than half a period of 20 Hz, so that any tone that can be heard has a peak in every window.
 constexpr double holdSeconds = 0.025;
-/// Time constant of the gain's rise. After a burst of 10 ms that stood 12 dB over, 250 ms bring it back to 0.8 dB
+/// Time constant of the gain's rise. After a burst of 10 ms that stood 12 dB over, 250 ms bring it back to 0.7 dB
 /// below where it was; a third less bends dense sound by a fifth more.
 constexpr double releaseSeconds = 0.1;
 /// A single peak's reduction lasts as long as the peak and the hold. 15 ms are a drum's.

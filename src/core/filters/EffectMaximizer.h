@@ -17,8 +17,7 @@ namespace tovix {
 /// any tone from 20 Hz on, the need of a steady sound stands still. The gain falls to the need at once and rises
 /// exponentially towards the lesser of the need and a slow second gain:
 ///
-/// - A reduction that lasts no longer than a single peak leaves the slow gain alone, and the gain is back soon after
-/// it.
+/// - A reduction no longer than a single peak's leaves the slow gain alone, and the gain is back soon after it.
 /// - One that lasts is a dense programme's. The slow gain falls to its need and rises so slowly that the gain hardly
 ///   moves between one peak and the next.
 ///
