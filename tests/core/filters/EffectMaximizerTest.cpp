@@ -174,6 +174,7 @@ TEST(PeakWindow, TakesSkippedValuesForOthersUpToTheBound) {
                 }
             }
             f += count;
+            ASSERT_EQ(window.offset(), f % window.segmentFrames()) << "window of " << length;
         }
         EXPECT_GT(skipped, values.size() / 10) << length;
     }

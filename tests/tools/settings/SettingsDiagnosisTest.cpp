@@ -62,6 +62,15 @@ TEST(SettingsDiagnosis, SaysWhatEachLineDoesOrWhyNothingComesOfIt) {
     }
 }
 
+TEST(SettingsDiagnosis, LevelAndCeilingAreAlsoGivenAsTheEffectHoldsThem) {
+    const auto maximizer = diagnoseSettings("Maximizer: -300 dB -300", decodeLatin1).front();
+    EXPECT_EQ(maximizer.maximizer->level, -300);
+    EXPECT_EQ(maximizer.levelTenths, -200);
+    EXPECT_EQ(maximizer.ceilingTenths, -200);
+    EXPECT_EQ(diagnoseSettings("Boost: 300 dB 0", decodeLatin1).front().levelTenths, 200);
+    EXPECT_EQ(diagnoseSettings("Boost: 300 dB 1", decodeLatin1).front().levelTenths, 300);
+}
+
 TEST(SettingsDiagnosis, AgreesWithTheChainThatIsBuilt) {
     ChainBuilder builder(decodeLatin1);
     builder.configure({.sampleRateHz = 48000, .inputChannels = 1, .outputChannels = 1, .maxFrames = 64}, {});
