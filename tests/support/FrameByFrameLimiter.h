@@ -13,8 +13,8 @@
 
 namespace tovix::test {
 
-/// What BoostDynamics does, one frame after the other, with the library's logarithm and exponential: by which its
-/// vector loops are judged and with which they are compared.
+/// What BoostDynamics does, one frame after the other, with the library's logarithm and exponential. The
+/// tests compare the vector loops with it, and the benchmarks time them against it.
 class FrameByFrameLimiter {
 public:
     FrameByFrameLimiter(double boostDb, double sampleRateHz) : m_releaseFrames(5.0 * sampleRateHz) {

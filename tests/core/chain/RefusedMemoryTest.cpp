@@ -7,6 +7,7 @@
 #include "filters/EffectEqualizer.h"
 
 #include "support/DirectConvolution.h"
+#include "support/FastestAgain.h"
 
 #include <gtest/gtest.h>
 
@@ -81,6 +82,7 @@ TEST(RefusedMemory, OfAnEqualizerLeavesItInert) {
     // Not a multiple of 4, so that the gap takes its memory too.
     constexpr std::uint32_t blockFrames = 49;
     const std::vector<float> sound = noise(blockFrames, 1);
+    const FastestAgain atEnd;
     for (const ConvolverEngine* const pEngine : availableConvolverEngines()) {
         ASSERT_TRUE(forceConvolverEngine(pEngine->name));
         const int requests = refuseEachRequest([&sound] {

@@ -1,8 +1,11 @@
 #include "filters/EffectBoost.h"
 #include "kernels/LimiterLoops.h"
+#include "support/FastestAgain.h"
 #include "support/FrameByFrameLimiter.h"
 
 #include <gtest/gtest.h>
+
+#include <xmmintrin.h>
 
 #include <algorithm>
 #include <bit>
@@ -120,6 +123,7 @@ struct Player {
 
 /// Plays the case with every set of loops, whole and in pieces, beside the limiter that goes frame by frame.
 void expectSameSound(const Case& task) {
+    const test::FastestAgain atEnd;
     test::FrameByFrameLimiter given(task.level * 0.1, static_cast<double>(task.sampleRateHz));
     Planar expected(task.channelCount);
     std::deque<Player> players;
@@ -193,6 +197,36 @@ TEST(BoostDynamics, ALaterBoostSoundsAsFrameByFrame) {
     for (const Sound& sound : sounds) {
         for (const float rate : {300.0F, 48000.0F}) {
             expectSameSound({sound, 30, 2, rate, 10 * longestBlock, {200, 10, 120, 0, 200, 60, 70, 250, 100}});
+        }
+    }
+}
+
+/// Denormals are taken and given as zero while it lives, as in every block of the effect.
+class DenormalsOff {
+public:
+    DenormalsOff() noexcept { _mm_setcsr(m_before | flushToZero | denormalsAreZero); }
+    DenormalsOff(const DenormalsOff&) = delete;
+    DenormalsOff& operator=(const DenormalsOff&) = delete;
+    ~DenormalsOff() { _mm_setcsr(m_before); }
+
+private:
+    static constexpr unsigned flushToZero = 1U << 15U;
+    static constexpr unsigned denormalsAreZero = 1U << 6U;
+    unsigned m_before = _mm_getcsr();
+};
+
+TEST(BoostDynamics, WithoutDenormalsEveryBoostSoundsAsFrameByFrame) {
+    // Among samples around the smallest normal float a loud one, after which they are turned down.
+    const Sound smallest{"around the smallest", [](std::size_t f, std::size_t c) {
+                             return noise(f, c) * (f % 2003 == 5 ? 1.0F : 4.0F * std::numeric_limits<float>::min());
+                         }};
+    const DenormalsOff off;
+    for (const std::int32_t level : {-100000, -7600, -60, 0, 60, 120, 200, 53000}) {
+        for (const Sound& sound : sounds) {
+            expectSameSound({sound, level, 2, 300.0F, 5000});
+        }
+        for (const std::size_t channels : {1U, 2U, 17U}) {
+            expectSameSound({smallest, level, channels, 300.0F, 5000});
         }
     }
 }

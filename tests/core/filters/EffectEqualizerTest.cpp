@@ -5,6 +5,7 @@
 
 #include "support/DirectConvolution.h"
 #include "support/DrawnCurve.h"
+#include "support/FastestAgain.h"
 #include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
@@ -98,7 +99,9 @@ double magnitudeDb(const std::vector<float>& h, double turnsPerFrame) {
 class EffectEqualizerWith : public testing::TestWithParam<const ConvolverEngine*> {
 protected:
     EffectEqualizerWith() { forceConvolverEngine(GetParam()->name); }
-    ~EffectEqualizerWith() override { forceConvolverEngine(availableConvolverEngines().back()->name); }
+
+private:
+    FastestAgain m_atEnd;
 };
 
 INSTANTIATE_TEST_SUITE_P(Engines, EffectEqualizerWith,
@@ -193,12 +196,12 @@ TEST_P(EffectEqualizerWith, StaysFiniteWhateverTheSettingsSay) {
     }
 }
 
-/// A planner's lock, which stays installed, and the allocations made under it.
+/// A planner's lock, which stays installed, and the requests that RtAllocator gets while it is held.
 struct CountingLock {
     static inline std::mutex mutex;
     static inline bool held = false;
     static inline int taken = 0;
-    static inline int allocations = 0;
+    static inline int requests = 0;
 
     static void install() {
         installPlannerLock({[]() noexcept {
@@ -218,7 +221,7 @@ TEST_P(EffectEqualizerWith, TakesThePlannersLockOnceForAllPlansItMakesAndAllItDe
     CountingLock::install();
     const RtAllocator allocatorBefore = rtAllocator();
     installRtAllocator({[](std::size_t, void**) noexcept -> RtResult {
-                            CountingLock::allocations += CountingLock::held ? 1 : 0;
+                            CountingLock::requests += CountingLock::held ? 1 : 0;
                             return -1; // the heap serves instead
                         },
                         allocatorBefore.release});
@@ -232,7 +235,7 @@ TEST_P(EffectEqualizerWith, TakesThePlannersLockOnceForAllPlansItMakesAndAllItDe
         }
         EXPECT_EQ(CountingLock::takenSince(), planned ? 1 : 0) << channelCount;
     }
-    EXPECT_EQ(CountingLock::allocations, 0) << "nothing but planning while the lock is held";
+    EXPECT_EQ(CountingLock::requests, 0) << "of RtAllocator while the lock is held";
     installRtAllocator(allocatorBefore);
 }
 

@@ -1,5 +1,7 @@
 #include "kernels/LimiterLoops.h"
 
+#include "support/FastestAgain.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -53,6 +55,7 @@ TEST_P(LimiterLoopsOf, TakeLogarithmsAndPowersInDoublePrecision) {
 }
 
 TEST(LimiterLoops, AreForcedByNameAndTheFastestUnlessForced) {
+    const test::FastestAgain atEnd;
     ASSERT_EQ(&limiterLoops(), availableLimiterLoops().back());
     for (const LimiterLoops* const pLoops : availableLimiterLoops()) {
         EXPECT_TRUE(forceLimiterLoops(pLoops->name));
