@@ -154,7 +154,7 @@ bool cold(const Shape& shape) {
 struct Evenness {
     /// Of all blocks, ns.
     double mean = std::numeric_limits<double>::max();
-    /// The dearest position in a cycle of blocks: its median over the mean of all positions'.
+    /// Of the blocks of a cycle the one that costs most: its median time over the mean of all blocks' medians.
     double position = std::numeric_limits<double>::max();
     /// What 99 % of the blocks stay below, over the median.
     double dearBlock = std::numeric_limits<double>::max();

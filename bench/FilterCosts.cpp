@@ -1,5 +1,5 @@
 // What each filter of the core costs, in ns per frame, the kernels around the filters for some numbers of channels,
-// and whole blocks of the effect. Built natively and for Windows, so that the two can be held beside each other.
+// and whole blocks of the effect. Built natively and for Windows, so that the two can be compared.
 //
 //     tovix-filter-costs
 //

@@ -27,7 +27,7 @@ public:
     /// input survives. Empty (`!*this`) when FFTW makes no plan or there is no memory for planning, as for all four.
     static FftPlan realForward(const PlannerHold& hold, int halfLength, float* time, ComplexBin* spectrum) noexcept;
 
-    /// [control] The way back of `realForward`, which destroys `spectrum`: a plan that preserves it would allocate in
+    /// [control] The inverse of `realForward`, which destroys `spectrum`: a plan that preserves it would allocate in
     /// every execute.
     static FftPlan realBackward(const PlannerHold& hold, int halfLength, ComplexBin* spectrum, float* time) noexcept;
 

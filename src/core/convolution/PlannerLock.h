@@ -14,7 +14,8 @@ struct PlannerLock {
 };
 
 /// [control] Installs `lock` for the whole process. Not while a plan is made or destroyed: call it before the first.
-/// Until then the lock is a spin lock, which needs nothing of the system and is enough where plans hardly ever meet.
+/// Until then the lock is one of this file's, which allocates nothing; on Windows it spins, which is enough where
+/// plans hardly ever meet.
 void installPlannerLock(const PlannerLock& lock) noexcept;
 
 /// [control] Holds the planner's lock while it lives: for plans that are made or destroyed one after the other, and

@@ -23,7 +23,7 @@ public:
     static BlockConvolverPtr make(const VectorLoops& loops, const ConvolverTask& task) noexcept;
 
     /// [control] The tile for spectra of `rowCount` rows: the fastest one with which all blocks cost the same to
-    /// within a tenth. With few rows, which cannot be dealt out evenly, they do not.
+    /// within a tenth, or 1: few rows cannot always be divided evenly among the blocks of a tile.
     static std::size_t tileFor(const VectorLoops& loops, std::size_t partitionCount, std::size_t rowCount) noexcept;
 
     /// [control] Use `make`.

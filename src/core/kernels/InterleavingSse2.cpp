@@ -69,7 +69,8 @@ template <std::size_t width>
     }
 }
 
-/// The way back of `split`. What a group of three writes behind its own is overwritten by what comes later.
+/// The inverse of `split`. Three channels are stored as four: the extra sample is overwritten by what is stored
+/// later.
 template <std::size_t width>
 [[gnu::always_inline]] inline void join(const Strip& strip, const float* const* channels, float* samples) noexcept {
     const float* sources[width];

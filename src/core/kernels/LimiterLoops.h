@@ -21,7 +21,7 @@ struct ChannelRun {
 
 /// What does not change while a limiter runs.
 struct LimiterTerms {
-    /// Positive and finite.
+    /// Finite and not negative; 0 for a boost so low that its factor is below every double.
     double preGain = 1.0;
     /// The threshold that belongs to an envelope of 1; negative.
     double thresholdPerOctave = -1.0;

@@ -1,4 +1,4 @@
-// What the limiter reads of the channels, and what it does to them.
+// The limiter's loops over the samples: the peaks of the channels, and the multiplication by the factors.
 #pragma once
 
 namespace tovix {

@@ -41,14 +41,16 @@ constexpr double frameNumbers[]{1.0, 2.0, 3.0, 4.0, 5.0, 6.0, 7.0, 8.0};
     }
 }
 
-/// A limiter on its way through a run.
+/// What a limiter needs and changes during one call of `limit`.
 struct Course {
     /// Copies, so that the compiler knows them not to change under the stores.
     LimiterTerms terms;
     LimiterState state;
-    /// A peak up to this one counts for nothing and is below the threshold. A release only raises the threshold; an
-    /// attack that lowers it below what it was when the run began ends the distinction.
+    /// A vector whose peaks are all at most this one needs no levels: no peak reaches the threshold, and the envelope
+    /// only falls. A release only raises the threshold, so this stays true; once an attack has lowered the threshold
+    /// below `firstThreshold` it no longer is, and 0 takes its place.
     float plainPeak = 0.0F;
+    /// The threshold when the call began.
     double firstThreshold = 0.0;
 };
 
