@@ -13,4 +13,10 @@ function(tovix_own_target target)
         # GCC fuses a * b + c by itself wherever the instruction set of a file has the instruction. Off, so that every
         # build and every kernel rounds alike; a kernel that wants the fused form says so.
         -ffp-contract=off)
+    if(WIN32)
+        # GCC believes that it can align its stack to 32 bytes, which the Windows x64 calling convention does not let it;
+        # the assembler turns the aligned vector moves that would fault there into unaligned ones, at no cost on an
+        # aligned address. The toolchain file says so too, but a -DCMAKE_CXX_FLAGS=... replaces what it says.
+        target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:C,CXX>:-Wa,-muse-unaligned-vector-move>)
+    endif()
 endfunction()
