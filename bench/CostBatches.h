@@ -22,7 +22,7 @@ inline void finishStep() {
 }
 
 /// Measures batches of some milliseconds of `block`, which takes one block through, per frame. `copy`, which `block`
-/// does too, is taken off, as that is the C library's work; "... with copy" is what was measured, without that.
+/// does too, is taken off; "... with copy" is what was measured, without that.
 /// `rewind` comes before each batch.
 template <class Rewind, class Copy, class Block>
 void measure(const Subject& subject, Rewind rewind, Copy copy, Block block) {

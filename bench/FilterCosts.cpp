@@ -15,7 +15,9 @@
 #include "kernels/Kernels.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
+#include <utility>
 
 using namespace tovix;
 using namespace tovix::bench;
@@ -23,28 +25,51 @@ using namespace tovix::bench;
 namespace {
 
 constexpr std::int32_t boostLevel = 60;
-/// Planar channels that are worked on in place: each block begins as a copy of `sound`, frame by frame the same
-/// magnitude in every channel.
-class PlanarSound {
+/// Arrays one behind the other from a page's beginning on, wherever the heap puts them: how far arrays are apart
+/// modulo a page decides whether a processor takes a load for one of what it is about to store.
+class Arrays {
 public:
-    PlanarSound(std::uint32_t channelCount, std::vector<float> sound)
-        : m_sound(std::move(sound)), m_channels(channelCount, m_sound) {
-        for (auto& channel : m_channels) {
-            m_pointers.push_back(channel.data());
-        }
+    explicit Arrays(std::size_t floats) : m_memory(floats + pageFloats) {
+        const auto beyond = reinterpret_cast<std::uintptr_t>(m_memory.data()) / sizeof(float) % pageFloats;
+        m_pNext = m_memory.data() + (pageFloats - beyond) % pageFloats;
     }
 
-    float** refilled() {
-        for (auto& channel : m_channels) {
-            std::copy(m_sound.begin(), m_sound.end(), channel.begin());
-        }
-        return m_pointers.data();
-    }
+    float* next(std::size_t floats) { return std::exchange(m_pNext, m_pNext + floats); }
 
 private:
-    std::vector<float> m_sound;
-    std::vector<std::vector<float>> m_channels;
-    std::vector<float*> m_pointers;
+    static constexpr std::size_t pageFloats = 1024;
+    std::vector<float> m_memory;
+    float* m_pNext;
+};
+
+/// Planar channels that are worked on in place: each block begins as a copy of `sound`, frame by frame the same
+/// magnitude in every channel. Behind them the same block interleaved.
+class PlanarSound {
+public:
+    PlanarSound(std::uint32_t channelCount, const std::vector<float>& sound)
+        : m_arrays(sound.size() * (1 + 2 * std::size_t{channelCount})), m_pSound(m_arrays.next(sound.size())) {
+        std::copy(sound.begin(), sound.end(), m_pSound);
+        for (std::uint32_t c = 0; c < channelCount; ++c) {
+            m_channels.push_back(m_arrays.next(sound.size()));
+        }
+        m_pInterleaved = m_arrays.next(sound.size() * channelCount);
+    }
+
+    /// Copied by a kernel of our own: the C libraries' copies of the two systems differ, and the filter's first loads
+    /// wait for the copy's last stores.
+    float** refilled() {
+        for (float* const channel : m_channels) {
+            kernels().copyFinite(m_pSound, channel, blockFrames);
+        }
+        return m_channels.data();
+    }
+    float* interleaved() { return m_pInterleaved; }
+
+private:
+    Arrays m_arrays;
+    float* m_pSound;
+    std::vector<float*> m_channels;
+    float* m_pInterleaved;
 };
 
 void equalizer() {
@@ -90,12 +115,12 @@ void limiter(Filter filter, std::string_view who, double shareBefore, double sha
 void layouts(std::uint32_t channelCount) {
     PlanarSound sound{channelCount, noise(blockFrames)};
     float** const planar = sound.refilled();
-    std::vector<float> interleaved = noise(std::size_t{blockFrames} * channelCount);
+    float* const interleaved = sound.interleaved();
     const Kernels& loops = kernels();
     measure({"filter", blockFrames, channelCount, "de-interleave"}, nothing, nothing,
-            [&] { loops.deinterleave(interleaved.data(), planar, channelCount, blockFrames); });
+            [&] { loops.deinterleave(interleaved, planar, channelCount, blockFrames); });
     measure({"filter", blockFrames, channelCount, "interleave"}, nothing, nothing,
-            [&] { loops.interleaveFinite(planar, interleaved.data(), channelCount, blockFrames); });
+            [&] { loops.interleaveFinite(planar, interleaved, channelCount, blockFrames); });
 }
 
 /// Blocks in which one chain without filters fades into another. At the highest rate a fade takes eight of them.

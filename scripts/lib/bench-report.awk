@@ -1,7 +1,7 @@
 # Turns what the benchmarks measured into a page of tables, and into the table of a picture. POSIX awk.
 #   awk -v picture=TABLE.csv -f bench-report.awk bench/bars.csv FILE...
 # The files hold lines as bench/Measurements.h has them. A figure that was measured several times counts as the median of
-# its values.
+# its values; one of the rounds natively and under Wine as their least, as what disturbs a round makes it longer.
 
 BEGIN {
     FS = ","
@@ -59,7 +59,7 @@ function has(key) {
     return key in figure
 }
 
-function median_of(key,    count, i, j, value, sorted) {
+function value_of(key,    count, i, j, value, sorted) {
     count = times[key]
     for (i = 1; i <= count; ++i) {
         value = values[key, i]
@@ -68,7 +68,7 @@ function median_of(key,    count, i, j, value, sorted) {
         }
         sorted[j + 1] = value
     }
-    return sorted[int((count + 1) / 2)]
+    return key ~ /^(native|Wine) / ? sorted[1] : sorted[int((count + 1) / 2)]
 }
 
 # Sets the ratio of two figures and returns 1 where both are there.
@@ -124,7 +124,7 @@ function derive_growth(engine,    i, count, channels, key, ratio, largest, deare
 
 function derive(    key, part, count, engines, i) {
     for (key in times) {
-        set(key, median_of(key))
+        set(key, value_of(key))
     }
     for (key in times) {
         split(key, part, ",")
@@ -281,9 +281,9 @@ END {
     print "## Bound\n\nNs per sample of one channel: what the sums over the partitions and the transforms take at the rate of"
     print "multiply-adds that wait for nothing, and what reading the spectra takes; docs/cost.md says how.\n"
     print_bounds()
-    print "\n## Native and Windows\n\nNs per frame, medians of the rounds. \"filter\" is the core's code in a program of its own, \"block\" the whole"
-    print "effect: natively the core, under Wine the library. Each block begins with a copy of the sound into it, which is"
-    print "the C library's work. \"Native\" and \"Wine\" are what is left when the time of such copies alone is taken off; the"
+    print "\n## Native and Windows\n\nNs per frame, in the quietest round of each. \"filter\" is the core's code in a program of its own, \"block\" the whole"
+    print "effect: natively the core, under Wine the library. Each block begins with a copy of the sound into it, of which"
+    print "a whole block's is the C library's work. \"Native\" and \"Wine\" are what is left when the time of such copies alone is taken off; the"
     print "bars \"Wine over native\" and \"library over core\" are judged on that. \"With the copy\" is what was measured.\n"
     print_windows()
 }

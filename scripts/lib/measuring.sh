@@ -124,8 +124,9 @@ compare_with_windows() {
     configure_and_build windows tovix-filter-costs tovix-settings-latency Tovix64 || exit
     : >"$file"
     describe "$measured/windows.md" g++ g++-mingw-w64-x86-64-posix wine64
-    for round in 1 2 3 4 5 6 7; do
-        say "native and under Wine, round $round of 7"
+    local rounds=15
+    for ((round = 1; round <= rounds; ++round)); do
+        say "native and under Wine, round $round of $rounds"
         sides=(native Wine)
         ((round % 2)) || sides=(Wine native)
         for side in "${sides[@]}"; do

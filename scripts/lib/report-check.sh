@@ -42,6 +42,8 @@ set-up,480,2,avx2,1.5,1,1
 set-up,480,2,avx2,9,1,1
 set-up,480,2,avx2,1.4,1,1
 native filter,480,2,fade,2,1,1
+native filter,480,2,fade,3,1,1
+native filter,480,2,fade,2.5,1,1
 Wine filter,480,2,fade,2.2,1,1
 native filter,480,2,plain boost,0,1,1
 Wine filter,480,2,plain boost,0.1,1,1
