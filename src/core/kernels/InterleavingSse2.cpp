@@ -144,6 +144,7 @@ RT_SECTION std::size_t splitStereo(const float* samples, float* const* channels,
     float* const left = channels[0];
     float* const right = channels[1];
     std::size_t f = 0;
+#pragma GCC unroll 4
     for (; f + lanes <= frameCount; f += lanes) {
         const __m128 low = _mm_loadu_ps(samples + 2 * f);
         const __m128 high = _mm_loadu_ps(samples + 2 * f + lanes);
@@ -157,6 +158,7 @@ RT_SECTION std::size_t joinStereo(const float* const* channels, float* samples, 
     const float* const pLeft = channels[0];
     const float* const pRight = channels[1];
     std::size_t f = 0;
+#pragma GCC unroll 4
     for (; f + lanes <= frameCount; f += lanes) {
         const __m128 left = finiteOrZero(_mm_loadu_ps(pLeft + f));
         const __m128 right = finiteOrZero(_mm_loadu_ps(pRight + f));
