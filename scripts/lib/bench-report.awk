@@ -281,9 +281,10 @@ END {
     print "## Bound\n\nNs per sample of one channel: what the sums over the partitions and the transforms take at the rate of"
     print "multiply-adds that wait for nothing, and what reading the spectra takes; docs/cost.md says how.\n"
     print_bounds()
-    print "\n## Native and Windows\n\nNs per frame, in the quietest round of each. \"filter\" is the core's code in a program of its own, \"block\" the whole"
-    print "effect: natively the core, under Wine the library. Each block begins with a copy of the sound into it, of which"
-    print "a whole block's is the C library's work. \"Native\" and \"Wine\" are what is left when the time of such copies alone is taken off; the"
-    print "bars \"Wine over native\" and \"library over core\" are judged on that. \"With the copy\" is what was measured.\n"
+    print "\n## Native and Windows\n\nNs per frame, in the quietest round of each. \"filter\" is the core's code in a program of its own, \"block\" the"
+    print "whole effect: natively the core, under Wine the library. Each block begins with a copy of the sound into it: a"
+    print "filter's by a kernel of our own, a whole block's by the C library. \"Native\" and \"Wine\" are what is left when the"
+    print "time of such copies alone is taken off; the bars \"Wine over native\" and \"library over core\" are judged on that."
+    print "\"With the copy\" is what was measured.\n"
     print_windows()
 }
