@@ -106,7 +106,7 @@ public:
 
 private:
     /// Whether the record is what the engine would fill in, and its stores can be used.
-    [[nodiscard]] bool isRightRecord(UINT32 sizeBytes, BYTE* pBytes) const {
+    [[nodiscard]] bool isRightRecord(UINT32 sizeBytes, const BYTE* pBytes) const {
         const bool isLonger = m_kind == Kind::halvingLonger;
         const auto& record = *reinterpret_cast<const APOInitSystemEffects2*>(pBytes);
         if (sizeBytes != (isLonger ? 88U : 56U) || record.APOInit.cbSize != sizeBytes ||
