@@ -1,0 +1,72 @@
+#pragma once
+
+#include "install/RegistryTree.h"
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace tovix::install {
+
+/// A registry value from what it is to what it shall be; either may be "not there".
+struct ValueChange {
+    std::wstring key;
+    std::wstring name;
+    std::optional<RegistryData> before;
+    std::optional<RegistryData> after;
+};
+
+/// A key that comes, or goes if it is empty by then.
+struct KeyChange {
+    std::wstring key;
+    bool comes = true;
+};
+
+/// A folder that comes, or goes if it is empty by then.
+struct FolderChange {
+    std::filesystem::path folder;
+    bool comes = true;
+};
+
+/// A file that comes (`before` empty), goes (`after` empty) or is replaced. The contents are SHA-256 sums in
+/// hexadecimal.
+struct FileChange {
+    std::filesystem::path file;
+    std::string before;
+    std::string after;
+    /// What is copied there; empty for a file that goes.
+    std::filesystem::path source;
+};
+
+/// One step of what a command does to the machine.
+using MachineChange = std::variant<KeyChange, ValueChange, FolderChange, FileChange>;
+
+/// The changes that a later command can take back, in the order in which they were made.
+using ChangeRecord = std::vector<MachineChange>;
+
+/// All are [control].
+
+/// The SHA-256 sum of a file in hexadecimal; empty where there is no such file. Throws InstallRefusal.
+std::string contentOf(const std::filesystem::path& file);
+
+/// One line for the user, such as `set HKLM\...\FxProperties "{...},7": "{old}" -> "{new}"`; in UTF-8.
+std::string describe(const MachineChange& change);
+
+/// As data that `changeFrom` reads back. `changeFrom` throws InstallRefusal for what it does not understand.
+nlohmann::ordered_json toData(const MachineChange& change);
+MachineChange changeFrom(const nlohmann::json& data);
+
+/// What takes a record back on the machine as it is.
+struct TakingBack {
+    /// In the order in which they are to be made.
+    std::vector<MachineChange> changes;
+    /// What is neither as the record left it nor as it was before, because somebody has changed it since. Left alone.
+    std::vector<MachineChange> leftAlone;
+};
+TakingBack takingBack(const ChangeRecord& record, const RegistryTree& registry);
+
+} // namespace tovix::install
