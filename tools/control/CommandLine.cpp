@@ -1,4 +1,8 @@
+// The commands that set the settings, and the program around all commands. Every other group of commands has files of
+// its own, with one function that adds them: addCommands calls it.
+
 #include "control/Commands.h"
+#include "control/ExitStatus.h"
 #include "curves/Numbers.h"
 #include "curves/Refusal.h"
 #include "host/Arguments.h"
@@ -24,8 +28,9 @@ names stay as they are.
 
 The settings live as long as an effect or a control program has them open: with no audio running, use --hold.
 
-Exit status: 0 done, 1 failed, 2 wrong command line, 3 refused by the rules of the settings, 4 no settings page,
-5 registry not writable, 6 curve file not readable.)";
+Exit status:
+   0 done, 1 failed, 2 wrong command line, 3 refused by the rules of the settings, 4 no settings page, 5 registry not
+   writable, 6 curve file not readable)";
 
 /// The values of the command line; each subcommand fills in those that it has.
 struct Values {
@@ -39,13 +44,6 @@ struct Values {
     std::uint32_t logLevel = 0;
     std::vector<std::string> lines;
 };
-
-void refuseHold(const Values& v) {
-    if (v.output.hold) {
-        throw CLI::ValidationError("--hold",
-                                   "goes with a change of the settings; without one, watch keeps them open");
-    }
-}
 
 const CLI::Validator onOrOff = CLI::IsMember({"on", "off"});
 
@@ -124,9 +122,23 @@ void addLogLevel(CLI::App& app, Values& v) {
         ->required()
         ->check(CLI::Range(std::uint32_t{0}, highestLevel));
     command->callback([&v] {
-        refuseHold(v);
+        refuseHold(v.output);
         setLogLevel(v.logLevel, v.output);
     });
+}
+
+void addSettingsCommands(CLI::App& app, Values& v) {
+    app.add_subcommand("status", "Show the settings, what each line does, and the registry values")->callback([&v] {
+        refuseHold(v.output);
+        showStatus(v.output);
+    });
+    addBoost(app, v);
+    addEqualizer(app, v);
+    addPreviousEffect(app, v);
+    addSet(app, v);
+    app.add_subcommand("watch", "Show the settings after each change and keep them open, until Ctrl-C")
+        ->callback([&v] { watchSettings(v.output); });
+    addLogLevel(app, v);
 }
 
 void addCommands(CLI::App& app, Values& v) {
@@ -137,17 +149,7 @@ void addCommands(CLI::App& app, Values& v) {
     app.set_version_flag("--version", "tovixctl " TOVIX_VERSION, "Print the version and exit");
     app.add_flag("--json", v.output.json, "Print data, one JSON object a line");
     app.add_flag("--hold", v.output.hold, "After a change keep the settings open until Ctrl-C");
-    app.add_subcommand("status", "Show the settings, what each line does, and the registry values")->callback([&v] {
-        refuseHold(v);
-        showStatus(v.output);
-    });
-    addBoost(app, v);
-    addEqualizer(app, v);
-    addPreviousEffect(app, v);
-    addSet(app, v);
-    app.add_subcommand("watch", "Show the settings after each change and keep them open, until Ctrl-C")
-        ->callback([&v] { watchSettings(v.output); });
-    addLogLevel(app, v);
+    addSettingsCommands(app, v);
 }
 
 int fail(const char* sentence, ExitStatus status) {

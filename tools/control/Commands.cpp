@@ -1,5 +1,6 @@
 #include "control/Commands.h"
 
+#include "control/ExitStatus.h"
 #include "control/StatusReport.h"
 #include "host/ControllersTurn.h"
 #include "host/SettingsPage.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "curves/Refusal.h"
+#include "control/Output.h"
 #include "settings/SettingsChanges.h"
 
 #include <cstdint>
@@ -9,32 +9,6 @@
 #include <string_view>
 
 namespace tovix::control {
-
-/// How the program ends. The numbers are part of its interface: scripts test them.
-enum class ExitStatus : int {
-    done = 0,
-    /// Something that should not happen.
-    failed = 1,
-    /// The command line does not parse.
-    usage = 2,
-    /// What was asked for breaks a rule of the settings text, or does not fit into it.
-    refused = 3,
-    /// The settings page can be neither opened nor created.
-    noSettingsPage = 4,
-    /// The registry value cannot be written.
-    noRegistry = 5,
-    /// The curve file cannot be read.
-    noFile = 6,
-};
-
-using CommandFailure = RefusalWithStatus<ExitStatus>;
-
-/// How a command reports, and whether it keeps running.
-struct Output {
-    bool json = false;
-    /// After a change: keep the settings page open until the program is ended.
-    bool hold = false;
-};
 
 /// The commands. [control], on the program's only thread. Results go to the standard output, notes and refusals to
 /// the standard error; all of them throw a Refusal when they cannot do what they are asked.
