@@ -91,11 +91,19 @@ void addEngineOptions(CLI::App& app, EngineChoice& engine) {
     auto* const watch = app.add_flag("--watch", engine.watch,
                                      "Tell on the error stream when another program, such as tovixctl, changes the "
                                      "settings; best with --realtime");
+    app.add_option("--previous-effect", engine.previousEffect,
+                   "A registered effect that the device had before, as {...}: it runs first, unless a settings line "
+                   "says #EnableOldApo:")
+        ->type_name("CLASS");
     library->excludes(registered);
     core->excludes(library)->excludes(registered)->excludes(watch);
 }
 #else
-void addEngineOptions(CLI::App& /*app*/, EngineChoice& /*engine*/) {}
+/// This program has the core alone.
+void addEngineOptions(CLI::App& app, EngineChoice& engine) {
+    engine.core = true;
+    app.add_option("--previous-effect", engine.previousEffect)->group("");
+}
 #endif
 
 void addOptions(CLI::App& app, Options& options, RawOptions& raw) {
@@ -169,6 +177,11 @@ std::optional<Options> parseOptions(const std::vector<std::string>& arguments, s
     options.reportFormat = raw.report == "json" ? ReportFormat::json : ReportFormat::text;
     options.sampleFormat = raw.format == "input" ? SampleFormat::likeInput : SampleFormat::float32;
     takeFiles(options, raw.files);
+    options.settings.wantsPreviousEffect = options.engine.previousEffect.has_value();
+    if (options.engine.core && options.settings.wantsPreviousEffect) {
+        throw RenderError(ExitStatus::usage, "--previous-effect needs the effect's library, which loads that effect; "
+                                             "here the effect's core runs alone.");
+    }
     return options;
 }
 

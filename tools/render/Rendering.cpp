@@ -42,7 +42,7 @@ std::unique_ptr<IEngine> makeEngine([[maybe_unused]] const Job& job) {
 
 Rendering::Rendering(Job job)
     : m_job(std::move(job)), m_sink(m_job.options.outputPath, m_job.sound, sinkFormat(m_job)),
-      m_engine(makeEngine(m_job)), m_limiter(m_job.format),
+      m_engine(makeEngine(m_job)), m_limiter(m_job.format, m_job.options.engine.previousEffect.has_value()),
       m_before(m_job.format.inputChannels, m_job.format.inputMask, m_job.format.sampleRateHz),
       m_after(m_job.format.outputChannels, m_job.format.outputMask, m_job.format.sampleRateHz),
       m_input(std::size_t{m_job.format.blockFrames} * m_job.format.inputChannels),

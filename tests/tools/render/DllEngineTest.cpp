@@ -2,6 +2,7 @@
 
 #include "exchange/SharedConfigMapping.h"
 #include "support/ModuleUnderTest.h"
+#include "support/PreviousEffectServer.h"
 #include "support/SettingsWriter.h"
 #include "tools/render/RenderSupport.h"
 
@@ -111,6 +112,48 @@ TEST(DllEngine, PlaysTheRegisteredLibraryThroughCom) {
     expectSame(folder, "registered.wav", "core.wav", "registered");
 }
 
+/// The registered effect's render of "in.wav" with more options.
+Outcome renderRegistered(const TestFolder& folder, const char* output, const std::vector<std::string>& options) {
+    std::vector<std::string> arguments{folder.file("in.wav"), folder.file(output), "--registered"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return runProgramAsIs(arguments);
+}
+
+TEST(DllEngine, PlaysThePreviousEffectOfADeviceAheadOfTheRegisteredOne) {
+    const TestFolder folder;
+    writeSound(folder.file("in.wav"), programme(2));
+    const test::ModuleUnderTest module;
+    ASSERT_EQ(module.call("DllRegisterServer"), S_OK);
+    std::wstring wide = test::PreviousEffectServer::classText(test::PreviousEffectKind::halving);
+    const std::string halving(wide.begin(), wide.end());
+    const std::vector<std::string> linear{"--set", "Equalizer: 100 -3 1000 0 10000 6"};
+    const auto with = [](std::vector<std::string> options, const std::vector<std::string>& more) {
+        options.insert(options.end(), more.begin(), more.end());
+        return options;
+    };
+    {
+        const test::PreviousEffectServer server;
+        const Outcome behind = renderRegistered(folder, "behind.wav", with(linear, {"--previous-effect", halving}));
+        EXPECT_EQ(behind.status, 0) << behind.err;
+        EXPECT_NE(behind.out.find("behind the previous effect " + halving), std::string::npos) << behind.out;
+        EXPECT_EQ(renderRegistered(folder, "alone.wav", linear).status, 0);
+        const std::vector<std::string> off{"--previous-effect", halving, "--set", "#EnableOldApo:"};
+        EXPECT_EQ(renderRegistered(folder, "off.wav", with(linear, off)).status, 0);
+    }
+    const Outcome unregistered = renderRegistered(folder, "none.wav", {"--previous-effect", halving});
+    EXPECT_EQ(unregistered.status, 1);
+    EXPECT_NE(unregistered.err.find("is not registered on this machine"), std::string::npos) << unregistered.err;
+    ASSERT_EQ(module.call("DllUnregisterServer"), S_OK);
+    const Sound behind = readSound(folder.file("behind.wav"));
+    const Sound alone = readSound(folder.file("alone.wav"));
+    ASSERT_EQ(behind.samples.size(), alone.samples.size());
+    EXPECT_GT(peakBetween(alone, 0.0, 1.5), 0.5F);
+    for (std::size_t i = 0; i < alone.samples.size(); ++i) {
+        ASSERT_NEAR(behind.samples[i], 0.5F * alone.samples[i], 1e-6F) << i;
+    }
+    expectSame(folder, "off.wav", "alone.wav", "switched off");
+}
+
 TEST(DllEngine, IsSteeredByTheControlProgramWhileItPlays) {
     const TestFolder folder;
     writeSound(folder.file("in.wav"), sineSound(2, 4.0, 997.0, 0.1));
@@ -189,6 +232,9 @@ TEST(DllEngine, SaysWhatKeepsALibraryFromBeingUsed) {
         {{"--dll", systemLibrary(L"propsys.dll")}, 1, "does not hold the effect (0x80040111)"},
         {{"--dll", "Tovix64.dll", "--registered"}, 2, "excludes"},
         {{"--core", "--watch"}, 2, "excludes"},
+        {{"--previous-effect", "Tovix"}, 2, "and \"Tovix\" is none."},
+        {{"--previous-effect", ""}, 2, "and \"\" is none."},
+        {{"--previous-effect", "{8B1D5C3E-6A47-4F0B-9E52-C7A3D8F41B60}"}, 2, "this effect's own class"},
     };
     for (const auto& c : cases) {
         std::vector<std::string> arguments{folder.file("in.wav"), folder.file("out.wav")};

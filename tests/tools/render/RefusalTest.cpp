@@ -54,6 +54,7 @@ TEST_F(Refusal, OfEachWrongInputHasItsStatusAndOneSentenceAndLeavesTheOutputAlon
         {{in, out, "--levels", in}, ExitStatus::usage},
         {{in, out, "--levels", out}, ExitStatus::usage},
         {{in, out, "--levels", folder.file("t.csv"), "--response", folder.file("t.csv")}, ExitStatus::usage},
+        {{in, out, "--previous-effect", "{0}"}, ExitStatus::usage, "needs the effect's library"},
         {{folder.file("absent.wav"), out}, ExitStatus::unreadableInput},
         {{folder.file("empty.wav"), out}, ExitStatus::unreadableInput},
         {{folder.file("text.wav"), out}, ExitStatus::unreadableInput},

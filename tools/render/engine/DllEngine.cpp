@@ -39,12 +39,16 @@ void DllEngine::open(const EngineFormat& format, std::string_view settings) {
     m_format = format;
     m_crossfadeFrames = crossfadeFramesAt(static_cast<float>(format.sampleRateHz));
     m_statistics = {};
-    // The library first: settings are not touched for a file that does not hold the effect.
+    // These first: settings are not touched for a file that does not hold the effect.
     m_module.emplace(m_choice);
+    const DeviceProperties device(m_choice.previousEffect);
     m_description = m_module->description();
+    if (m_choice.previousEffect) {
+        m_description += ", behind the previous effect " + *m_choice.previousEffect;
+    }
     m_settings.emplace(settings, m_choice.changesSettings);
     m_knownText = settings;
-    m_stream.emplace(*m_module->createEffect(), format);
+    m_stream.emplace(*m_module->createEffect(), device, format);
     m_statistics.firstBuildMs = m_stream->lockMs();
 }
 

@@ -4,8 +4,6 @@
 #include "platform/AudioMediaType.h"
 #include "render/engine/EffectModule.h"
 
-#include <propsys.h>
-
 #include <algorithm>
 #include <chrono>
 
@@ -21,20 +19,6 @@ ComReference<IAudioMediaType> mediaType(std::uint32_t sampleRateHz, std::uint32_
     return requireObject<IAudioMediaType>(result, pType, "the format cannot be described");
 }
 
-/// The properties of an endpoint that exists for this render only.
-ComReference<IPropertyStore> endpointProperties() {
-    void* pStore = nullptr;
-    const HRESULT result = ::PSCreateMemoryPropertyStore(IID_IPropertyStore, &pStore);
-    auto store = requireObject<IPropertyStore>(result, pStore, "no property store can be made");
-    wchar_t text[] = L"{00000000-0000-0000-0000-000000000000}";
-    // Borrowed: the store copies the value.
-    PROPVARIANT value{};
-    value.vt = VT_LPWSTR;
-    value.pwszVal = text;
-    requireSuccess(store->SetValue(endpointGuidKey, value), "the endpoint's identity cannot be set");
-    return store;
-}
-
 template <class Interface> ComReference<Interface> requireInterface(IUnknown& effect, REFIID iid) {
     auto found = queryInterface<Interface>(effect, iid);
     if (!found) {
@@ -45,12 +29,12 @@ template <class Interface> ComReference<Interface> requireInterface(IUnknown& ef
 
 } // namespace
 
-EffectStream::EffectStream(IUnknown& effect, const EngineFormat& format)
+EffectStream::EffectStream(IUnknown& effect, const DeviceProperties& device, const EngineFormat& format)
     : m_format(format), m_apo(requireInterface<IAudioProcessingObject>(effect, IID_IAudioProcessingObject)),
       m_rt(requireInterface<IAudioProcessingObjectRT>(effect, IID_IAudioProcessingObjectRT)),
       m_config(
           requireInterface<IAudioProcessingObjectConfiguration>(effect, IID_IAudioProcessingObjectConfiguration)) {
-    initialize();
+    initialize(device);
     const auto requested = mediaType(format.sampleRateHz, format.fileChannels, format.fileMask);
     const auto output = mediaType(format.sampleRateHz, format.outputChannels, format.outputMask);
     const bool inPlace = format.inputChannels == format.outputChannels;
@@ -62,11 +46,11 @@ EffectStream::~EffectStream() {
     m_config->UnlockForProcess();
 }
 
-void EffectStream::initialize() {
-    const auto store = endpointProperties();
+void EffectStream::initialize(const DeviceProperties& device) {
     APOInitSystemEffects data{};
     data.APOInit = {sizeof data, effectClassId};
-    data.pAPOEndpointProperties = store.get();
+    data.pAPOEndpointProperties = device.endpoint();
+    data.pAPOSystemEffectsProperties = device.effects();
     requireSuccess(m_apo->Initialize(sizeof data, reinterpret_cast<BYTE*>(&data)),
                    "the effect cannot be initialized");
 }

@@ -2,6 +2,7 @@
 
 #include "platform/ApoInterfaces.h"
 #include "platform/ComEdge.h"
+#include "render/engine/DeviceProperties.h"
 #include "render/engine/Engine.h"
 
 #include <vector>
@@ -14,7 +15,7 @@ namespace tovix::render {
 class EffectStream {
 public:
     /// [control] Throws RenderError when the effect refuses.
-    EffectStream(IUnknown& effect, const EngineFormat& format);
+    EffectStream(IUnknown& effect, const DeviceProperties& device, const EngineFormat& format);
     EffectStream(const EffectStream&) = delete;
     EffectStream& operator=(const EffectStream&) = delete;
     /// [control]
@@ -27,7 +28,7 @@ public:
     void process(const float* input, float* output) noexcept;
 
 private:
-    void initialize();
+    void initialize(const DeviceProperties& device);
     /// The format that the effect takes: the one that is asked for, or the effect's proposal. Throws RenderError when
     /// that is not what the sound is fed in.
     ComReference<IAudioMediaType> negotiate(IAudioMediaType& requested, IAudioMediaType& output);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,8 @@ struct EngineChoice {
     std::string libraryPath;
     /// The registered library, through COM, instead of one by its path.
     bool registered = false;
+    /// The device's previous effect, a class in braced text. Only with the library.
+    std::optional<std::string> previousEffect;
     /// Leave the settings to other processes once the stream runs, and say when they change them.
     bool watch = false;
     /// `changeSettings` will be called while the stream runs.

@@ -5,6 +5,8 @@
 #include "render/files/ProgramEnd.h"
 #include "settings/SettingsEdit.h"
 #include "text/Limits.h"
+#include "text/SettingsNames.h"
+#include "text/SettingsText.h"
 
 #include <algorithm>
 #include <fstream>
@@ -83,6 +85,9 @@ Settings Settings::with(const std::vector<std::string>& arguments) const {
 
 SettingsPlan planSettings(const SettingsChoice& choice) {
     SettingsPlan plan{initialSettings(choice), {}};
+    if (choice.wantsPreviousEffect && !previousEffectSetting(plan.initial.text(), decodeLatin1)) {
+        plan.initial = plan.initial.with({std::string(settings::enableOldApo.narrow()) + ':'});
+    }
     double previousSeconds = 0.0;
     for (const auto& change : choice.changes) {
         if (change.seconds < previousSeconds) {

@@ -22,6 +22,8 @@ struct SettingsChoice {
     /// Lines put over those of the file. Without either there are the default lines.
     std::vector<std::string> lines;
     std::vector<TimedLines> changes;
+    /// Wants the previous effect unless the lines say whether they do.
+    bool wantsPreviousEffect = false;
 };
 
 /// Settings text that the effect can act on, and what each of its lines does. [control]

@@ -65,9 +65,14 @@ const float* LimiterProbe::Replay::run(const float* input) {
     return m_output.data();
 }
 
-LimiterProbe::LimiterProbe(const EngineFormat& format) : m_format(format) {}
+LimiterProbe::LimiterProbe(const EngineFormat& format, bool isBehindPreviousEffect) : m_format(format) {
+    m_activity.isBehindPreviousEffect = isBehindPreviousEffect;
+}
 
 void LimiterProbe::follow(const Settings& settings) {
+    if (m_activity.isBehindPreviousEffect) {
+        return;
+    }
     const LimiterLine limiter = findLimiter(settings);
     m_before.close();
     m_limiter.close();

@@ -23,6 +23,8 @@ struct LimiterActivity {
     double peakReductionDb = 0.0;
     /// Whether at any time there were several such lines, whose limiters cannot be told apart.
     bool ambiguous = false;
+    /// Whether nothing was measured, because a previous effect stands between the input and the limiter.
+    bool isBehindPreviousEffect = false;
 };
 
 /// Measures the limiter from samples alone, whichever engine runs: per frame, the level behind its line over
@@ -32,7 +34,7 @@ struct LimiterActivity {
 /// settings fade over are left out. [control]
 class LimiterProbe {
 public:
-    explicit LimiterProbe(const EngineFormat& format);
+    LimiterProbe(const EngineFormat& format, bool isBehindPreviousEffect);
 
     /// New settings, of which the engine has built a chain: replays start anew, as the filters in it do.
     void follow(const Settings& settings);

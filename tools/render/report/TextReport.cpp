@@ -90,7 +90,9 @@ void writeLoudness(std::ostream& out, const FigureWords& words, const std::optio
 }
 
 void writeLimiter(std::ostream& out, const LimiterActivity& limiter) {
-    if (limiter.measuredFrames > 0) {
+    if (limiter.isBehindPreviousEffect) {
+        label(out, "limiter") << "not measured behind a previous effect\n";
+    } else if (limiter.measuredFrames > 0) {
         const double share =
             100.0 * static_cast<double>(limiter.limitedFrames) / static_cast<double>(limiter.measuredFrames);
         label(out, "limiter") << "turned " << formatFixed(share, 2) << " % of the frames down, by up to "
