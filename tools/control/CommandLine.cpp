@@ -30,7 +30,9 @@ The settings live as long as an effect or a control program has them open: with 
 
 Exit status:
    0 done, 1 failed, 2 wrong command line, 3 refused by the rules of the settings, 4 no settings page, 5 registry not
-   writable, 6 curve file not readable)";
+   writable, 6 curve file not readable
+   10 not elevated, 11 registry refused, 12 a value of another type, 13 file in use, 14 disk full, 15 file refused,
+   16 no such device, 17 more than one device meant, 18 audio service does not stop or start, 19 not installed)";
 
 /// The values of the command line; each subcommand fills in those that it has.
 struct Values {
@@ -172,6 +174,8 @@ int run(std::vector<std::string> arguments) {
         return fail(unavailable.what(), ExitStatus::noSettingsPage);
     } catch (const CommandFailure& failure) {
         return fail(failure.what(), failure.status());
+    } catch (const install::InstallRefusal& refusal) {
+        return fail(refusal.what(), exitStatusOf(refusal.status()));
     } catch (const Refusal& refusal) {
         return fail(refusal.what(), ExitStatus::refused);
     } catch (const std::exception& error) {

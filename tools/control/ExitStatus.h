@@ -1,6 +1,7 @@
 #pragma once
 
 #include "curves/Refusal.h"
+#include "install/InstallRefusal.h"
 
 namespace tovix::control {
 
@@ -20,7 +21,24 @@ enum class ExitStatus : int {
     noRegistry = 5,
     /// The curve file cannot be read.
     noFile = 6,
+    /// What keeps a machine from being changed: one for each install::Obstacle, which says more, in its order.
+    notElevated = 10,
+    registryRefused = 11,
+    foreignType = 12,
+    fileInUse = 13,
+    diskFull = 14,
+    fileRefused = 15,
+    noDevice = 16,
+    ambiguousDevice = 17,
+    audioService = 18,
+    notInstalled = 19,
 };
+
+/// For any thread.
+constexpr ExitStatus exitStatusOf(install::Obstacle obstacle) noexcept {
+    return static_cast<ExitStatus>(static_cast<int>(ExitStatus::notElevated) + static_cast<int>(obstacle));
+}
+static_assert(exitStatusOf(install::Obstacle::notInstalled) == ExitStatus::notInstalled);
 
 /// Ends the program with a status of its own and one sentence. [control], any thread.
 using CommandFailure = RefusalWithStatus<ExitStatus>;
