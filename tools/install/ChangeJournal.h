@@ -48,7 +48,6 @@ public:
     void carryOut(const Transaction& transaction);
 
 private:
-    void makeAll(const std::vector<MachineChange>& changes);
     void takeBackAll(const std::vector<MachineChange>& changes);
     void finish(const Transaction& transaction);
     void writeCurrent(const char* state, const Transaction& transaction);

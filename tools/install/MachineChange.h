@@ -32,8 +32,8 @@ struct FolderChange {
     bool comes = true;
 };
 
-/// A file that comes (`before` empty), goes (`after` empty) or is replaced. The contents are SHA-256 sums in
-/// hexadecimal.
+/// A file that comes (`before` empty), goes (`after` empty) or is replaced. Both are the contents' SHA-256 sums in
+/// hexadecimal. What is replaced is lost when the command has finished, so that a record's files have no `before`.
 struct FileChange {
     std::filesystem::path file;
     std::string before;
@@ -50,13 +50,10 @@ using ChangeRecord = std::vector<MachineChange>;
 
 /// All are [control].
 
-/// The SHA-256 sum of a file in hexadecimal; empty where there is no such file. Throws InstallRefusal.
-std::string contentOf(const std::filesystem::path& file);
-
 /// One line for the user, such as `set HKLM\...\FxProperties "{...},7": "{old}" -> "{new}"`; in UTF-8.
 std::string describe(const MachineChange& change);
 
-/// As data that `changeFrom` reads back. `changeFrom` throws InstallRefusal for what it does not understand.
+/// As data that `changeFrom` reads back, which throws nlohmann::json::exception for what it does not understand.
 nlohmann::ordered_json toData(const MachineChange& change);
 MachineChange changeFrom(const nlohmann::json& data);
 

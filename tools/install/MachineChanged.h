@@ -2,8 +2,8 @@
 
 namespace tovix::install {
 
-/// [control] Called after every single change to the registry or to a file. The program does nothing there; a test's
-/// program, which defines it otherwise, ends itself at one of these moments.
-void machineChanged() noexcept;
+/// [control] Called after every single change to the registry or to a file. The program's own does nothing; a test's
+/// throws or ends its process at one of these moments, as if it had been ended by force.
+void machineChanged();
 
 } // namespace tovix::install

@@ -54,7 +54,7 @@ public:
     /// Creates a key whose parent is there.
     void createKey(const std::wstring& key);
 
-    /// Removes a key that has neither keys nor values; one that is not there is no failure.
+    /// Removes a key that has no keys below it; one that is not there is no failure.
     void removeKey(const std::wstring& key);
 
     /// Into a key that is there.

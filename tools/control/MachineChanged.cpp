@@ -1,0 +1,7 @@
+#include "install/MachineChanged.h"
+
+namespace tovix::install {
+
+void machineChanged() {}
+
+} // namespace tovix::install
