@@ -13,11 +13,6 @@ UNCOMPRESSEDAUDIOFORMAT floatFormat(DWORD channels, float rateHz, DWORD mask) {
     return {floatSubtype, channels, 4, 32, rateHz, mask};
 }
 
-HRESULT FormatDouble::QueryInterface(REFIID, void** ppv) {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-}
-
 namespace {
 
 wchar_t* taskText(const std::wstring& text) {

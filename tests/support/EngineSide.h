@@ -22,7 +22,10 @@ public:
     explicit FormatDouble(const UNCOMPRESSEDAUDIOFORMAT& wanted, HRESULT reading = S_OK)
         : format(wanted), readResult(reading) {}
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** ppv) override;
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** ppv) override {
+        *ppv = nullptr;
+        return E_NOINTERFACE;
+    }
     ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
     ULONG STDMETHODCALLTYPE Release() override { return --references; }
     HRESULT STDMETHODCALLTYPE IsCompressedFormat(BOOL*) override { return E_NOTIMPL; }

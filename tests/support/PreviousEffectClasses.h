@@ -12,6 +12,8 @@ enum class PreviousEffectKind : std::uint32_t {
     halving,
     /// The same with a record of 88 bytes, because it has `IAudioSystemEffects2`.
     halvingLonger,
+    /// Halves too, but takes its time to negotiate and longer than a block lasts for each block.
+    slow,
     /// Halves every second block and marks the others silent, leaving noise in them.
     everySecondSilent,
     /// Cannot be made.
@@ -20,7 +22,28 @@ enum class PreviousEffectKind : std::uint32_t {
     missing,
     initializeFails,
     initializeThrows,
+    /// Takes 88 bytes only, although it lacks `IAudioSystemEffects2`.
+    initializeWantsAnotherSize,
     withoutRealtimeInterface,
+    withoutConfigurationInterface,
+    /// Gives every interface but that of an unknown with success, but null.
+    givesNoInterface,
+    /// Accepts a format, but hands out none. Halves, as do all that follow.
+    acceptsNothing,
+    /// Proposes a format, but hands out none.
+    proposesNothing,
+    /// Proposes no channels at a rate that is not a number.
+    proposesNonsense,
+    /// Hands out the format with a success that the interface does not have.
+    acceptsWithAnotherCode,
+    /// The same without a format.
+    acceptsNothingWithAnotherCode,
+    negotiationThrows,
+    lockFails,
+    lockThrows,
+    unlockThrows,
+    /// Gives the reference back, and then throws.
+    releaseThrows,
     /// Throws in its second block, as the platform's compiler would.
     processThrows,
     count

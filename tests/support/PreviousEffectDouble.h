@@ -16,9 +16,6 @@ class PreviousEffectDouble final : public IAudioProcessingObject,
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
         *ppv = nullptr;
-        if (IsEqualIID(riid, lacking)) {
-            return E_NOINTERFACE;
-        }
         if (throwsOverReferences) {
             throw E_FAIL;
         }
@@ -97,7 +94,6 @@ public:
     UINT32 STDMETHODCALLTYPE CalcInputFrames(UINT32 frames) noexcept override { return frames; }
     UINT32 STDMETHODCALLTYPE CalcOutputFrames(UINT32 frames) noexcept override { return frames; }
 
-    IID lacking{};
     /// Throws its result codes instead of returning them.
     bool throws = false;
     /// Throws when it is asked for an interface, and after it has been given one back.

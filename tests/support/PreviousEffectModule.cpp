@@ -2,12 +2,14 @@
 // behave.
 
 #include "platform/ApoInterfaces.h"
+#include "support/EngineSide.h"
 #include "support/PreviousEffectClasses.h"
 
 #include <propsys.h>
 
 #include <algorithm>
 #include <atomic>
+#include <limits>
 
 namespace tovix::test {
 namespace {
@@ -16,9 +18,15 @@ using Kind = PreviousEffectKind;
 
 std::atomic<long> objectsAlive{0};
 
+/// Neither processing may keep the engine's threads, nor a negotiation.
+constexpr DWORD slowMs = 20;
+
 void throwAsThePlatformDoes() {
     ::RaiseException(0xE06D7363, EXCEPTION_NONCONTINUABLE, 0, nullptr);
 }
+
+/// A format that no sound has. The library owns a reference.
+FormatDouble nonsense({floatSubtype, 0, 4, 32, std::numeric_limits<float>::quiet_NaN(), 0});
 
 class Effect final : public IAudioProcessingObject,
                      public IAudioProcessingObjectRT,
@@ -30,9 +38,13 @@ public:
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
         *ppv = nullptr;
+        if (m_kind == Kind::givesNoInterface && !IsEqualIID(riid, IID_IUnknown)) {
+            return S_OK;
+        }
         if (IsEqualIID(riid, IID_IAudioProcessingObjectRT) && m_kind != Kind::withoutRealtimeInterface) {
             *ppv = static_cast<IAudioProcessingObjectRT*>(this);
-        } else if (IsEqualIID(riid, IID_IAudioProcessingObjectConfiguration)) {
+        } else if (IsEqualIID(riid, IID_IAudioProcessingObjectConfiguration) &&
+                   m_kind != Kind::withoutConfigurationInterface) {
             *ppv = static_cast<IAudioProcessingObjectConfiguration*>(this);
         } else if (IsEqualIID(riid, IID_IAudioSystemEffects2) && m_kind == Kind::halvingLonger) {
             *ppv = static_cast<IAudioSystemEffects*>(this);
@@ -46,6 +58,14 @@ public:
     }
     ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
     ULONG STDMETHODCALLTYPE Release() override {
+        const bool throws = m_kind == Kind::releaseThrows;
+        const ULONG left = giveBack();
+        if (throws) {
+            throwAsThePlatformDoes();
+        }
+        return left;
+    }
+    ULONG giveBack() {
         const ULONG left = --m_references;
         if (left == 0) {
             delete this;
@@ -67,9 +87,29 @@ public:
     }
     HRESULT STDMETHODCALLTYPE IsInputFormatSupported(IAudioMediaType*, IAudioMediaType* pRequested,
                                                      IAudioMediaType** ppSupported) override {
+        switch (m_kind) {
+        case Kind::acceptsNothing:
+            return S_OK;
+        case Kind::proposesNothing:
+            return S_FALSE;
+        case Kind::acceptsNothingWithAnotherCode:
+            return anotherSuccess;
+        case Kind::proposesNonsense:
+            nonsense.AddRef();
+            *ppSupported = &nonsense;
+            return S_FALSE;
+        case Kind::negotiationThrows:
+            throwAsThePlatformDoes();
+            break;
+        case Kind::slow:
+            ::Sleep(slowMs);
+            break;
+        default:
+            break;
+        }
         pRequested->AddRef();
         *ppSupported = pRequested;
-        return S_OK;
+        return m_kind == Kind::acceptsWithAnotherCode ? anotherSuccess : S_OK;
     }
     HRESULT STDMETHODCALLTYPE IsOutputFormatSupported(IAudioMediaType*, IAudioMediaType*,
                                                       IAudioMediaType**) override {
@@ -83,15 +123,26 @@ public:
         ppInputs[0]->pFormat->GetUncompressedAudioFormat(&format);
         m_channels = format.dwSamplesPerFrame;
         m_blocks = 0;
+        if (m_kind == Kind::lockThrows) {
+            throwAsThePlatformDoes();
+        }
+        return m_kind == Kind::lockFails ? E_OUTOFMEMORY : S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE UnlockForProcess() override {
+        if (m_kind == Kind::unlockThrows) {
+            throwAsThePlatformDoes();
+        }
         return S_OK;
     }
-    HRESULT STDMETHODCALLTYPE UnlockForProcess() override { return S_OK; }
 
     void STDMETHODCALLTYPE APOProcess(UINT32, APO_CONNECTION_PROPERTY** ppInputs, UINT32,
                                       APO_CONNECTION_PROPERTY** ppOutputs) noexcept override {
         const bool isSecond = m_blocks++ % 2 == 1;
         if (isSecond && m_kind == Kind::processThrows) {
             throwAsThePlatformDoes();
+        }
+        if (m_kind == Kind::slow) {
+            ::Sleep(slowMs);
         }
         const auto* const pIn = reinterpret_cast<const float*>(ppInputs[0]->pBuffer);
         auto* const pOut = reinterpret_cast<float*>(ppOutputs[0]->pBuffer);
@@ -107,7 +158,7 @@ public:
 private:
     /// Whether the record is what the engine would fill in, and its stores can be used.
     [[nodiscard]] bool isRightRecord(UINT32 sizeBytes, const BYTE* pBytes) const {
-        const bool isLonger = m_kind == Kind::halvingLonger;
+        const bool isLonger = m_kind == Kind::halvingLonger || m_kind == Kind::initializeWantsAnotherSize;
         const auto& record = *reinterpret_cast<const APOInitSystemEffects2*>(pBytes);
         if (sizeBytes != (isLonger ? 88U : 56U) || record.APOInit.cbSize != sizeBytes ||
             !IsEqualGUID(record.APOInit.clsid, previousEffectClass(m_kind)) ||
@@ -121,6 +172,8 @@ private:
                (!isLonger || (record.nSoftwareIoConnectorIndex == 0 && record.InitializeForDiscoveryOnly == FALSE &&
                               IsEqualGUID(record.AudioProcessingMode, defaultProcessingMode)));
     }
+
+    static constexpr HRESULT anotherSuccess = 2;
 
     std::atomic<ULONG> m_references{1};
     Kind m_kind;
@@ -146,7 +199,7 @@ public:
         }
         auto* const pEffect = new Effect(kind);
         const HRESULT hr = pEffect->QueryInterface(riid, ppv);
-        static_cast<IAudioProcessingObject*>(pEffect)->Release();
+        pEffect->giveBack();
         return hr;
     }
     HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
@@ -172,9 +225,9 @@ extern "C" HRESULT WINAPI DllGetClassObject(REFCLSID classId, REFIID, void** ppv
 }
 
 extern "C" long ObjectsAlive() {
-    return tovix::test::objectsAlive;
+    return tovix::test::objectsAlive + static_cast<long>(tovix::test::nonsense.references) - 1;
 }
 
 extern "C" HRESULT WINAPI DllCanUnloadNow() {
-    return tovix::test::objectsAlive == 0 ? S_OK : S_FALSE;
+    return ObjectsAlive() == 0 ? S_OK : S_FALSE;
 }

@@ -39,6 +39,10 @@ public:
         return hModule != nullptr ? moduleExport<long()>(hModule, "ObjectsAlive")() : 0;
     }
     static std::wstring classText(PreviousEffectKind kind) { return classIdText(previousEffectClass(kind)); }
+    static std::string narrowClassText(PreviousEffectKind kind) {
+        const std::wstring text = classText(kind);
+        return {text.begin(), text.end()};
+    }
 
 private:
     static std::wstring classKey(std::uint32_t kind) {

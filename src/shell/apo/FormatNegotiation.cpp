@@ -9,6 +9,25 @@
 #include <utility>
 
 namespace tovix {
+namespace {
+
+/// Gives a foreign media type back.
+void drop(IAudioMediaType*& pFormat) noexcept {
+    if (IAudioMediaType* const pDropped = std::exchange(pFormat, nullptr)) {
+        static_cast<void>(guardedCall([pDropped] { pDropped->Release(); }));
+    }
+}
+
+/// Whether a foreign media type can be read and is of no use to `base`.
+bool isNonsense(IAudioMediaType& format, CBaseAudioProcessingObject& base) noexcept {
+    IAudioMediaType* pCorrected = nullptr;
+    const HRESULT hr = guardedResult(
+        [&] { return base.CBaseAudioProcessingObject::IsInputFormatSupported(nullptr, &format, &pCorrected); });
+    drop(pCorrected);
+    return hr == S_FALSE;
+}
+
+} // namespace
 
 HRESULT FormatNegotiation::read() {
     if (const HRESULT hr = m_formats.pRequested->GetUncompressedAudioFormat(&m_requested); FAILED(hr)) {
@@ -27,15 +46,27 @@ HRESULT FormatNegotiation::read() {
     return S_OK;
 }
 
-std::optional<HRESULT> FormatNegotiation::askPreviousEffect(IAudioProcessingObject& previousEffect) const noexcept {
-    IAudioMediaType*& pSupported = *m_formats.ppSupported;
-    HRESULT hr = guardedResult([&] {
+HRESULT FormatNegotiation::previousEffectAnswer(IAudioProcessingObject& previousEffect,
+                                                CBaseAudioProcessingObject& base) const noexcept {
+    const HRESULT hr = guardedResult([&] {
         return previousEffect.IsInputFormatSupported(m_formats.pOpposite, m_formats.pRequested,
                                                      m_formats.ppSupported);
     });
-    if (hr == S_FALSE && pSupported == nullptr) {
-        hr = E_POINTER; // to hand out no proposal would fail the whole negotiation
+    IAudioMediaType*& pSupported = *m_formats.ppSupported;
+    if (SUCCEEDED(hr) && hr != S_OK && pSupported == nullptr) {
+        return E_POINTER; // to hand out no format would fail the whole negotiation
     }
+    if (hr == S_FALSE && isNonsense(*pSupported, base)) {
+        drop(pSupported);
+        return APOERR_FORMAT_NOT_SUPPORTED; // the engine would come back with it, and be refused
+    }
+    return hr;
+}
+
+std::optional<HRESULT> FormatNegotiation::askPreviousEffect(IAudioProcessingObject& previousEffect,
+                                                            CBaseAudioProcessingObject& base) const noexcept {
+    IAudioMediaType*& pSupported = *m_formats.ppSupported;
+    const HRESULT hr = previousEffectAnswer(previousEffect, base);
     if (FAILED(hr)) {
         pSupported = nullptr;
         m_log.warning("Tovix::IsInputFormatSupported() IsInputFormatSupported of old apo FAILED. hr=", hr);
@@ -74,9 +105,11 @@ HRESULT FormatNegotiation::report(HRESULT decision) const {
     }
     IAudioMediaType** const ppProposal = m_formats.ppSupported;
     UNCOMPRESSEDAUDIOFORMAT proposed{};
-    if (const HRESULT hr = (*ppProposal)->GetUncompressedAudioFormat(&proposed); FAILED(hr)) {
+    // The previous effect's, perhaps.
+    const HRESULT hr = guardedResult([&] { return (*ppProposal)->GetUncompressedAudioFormat(&proposed); });
+    if (FAILED(hr)) {
         m_log.error("(*ppSupportedInputFormat)->GetUncompressedAudioFormat() FAILED");
-        const ComReference<IAudioMediaType> unreadable(std::exchange(*ppProposal, nullptr));
+        drop(*ppProposal);
         return hr;
     }
     m_log.info("InputFormat NOT accepted, SupportedInputFormat = { SamplesPerFrame=", FormatFields{proposed}, " }");

@@ -30,9 +30,10 @@ public:
     /// nothing about the stream to come, and not every effect expects a null there.
     [[nodiscard]] bool hasOpposite() const noexcept { return m_formats.pOpposite != nullptr; }
 
-    /// The previous effect's decision, or nothing when it fails or makes no use of the interface's rules: then the
-    /// negotiation goes on without it.
-    [[nodiscard]] std::optional<HRESULT> askPreviousEffect(IAudioProcessingObject& previousEffect) const noexcept;
+    /// The previous effect's decision, or nothing when it fails, hands out no format with its decision, or proposes
+    /// one that `base` could not be locked with at any output: then the negotiation goes on without it.
+    [[nodiscard]] std::optional<HRESULT> askPreviousEffect(IAudioProcessingObject& previousEffect,
+                                                           CBaseAudioProcessingObject& base) const noexcept;
 
     /// The base's decision, with one more rule: an input with more channels than the effect takes for a known output
     /// gets the output's format proposed.
@@ -42,6 +43,10 @@ public:
     [[nodiscard]] HRESULT report(HRESULT decision) const;
 
 private:
+    /// The previous effect's bare answer, or a failure instead of one that is of no use.
+    HRESULT previousEffectAnswer(IAudioProcessingObject& previousEffect,
+                                 CBaseAudioProcessingObject& base) const noexcept;
+
     Formats m_formats;
     FunctionLog m_log;
     UNCOMPRESSEDAUDIOFORMAT m_requested{};

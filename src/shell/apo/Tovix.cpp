@@ -161,7 +161,7 @@ HRESULT Tovix::negotiateInput(FormatNegotiation& negotiation) {
     }
     findPreviousEffect();
     if (m_previousEffect.present() && negotiation.hasOpposite()) {
-        if (const auto decision = negotiation.askPreviousEffect(m_previousEffect.apo())) {
+        if (const auto decision = negotiation.askPreviousEffect(m_previousEffect.apo(), *this)) {
             return negotiation.report(*decision);
         }
         releasePreviousEffect();

@@ -3,8 +3,7 @@
 #include "apo/EffectKeys.h"
 #include "apo/PreviousEffectSlot.h"
 #include "apo/RegistrationRecord.h"
-#include "support/LogCapture.h"
-#include "support/ModuleUnderTest.h"
+#include "support/LoggedModule.h"
 #include "support/PreviousEffectServer.h"
 #include "support/SettingsWriter.h"
 
@@ -102,16 +101,12 @@ TEST_F(PreviousEffectSearched, IsMadeInitializedAndHeardAtTheFirstLockOrNegotiat
 }
 
 TEST_F(PreviousEffectSearched, ThatFailsLeavesTheSlotToTheNextOrEmptyAndTheSoundGoesOn) {
-    for (const Kind kind : {Kind::unmakable, Kind::missing, Kind::initializeFails, Kind::initializeThrows,
-                            Kind::withoutRealtimeInterface}) {
-        SCOPED_TRACE(static_cast<int>(kind));
-        initialize({text(kind), text(Kind::halving)});
-        EXPECT_EQ(stream(1), std::vector<float>{0.5F}) << "the next one";
-        initialize({text(kind), c});
-        EXPECT_EQ(stream(1), std::vector<float>{1.0F});
-        effects.values[row(2)] = {text(Kind::halving)};
-        EXPECT_EQ(stream(1), std::vector<float>{1.0F}) << "one search for one initialization";
-    }
+    initialize({text(Kind::withoutRealtimeInterface), text(Kind::halving)});
+    EXPECT_EQ(stream(1), std::vector<float>{0.5F}) << "the next one";
+    initialize({text(Kind::withoutRealtimeInterface), c});
+    EXPECT_EQ(stream(1), std::vector<float>{1.0F});
+    effects.values[row(2)] = {text(Kind::halving)};
+    EXPECT_EQ(stream(1), std::vector<float>{1.0F}) << "one search for one initialization";
 }
 
 TEST_F(PreviousEffectSearched, IsLookedForWhenTheSettingsWantItFirst) {
@@ -149,24 +144,106 @@ TEST_F(PreviousEffectSearched, KeepsTheStoresUntilTheNextInitializationOrTheEnd)
     EXPECT_EQ(other.references, 1U);
 }
 
-TEST(PreviousEffectSearch, SaysWhichClassItTookAndWhichItCouldNot) {
-    const PreviousEffectServer server;
+/// What a line of the log begins with that tells of the search, of negotiation, of locking, of unlocking.
+std::string taken(Kind kind) {
+    return "INFO PreviousEffectSearch::fill@PreviousEffectSearch Previous effect " +
+           PreviousEffectServer::narrowClassText(kind) + " runs ahead of this one";
+}
+
+std::string notTaken(Kind kind, HRESULT hr) {
+    return "WARNING PreviousEffectSearch::fill@PreviousEffectSearch Previous effect " +
+           PreviousEffectServer::narrowClassText(kind) + " cannot be taken. hr=" + std::to_string(hr);
+}
+
+std::string refused(HRESULT hr) {
+    return "WARNING Tovix::IsInputFormatSupported@Tovix Tovix::IsInputFormatSupported() IsInputFormatSupported of "
+           "old "
+           "apo FAILED. hr=" +
+           std::to_string(hr);
+}
+
+/// The sound of the first two blocks of ones behind the previous effect in an object that COM makes, which is
+/// treated as the audio engine treats it.
+std::vector<float> heardBehind(Kind kind) {
+    void* pObject = nullptr;
+    ::CoCreateInstance(effectClassId, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, &pObject);
+    Effect effect{ComReference<IUnknown>(static_cast<IUnknown*>(pObject))};
     PropertyStoreDouble endpoint;
     PropertyStoreDouble effects;
-    const std::wstring failing = PreviousEffectServer::classText(Kind::initializeFails);
-    const std::wstring working = PreviousEffectServer::classText(Kind::halving);
-    effects.values = {{std::wstring(keptEffectKey), {failing}}, {row(0), {working}}, {row(2), {own}}};
-    PreviousEffectSlot slot;
-    PreviousEffectSearch search;
-    search.begin(&endpoint, &effects);
-    const LogCapture capture(LogLevel::Info);
-    search.fill(slot);
-    EXPECT_TRUE(slot.present());
-    ASSERT_EQ(capture.lines().size(), 2U);
-    EXPECT_NE(capture.lines()[0].find("WARNING"), std::string::npos);
-    EXPECT_NE(capture.lines()[0].find("5E2D9A15-"), std::string::npos) << capture.lines()[0];
-    EXPECT_NE(capture.lines()[0].find("hr=-2147024809"), std::string::npos) << capture.lines()[0];
-    EXPECT_NE(capture.lines()[1].find("5E2D9A10-"), std::string::npos) << capture.lines()[1];
+    effects.values = {{std::wstring(keptEffectKey), {PreviousEffectServer::classText(kind)}}};
+    EXPECT_EQ(effect.initialize(&endpoint, &effects), S_OK);
+    FormatDouble format(floatFormat(2));
+    const Negotiation negotiation = negotiate(*effect.apo, &format, &format);
+    EXPECT_TRUE(SUCCEEDED(negotiation.result));
+    EXPECT_EQ(negotiation.pHandedOut, &format);
+    EXPECT_EQ(effect.lock(format, format, 4), S_OK);
+    std::vector<float> heard;
+    for (int i = 0; i < 2; ++i) {
+        heard.push_back(effect.process(std::vector<float>(8, 1.0F), 2, 2).back());
+    }
+    EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
+    return heard;
+}
+
+TEST(PreviousEffectFromCom, IsHeardOrLeftOutWithOneWarningWhateverItDoes) {
+    const std::vector<float> heard{0.5F, 0.5F};
+    const std::vector<float> alone{1.0F, 1.0F};
+    const auto failed = [](HRESULT hr) { return " FAILED. hr=" + std::to_string(hr); };
+    const std::string lock = "WARNING Tovix::LockForProcess@Tovix LockForProcess() for old APO";
+    const std::string unlock = "WARNING Tovix::UnlockForProcess@Tovix Tovix::UnlockForProcess() for old apo";
+    const struct {
+        Kind kind;
+        std::vector<float> sound;
+        /// Beside the one line of the search.
+        std::string warning;
+        HRESULT searchResult = S_OK;
+    } cases[] = {
+        {Kind::halving, heard},
+        {Kind::halvingLonger, heard},
+        {Kind::slow, heard},
+        {Kind::everySecondSilent, {0.5F, 0.0F}},
+        {Kind::processThrows, {0.5F, 1.0F}},
+        {Kind::unmakable, alone, "", E_ACCESSDENIED},
+        {Kind::missing, alone, "", E_POINTER},
+        {Kind::initializeFails, alone, "", E_INVALIDARG},
+        {Kind::initializeThrows, alone, "", E_FAIL},
+        {Kind::initializeWantsAnotherSize, alone, "", E_INVALIDARG},
+        {Kind::withoutRealtimeInterface, alone, "", E_NOINTERFACE},
+        {Kind::withoutConfigurationInterface, alone, "", E_NOINTERFACE},
+        {Kind::givesNoInterface, alone, "", E_NOINTERFACE},
+        {Kind::acceptsNothing, heard},
+        {Kind::proposesNothing, alone, refused(E_POINTER)},
+        {Kind::proposesNonsense, alone, refused(APOERR_FORMAT_NOT_SUPPORTED)},
+        {Kind::acceptsWithAnotherCode, heard, "WARNING Tovix::IsInputFormatSupported@Tovix Unexpected HRESULT. hr=2"},
+        {Kind::acceptsNothingWithAnotherCode, alone, refused(E_POINTER)},
+        {Kind::negotiationThrows, alone, refused(E_FAIL)},
+        {Kind::lockFails, alone, lock + failed(E_OUTOFMEMORY)},
+        {Kind::lockThrows, alone, lock + failed(E_FAIL)},
+        {Kind::unlockThrows, heard, unlock + failed(E_FAIL)},
+        {Kind::releaseThrows, heard},
+    };
+    static_assert(std::size(cases) == static_cast<std::size_t>(Kind::count));
+    const SettingsWriter settings("EnableOldApo:");
+    Lines expected;
+    Lines told = toldBy([&](const ModuleUnderTest& module) {
+        const PreviousEffectServer server;
+        ASSERT_EQ(module.call("DllRegisterServer"), S_OK);
+        for (const auto& test : cases) {
+            SCOPED_TRACE(static_cast<int>(test.kind));
+            EXPECT_EQ(heardBehind(test.kind), test.sound);
+            EXPECT_EQ(PreviousEffectServer::objectsAlive(), 0);
+            EXPECT_EQ(module.canUnloadNow(), S_OK);
+            expected.push_back(test.searchResult == S_OK ? taken(test.kind) : notTaken(test.kind, test.searchResult));
+            if (!test.warning.empty()) {
+                expected.push_back(test.warning);
+            }
+        }
+        EXPECT_EQ(module.call("DllUnregisterServer"), S_OK);
+    });
+    std::erase_if(told, [](const std::string& line) {
+        return !line.starts_with("WARNING") && line.find("Previous effect") == std::string::npos;
+    });
+    EXPECT_EQ(told, expected);
 }
 
 } // namespace

@@ -195,14 +195,6 @@ TEST_F(PreviousEffect, IsUnlockedOnceHoweverItsLifeEnds) {
     }
 }
 
-TEST_F(PreviousEffect, LackingAnInterfaceIsNotTaken) {
-    for (const IID& lacking : {IID_IAudioProcessingObjectRT, IID_IAudioProcessingObjectConfiguration}) {
-        previous.lacking = lacking;
-        EXPECT_EQ(fill(), E_NOINTERFACE);
-        EXPECT_EQ(previous.references, 1U);
-    }
-}
-
 /// A previous effect that does not run must not leave the chain reading other memory than the engine's input.
 TEST_F(PreviousEffect, UnwantedLeavesTheChainTheEnginesOwnChannels) {
     settings.write("#EnableOldApo:");

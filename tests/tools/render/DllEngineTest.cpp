@@ -124,8 +124,7 @@ TEST(DllEngine, PlaysThePreviousEffectOfADeviceAheadOfTheRegisteredOne) {
     writeSound(folder.file("in.wav"), programme(2));
     const test::ModuleUnderTest module;
     ASSERT_EQ(module.call("DllRegisterServer"), S_OK);
-    std::wstring wide = test::PreviousEffectServer::classText(test::PreviousEffectKind::halving);
-    const std::string halving(wide.begin(), wide.end());
+    const std::string halving = test::PreviousEffectServer::narrowClassText(test::PreviousEffectKind::halving);
     const std::vector<std::string> linear{"--set", "Equalizer: 100 -3 1000 0 10000 6"};
     const auto with = [](std::vector<std::string> options, const std::vector<std::string>& more) {
         options.insert(options.end(), more.begin(), more.end());
