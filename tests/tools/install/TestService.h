@@ -1,0 +1,69 @@
+#pragma once
+
+#include "support/BecomesTrue.h"
+#include "support/ChildProcess.h"
+
+#include <windows.h>
+
+#include <memory>
+#include <string>
+
+namespace tovix::test {
+
+/// A service of this machine for the object's life; it runs `tovix-test-service`.
+class TestService {
+public:
+    /// It marks its starts and stops in `record`, a file, with `mark`.
+    TestService(const wchar_t* name, std::filesystem::path record, std::wstring mark)
+        : m_record(std::move(record)), m_mark(std::move(mark)),
+          m_stopped(::CreateEventW(nullptr, TRUE, FALSE, (L"Global\\TovixTestService-" + m_mark).c_str())),
+          m_manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)),
+          m_service(::CreateServiceW(m_manager.get(), name, name, SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS,
+                                     SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL, command(L"obeys").c_str(), nullptr,
+                                     nullptr, nullptr, nullptr, nullptr)) {
+        start();
+    }
+    ~TestService() {
+        ::SetEvent(m_stopped.get());
+        static_cast<void>(becomesTrue([this] { return state() == SERVICE_STOPPED; }));
+        ::DeleteService(m_service.get());
+    }
+    TestService(const TestService&) = delete;
+    TestService& operator=(const TestService&) = delete;
+
+    /// From the next start on: "obeys", "hangs-at-stop", "hangs-at-start" or "dies".
+    void behave(const wchar_t* how) const {
+        ::ChangeServiceConfigW(m_service.get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+                               command(how).c_str(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+    }
+    void start() const {
+        ::StartServiceW(m_service.get(), 0, nullptr);
+        static_cast<void>(becomesTrue([this] { return isRunning(); }));
+    }
+    [[nodiscard]] bool isRunning() const { return state() == SERVICE_RUNNING; }
+
+private:
+    struct Close {
+        using pointer = SC_HANDLE;
+        void operator()(SC_HANDLE handle) const noexcept { ::CloseServiceHandle(handle); }
+    };
+    using Handle = std::unique_ptr<SC_HANDLE__, Close>;
+
+    [[nodiscard]] std::wstring command(const wchar_t* how) const {
+        return L"\"" + (programFolder() / "tovix-test-service.exe").wstring() + L"\" " + how + L" \"" +
+               m_record.wstring() + L"\" " + m_mark;
+    }
+    [[nodiscard]] DWORD state() const {
+        SERVICE_STATUS status{};
+        ::QueryServiceStatus(m_service.get(), &status);
+        return status.dwCurrentState;
+    }
+
+    std::filesystem::path m_record;
+    std::wstring m_mark;
+    KernelHandle m_stopped;
+    Handle m_manager;
+    Handle m_service;
+};
+
+} // namespace tovix::test
