@@ -1,0 +1,155 @@
+#include "control/MachineCommand.h"
+
+#include "control/ExitStatus.h"
+#include "install/AudioService.h"
+#include "install/MachineFiles.h"
+#include "settings/SettingsReport.h"
+#include "system/WinHandles.h"
+
+#include <nlohmann/json.hpp>
+
+#include <iostream>
+
+namespace tovix::control {
+namespace {
+
+using install::AudioService;
+using install::MachinePlan;
+
+/// While it lives no other control program changes the machine, whose journal would be taken for an interrupted one.
+class MachineTurn {
+public:
+    MachineTurn() : m_hMutex(::CreateMutexW(nullptr, FALSE, L"Global\\TovixMachine")) {
+        constexpr DWORD longestWaitMs = 120'000; // stopping and starting the audio service takes its time
+        if (m_hMutex && ::WaitForSingleObject(m_hMutex.get(), longestWaitMs) == WAIT_TIMEOUT) {
+            throw CommandFailure(ExitStatus::failed, "Another tovixctl is changing this machine; nothing was done.");
+        }
+    }
+    ~MachineTurn() { ::ReleaseMutex(m_hMutex.get()); }
+    MachineTurn(const MachineTurn&) = delete;
+    MachineTurn& operator=(const MachineTurn&) = delete;
+
+private:
+    KernelHandle m_hMutex;
+};
+
+/// The audio engine's process lives on for a moment after its service has stopped.
+void awaitUnused(const std::filesystem::path& file) {
+    constexpr ULONGLONG limitMs = 10'000;
+    const ULONGLONG startMs = ::GetTickCount64();
+    for (;;) {
+        try {
+            install::requireUnused(file);
+            return;
+        } catch (const install::InstallRefusal& refusal) {
+            if (refusal.status() != install::Obstacle::fileInUse || ::GetTickCount64() - startMs > limitMs) {
+                throw;
+            }
+        }
+        constexpr DWORD periodMs = 50;
+        ::Sleep(periodMs);
+    }
+}
+
+void carryOut(const MachinePlan& plan, install::ChangeJournal& journal, bool restartAudio) {
+    const auto& changes = plan.transaction.changes;
+    const auto make = [&] {
+        for (const auto& change : changes) {
+            if (const auto* const pFile = std::get_if<install::FileChange>(&change)) {
+                (restartAudio ? awaitUnused : install::requireUnused)(pFile->file);
+            }
+        }
+        journal.carryOut(plan.transaction);
+    };
+    if (restartAudio) {
+        AudioService().restartAround(make);
+    } else {
+        make();
+    }
+}
+
+/// The sentence on it; empty where there was nothing to put right.
+std::string recover(install::ChangeJournal& journal, bool restartAudio) {
+    try {
+        return journal.recover();
+    } catch (const install::InstallRefusal& refusal) {
+        if (refusal.status() != install::Obstacle::fileInUse || !restartAudio) {
+            throw;
+        }
+    }
+    std::string sentence;
+    AudioService().restartAround([&] { sentence = journal.recover(); });
+    return sentence;
+}
+
+void reportData(const MachinePlan& plan, const MachineOptions& options) {
+    auto changes = nlohmann::ordered_json::array();
+    for (const auto& change : plan.transaction.changes) {
+        changes.push_back(install::toData(change));
+        changes.back()["text"] = install::describe(change);
+    }
+    std::cout << nlohmann::ordered_json{{"dryRun", options.dryRun},
+                                        {"changes", changes},
+                                        {"sentences", plan.sentences},
+                                        {"notes", plan.notes},
+                                        {"audioRestarted", options.restartAudio && !options.dryRun}}
+                     .dump()
+              << std::endl;
+}
+
+void reportText(const MachinePlan& plan, const MachineOptions& options) {
+    for (const auto& sentence : plan.sentences) {
+        std::cout << printable(sentence) << "\n";
+    }
+    if (options.dryRun) {
+        for (const auto& change : plan.transaction.changes) {
+            std::cout << "would " << printable(install::describe(change)) << "\n";
+        }
+    }
+    if (plan.isEmpty()) {
+        std::cout << "Nothing to do.\n";
+    }
+    if (options.restartAudio && !options.dryRun) {
+        std::cout << "The audio service was restarted.\n";
+    }
+    std::cout << std::flush;
+    for (const auto& note : plan.notes) {
+        std::cerr << "Note: " << printable(note) << "\n";
+    }
+}
+
+} // namespace
+
+void addMachineOptions(CLI::App& command, MachineOptions& options) {
+    command.add_flag("--dry-run", options.dryRun, "Print the changes, make none");
+    command.add_flag("--restart-audio", options.restartAudio,
+                     "Restart the audio service, which cuts all sound short");
+}
+
+void changeMachine(const MachinePlanner& plan, const MachineOptions& options, const Output& output) {
+    refuseHold(output);
+    auto registry = install::RegistryTree::machine();
+    install::ChangeJournal journal(registry);
+    MachinePlan made;
+    if (options.dryRun) {
+        made = plan(registry, journal);
+        if (journal.isInterrupted()) {
+            made.notes.insert(made.notes.begin(), "An earlier command was interrupted; the next one that changes "
+                                                  "something puts that right first.");
+        }
+    } else {
+        const MachineTurn turn;
+        if (const auto sentence = recover(journal, options.restartAudio); !sentence.empty()) {
+            std::cerr << "Note: " << sentence << std::endl;
+        }
+        made = plan(registry, journal);
+        carryOut(made, journal, options.restartAudio);
+        if (!made.transaction.changes.empty() && !options.restartAudio) {
+            made.notes.emplace_back("The audio service takes this up when it next starts: restart the machine, or "
+                                    "give the same command with --restart-audio.");
+        }
+    }
+    output.json ? reportData(made, options) : reportText(made, options);
+}
+
+} // namespace tovix::control

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "install/ChangeJournal.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tovix::install {
+
+/// What a command would do to the machine, with sentences for the user, in UTF-8.
+struct MachinePlan {
+    Transaction transaction;
+    /// What is found and what is done, in the order of the changes.
+    std::vector<std::string> sentences;
+    /// What the user should know beside it.
+    std::vector<std::string> notes;
+
+    [[nodiscard]] bool isEmpty() const { return transaction.changes.empty() && transaction.records.empty(); }
+
+    /// [control] Adds a plan for other records.
+    void append(MachinePlan other) {
+        const auto addAll = [](auto& list, auto& others) {
+            list.insert(list.end(), std::make_move_iterator(others.begin()), std::make_move_iterator(others.end()));
+        };
+        addAll(transaction.changes, other.transaction.changes);
+        addAll(sentences, other.sentences);
+        addAll(notes, other.notes);
+        transaction.records.merge(other.transaction.records);
+    }
+};
+
+} // namespace tovix::install
