@@ -2,6 +2,7 @@
 // its own, with one function that adds them: addCommands calls it.
 
 #include "control/Commands.h"
+#include "control/DeviceCommands.h"
 #include "control/ExitStatus.h"
 #include "curves/Numbers.h"
 #include "curves/Refusal.h"
@@ -152,6 +153,7 @@ void addCommands(CLI::App& app, Values& v) {
     app.add_flag("--json", v.output.json, "Print data, one JSON object a line");
     app.add_flag("--hold", v.output.hold, "After a change keep the settings open until Ctrl-C");
     addSettingsCommands(app, v);
+    addDeviceCommands(app, v.output);
 }
 
 int fail(const char* sentence, ExitStatus status) {

@@ -118,6 +118,18 @@ void reportText(const MachinePlan& plan, const MachineOptions& options) {
     }
 }
 
+void report(const MachinePlan& plan, const MachineOptions& options, const Output& output) {
+    output.json ? reportData(plan, options) : reportText(plan, options);
+}
+
+/// A plan that cannot be carried out is told like one that shall not be.
+void refuseObstacle(const MachinePlan& plan, const Output& output) {
+    if (plan.obstacle) {
+        report(plan, {.dryRun = true}, output);
+        throw install::InstallRefusal(*plan.obstacle);
+    }
+}
+
 } // namespace
 
 void addMachineOptions(CLI::App& command, MachineOptions& options) {
@@ -137,19 +149,21 @@ void changeMachine(const MachinePlanner& plan, const MachineOptions& options, co
             made.notes.insert(made.notes.begin(), "An earlier command was interrupted; the next one that changes "
                                                   "something puts that right first.");
         }
+        refuseObstacle(made, output);
     } else {
         const MachineTurn turn;
         if (const auto sentence = recover(journal, options.restartAudio); !sentence.empty()) {
             std::cerr << "Note: " << sentence << std::endl;
         }
         made = plan(registry, journal);
+        refuseObstacle(made, output);
         carryOut(made, journal, options.restartAudio);
         if (!made.transaction.changes.empty() && !options.restartAudio) {
             made.notes.emplace_back("The audio service takes this up when it next starts: restart the machine, or "
                                     "give the same command with --restart-audio.");
         }
     }
-    output.json ? reportData(made, options) : reportText(made, options);
+    report(made, options, output);
 }
 
 } // namespace tovix::control

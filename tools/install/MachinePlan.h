@@ -1,7 +1,10 @@
 #pragma once
 
 #include "install/ChangeJournal.h"
+#include "install/InstallRefusal.h"
 
+#include <iterator>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,6 +18,8 @@ struct MachinePlan {
     std::vector<std::string> sentences;
     /// What the user should know beside it.
     std::vector<std::string> notes;
+    /// What keeps it from being carried out, to be told after the sentences.
+    std::optional<InstallRefusal> obstacle;
 
     [[nodiscard]] bool isEmpty() const { return transaction.changes.empty() && transaction.records.empty(); }
 
@@ -27,6 +32,9 @@ struct MachinePlan {
         addAll(sentences, other.sentences);
         addAll(notes, other.notes);
         transaction.records.merge(other.transaction.records);
+        if (!obstacle) {
+            obstacle = std::move(other.obstacle);
+        }
     }
 };
 

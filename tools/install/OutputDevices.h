@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apo/EffectKeys.h"
+#include "install/EffectProperties.h"
 #include "install/RegistryTree.h"
 
 #include <optional>
@@ -13,15 +13,6 @@ namespace tovix::install {
 inline constexpr const wchar_t* outputDevicesKey =
     L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\MMDevices\\Audio\\Render";
 
-/// What stands under one effect key of a device.
-struct EffectRow {
-    /// One of `effectKeys`.
-    const EffectKey* pKey = nullptr;
-    RegistryData data;
-    /// The classes in braced text, as they stand there; none where the value has another type than it should have.
-    std::optional<std::vector<std::wstring>> classes;
-};
-
 /// An output device as its properties in the registry describe it.
 struct OutputDevice {
     /// The endpoint's identifier, braced: its key's name.
@@ -32,19 +23,21 @@ struct OutputDevice {
     DWORD state = 0;
     bool isDefault = false;
     bool hasEffectProperties = false;
-    bool enhancementsOff = false;
-    /// The effect keys that are set, in the order of `effectKeys`.
-    std::vector<EffectRow> rows;
+    EffectProperties effects;
 
     [[nodiscard]] bool isActive() const noexcept { return state == 1; }
-    /// The device's key and that of its effect properties, below the machine's key.
-    [[nodiscard]] std::wstring key() const;
-    [[nodiscard]] std::wstring effectPropertiesKey() const;
-    /// The row in which this effect's class stands; null where it stands in none.
-    [[nodiscard]] const EffectRow* attachedRow() const noexcept;
+    /// "Speakers (High Definition Audio)", as the system shows it.
+    [[nodiscard]] std::wstring fullName() const;
 };
 
 /// All are [control]; they throw InstallRefusal.
+
+/// The key of a device, and that of its effect properties, below the machine's key.
+std::wstring deviceKey(const std::wstring& id);
+std::wstring effectPropertiesKey(const std::wstring& id);
+
+/// One device; none where there is none of that identifier.
+std::optional<OutputDevice> readOutputDevice(const RegistryTree& registry, const std::wstring& id);
 
 /// All output devices, sorted by name. `defaultId` is that of the system's default device, empty where there is none.
 std::vector<OutputDevice> readOutputDevices(const RegistryTree& registry, const std::wstring& defaultId);
@@ -56,7 +49,8 @@ std::wstring defaultOutputDevice();
 /// which only one has; letters in either case. Of several the only active one. Throws noDevice, ambiguousDevice.
 const OutputDevice& chooseDevice(const std::vector<OutputDevice>& devices, const std::wstring& text);
 
-/// The name under which a class is registered: the audio engine's, else COM's; none where it is not registered.
+/// The name under which a class that COM can make is registered: the audio engine's for it, else COM's, else nothing;
+/// none where the class is not registered.
 std::optional<std::wstring> registeredName(const RegistryTree& registry, const std::wstring& classId);
 
 } // namespace tovix::install
