@@ -4,6 +4,8 @@
 #include "control/Commands.h"
 #include "control/DeviceCommands.h"
 #include "control/ExitStatus.h"
+#include "control/KeepCommands.h"
+#include "control/ProfileCommands.h"
 #include "curves/Numbers.h"
 #include "curves/Refusal.h"
 #include "host/Arguments.h"
@@ -27,11 +29,13 @@ constexpr const char* footer =
 replaces every line of its name, switched off or not, and a new boost those of Boost and Maximizer. Lines of other
 names stay as they are.
 
-The settings live as long as an effect or a control program has them open: with no audio running, use --hold.
+The settings live as long as an effect or a control program has them open: with no audio running, use
+--hold, or keep, which also brings them back in the next session and after a restart.
 
 Exit status:
    0 done, 1 failed, 2 wrong command line, 3 refused by the rules of the settings, 4 no settings page, 5 registry not
-   writable, 6 curve file not readable
+   writable, 6 curve file not readable, 7 no such profile, 8 a file of the user's not readable or writable, 9 autostart
+   entry of another program
    10 not elevated, 11 registry refused, 12 a value of another type, 13 file in use, 14 disk full, 15 file refused,
    16 no such device, 17 more than one device meant, 18 audio service does not stop or start, 19 not installed)";
 
@@ -153,6 +157,8 @@ void addCommands(CLI::App& app, Values& v) {
     app.add_flag("--json", v.output.json, "Print data, one JSON object a line");
     app.add_flag("--hold", v.output.hold, "After a change keep the settings open until Ctrl-C");
     addSettingsCommands(app, v);
+    addProfileCommands(app, v.output);
+    addKeepCommands(app, v.output);
     addDeviceCommands(app, v.output);
 }
 
@@ -170,12 +176,16 @@ int run(std::vector<std::string> arguments) {
         std::reverse(arguments.begin(), arguments.end());
         app.parse(std::move(arguments));
         return static_cast<int>(ExitStatus::done);
+    } catch (const CLI::RuntimeError& end) { // of another program that has said why
+        return end.get_exit_code();
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : static_cast<int>(ExitStatus::usage);
     } catch (const SettingsPageUnavailable& unavailable) {
         return fail(unavailable.what(), ExitStatus::noSettingsPage);
     } catch (const CommandFailure& failure) {
         return fail(failure.what(), failure.status());
+    } catch (const keep::KeepRefusal& refusal) {
+        return fail(refusal.what(), exitStatusOf(refusal.status()));
     } catch (const install::InstallRefusal& refusal) {
         return fail(refusal.what(), exitStatusOf(refusal.status()));
     } catch (const Refusal& refusal) {

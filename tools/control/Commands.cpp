@@ -5,6 +5,8 @@
 #include "host/ControllersTurn.h"
 #include "host/SettingsPage.h"
 #include "host/SystemQueries.h"
+#include "keep/Autostart.h"
+#include "keep/KeeperInstance.h"
 #include "settings/SettingsReport.h"
 #include "system/RegistrySettings.h"
 #include "text/SettingsNames.h"
@@ -23,6 +25,10 @@ constexpr DWORD watchPeriodMs = 200;
 
 Status statusOf(const std::optional<SettingsPage>& page) {
     Status status{.logLevel = ReadLogLevelSetting(), .previousEffect = ReadPreviousEffectSetting()};
+    status.kept = keep::KeeperInstance::runs();
+    const auto autostart = keep::readAutostart();
+    status.autostart = autostart.state;
+    status.autostartEntry = encodeUtf8(autostart.entry);
     if (page) {
         status.text = page->text();
         status.holders = page->holders();
@@ -62,8 +68,8 @@ void holdOrWarn(const SettingsPage& page, const Output& output) {
         ::Sleep(INFINITE);
     }
     if (page.holders() == 0) {
-        std::cerr << "Note: No effect has the settings open, so they are lost when this program ends; use --hold, or "
-                     "play something first.\n";
+        std::cerr << "Note: No effect has the settings open, so they are lost when this program ends; use --hold or "
+                     "keep, or play something first.\n";
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "curves/Refusal.h"
 #include "install/InstallRefusal.h"
+#include "keep/KeepRefusal.h"
 
 namespace tovix::control {
 
@@ -21,6 +22,12 @@ enum class ExitStatus : int {
     noRegistry = 5,
     /// The curve file cannot be read.
     noFile = 6,
+    /// There is no profile of that name.
+    noProfile = 7,
+    /// A file or folder of the user's cannot be read or written.
+    noUserFile = 8,
+    /// The autostart entry is another program's.
+    foreignAutostart = 9,
     /// What keeps a machine from being changed: one for each install::Obstacle, which says more, in its order.
     notElevated = 10,
     registryRefused = 11,
@@ -39,6 +46,23 @@ constexpr ExitStatus exitStatusOf(install::Obstacle obstacle) noexcept {
     return static_cast<ExitStatus>(static_cast<int>(ExitStatus::notElevated) + static_cast<int>(obstacle));
 }
 static_assert(exitStatusOf(install::Obstacle::notInstalled) == ExitStatus::notInstalled);
+
+/// For any thread.
+constexpr ExitStatus exitStatusOf(keep::Obstacle obstacle) noexcept {
+    switch (obstacle) {
+    case keep::Obstacle::noProfile:
+        return ExitStatus::noProfile;
+    case keep::Obstacle::fileRefused:
+        return ExitStatus::noUserFile;
+    case keep::Obstacle::registryRefused:
+        return ExitStatus::noRegistry;
+    case keep::Obstacle::foreignEntry:
+        return ExitStatus::foreignAutostart;
+    case keep::Obstacle::processRefused:
+        break;
+    }
+    return ExitStatus::failed;
+}
 
 /// Ends the program with a status of its own and one sentence. [control], any thread.
 using CommandFailure = RefusalWithStatus<ExitStatus>;

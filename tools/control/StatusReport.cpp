@@ -59,12 +59,34 @@ Json changeData(const ChangedSettings& change) {
 std::string describeStatus(const Status& status) {
     return describePage(status) + "Log level (registry, MLS): " + std::to_string(status.logLevel) + ", " +
            levelNames.at(status.logLevel) +
-           "\nPrevious effect (registry, EnableOldApo): " + (status.previousEffect ? "on" : "off") + "\n";
+           "\nPrevious effect (registry, EnableOldApo): " + (status.previousEffect ? "on" : "off") +
+           "\nSettings are written down (keep): " + (status.kept ? "yes" : "no") + "\n" +
+           describeAutostart(status.autostart, status.autostartEntry);
+}
+
+std::string describeAutostart(keep::AutostartState state, const std::string& entry) {
+    switch (state) {
+    case keep::AutostartState::on:
+        return "Autostart: on\n";
+    case keep::AutostartState::otherCopy:
+        return "Autostart: on, of another copy: " + printable(entry) + "\n";
+    case keep::AutostartState::foreign:
+        return "Autostart: off; another program has the entry's name: " + printable(entry) + "\n";
+    case keep::AutostartState::off:
+        break;
+    }
+    return "Autostart: off\n";
+}
+
+Json autostartData(keep::AutostartState state, const std::string& entry) {
+    return {{"state", keep::autostartStateName(state)}, {"entry", utf8Text(entry)}};
 }
 
 Json statusData(const Status& status) {
     Json data{{"settings", nullptr},
-              {"registry", {{"logLevel", status.logLevel}, {"enableOldApo", status.previousEffect}}}};
+              {"registry", {{"logLevel", status.logLevel}, {"enableOldApo", status.previousEffect}}},
+              {"kept", status.kept},
+              {"autostart", autostartData(status.autostart, status.autostartEntry)}};
     if (status.text) {
         data["settings"] = settingsData(*status.text);
         data["settings"]["holders"] = status.holders ? Json(*status.holders) : Json(nullptr);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "keep/AutostartEntry.h"
 #include "settings/SettingsChanges.h"
 
 #include <nlohmann/json_fwd.hpp>
@@ -21,6 +22,11 @@ struct Status {
     /// The registry's values, as the effect reads them.
     std::uint32_t logLevel = 0;
     bool previousEffect = false;
+    /// Whether a `tovixctl keep` of this session writes the settings down.
+    bool kept = false;
+    /// What starts with the user's session, and the entry's text.
+    keep::AutostartState autostart = keep::AutostartState::off;
+    std::string autostartEntry;
 };
 
 /// The lines of a change and, where a curve was thinned, a sentence on that; the notes are not in it.
@@ -32,8 +38,14 @@ nlohmann::ordered_json changeData(const ChangedSettings& change);
 /// All of a status as text, ending in a line feed.
 std::string describeStatus(const Status& status);
 
-/// The same as data: "settings" (null where there is no page, "holders" added) and "registry" ("logLevel",
-/// "enableOldApo").
+/// The autostart entry in one line, ending in a line feed.
+std::string describeAutostart(keep::AutostartState state, const std::string& entry);
+
+/// The same as data: "state" ("off", "on", "otherCopy", "foreign") and "entry".
+nlohmann::ordered_json autostartData(keep::AutostartState state, const std::string& entry);
+
+/// A status as data: "settings" (null where there is no page, "holders" added) and "registry" ("logLevel",
+/// "enableOldApo"), "kept" and "autostart" ("state", "entry").
 nlohmann::ordered_json statusData(const Status& status);
 
 } // namespace tovix::control

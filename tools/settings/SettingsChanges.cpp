@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <sstream>
 
 namespace tovix {
 namespace {
@@ -207,6 +208,17 @@ ChangedSettings setLines(std::string_view text, const std::vector<std::string>& 
     change.text = edit.text();
     requireFits(change.text);
     std::for_each(lines.begin(), lines.end(), checkLine);
+    addHint(change);
+    return change;
+}
+
+ChangedSettings takeText(std::string_view text) {
+    requireFits(text);
+    ChangedSettings change{.text = std::string(text), .notes = {}, .thinned = {}};
+    std::istringstream lines(change.text);
+    for (std::string line; std::getline(lines, line);) {
+        checkLine(line);
+    }
     addHint(change);
     return change;
 }

@@ -54,4 +54,8 @@ ChangedSettings changePreviousEffect(std::string_view text, bool on);
 /// Each of `lines` in place of the lines of the same name; with `replaceAll` in place of the whole text.
 ChangedSettings setLines(std::string_view text, const std::vector<std::string>& lines, bool replaceAll);
 
+/// A whole text, such as that of a file, in place of the one there is: its lines by the rules of `setLines`, but as
+/// they stand.
+ChangedSettings takeText(std::string_view text);
+
 } // namespace tovix

@@ -94,6 +94,16 @@ std::string describeLines(std::string_view text) {
     return described.empty() ? "  (no lines)\n" : described;
 }
 
+std::string summarizeLines(std::string_view text) {
+    std::string summary;
+    for (const auto& diagnosis : diagnoseSettings(text, decodeLatin1)) {
+        if (diagnosis.outcome == LineOutcome::buildsFilter || diagnosis.outcome == LineOutcome::previousEffectOn) {
+            summary += (summary.empty() ? "" : "; ") + printable(diagnosis.explanation);
+        }
+    }
+    return summary.empty() ? "nothing" : summary;
+}
+
 Json settingsData(std::string_view text) {
     Json lines = Json::array();
     for (const auto& diagnosis : diagnoseSettings(text, decodeLatin1)) {

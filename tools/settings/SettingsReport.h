@@ -18,7 +18,10 @@ std::string printable(std::string_view text);
 /// Each line of the settings text with what it does, one a line and indented; "(no lines)" without any.
 std::string describeLines(std::string_view text);
 
-/// The same as data: "text", "bytes" (its length) and "lines", of which each has "line", "outcome", "explanation"
+/// What the lines that do something do, in one line; "nothing" without such lines.
+std::string summarizeLines(std::string_view text);
+
+/// The lines as data: "text", "bytes" (its length) and "lines", of which each has "line", "outcome", "explanation"
 /// and, where there are such, "boost" ("levelDb", "limiter"), "maximizer" ("levelDb", "ceilingDb") or "points"
 /// ("frequencyHz", "gainDb").
 ///

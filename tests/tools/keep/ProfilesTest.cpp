@@ -1,0 +1,136 @@
+// What a user's files may be called and hold, whoever has edited them, and what an interrupted write leaves.
+
+#include "keep/Profiles.h"
+#include "keep/AutostartEntry.h"
+#include "keep/KeepRefusal.h"
+#include "keep/ProfileName.h"
+#include "keep/SettingsFile.h"
+#include "support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace tovix::keep {
+namespace {
+
+std::string refusalOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const Refusal& refusal) {
+        return refusal.what();
+    }
+    return "accepted";
+}
+
+void put(const std::filesystem::path& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+TEST(Profiles, NamesAreThoseThatEveryFileSystemTakes) {
+    for (const auto* const name : {"night", "Kopfh\xC3\xB6rer 2", "a.b", "console", "COM10", "lpt", "nul1"}) {
+        EXPECT_EQ(refusalOf([&] { checkProfileName(name); }), "accepted");
+    }
+    for (const auto* const name :
+         {"",     " a",     "a ",          "a.",     ".",    "..",    ".a",        "a/b",  "a\\b",  "..\\a",
+          "c:a",  "a:b",    "a*",          "a?",     "a\"b", "a|b",   "<a>",       "con",  "Nul.x", "aux .txt",
+          "COM1", "lpt9.a", "COM\xC2\xB2", "conin$", "a\nb", "a\x7F", "a\xC2\x85", "a\xFF"}) {
+        EXPECT_NE(refusalOf([&] { checkProfileName(name); }), "accepted") << name;
+    }
+    EXPECT_EQ(refusalOf([] { checkProfileName(std::string(60, 'a')); }), "accepted");
+    EXPECT_NE(refusalOf([] { checkProfileName(std::string(61, 'a')); }), "accepted");
+}
+
+TEST(Profiles, AreSavedFoundWhateverTheirCaseListedAndRemoved) {
+    const test::TemporaryFolder folder;
+    Profiles profiles(folder.path() / "not there yet");
+    EXPECT_TRUE(profiles.names().empty());
+    // The order of the lines is that of the filters.
+    const std::string text = "Boost: 10 dB 0\nEqualizer: 100 -3\nBoost: 20 dB 1";
+    EXPECT_FALSE(profiles.save("night", text));
+    EXPECT_FALSE(profiles.save("\xC3\x96", "#Boost: 0 dB 0"));
+    EXPECT_FALSE(profiles.save("day", ""));
+    EXPECT_TRUE(profiles.save("day", "Boost: 10 dB 0"));
+    EXPECT_NE(refusalOf([&] { profiles.save("Night", ""); }).find("\"night\""), std::string::npos);
+    EXPECT_NE(refusalOf([&] { profiles.save("loud", "Boost: 900 dB 0"); }), "accepted");
+    EXPECT_EQ(profiles.names(), (std::vector<std::string>{"day", "night", "\xC3\x96"}));
+    EXPECT_EQ(profiles.load("NIGHT").text, text);
+    profiles.remove("Night");
+    EXPECT_THROW(static_cast<void>(profiles.load("night")), KeepRefusal);
+    EXPECT_EQ(profiles.names().size(), 2U);
+}
+
+TEST(Profiles, AFileEditedByHandIsReadAsItsEditorMeantOrRefusedAndLeftAlone) {
+    const test::TemporaryFolder folder;
+    const auto file = folder.path() / "a.txt";
+    const struct {
+        std::string bytes;
+        /// The text, or a part of the refusal.
+        std::string expected;
+    } cases[] = {
+        {"\xEF\xBB\xBF"
+         "Boost: 60 dB 1\r\n\r\n#a note: \xC3\xA4\r\n\r\n",
+         "Boost: 60 dB 1\n\n#a note: \xC3\xA4"},
+        {"", ""},
+        {"\r\n", ""},
+        {std::string(254, '#') + "\n", std::string(254, '#')},
+        {"#" + std::string(255, 'x'), "256 bytes"},
+        {std::string(5000, '\n'), "larger"},
+        {"Boost: 201 dB 0", "outside of 0 to 200"},
+        {"Boost: 60 dB 1\nBost: 1 dB 1", "did you mean"},
+        {std::string("Boost: 60 dB 1\n\0#", 17), "control characters"},
+        {std::string("\xFF\xFE"
+                     "B\0o\0o\0s\0t\0",
+                     12),
+         "control characters"},
+    };
+    for (const auto& c : cases) {
+        put(file, c.bytes);
+        const auto refusal = refusalOf([&] { EXPECT_EQ(readSettingsFile(file)->text, c.expected); });
+        if (refusal != "accepted") {
+            EXPECT_NE(refusal.find(c.expected), std::string::npos) << refusal;
+            EXPECT_NE(refusal.find("a.txt"), std::string::npos) << refusal;
+        }
+        EXPECT_EQ(test::contentOf(file), c.bytes);
+    }
+}
+
+TEST(Profiles, AWriteThatDoesNotEndLeavesTheOldFileAndTheNextOneWritesOverIt) {
+    const test::TemporaryFolder folder;
+    Profiles profiles(folder.path());
+    profiles.save("a", "Boost: 10 dB 0");
+    const auto unfinished = folder.path() / "a.txt.part";
+    std::filesystem::create_directory(unfinished);
+    EXPECT_THROW(profiles.save("a", "Boost: 20 dB 0"), KeepRefusal);
+    EXPECT_EQ(profiles.load("a").text, "Boost: 10 dB 0");
+    std::filesystem::remove(unfinished);
+    put(unfinished, "Boost: 20");
+    EXPECT_EQ(profiles.names(), std::vector<std::string>{"a"});
+    profiles.save("a", "Boost: 30 dB 0");
+    EXPECT_EQ(test::contentOf(profiles.file("a")), "Boost: 30 dB 0\n");
+    EXPECT_FALSE(std::filesystem::exists(unfinished));
+}
+
+TEST(AutostartEntry, OnlyACopyOfThisProgramIsReplaced) {
+    constexpr const wchar_t* program = L"C:\\Program Files\\Tovix\\tovixctl.exe";
+    const struct {
+        std::optional<std::wstring> entry;
+        AutostartState state;
+    } cases[] = {
+        {std::nullopt, AutostartState::off},
+        {autostartCommand(program), AutostartState::on},
+        {L"\"c:\\program files\\tovix\\TOVIXCTL.EXE\" keep", AutostartState::on},
+        {L"\"D:\\tovix-1.0\\tovixctl.exe\" keep", AutostartState::otherCopy},
+        {L"", AutostartState::foreign},
+        {L"D:\\tovixctl.exe keep", AutostartState::foreign},
+        {L"\"D:\\tovixctl.exe\" keep --foreground", AutostartState::foreign},
+        {L"\"D:\\other.exe\" \"D:\\tovixctl.exe\" keep", AutostartState::foreign},
+        {L"\"C:\\Program Files\\Tovix\\tray.exe\"", AutostartState::foreign},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(autostartState(c.entry, program), c.state) << autostartStateName(c.state);
+    }
+}
+
+} // namespace
+} // namespace tovix::keep

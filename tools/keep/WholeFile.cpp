@@ -1,0 +1,123 @@
+#include "keep/WholeFile.h"
+
+#include "keep/KeepRefusal.h"
+
+#include <fstream>
+#include <system_error>
+
+#ifdef _WIN32
+#include "host/SystemQueries.h"
+#include "system/WinHandles.h"
+#else
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+#endif
+
+namespace tovix::keep {
+namespace {
+
+[[noreturn]] void refuse(const std::filesystem::path& path, const char* what, const std::string& why) {
+    throw KeepRefusal(Obstacle::fileRefused, "\"" + textOfPath(path) + "\" cannot be " + what + ": " + why + ".");
+}
+
+#ifdef _WIN32
+
+[[noreturn]] void refuseWriting(const std::filesystem::path& path) {
+    const DWORD error = ::GetLastError();
+    refuse(path, "written", describeSystemError(error));
+}
+
+void writeThrough(const std::filesystem::path& path, std::string_view bytes) {
+    HANDLE const hFile =
+        ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (hFile == INVALID_HANDLE_VALUE) {
+        refuseWriting(path);
+    }
+    const KernelHandle file(hFile);
+    DWORD written = 0;
+    if (::WriteFile(hFile, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) == FALSE ||
+        ::FlushFileBuffers(hFile) == FALSE) {
+        refuseWriting(path);
+    }
+}
+
+void putInPlace(const std::filesystem::path& from, const std::filesystem::path& to) {
+    if (::MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) == FALSE) {
+        refuseWriting(to);
+    }
+}
+
+#else
+
+[[noreturn]] void refuseWriting(const std::filesystem::path& path) {
+    refuse(path, "written", std::generic_category().message(errno));
+}
+
+void writeThrough(const std::filesystem::path& path, std::string_view bytes) {
+    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (file < 0) {
+        refuseWriting(path);
+    }
+    const bool written =
+        ::write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()) && ::fsync(file) == 0;
+    const int error = errno;
+    ::close(file);
+    if (!written) {
+        errno = error;
+        refuseWriting(path);
+    }
+}
+
+void putInPlace(const std::filesystem::path& from, const std::filesystem::path& to) {
+    if (std::rename(from.c_str(), to.c_str()) != 0) {
+        refuseWriting(to);
+    }
+}
+
+#endif
+
+} // namespace
+
+std::optional<std::string> readWholeFile(const std::filesystem::path& path, std::size_t mostBytes) {
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (status.type() == std::filesystem::file_type::not_found) {
+        return std::nullopt;
+    }
+    std::ifstream file(path, std::ios::binary);
+    if (status.type() != std::filesystem::file_type::regular || !file) {
+        refuse(path, "read", error ? error.message() : "it is no file that this user may read");
+    }
+    std::string bytes(mostBytes + 1, '\0');
+    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    if (file.bad()) {
+        refuse(path, "read", "the system stopped in the middle");
+    }
+    bytes.resize(static_cast<std::size_t>(file.gcount()));
+    return bytes;
+}
+
+void replaceWholeFile(const std::filesystem::path& path, std::string_view bytes) {
+    std::error_code error;
+    std::filesystem::create_directories(path.parent_path(), error);
+    if (error) {
+        refuse(path, "written", error.message());
+    }
+    std::filesystem::path unfinished = path;
+    unfinished += ".part";
+    try {
+        writeThrough(unfinished, bytes);
+        putInPlace(unfinished, path);
+    } catch (const KeepRefusal&) {
+        std::filesystem::remove(unfinished, error);
+        throw;
+    }
+}
+
+std::string textOfPath(const std::filesystem::path& path) {
+    const auto text = path.u8string();
+    return {text.begin(), text.end()};
+}
+
+} // namespace tovix::keep
