@@ -8,6 +8,7 @@
 #include "keep/Autostart.h"
 #include "keep/KeeperInstance.h"
 #include "settings/SettingsReport.h"
+#include "settings/SettingsRules.h"
 #include "system/RegistrySettings.h"
 #include "text/SettingsNames.h"
 #include "text/Utf.h"
@@ -98,7 +99,12 @@ void showStatus(const Output& output) {
 }
 
 void changeSettings(const std::function<ChangedSettings(std::string_view)>& change, const Output& output) {
-    holdOrWarn(apply(change, output), output);
+    const auto checked = [&change](std::string_view text) {
+        ChangedSettings changed = change(text);
+        checkCost(changed.text, text);
+        return changed;
+    };
+    holdOrWarn(apply(checked, output), output);
 }
 
 void setPreviousEffect(bool on, const Output& output) {

@@ -1,5 +1,6 @@
 #include "settings/SettingsRules.h"
 
+#include "chain/ChainBuilder.h"
 #include "curves/CurveReader.h"
 #include "curves/Numbers.h"
 #include "curves/Refusal.h"
@@ -8,6 +9,7 @@
 #include "text/SettingsNames.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 
 namespace tovix {
@@ -69,6 +71,19 @@ void checkEqualizer(const std::string& line, const Points& read) {
     }
 }
 
+RtPtr<FilterChain> statedChain(std::string_view text) {
+    ChainBuilder builder(decodeLatin1);
+    builder.configure(statedFormat, {});
+    return builder.build(text).chain;
+}
+
+/// Never too little, so that what is above a limit does not read like it.
+std::string percent(double share) {
+    constexpr double beyondAll = 1e6;
+    constexpr double binaryError = 1e-6;
+    return std::to_string(std::lround(std::ceil(std::min(100.0 * share, beyondAll) - binaryError))) + " %";
+}
+
 } // namespace
 
 BoostLevel readBoostLevel(std::string_view text) {
@@ -110,6 +125,27 @@ void checkLine(const std::string& line) {
             checkEqualizer(line, *diagnosis.equalizer);
         }
     }
+}
+
+std::int64_t steadyNanoseconds() noexcept {
+    return std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds(1);
+}
+
+void checkCost(std::string_view text, std::string_view before, NanosecondClock clock) {
+    const auto chain = statedChain(text);
+    const auto cost = chain ? measureCost(*chain, statedFormat, clock) : std::nullopt;
+    if (!cost || cost->fits()) {
+        return;
+    }
+    const auto chainBefore = statedChain(before);
+    if (chainBefore && chain->stageCount() < chainBefore->stageCount()) {
+        return;
+    }
+    throw Refusal("On this machine the settings would take " + percent(cost->share()) +
+                  " of each block's time with " + std::to_string(statedFormat.inputChannels) + " channels, " +
+                  formatDecimal(static_cast<double>(statedFormat.sampleRateHz) / 1000.0) + " kHz and blocks of " +
+                  std::to_string(statedFormat.maxFrames) + " frames; the effect uses none that take more than " +
+                  percent(maxBlockShare) + " of its own.");
 }
 
 std::string boostLine(std::int32_t tenths, bool withLimiter) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "chain/ChainCost.h"
 #include "curves/Curve.h"
 
 #include <cstdint>
@@ -24,6 +25,17 @@ BoostLevel readBoostLevel(std::string_view text);
 /// One settings line, without its line end and short enough for the page, that somebody asks to be written as it is:
 /// its name is known, its parameters are all read and mean what they say, or it is switched off with '#'.
 void checkLine(const std::string& line);
+
+/// The clock by which costs are measured.
+std::int64_t steadyNanoseconds() noexcept;
+
+/// The stream for which `checkCost` asks: of those in use, one of many channels and short blocks.
+constexpr StreamFormat statedFormat{48000.0F, 0, 8, 8, 0x63F, 128};
+
+/// A whole settings text that takes the place of `before`: its filters leave the audio thread enough time, on this
+/// machine and with `statedFormat`, as the effect finds out for its own format. A text with fewer filters than there
+/// were passes in any case, so that no text is in the way of its own mending.
+void checkCost(std::string_view text, std::string_view before, NanosecondClock clock = &steadyNanoseconds);
 
 /// The line that sets the boost.
 std::string boostLine(std::int32_t tenths, bool withLimiter);

@@ -46,6 +46,9 @@ public:
     /// caller holds the token; at `pending` it passes to the audio thread.
     Published publish(RtPtr<FilterChain> chain) noexcept;
 
+    /// [control] Whether there is a current chain.
+    [[nodiscard]] bool plays() const noexcept { return m_pCurrent.load(std::memory_order_acquire) != nullptr; }
+
     /// [audio] Processes one block of interleaved samples; `output` and `input` may be the same buffer. Longer
     /// blocks than the format's maximum are processed in pieces, or pass where pieces cannot share a buffer. Without
     /// any chain the samples pass unchanged. Returns true when a pending chain has become current, which makes the

@@ -59,6 +59,9 @@ public:
     /// [audio] Also for a control thread that holds the chain.
     [[nodiscard, gnu::always_inline]] std::uint64_t stageCount() const noexcept { return m_stages.size(); }
 
+    /// [control] The filter of a stage, for a thread that holds the chain.
+    [[nodiscard]] const IFilter& filter(std::size_t stage) const noexcept { return *m_stages[stage]->filter; }
+
     FilterChain(const FilterChain&) = delete;
     FilterChain& operator=(const FilterChain&) = delete;
     /// [control] Destroys the stages and their filters.

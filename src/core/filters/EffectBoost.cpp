@@ -126,6 +126,10 @@ bool EffectBoost::backOff(float& left, float& right) noexcept {
     return true;
 }
 
+FilterPtr EffectBoost::standIn() const noexcept {
+    return makeRt<EffectBoost>(maxBoostTenths, true);
+}
+
 void EffectBoost::setProcessLevel(std::int32_t level) noexcept {
     currentLevel.store(clampLevel(level), std::memory_order_relaxed);
 }

@@ -28,6 +28,9 @@ public:
     /// [audio] Works on `inputs`, which are the outputs too.
     void process(float** outputs, float** inputs, std::uint32_t frameCount) noexcept override RT_SECTION;
 
+    /// [control] Of either mode the dynamics mode, which costs more and leaves the level of the process alone.
+    [[nodiscard]] FilterPtr standIn() const noexcept override;
+
     /// [control] Sets the process-wide level of the plain mode, clamped to 0 to 200 tenths of a dB. For a host that
     /// starts a stream afresh; the effect itself never does.
     static void setProcessLevel(std::int32_t level) noexcept;

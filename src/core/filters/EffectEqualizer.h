@@ -29,9 +29,13 @@ public:
     /// output may be its input's buffer.
     void process(float** outputs, float** inputs, std::uint32_t) noexcept override RT_SECTION;
 
+    /// [control] An equalizer of an impulse, which needs no design.
+    [[nodiscard]] FilterPtr standIn() const noexcept override;
+
 private:
     std::vector<ResponsePoint> m_points;
     std::uint32_t m_tapCount;
+    bool m_standsIn = false;
     /// Null while inert.
     BlockConvolverPtr m_pConvolver;
 };

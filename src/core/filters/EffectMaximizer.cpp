@@ -63,6 +63,10 @@ ChannelList EffectMaximizer::setup(float sampleRateHz, std::uint32_t, ChannelLis
     return channels;
 }
 
+FilterPtr EffectMaximizer::standIn() const noexcept {
+    return makeRt<EffectMaximizer>(maxMaximizerTenths, 0);
+}
+
 inline double EffectMaximizer::needFor(float peak) const noexcept {
     const double amplified = static_cast<double>(peak) * m_preGain;
     return amplified > m_ceiling ? m_ceiling / amplified : 1.0;

@@ -38,6 +38,9 @@ public:
     /// float. A sample that is not finite plays as silence and leaves no trace.
     void process(float** outputs, float** inputs, std::uint32_t frameCount) noexcept override RT_SECTION;
 
+    /// [control]
+    [[nodiscard]] FilterPtr standIn() const noexcept override;
+
 private:
     /// The gain's way to its goal.
     struct Glide {

@@ -8,6 +8,9 @@
 
 namespace tovix {
 
+class IFilter;
+using FilterPtr = RtPtr<IFilter>;
+
 /// Channel names in channel order; the length is the channel count.
 using ChannelList = std::vector<std::wstring>;
 
@@ -41,13 +44,16 @@ public:
     /// the inputs are 0, and what the filter writes there is dropped.
     virtual void process(float** outputs, float** inputs, std::uint32_t frameCount) noexcept = 0;
 
+    /// [control] A filter for a trial run (see ChainCost), not yet set up, whose blocks take at least as long as those
+    /// of this one, which has been set up. It shares nothing with any other filter and logs nothing. Null where this
+    /// one is inert, or when there is no memory.
+    [[nodiscard]] virtual FilterPtr standIn() const noexcept = 0;
+
 protected:
     IFilter() = default;
     IFilter(const IFilter&) = default;
     IFilter& operator=(const IFilter&) = default;
 };
-
-using FilterPtr = RtPtr<IFilter>;
 
 /// Filters in processing order; empty means that none was made.
 using FilterList = std::vector<FilterPtr>;

@@ -1,5 +1,6 @@
 #include "manager/ChainRebuilder.h"
 
+#include "chain/ChainCost.h"
 #include "chain/ChannelNames.h"
 #include "log/Log.h"
 #include "system/SystemText.h"
@@ -24,6 +25,13 @@ std::int64_t counter() noexcept {
     return value.QuadPart;
 }
 
+std::int64_t nanoseconds() noexcept {
+    constexpr std::int64_t perSecond = 1000000000;
+    const std::int64_t frequency = counterFrequency();
+    const std::int64_t ticks = counter();
+    return ticks / frequency * perSecond + ticks % frequency * perSecond / frequency;
+}
+
 FunctionLog logOf(const char* function, const void* pManager) noexcept {
     return {function, "EffectManager", pManager};
 }
@@ -42,6 +50,7 @@ ChainRebuilder::ChainRebuilder(const void* pManager)
 void ChainRebuilder::startStream(const StreamFormat& format, const GateSwitches& switches) noexcept {
     const std::lock_guard guard(m_lock);
     m_slots.reset(format);
+    m_format = format;
     logFormat(format);
     m_builder.configure(format, switches);
     rebuild();
@@ -72,7 +81,19 @@ bool ChainRebuilder::rebuild() noexcept {
     if (built.previousEffect) {
         m_wantsPreviousEffect.store(*built.previousEffect, std::memory_order_release);
     }
-    return built.chain && m_slots.publish(std::move(built.chain)) == ChainSlots::Published::pending;
+    return built.chain && leavesTime(*built.chain) &&
+           m_slots.publish(std::move(built.chain)) == ChainSlots::Published::pending;
+}
+
+bool ChainRebuilder::leavesTime(const FilterChain& chain) const noexcept {
+    const auto cost = measureCost(chain, m_format, &nanoseconds);
+    if (cost && !cost->fits()) {
+        logOf("EffectManager::buildChain", m_pManager)
+            .warning("The settings take too much of each block's time and are not used. Percent= ",
+                     100.0 * cost->share(), " Limit= ", 100.0 * maxBlockShare,
+                     m_slots.plays() ? ". The chain that plays goes on" : ". The sound passes unchanged");
+    }
+    return cost && cost->fits();
 }
 
 void ChainRebuilder::rebuildOnUpdates() noexcept {

@@ -57,8 +57,12 @@ private:
         std::int64_t end = 0;
     };
 
-    /// Builds a chain from the present settings and publishes it; false when the token was not given away with it.
+    /// Builds a chain from the present settings and publishes it if it leaves the audio thread enough time; false
+    /// when the token was not given away with it.
     bool rebuild() noexcept;
+    /// Whether the chain leaves the audio thread enough of each block's time, with a line in the log where it does
+    /// not. False as well when there is no memory to find out.
+    [[nodiscard]] bool leavesTime(const FilterChain& chain) const noexcept;
     void logFormat(const StreamFormat& format) const noexcept;
     [[nodiscard]] bool awaitToken() const noexcept;
     /// [audio]
@@ -78,6 +82,7 @@ private:
     /// Manual-reset. Null when the system gives none; the thread then ends at its first wait.
     KernelHandle m_hShutdownEvent;
     ChainBuilder m_builder;
+    StreamFormat m_format;
     ChainSlots m_slots;
     BuildTimes m_buildTimes;
 };

@@ -29,8 +29,8 @@ public:
     EffectManager& operator=(const EffectManager&) = delete;
 
     /// [control] Frees all chains, builds the first chain of `format` from the present settings, and starts the
-    /// thread if there is none. Not while a block is processed. When a chain cannot be built the samples pass
-    /// unchanged until the next update.
+    /// thread if there is none. Not while a block is processed. When a chain cannot be built, or takes more than
+    /// `maxBlockShare` of a block's time (see ChainCost), the samples pass unchanged until the next update.
     ///
     /// Called while a fade is pending it loses the token that the fade holds: later updates wait until destruction.
     /// That is kept as it is; the current settings still apply.

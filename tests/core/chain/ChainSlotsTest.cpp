@@ -36,6 +36,7 @@ public:
             }
         }
     }
+    [[nodiscard]] FilterPtr standIn() const noexcept override { return nullptr; }
 
 protected:
     float m_digit;

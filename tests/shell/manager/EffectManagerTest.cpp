@@ -1,5 +1,6 @@
 #include "manager/EffectManager.h"
 #include "support/BecomesTrue.h"
+#include "support/FastestAgain.h"
 #include "support/ImportWatch.h"
 #include "support/LogCapture.h"
 #include "support/OwnResources.h"
@@ -27,12 +28,14 @@ bool tellsOfABuild(const std::string& line) {
     return line.find("Couldn't create boost filter") != std::string::npos;
 }
 
-/// Two blocks, enough for a fade to end. Returns the last sample.
-float play(EffectManager& manager) {
-    std::vector<float> samples(std::size_t{stereo.maxFrames} * 2, 0.1F);
-    manager.process(samples.data(), samples.data(), stereo.maxFrames);
-    std::fill(samples.begin(), samples.end(), 0.1F);
-    manager.process(samples.data(), samples.data(), stereo.maxFrames);
+/// Blocks of a fade and one more. Returns the last sample.
+float play(EffectManager& manager, const StreamFormat& format = stereo) {
+    std::vector<float> samples(std::size_t{format.maxFrames} * format.inputChannels);
+    for (std::uint32_t played = 0; played < crossfadeFramesAt(format.sampleRateHz) + format.maxFrames;
+         played += format.maxFrames) {
+        std::fill(samples.begin(), samples.end(), 0.1F);
+        manager.process(samples.data(), samples.data(), format.maxFrames);
+    }
     return samples.back();
 }
 
@@ -109,6 +112,40 @@ TEST(EffectManager, ChangeThatTheAudioHasNotTakenHoldsUpTheNextOneButNotTheEnd) 
     EXPECT_TRUE(log.has("INFO EffectManager::initializeManager: Channel count= 2 Device= FL FR"));
     EXPECT_TRUE(log.has("INFO EffectManager::EffectManager: ENTERED"));
     EXPECT_TRUE(log.has(destructorLog + "ENTERED"));
+}
+
+TEST(EffectManager, SettingsThatWouldStarveTheAudioThreadAreNotUsed) {
+    constexpr StreamFormat shortBlocks{192000.0F, 8, 8, 8, 0x63F, 16};
+    const FastestAgain atEnd;
+    ASSERT_TRUE(forceConvolverEngine("fftw"));
+    std::string expensive;
+    for (int line = 0; line < 18; ++line) {
+        expensive += "Equalizer:1 1\n";
+    }
+    SettingsWriter settings("Boost: 60 dB 1");
+    const BriefLog log;
+    const auto hasWarning = [&log](const std::string& end) {
+        const auto lines = log.lines();
+        return std::any_of(lines.begin(), lines.end(), [&end](const std::string& line) {
+            return line.starts_with("WARNING EffectManager::buildChain: The settings take too much of each block's "
+                                    "time and are not used. Percent= ") &&
+                   line.ends_with(" Limit= 70.000000. " + end);
+        });
+    };
+    EffectManager manager;
+    manager.initializeManager(shortBlocks);
+    settings.change(expensive);
+    EXPECT_TRUE(becomesTrue([&] { return hasWarning("The chain that plays goes on"); }));
+    EXPECT_NEAR(play(manager, shortBlocks), 0.1995F, 1e-4F);
+    settings.change("Boost: 120 dB 1");
+    EXPECT_TRUE(becomesTrue([&] { return play(manager, shortBlocks) > 0.39F; })) << "the next change is heard";
+    settings.write(expensive);
+    EXPECT_FALSE(hasWarning("The sound passes unchanged"));
+    manager.initializeManager(shortBlocks);
+    EXPECT_TRUE(hasWarning("The sound passes unchanged"));
+    EXPECT_EQ(play(manager, shortBlocks), 0.1F);
+    settings.change("Boost: 60 dB 1");
+    EXPECT_TRUE(becomesTrue([&] { return play(manager, shortBlocks) > 0.19F; }));
 }
 
 HANDLE WINAPI noEvent(SECURITY_ATTRIBUTES*, BOOL, BOOL, LPCWSTR) {

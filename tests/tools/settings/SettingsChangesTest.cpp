@@ -2,6 +2,7 @@
 
 #include "curves/Refusal.h"
 #include "settings/SettingsEdit.h"
+#include "settings/SettingsRules.h"
 
 #include <gtest/gtest.h>
 
@@ -226,6 +227,26 @@ TEST(SettingsChanges, AnEqualizerThatRaisesTheLevelWithoutALimiterAfterItGetsAHi
     EXPECT_FALSE(hints(equalizer("Maximizer: 0 dB", "100 6")));
     EXPECT_TRUE(hints(equalizer("Boost: 0 dB 1\nEqualizer: 1 1", "100 6"))) << "the limiter stands before it";
     EXPECT_FALSE(hints(equalizer("", "100 -6 200 0")));
+}
+
+/// Every look at it is 5 ms later.
+std::int64_t fiveMillisecondsLater() noexcept {
+    static std::int64_t now = 0;
+    return now += 5000000;
+}
+
+TEST(SettingsRules, ATextThatCostsTooMuchIsRefusedWithTheFigureUnlessItMendsAWorseOne) {
+    const auto verdict = [](std::string_view text, std::string_view before, NanosecondClock clock) {
+        return refusalOf([&] { checkCost(text, before, clock); });
+    };
+    constexpr auto refusal =
+        "On this machine the settings would take 188 % of each block's time with 8 channels, 48 "
+        "kHz and blocks of 128 frames; the effect uses none that take more than 70 % of its own.";
+    EXPECT_EQ(verdict("Boost: 60 dB 1", "", &fiveMillisecondsLater), refusal);
+    EXPECT_EQ(verdict("Boost: 60 dB 1", "Maximizer: 60 dB", &fiveMillisecondsLater), refusal);
+    EXPECT_EQ(verdict("Boost: 60 dB 1", "Boost: 60 dB 1\nEqualizer: 1 1", &fiveMillisecondsLater), "accepted");
+    EXPECT_EQ(verdict("#Boost: 60 dB 1\nEnableOldApo:", "", &fiveMillisecondsLater), "accepted");
+    EXPECT_EQ(verdict("Equalizer: 100 -3 1000 6\nMaximizer: 60 dB", "", &steadyNanoseconds), "accepted");
 }
 
 } // namespace

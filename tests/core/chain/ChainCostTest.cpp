@@ -1,0 +1,161 @@
+#include "chain/ChainCost.h"
+
+#include "chain/ChainBuilder.h"
+#include "chain/StagePlanner.h"
+#include "filters/EffectBoost.h"
+#include "support/FastestAgain.h"
+#include "support/LogCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+
+using namespace tovix;
+using namespace tovix::test;
+
+namespace {
+
+std::int64_t steadyNanoseconds() noexcept {
+    return std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds(1);
+}
+
+/// A clock that only the filter below moves on, by what `shareOf` says of its n-th block.
+struct Script {
+    double (*shareOf)(int block) = nullptr;
+    StreamFormat format;
+    int blocks = 0;
+    double now = 0.0;
+};
+Script script;
+
+std::int64_t scriptedNanoseconds() noexcept {
+    return static_cast<std::int64_t>(script.now);
+}
+
+class ScriptedFilter final : public IFilter {
+public:
+    ChannelList setup(float, std::uint32_t, ChannelList channels) override { return channels; }
+    void process(float**, float**, std::uint32_t frameCount) noexcept override {
+        const double blockNs = frameCount * 1e9 / static_cast<double>(script.format.sampleRateHz);
+        script.now += script.shareOf(script.blocks++) * blockNs;
+    }
+    [[nodiscard]] FilterPtr standIn() const noexcept override { return makeRt<ScriptedFilter>(); }
+};
+
+TEST(ChainCost, IsTheLeastOfSeveralTriesAndEndsAsSoonAsItIsKnown) {
+    const StreamFormat shortBlocks{48000.0F, 0, 2, 2, 3, 128};
+    const StreamFormat longBlocks{48000.0F, 0, 2, 2, 3, 4096};
+    const struct {
+        const char* what;
+        StreamFormat format;
+        double (*shareOf)(int block);
+        double share;
+        int mostBlocks;
+    } cases[] = {
+        {"an ordinary chain takes one try", shortBlocks, [](int) { return 0.01; }, 0.01, 24},
+        {"what takes all it may", shortBlocks, [](int) { return 0.6999; }, 0.6999, 24},
+        {"and a little more", shortBlocks, [](int) { return 0.7001; }, 0.7001, 192},
+        {"a machine that is busy at first", shortBlocks, [](int n) { return n < 100 ? 2.0 - n % 9 / 9.0 : 0.1; }, 0.1,
+         192},
+        {"one that is always about to be", shortBlocks, [](int n) { return n % 5 == 0 ? 50.0 : 0.1; }, 0.1, 192},
+        {"every eighth block is the expensive one", shortBlocks, [](int n) { return n % 8 == 7 ? 0.8 : 0.1; }, 0.8,
+         192},
+        {"a hopeless chain", shortBlocks, [](int) { return 30.0; }, 30.0, 8},
+        {"long blocks", longBlocks, [](int n) { return n < 2 ? 1.2 : 0.2; }, 0.2, 3},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        script = {c.shareOf, c.format};
+        StagePlanner planner(c.format);
+        ASSERT_TRUE(planner.append(makeRt<ScriptedFilter>()));
+        const auto chain = FilterChain::make(planner.shape(), planner.stages());
+        const auto cost = measureCost(*chain, c.format, &scriptedNanoseconds);
+        ASSERT_TRUE(cost);
+        EXPECT_NEAR(cost->share(), c.share, 1e-4);
+        EXPECT_EQ(cost->fits(), c.share <= maxBlockShare);
+        EXPECT_LE(script.blocks, c.mostBlocks);
+    }
+}
+
+/// Fresh chains of one text with the format and the engine in force.
+class Built {
+public:
+    explicit Built(const StreamFormat& format) : m_format(format), m_builder(decodeLatin1) {
+        m_builder.configure(format, {});
+    }
+    RtPtr<FilterChain> chain(std::string_view text) { return m_builder.build(text).chain; }
+    ChainCost cost(const FilterChain& chain) { return measureCost(chain, m_format, &steadyNanoseconds).value(); }
+
+private:
+    StreamFormat m_format;
+    ChainBuilder m_builder;
+};
+
+/// What a chain makes of some blocks of a sound that its limiters have to work on.
+std::vector<float> play(FilterChain& chain, const StreamFormat& format) {
+    std::vector<float> heard;
+    std::vector<float> block(std::size_t{format.maxFrames} * format.inputChannels);
+    for (int n = 0; n < 40; ++n) {
+        for (std::size_t i = 0; i < block.size(); ++i) {
+            block[i] = static_cast<float>((i * 37 + static_cast<std::size_t>(n) * 11) % 101) * 0.02F - 1.0F;
+        }
+        chain.run(block.data(), format.maxFrames);
+        chain.writeOutput(block.data(), format.maxFrames);
+        heard.insert(heard.end(), block.begin(), block.end());
+    }
+    return heard;
+}
+
+TEST(ChainCost, ATrialLeavesNoTraceInTheSoundTheProcessLevelOrTheLog) {
+    constexpr const char* text = "Boost: 60 dB 0\nEqualizer: 100 6 1000 -12 9000 9\nBoost: 90 dB 1\nMaximizer: 20 dB";
+    const FastestAgain atEnd;
+    for (const ConvolverEngine* const pEngine : availableConvolverEngines()) {
+        SCOPED_TRACE(pEngine->name);
+        ASSERT_TRUE(forceConvolverEngine(pEngine->name));
+        for (const StreamFormat format : {StreamFormat{48000.0F, 0, 2, 2, 3, 64}, {44100.0F, 0, 3, 3, 7, 441}}) {
+            Built built(format);
+            std::vector<float> heard[2];
+            for (const bool tried : {false, true}) {
+                EffectBoost::setProcessLevel(25);
+                const auto chain = built.chain(text);
+                if (tried) {
+                    const LogCapture log(LogLevel::Debug);
+                    EXPECT_GT(built.cost(*chain).blockSeconds, 0.0);
+                    EXPECT_EQ(log.lines(), std::vector<std::string>{});
+                }
+                heard[tried] = play(*chain, format);
+            }
+            EXPECT_EQ(heard[1], heard[0]);
+        }
+    }
+    EffectBoost::setProcessLevel(0);
+}
+
+TEST(ChainCost, LetsTheWidestFormatsPassAndNoChainThatStarvesThem) {
+    const StreamFormat formats[] = {
+        {48000.0F, 0, 2, 2, 3, 480},       {48000.0F, 0, 2, 2, 3, 64},      {384000.0F, 0, 2, 2, 3, 3840},
+        {384000.0F, 0, 2, 2, 3, 1024},     {48000.0F, 0, 8, 8, 0x63F, 128}, {96000.0F, 0, 8, 8, 0x63F, 256},
+        {192000.0F, 0, 8, 8, 0x63F, 1920}, {192000.0F, 0, 16, 16, 0, 1920},
+    };
+    for (const auto& format : formats) {
+        Built built(format);
+        const auto cost = built.cost(*built.chain("Equalizer: 100 -3 1000 6\nMaximizer: 60 dB"));
+        std::printf("%2u channels, %6.0f Hz, %4u frames: %.1f %% of a block\n", format.inputChannels,
+                    static_cast<double>(format.sampleRateHz), format.maxFrames, 100.0 * cost.share());
+        EXPECT_TRUE(cost.fits());
+    }
+    const FastestAgain atEnd;
+    ASSERT_TRUE(forceConvolverEngine("fftw"));
+    Built built({192000.0F, 0, 8, 8, 0x63F, 16});
+    std::string text;
+    for (int line = 0; line < 18; ++line) {
+        text += "Equalizer:1 1\n";
+    }
+    const auto cost = built.cost(*built.chain(text));
+    std::printf("18 equalizers of 8 channels, 192000 Hz, 16 frames: %.0f %%\n", 100.0 * cost.share());
+    EXPECT_FALSE(cost.fits());
+    EXPECT_EQ(built.cost(*built.chain("")).share(), 0.0) << "whatever the format, sound that passes is never refused";
+}
+
+} // namespace
