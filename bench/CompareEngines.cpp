@@ -161,8 +161,9 @@ struct Evenness {
 };
 
 Evenness evennessOf(EngineRun& run) {
-    constexpr std::size_t positions = 12;
-    constexpr std::size_t cycles = 400;
+    // A multiple of every cycle: of the tiles' 2, 3 or 4 blocks, and of a long block's 4 or 8 or 16.
+    constexpr std::size_t positions = 48;
+    constexpr std::size_t cycles = 100;
     std::vector<std::vector<double>> ns(positions);
     std::vector<double> all;
     for (std::size_t block = 0; block < positions * cycles; ++block) {

@@ -14,6 +14,7 @@
 #include "VectorSpeed.h"
 #include "convolution/RightAngleConvolver.h"
 #include "convolution/RightAngleTransform.h"
+#include "convolution/TailConvolver.h"
 #include "convolution/VectorLoops.h"
 #include "filters/EffectEqualizer.h"
 #include "memory/MemoryMgr.h"
@@ -70,32 +71,53 @@ void memory(const Shape& shape) {
     }
 }
 
-/// What a stereo block costs at least with partitions of one block and right-angle transforms, on this machine.
+/// What partitions of one length cost for a sample of stereo at least, in ns.
+struct LevelBound {
+    double sums = 0.0;
+    double transforms = 0.0;
+    double bytes = 0.0;
+};
+
+LevelBound levelBound(const VectorSpeed& speed, std::size_t frames, std::size_t partitions, std::size_t points,
+                      std::size_t tile) {
+    const auto n = static_cast<double>(points);
+    const double nsPerVector =
+        nsPerMultiplyAdd(speed) * n / static_cast<double>(speed.lanes) / static_cast<double>(frames);
+    return {4.0 * static_cast<double>(partitions) * nsPerVector,
+            (2.0 * (4.0 * std::log2(n) - 6.0) + 7.0) * nsPerVector,
+            nsPerRead(speed, partitions * points * 2 * 3) / static_cast<double>(tile * 2 * frames)};
+}
+
+/// What a stereo block costs at least with the engine's partitions and right-angle transforms, on this machine.
 ///
 /// Arithmetic: four multiply-adds for each of N bins and each partition, and transforms there and back of as many
 /// operations as the split-radix algorithm has, with the weights and the overlap; all as fast as multiply-adds that
 /// wait for nothing. Bytes: one reading of the filter's and both inputs' spectra by a loop that does nothing else, of
-/// which a tile of T blocks has the T-th part in each. The two can overlap: the larger counts.
+/// which a tile of T blocks has the T-th part in each. The two can overlap: the larger counts. Partitions of a second
+/// length add their own.
 void bound(const ConvolverEngine& engine, std::uint32_t blockFrames) {
     const VectorSpeed* const pSpeed = vectorSpeedOf(engine.name);
     if (pSpeed == nullptr) {
         return;
     }
-    const std::size_t partitions = (tapCount - 1) / blockFrames + 1;
-    const RightAngleTransform transform = RightAngleTransform::make(*engine.pLoops, blockFrames);
-    const std::size_t points = transform.pointCount();
-    const auto n = static_cast<double>(points);
-    const double vectorsPerSample = n / static_cast<double>(pSpeed->lanes) / blockFrames;
-    const double nsPerOperation = nsPerMultiplyAdd(*pSpeed);
-    const double sums = 4.0 * static_cast<double>(partitions) * vectorsPerSample * nsPerOperation;
-    const double transforms = (2.0 * (4.0 * std::log2(n) - 6.0) + 7.0) * vectorsPerSample * nsPerOperation;
-    const std::size_t tile = RightAngleConvolver::tileFor(*engine.pLoops, partitions, transform.rowCount());
-    const double bytes =
-        nsPerRead(*pSpeed, partitions * points * 2 * 3) / static_cast<double>(tile) / (2.0 * blockFrames);
-    report({"bound sums", blockFrames, 2, engine.name}, sums);
-    report({"bound transforms", blockFrames, 2, engine.name}, transforms);
-    report({"bound bytes", blockFrames, 2, engine.name}, bytes);
-    report({"bound", blockFrames, 2, engine.name}, std::max(sums + transforms, bytes));
+    const VectorLoops& loops = *engine.pLoops;
+    const std::size_t all = (tapCount - 1) / blockFrames + 1;
+    const std::vector<float> taps(tapCount);
+    const std::size_t steps = TailConvolver::stepCountFor(loops, {taps, blockFrames, 2});
+    const std::size_t partitions = steps > 0 ? 2 * steps : all;
+    const RightAngleTransform transform = RightAngleTransform::make(loops, blockFrames);
+    LevelBound sum = levelBound(*pSpeed, blockFrames, partitions, transform.pointCount(),
+                                RightAngleConvolver::tileFor(loops, partitions, transform.rowCount()));
+    if (steps > 0) {
+        const std::size_t frames = steps * blockFrames;
+        const LevelBound tail = levelBound(*pSpeed, frames, (tapCount - 1) / frames - 1,
+                                           RightAngleTransform::make(loops, frames).pointCount(), loops.longestTile);
+        sum = {sum.sums + tail.sums, sum.transforms + tail.transforms, sum.bytes + tail.bytes};
+    }
+    report({"bound sums", blockFrames, 2, engine.name}, sum.sums);
+    report({"bound transforms", blockFrames, 2, engine.name}, sum.transforms);
+    report({"bound bytes", blockFrames, 2, engine.name}, sum.bytes);
+    report({"bound", blockFrames, 2, engine.name}, std::max(sum.sums + sum.transforms, sum.bytes));
 }
 
 bool run(const std::string& mode, std::uint32_t blockFrames, std::uint32_t channelCount) {

@@ -53,6 +53,13 @@ bool RightAngleConvolver::prepare(const ConvolverTask& task) noexcept {
     if (!m_transform || !m_gap) {
         return false;
     }
+    if (const std::size_t steps = TailConvolver::stepCountFor(m_loops, task); steps > 0) {
+        m_tail = TailConvolver::make(m_loops, task, steps);
+        m_partitionCount = 2 * steps;
+        if (!m_tail) {
+            return false;
+        }
+    }
     m_tile = tileFor(m_loops, m_partitionCount, m_transform.rowCount());
     return allocate() && transformPartitions(task);
 }
@@ -91,15 +98,27 @@ void RightAngleConvolver::process(float* const* outputs, const float* const* inp
         const std::size_t count = m_channelCount - channel < 2 ? 1 : 2;
         for (std::size_t c = channel; c < channel + count; ++c) {
             m_gap.pushInput(c, inputs[c]);
+            if (m_tail) {
+                m_tail.pushInput(c, inputs[c]);
+            }
         }
         if (m_transform) {
             convolveGroup(channel, count, outputs + channel, inputs + channel);
         }
+        if (m_tail) {
+            m_tail.step(channel, count);
+        }
         for (std::size_t c = channel; c < channel + count; ++c) {
+            if (m_tail) {
+                m_tail.addOutput(c, outputs[c]);
+            }
             m_gap.correct(c, outputs[c]);
         }
     }
     m_gap.nextBlock();
+    if (m_tail) {
+        m_tail.nextBlock();
+    }
     m_newestSlot = m_newestSlot == 0 ? m_partitionCount - 1 : m_newestSlot - 1;
     m_phase = m_phase + 1 < m_tile ? m_phase + 1 : 0;
     if (m_transform) {

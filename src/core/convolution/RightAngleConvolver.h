@@ -3,6 +3,7 @@
 #include "convolution/BlockConvolver.h"
 #include "convolution/GapBins.h"
 #include "convolution/RightAngleTransform.h"
+#include "convolution/TailConvolver.h"
 #include "memory/AlignedArray.h"
 #include "memory/RtSection.h"
 
@@ -10,7 +11,8 @@
 
 namespace tovix {
 
-/// Uniformly partitioned convolution with right-angle transforms, for processors with wide vectors.
+/// Partitioned convolution with right-angle transforms, for processors with wide vectors. Partitions have the length
+/// of a block; where that makes very many of them the later taps are left to a TailConvolver, which has longer ones.
 ///
 /// A block's spectrum goes into a ring of spectra, and the output's spectrum is the sum over all partitions, gathered
 /// in registers: only one spectrum is written per block. One copy of the filter's spectra serves all channels, and
@@ -42,6 +44,7 @@ private:
 
     const VectorLoops& m_loops;
     std::size_t m_channelCount;
+    /// Without the tail's.
     std::size_t m_partitionCount;
     std::size_t m_tile = 1;
     std::size_t m_newestSlot = 0;
@@ -52,6 +55,8 @@ private:
     /// Empty where the gap leaves one bin alone, and all arrays below with it.
     RightAngleTransform m_transform;
     GapBins m_gap;
+    /// Empty where all partitions have the length of a block.
+    TailConvolver m_tail;
     RtArray<float> m_filter;
     /// Spectra of the inputs, and what is known of sums to come, of all channels: two channels side by side, an odd
     /// last one on its own.

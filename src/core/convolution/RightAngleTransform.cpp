@@ -113,7 +113,7 @@ void RightAngleTransform::forwardColumns(const float* samples, float* work) cons
     const std::size_t lanes = m_pLoops->lanes;
     const std::size_t fullRows = m_blockFrames / lanes;
     std::memcpy(m_restIn.data(), samples + fullRows * lanes, m_blockFrames % lanes * sizeof(float));
-    m_pLoops->forwardColumns(m_tables, {samples, fullRows, m_restIn.data()}, work);
+    m_pLoops->forwardColumns(m_tables, {0, columnSteps()}, {samples, fullRows, m_restIn.data()}, work);
 }
 
 void RightAngleTransform::forward(const float* samples, float* work, float* spectrum,
@@ -127,8 +127,22 @@ void RightAngleTransform::inverseColumns(float* work, float* samples, const floa
     const std::size_t lanes = m_pLoops->lanes;
     const std::size_t fullRows = m_blockFrames / lanes;
     m_pLoops->inverseColumns(
-        m_tables, work, {samples, fullRows, m_restOut.data(), overlapBefore + lanes, overlap + lanes, m_blockFrames});
+        m_tables, {0, columnSteps()}, work,
+        {samples, fullRows, m_restOut.data(), overlapBefore + lanes, overlap + lanes, m_blockFrames});
     std::memcpy(samples + fullRows * lanes, m_restOut.data(), m_blockFrames % lanes * sizeof(float));
+}
+
+void RightAngleTransform::forwardPart(const ColumnSteps& steps, const float* samples, float* work) const noexcept {
+    m_pLoops->forwardColumns(m_tables, steps, {samples, m_tables.rowCount, nullptr}, work);
+}
+
+void RightAngleTransform::inversePart(const ColumnSteps& steps, float* work, float* samples,
+                                      const float* overlapBefore, float* overlap) const noexcept {
+    const std::size_t lanes = m_pLoops->lanes;
+    const std::size_t fullRows = m_blockFrames / lanes;
+    m_pLoops->inverseColumns(
+        m_tables, steps, work,
+        {samples, fullRows, samples + fullRows * lanes, overlapBefore + lanes, overlap + lanes, m_blockFrames});
 }
 
 } // namespace tovix

@@ -57,6 +57,20 @@ public:
     void inverseColumns(float* work, float* samples, const float* overlapBefore,
                         float* overlap) const noexcept RT_SECTION;
 
+    // A block whose passes are done in parts, `steps` of those that follow each other; the results are the same. Its
+    // samples are at both ends in buffers of N floats: zeros follow those that go in, and what follows those that
+    // come out means nothing.
+
+    /// Of either way.
+    [[nodiscard, gnu::always_inline]] std::size_t columnSteps() const noexcept {
+        return m_tables.passCount * m_tables.rowCount;
+    }
+    /// [audio] As `forwardColumns`.
+    void forwardPart(const ColumnSteps& steps, const float* samples, float* work) const noexcept RT_SECTION;
+    /// [audio] As `inverseColumns`.
+    void inversePart(const ColumnSteps& steps, float* work, float* samples, const float* overlapBefore,
+                     float* overlap) const noexcept RT_SECTION;
+
 private:
     void factorise() noexcept;
     bool fillTables() noexcept;

@@ -22,6 +22,13 @@ struct TransformTables {
     const float* twiddles;
 };
 
+/// A part of the passes down or up the columns, in rows of one pass after the other: `rowCount` for each pass. Parts
+/// that follow each other do the same as all at once.
+struct ColumnSteps {
+    std::size_t first;
+    std::size_t last;
+};
+
 /// Where a transform's first pass finds the samples of a block, row by row of `lanes`.
 struct BlockSource {
     const float* samples;
@@ -65,6 +72,28 @@ struct SpectrumSums {
     float* work[2];
 };
 
+/// The spectra of one or two channels in a convolver that spreads the work of a long block (see TailConvolver), laid
+/// out as those of SpectrumSums. `newestSlot` is that of the long block whose transforms are under way.
+struct TailSums {
+    std::size_t rowCount;
+    std::size_t partitionCount;
+    std::size_t channelCount;
+    const float* filter;
+    float* inputs;
+    std::size_t newestSlot;
+    /// Long blocks per tile: in one of each `tile` a row computes the sums of the `tile` blocks after it, as far as
+    /// the inputs before the newest go.
+    std::size_t tile;
+    /// The long block's number modulo `tile`, and modulo `tile` + 1.
+    std::size_t phase;
+    std::size_t knownSlot;
+    /// For each row and each of `tile` + 1 blocks, in the slot of its number, a row for each channel: what is known
+    /// of its sum.
+    float* known;
+    /// For each channel the rows that the forward columns left; the rows for the inverse columns once they are done.
+    float* work[2];
+};
+
 /// Every function is [audio].
 struct VectorLoops {
     /// Floats per vector.
@@ -76,16 +105,26 @@ struct VectorLoops {
 
     /// Transforms a block down the columns, into `work`, one row for each of the transform's. A sample that is not
     /// finite counts as 0.
-    void (*forwardColumns)(const TransformTables& tables, const BlockSource& source, float* work) noexcept;
+    void (*forwardColumns)(const TransformTables& tables, const ColumnSteps& steps, const BlockSource& source,
+                           float* work) noexcept;
     /// Transforms each row across its lanes, which completes the spectrum: row r of `work` to `spectrum` +
     /// r * `strideFloats`.
     void (*forwardLanes)(const float* work, std::size_t rowCount, float* spectrum, std::size_t strideFloats) noexcept;
     /// Completes the newest input spectra, stores them in their slots, sums all partitions' products, and transforms
     /// the sums across the lanes.
     void (*multiplySpectra)(const SpectrumSums& sums) noexcept;
+    /// Sums what is known of the sums of the long blocks to come: of the rows whose turn it is, one after the other,
+    /// the products of `partitionCount` - 2 inputs each, those from number `first` up to but excluding `last`.
+    void (*sumTail)(const TailSums& sums, std::size_t first, std::size_t last) noexcept;
+    /// Does for some rows what is left of the newest block's sums: completes and stores its spectra, adds the latest
+    /// inputs' products to what is known, and transforms the sums across the lanes.
+    void (*finishTail)(const TailSums& sums, std::size_t firstRow, std::size_t lastRow) noexcept;
     /// Transforms `work` back up the columns and adds the overlap. The rows hold the parts exchanged, imaginary
     /// before real, so that the twiddles of the way forward turn the other way round.
-    void (*inverseColumns)(const TransformTables& tables, float* work, const BlockTarget& target) noexcept;
+    void (*inverseColumns)(const TransformTables& tables, const ColumnSteps& steps, float* work,
+                           const BlockTarget& target) noexcept;
+    /// sum[i] += samples[i]
+    void (*add)(const float* samples, float* sum, std::size_t count) noexcept;
 
     /// Sums of samples times `re` and `im`, taking samples that are not finite as 0.
     void (*dot)(const float* samples, const float* re, const float* im, std::size_t count, float sum[2]) noexcept;

@@ -65,10 +65,12 @@ template <std::size_t distance> [[gnu::always_inline]] inline Vector exchanged(V
 #include "convolution/vector/Columns.inl"
 #include "convolution/vector/Gap.inl"
 #include "convolution/vector/Sums.inl"
+#include "convolution/vector/Tail.inl"
 
 namespace tovix {
 
-const VectorLoops avx512Loops{lanes,           longestTile,    largestRadix, forwardColumns, forwardLanes,
-                              multiplySpectra, inverseColumns, dot,          complexDot,     subtractTone};
+const VectorLoops avx512Loops{
+    lanes,          longestTile, largestRadix, forwardColumns, forwardLanes, multiplySpectra, sumTail, finishTail,
+    inverseColumns, add,         dot,          complexDot,     subtractTone};
 
 } // namespace tovix

@@ -79,14 +79,14 @@ TEST(RefusedMemory, OfWhatPlanningTakesGivesNoPlan) {
 }
 
 TEST(RefusedMemory, OfAnEqualizerLeavesItInert) {
-    // Not a multiple of 4, so that the gap takes its memory too.
-    constexpr std::uint32_t blockFrames = 49;
+    // Not a multiple of 4, so that the gap takes its memory too, and many taps for it, so that the tail does.
+    constexpr std::uint32_t blockFrames = 9;
     const std::vector<float> sound = noise(blockFrames, 1);
     const FastestAgain atEnd;
     for (const ConvolverEngine* const pEngine : availableConvolverEngines()) {
         ASSERT_TRUE(forceConvolverEngine(pEngine->name));
         const int requests = refuseEachRequest([&sound] {
-            EffectEqualizer equalizer{{{100.0, -3.0}, {1000.0, 6.0}}, 256};
+            EffectEqualizer equalizer{{{100.0, -3.0}, {1000.0, 6.0}}, 1024};
             equalizer.setup(48000.0F, blockFrames, {L"L", L"R"});
             std::vector<float> left = sound;
             std::vector<float> right = sound;
@@ -96,7 +96,8 @@ TEST(RefusedMemory, OfAnEqualizerLeavesItInert) {
             return left != sound;
         });
         // Work arrays, taps, the convolver, its tables and its buffers.
-        EXPECT_GT(requests, 20) << "the refusals must reach every allocation of the set-up with " << pEngine->name;
+        EXPECT_GT(requests, pEngine->pLoops == nullptr ? 20 : 30)
+            << "the refusals must reach every allocation of the set-up with " << pEngine->name;
     }
 }
 

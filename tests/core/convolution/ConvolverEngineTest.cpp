@@ -64,6 +64,19 @@ TEST_P(ConvolverEngineOf, GivesTheDirectConvolutionLessTheGapFromTheFirstSampleO
                             {20000, 16384},  {20000, 1},     {8, 77, 2, 3000}, {7, 83, 1, 3000}, {6, 58, 3, 2999}};
     // Thousands of blocks with tiles, at every vector width, and with a gap.
     cases.insert(cases.end(), {{64, 641, 2, 3000}, {48, 529, 3, 3001}, {128, 1300, 1, 3000}, {67, 701, 2, 3000}});
+    // Many partitions for a block's length, the later ones longer: with long blocks of 4 to 32, with and without a
+    // gap, that do and do not fill whole vectors, and to the last tap or one beyond a long block.
+    cases.insert(cases.end(), {{16, 1552, 2, 3000},
+                               {16, 1536, 1, 3001},
+                               {21, 2049, 3, 3000},
+                               {8, 800, 9, 1500},
+                               {33, 4225, 4, 3001},
+                               {4, 9000, 2, 5000},
+                               {5, 3000, 1, 3000},
+                               {32, 16384},
+                               {48, 16384, 6},
+                               {250, 16384, 3},
+                               {341, 16384}});
     for (const auto& [blockFrames, taps, channelCount, blocks] : cases) {
         const std::vector<float> h = noise(taps, 1);
         // Long enough for every slot of the ring to be used twice, up to a point.
@@ -104,7 +117,7 @@ TEST_P(ConvolverEngineOf, GivesWhatTheReferenceGives) {
 
 TEST_P(ConvolverEngineOf, TakesSamplesThatAreNotFiniteAsSilence) {
     for (const std::uint32_t blockFrames : {16U, 19U, 64U}) {
-        Signals broken = noises(2, 12 * std::size_t{blockFrames});
+        Signals broken = noises(2, 60 * std::size_t{blockFrames});
         Signals mended = broken;
         for (const std::size_t at : {3U, 18U, 20U, 47U}) {
             broken[0][at] = std::numeric_limits<float>::quiet_NaN();
@@ -112,24 +125,30 @@ TEST_P(ConvolverEngineOf, TakesSamplesThatAreNotFiniteAsSilence) {
                 at % 2 == 0 ? std::numeric_limits<float>::infinity() : -std::numeric_limits<float>::infinity();
             mended[0][at] = mended[1][at] = 0.0F;
         }
-        convolve(m_engine, noise(700, 1), blockFrames, broken);
-        convolve(m_engine, noise(700, 1), blockFrames, mended);
+        convolve(m_engine, noise(1700, 1), blockFrames, broken);
+        convolve(m_engine, noise(1700, 1), blockFrames, mended);
         EXPECT_EQ(broken, mended);
     }
 }
 
 TEST_P(ConvolverEngineOf, SoundsRightAgainOnceAnOverflowHasPassedThrough) {
-    for (const std::uint32_t blockFrames : {16U, 19U, 100U}) {
-        constexpr std::size_t taps = 500;
+    // In the last case the later taps have long blocks of four, of which one is spoiled where a block would be.
+    const struct {
+        std::size_t blockFrames;
+        std::size_t taps;
+        std::size_t spoiledBlocks;
+    } cases[] = {{16, 500, 2}, {19, 500, 2}, {100, 500, 2}, {16, 1700, 8}};
+    for (const auto& [blockFrames, taps, spoiledBlocks] : cases) {
         const std::vector<float> h = noise(taps, 1);
-        const std::size_t loud = 3 * std::size_t{blockFrames};
-        Signals signals = noises(2, 40 * std::size_t{blockFrames});
+        const std::size_t loud = 3 * blockFrames;
+        const std::size_t spoiled = loud + taps + spoiledBlocks * blockFrames;
+        Signals signals = noises(2, (spoiled / blockFrames + 40) * blockFrames);
         std::fill_n(signals[1].begin(), loud, std::numeric_limits<float>::max());
         const std::vector<float> x = signals[1];
-        convolve(m_engine, h, blockFrames, signals);
+        convolve(m_engine, h, static_cast<std::uint32_t>(blockFrames), signals);
         const GappedConvolution oracle{{x.data() + loud, x.size() - loud}, h, blockFrames};
         RelativeError error;
-        for (std::size_t t = loud + taps + 2 * blockFrames; t < x.size(); ++t) {
+        for (std::size_t t = spoiled; t < x.size(); ++t) {
             error.add(signals[1][t], oracle.at(t - loud));
         }
         EXPECT_LT(error.rms(), 1e-6) << "blocks of " << blockFrames;

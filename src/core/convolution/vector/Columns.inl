@@ -7,57 +7,73 @@
 namespace tovix {
 namespace {
 
-/// One pass of a transform whose `rowCount` rows fall into groups of `span`.
+#define ALWAYS_INLINE __attribute__((always_inline))
+
+/// One pass of a transform whose `rowCount` rows fall into groups of `span`: the part that does the rows from `first`
+/// up to `last`, not by their place but by how many of them are done, in whole butterflies.
 struct Pass {
     std::size_t rowCount;
     std::size_t span;
     const float* twiddles;
+    std::size_t first;
+    std::size_t last;
 };
+
+/// Calls `run` with the first row of each butterfly of the pass and its twiddles.
+template <std::size_t radix, class Run>
+[[gnu::always_inline]] inline void eachButterfly(const Pass& pass, Run run) noexcept {
+    const std::size_t part = pass.span / radix;
+    const std::size_t first = pass.first / radix;
+    std::size_t left = pass.last / radix - first;
+    std::size_t begin = first == 0 ? 0 : first % part;
+    std::size_t group = first == 0 ? 0 : first / part * pass.span;
+    while (left > 0) {
+        const std::size_t count = left < part - begin ? left : part - begin;
+        const float* twiddle = pass.twiddles + begin * (radix - 1) * rowFloats;
+        for (std::size_t row = group + begin; row < group + begin + count; ++row) {
+            run(row, part, twiddle);
+            twiddle += (radix - 1) * rowFloats;
+        }
+        left -= count;
+        begin = 0;
+        group += pass.span;
+    }
+}
 
 /// `take` gives a row by its number; the results go to `work`.
 template <std::size_t radix, class Take>
 [[gnu::always_inline]] inline void forwardPass(const Pass& pass, float* work, Take take) noexcept {
-    const std::size_t part = pass.span / radix;
-    for (std::size_t group = 0; group < pass.rowCount; group += pass.span) {
-        const float* twiddle = pass.twiddles;
-        for (std::size_t row = group; row < group + part; ++row) {
-            Row x[radix];
+    eachButterfly<radix>(pass, [&](std::size_t row, std::size_t part, const float* twiddle) ALWAYS_INLINE {
+        Row x[radix];
 #pragma GCC unroll 8
-            for (std::size_t leg = 0; leg < radix; ++leg) {
-                x[leg] = take(row + leg * part);
-            }
-            transform<radix>(x);
-            storeRow(work + row * rowFloats, x[0]);
-#pragma GCC unroll 8
-            for (std::size_t leg = 1; leg < radix; ++leg) {
-                storeRow(work + (row + leg * part) * rowFloats, times(x[leg], loadRow(twiddle)));
-                twiddle += rowFloats;
-            }
+        for (std::size_t leg = 0; leg < radix; ++leg) {
+            x[leg] = take(row + leg * part);
         }
-    }
+        transform<radix>(x);
+        storeRow(work + row * rowFloats, x[0]);
+#pragma GCC unroll 8
+        for (std::size_t leg = 1; leg < radix; ++leg) {
+            storeRow(work + (row + leg * part) * rowFloats, times(x[leg], loadRow(twiddle + (leg - 1) * rowFloats)));
+        }
+    });
 }
 
 /// `give` takes a result and its row's number.
 template <std::size_t radix, class Give>
 [[gnu::always_inline]] inline void inversePass(const Pass& pass, const float* work, Give give) noexcept {
-    const std::size_t part = pass.span / radix;
-    for (std::size_t group = 0; group < pass.rowCount; group += pass.span) {
-        const float* twiddle = pass.twiddles;
-        for (std::size_t row = group; row < group + part; ++row) {
-            Row x[radix];
-            x[0] = loadRow(work + row * rowFloats);
+    eachButterfly<radix>(pass, [&](std::size_t row, std::size_t part, const float* twiddle) ALWAYS_INLINE {
+        Row x[radix];
+        x[0] = loadRow(work + row * rowFloats);
 #pragma GCC unroll 8
-            for (std::size_t leg = 1; leg < radix; ++leg) {
-                x[leg] = times(loadRow(work + (row + leg * part) * rowFloats), loadRow(twiddle));
-                twiddle += rowFloats;
-            }
-            transform<radix>(x);
-#pragma GCC unroll 8
-            for (std::size_t leg = 0; leg < radix; ++leg) {
-                give(row + leg * part, x[leg]);
-            }
+        for (std::size_t leg = 1; leg < radix; ++leg) {
+            x[leg] = times(loadRow(work + (row + leg * part) * rowFloats), loadRow(twiddle + (leg - 1) * rowFloats));
         }
-    }
+        transform<radix>(x);
+#pragma GCC unroll 8
+        for (std::size_t leg = 0; leg < radix; ++leg) {
+            give(row + leg * part, x[leg]);
+        }
+    });
 }
 
 /// Calls `run` with the radix as a constant.
@@ -79,8 +95,6 @@ template <class Run> [[gnu::always_inline]] inline void withRadix(std::size_t ra
         return run.template operator()<1>();
     }
 }
-
-#define ALWAYS_INLINE __attribute__((always_inline))
 
 RT_SECTION void firstPass(std::size_t radix, const Pass& pass, const float* weights, const BlockSource& source,
                           float* work) noexcept {
@@ -129,22 +143,34 @@ RT_SECTION void lastPassBack(std::size_t radix, const Pass& pass, const float* w
     withRadix(radix, [&]<std::size_t constant>() ALWAYS_INLINE { inversePass<constant>(pass, work, finished); });
 }
 
-RT_SECTION void forwardColumns(const TransformTables& tables, const BlockSource& source, float* work) noexcept {
-    Pass pass{tables.rowCount, tables.rowCount, tables.twiddles};
+/// Leaves to a pass its part of the steps, `done` being those of the passes before it. False when it has none.
+[[gnu::always_inline]] inline bool takePart(const ColumnSteps& steps, std::size_t done, Pass& pass) noexcept {
+    const std::size_t end = done + pass.rowCount;
+    pass.first = steps.first > done ? steps.first - done : 0;
+    pass.last = (steps.last < end ? steps.last : end) - done;
+    return steps.first < end && steps.last > done;
+}
+
+RT_SECTION void forwardColumns(const TransformTables& tables, const ColumnSteps& steps, const BlockSource& source,
+                               float* work) noexcept {
+    Pass pass{tables.rowCount, tables.rowCount, tables.twiddles, 0, 0};
     for (std::size_t p = 0; p < tables.passCount; ++p) {
         const std::size_t radix = tables.radices[p];
-        if (p == 0) {
-            firstPass(radix, pass, tables.weights, source, work);
-        } else {
-            middlePass(radix, pass, work);
+        if (takePart(steps, p * tables.rowCount, pass)) {
+            if (p == 0) {
+                firstPass(radix, pass, tables.weights, source, work);
+            } else {
+                middlePass(radix, pass, work);
+            }
         }
         pass.span /= radix;
         pass.twiddles += (radix - 1) * pass.span * rowFloats;
     }
 }
 
-RT_SECTION void inverseColumns(const TransformTables& tables, float* work, const BlockTarget& target) noexcept {
-    Pass pass{tables.rowCount, 1, tables.twiddles};
+RT_SECTION void inverseColumns(const TransformTables& tables, const ColumnSteps& steps, float* work,
+                               const BlockTarget& target) noexcept {
+    Pass pass{tables.rowCount, 1, tables.twiddles, 0, 0};
     for (std::size_t p = 0, span = tables.rowCount; p < tables.passCount; ++p) {
         span /= tables.radices[p];
         pass.twiddles += (tables.radices[p] - 1U) * span * rowFloats;
@@ -153,6 +179,9 @@ RT_SECTION void inverseColumns(const TransformTables& tables, float* work, const
         const std::size_t radix = tables.radices[p];
         pass.twiddles -= (radix - 1) * pass.span * rowFloats;
         pass.span *= radix;
+        if (!takePart(steps, (tables.passCount - 1 - p) * tables.rowCount, pass)) {
+            continue;
+        }
         if (p == 0) {
             lastPassBack(radix, pass, tables.weights, work, target);
         } else {
