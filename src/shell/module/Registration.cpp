@@ -26,18 +26,22 @@ void logStart(const FunctionLog& log) noexcept {
     LogProcessInfo();
 }
 
+constexpr const wchar_t* machineRoot = L"HKEY_LOCAL_MACHINE\\";
+
 std::wstring classKey() {
-    return L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\CLSID\\" + classIdText(effectClassId);
+    return L"SOFTWARE\\Classes\\CLSID\\" + classIdText(effectClassId);
+}
+
+std::wstring serverKey() {
+    return classKey() + L"\\InprocServer32";
 }
 
 void writeClassKeys(const std::wstring& modulePath) {
-    const std::wstring key = classKey();
-    createRegistryKey(key);
-    writeRegistryValue(key, L"", L"Tovix Global Effect");
-    const std::wstring serverKey = key + L"\\InprocServer32";
-    createRegistryKey(serverKey);
-    writeRegistryValue(serverKey, L"", modulePath);
-    writeRegistryValue(serverKey, L"ThreadingModel", L"Both");
+    for (const auto& value : classValues(modulePath)) {
+        const std::wstring key = machineRoot + value.key;
+        createRegistryKey(key);
+        writeRegistryValue(key, value.name, value.text);
+    }
 }
 
 HRESULT registerWith(const FunctionLog& log, const std::wstring& modulePath) {
@@ -62,6 +66,12 @@ HRESULT registerWith(const FunctionLog& log, const std::wstring& modulePath) {
 
 } // namespace
 
+std::vector<ClassValue> classValues(const std::wstring& modulePath) {
+    return {{classKey(), L"", L"Tovix Global Effect"},
+            {serverKey(), L"", modulePath},
+            {serverKey(), L"ThreadingModel", L"Both"}};
+}
+
 HRESULT registerServer(HINSTANCE instance) noexcept {
     const FunctionLog log = logOf("DllRegisterServer");
     logStart(log);
@@ -78,9 +88,8 @@ HRESULT unregisterServer() noexcept {
     logStart(log);
     return atComEdge([&] {
         try {
-            const std::wstring key = classKey();
-            deleteRegistryKey(key + L"\\InprocServer32");
-            deleteRegistryKey(key);
+            deleteRegistryKey(machineRoot + serverKey());
+            deleteRegistryKey(machineRoot + classKey());
         } catch (const RegistryException& failure) {
             log.error("RegistryException caught. msg=", failure.message());
             return E_FAIL;

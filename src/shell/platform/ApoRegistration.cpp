@@ -20,11 +20,9 @@ GuidText guidText(REFGUID guid) noexcept {
     return text;
 }
 
-constexpr const wchar_t* engineKeyPath = L"AudioEngine\\AudioProcessingObjects";
-
 LSTATUS openEngineKey(RegistryKey& engineKey) noexcept {
     HKEY hKey = nullptr;
-    const LSTATUS error = ::RegCreateKeyExW(HKEY_CLASSES_ROOT, engineKeyPath, 0, nullptr, REG_OPTION_NON_VOLATILE,
+    const LSTATUS error = ::RegCreateKeyExW(HKEY_CLASSES_ROOT, apoListKey, 0, nullptr, REG_OPTION_NON_VOLATILE,
                                             KEY_QUERY_VALUE | KEY_SET_VALUE | KEY_CREATE_SUB_KEY | KEY_WOW64_64KEY,
                                             nullptr, &hKey, nullptr);
     engineKey.reset(hKey);
@@ -32,14 +30,14 @@ LSTATUS openEngineKey(RegistryKey& engineKey) noexcept {
 }
 
 /// Writes values into one key until the first failure, which it keeps.
-class ValueWriter {
+class ValueWriter final : public ApoValues {
 public:
     explicit ValueWriter(HKEY hKey) noexcept : m_hKey(hKey) {}
 
-    void text(const wchar_t* name, const wchar_t* value) noexcept {
+    void text(const wchar_t* name, const wchar_t* value) noexcept override {
         write(name, REG_SZ, value, static_cast<DWORD>((std::wcslen(value) + 1) * sizeof(wchar_t)));
     }
-    void number(const wchar_t* name, DWORD value) noexcept { write(name, REG_DWORD, &value, sizeof value); }
+    void number(const wchar_t* name, DWORD value) noexcept override { write(name, REG_DWORD, &value, sizeof value); }
     [[nodiscard]] LSTATUS error() const noexcept { return m_error; }
 
 private:
@@ -55,23 +53,7 @@ private:
 
 LSTATUS writeValues(HKEY hKey, const APO_REG_PROPERTIES& properties) noexcept {
     ValueWriter writer(hKey);
-    writer.text(L"FriendlyName", properties.szFriendlyName);
-    writer.text(L"Copyright", properties.szCopyrightInfo);
-    writer.number(L"MajorVersion", properties.u32MajorVersion);
-    writer.number(L"MinorVersion", properties.u32MinorVersion);
-    writer.number(L"Flags", properties.Flags);
-    writer.number(L"MinInputConnections", properties.u32MinInputConnections);
-    writer.number(L"MaxInputConnections", properties.u32MaxInputConnections);
-    writer.number(L"MinOutputConnections", properties.u32MinOutputConnections);
-    writer.number(L"MaxOutputConnections", properties.u32MaxOutputConnections);
-    writer.number(L"MaxInstances", properties.u32MaxInstances);
-    writer.number(L"NumAPOInterfaces", properties.u32NumAPOInterfaces);
-    for (UINT32 i = 0; i < properties.u32NumAPOInterfaces; ++i) {
-        constexpr std::size_t longestName = 24;
-        std::array<wchar_t, longestName> name{};
-        std::swprintf(name.data(), name.size(), L"APOInterface%u", i);
-        writer.text(name.data(), guidText(properties.iidAPOInterfaceList[i]).data());
-    }
+    listApoValues(properties, writer);
     return writer.error();
 }
 
@@ -90,6 +72,26 @@ LSTATUS registerUnder(HKEY hEngineKey, const APO_REG_PROPERTIES& properties) noe
 
 } // namespace
 
+void listApoValues(const APO_REG_PROPERTIES& properties, ApoValues& values) {
+    values.text(L"FriendlyName", properties.szFriendlyName);
+    values.text(L"Copyright", properties.szCopyrightInfo);
+    values.number(L"MajorVersion", properties.u32MajorVersion);
+    values.number(L"MinorVersion", properties.u32MinorVersion);
+    values.number(L"Flags", properties.Flags);
+    values.number(L"MinInputConnections", properties.u32MinInputConnections);
+    values.number(L"MaxInputConnections", properties.u32MaxInputConnections);
+    values.number(L"MinOutputConnections", properties.u32MinOutputConnections);
+    values.number(L"MaxOutputConnections", properties.u32MaxOutputConnections);
+    values.number(L"MaxInstances", properties.u32MaxInstances);
+    values.number(L"NumAPOInterfaces", properties.u32NumAPOInterfaces);
+    for (UINT32 i = 0; i < properties.u32NumAPOInterfaces; ++i) {
+        constexpr std::size_t longestName = 24;
+        std::array<wchar_t, longestName> name{};
+        std::swprintf(name.data(), name.size(), L"APOInterface%u", i);
+        values.text(name.data(), guidText(properties.iidAPOInterfaceList[i]).data());
+    }
+}
+
 HRESULT RegisterAPO(const APO_REG_PROPERTIES& properties) noexcept {
     RegistryKey engineKey;
     LSTATUS error = openEngineKey(engineKey);
@@ -101,7 +103,7 @@ HRESULT RegisterAPO(const APO_REG_PROPERTIES& properties) noexcept {
 
 HRESULT UnregisterAPO(REFCLSID classId) noexcept {
     HKEY hKey = nullptr;
-    LSTATUS error = ::RegOpenKeyExW(HKEY_CLASSES_ROOT, engineKeyPath, 0, KEY_QUERY_VALUE | KEY_WOW64_64KEY, &hKey);
+    LSTATUS error = ::RegOpenKeyExW(HKEY_CLASSES_ROOT, apoListKey, 0, KEY_QUERY_VALUE | KEY_WOW64_64KEY, &hKey);
     const RegistryKey engineKey(hKey);
     if (error == ERROR_SUCCESS) {
         error = ::RegDeleteKeyExW(hKey, guidText(classId).data(), KEY_WOW64_64KEY, 0);
