@@ -4,6 +4,7 @@
 #include "control/Commands.h"
 #include "control/DeviceCommands.h"
 #include "control/ExitStatus.h"
+#include "control/InstallCommands.h"
 #include "control/KeepCommands.h"
 #include "control/ProfileCommands.h"
 #include "curves/Numbers.h"
@@ -159,6 +160,7 @@ void addCommands(CLI::App& app, Values& v) {
     addSettingsCommands(app, v);
     addProfileCommands(app, v.output);
     addKeepCommands(app, v.output);
+    addInstallCommands(app, v.output);
     addDeviceCommands(app, v.output);
 }
 

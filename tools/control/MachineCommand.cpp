@@ -158,6 +158,9 @@ void changeMachine(const MachinePlanner& plan, const MachineOptions& options, co
         made = plan(registry, journal);
         refuseObstacle(made, output);
         carryOut(made, journal, options.restartAudio);
+        if (made.afterwards) {
+            made.afterwards();
+        }
         if (!made.transaction.changes.empty() && !options.restartAudio) {
             made.notes.emplace_back("The audio service takes this up when it next starts: restart the machine, or "
                                     "give the same command with --restart-audio.");

@@ -3,6 +3,7 @@
 #include "install/ChangeJournal.h"
 #include "install/InstallRefusal.h"
 
+#include <functional>
 #include <iterator>
 #include <optional>
 #include <string>
@@ -21,7 +22,12 @@ struct MachinePlan {
     /// What keeps it from being carried out, to be told after the sentences.
     std::optional<InstallRefusal> obstacle;
 
-    [[nodiscard]] bool isEmpty() const { return transaction.changes.empty() && transaction.records.empty(); }
+    /// What is the user's and not the machine's, to be done when the machine is changed. It can be repeated.
+    std::function<void()> afterwards;
+
+    [[nodiscard]] bool isEmpty() const {
+        return transaction.changes.empty() && transaction.records.empty() && !afterwards;
+    }
 
     /// [control] Adds a plan for other records.
     void append(MachinePlan other) {
@@ -32,6 +38,9 @@ struct MachinePlan {
         addAll(sentences, other.sentences);
         addAll(notes, other.notes);
         transaction.records.merge(other.transaction.records);
+        if (!afterwards) {
+            afterwards = std::move(other.afterwards);
+        }
         if (!obstacle) {
             obstacle = std::move(other.obstacle);
         }

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <windows.h>
+
+#include <shtypes.h>
+
+#include <filesystem>
+
+namespace tovix::install {
+
+/// [control] One of the system's folders; empty where it has none of that kind.
+std::filesystem::path knownFolder(const KNOWNFOLDERID& id);
+
+/// [control] "Tovix" in the system's folder for 64-bit programs. Throws InstallRefusal.
+std::filesystem::path defaultInstallFolder();
+
+/// [control] A folder that a user names, as a full path. Throws InstallRefusal (fileRefused) for one that the audio
+/// service cannot read: in a user's own profile, or on a network. Devices that name a library there would lose their
+/// other effects too, because the engine gives up after some failures.
+std::filesystem::path checkedInstallFolder(const std::filesystem::path& wished);
+
+} // namespace tovix::install
