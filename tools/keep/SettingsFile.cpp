@@ -39,7 +39,7 @@ std::optional<ChangedSettings> readSettingsFile(const std::filesystem::path& pat
         }
         return takeText(textIn(*bytes));
     } catch (const Refusal& refusal) {
-        throw Refusal("\"" + textOfPath(path) + "\" is refused and stays as it is: " + refusal.what());
+        throw Refusal("\"" + textOfPath(path) + "\" is refused: " + refusal.what());
     }
 }
 

@@ -1,68 +1,19 @@
 // tovixctl as a process, beside effects that hold the settings page.
 
 #include "exchange/ConfigHelper.h"
-#include "support/ChildProcess.h"
 #include "support/RegistryValue.h"
 #include "support/SharedDescriptor.h"
 #include "system/RegistrySettings.h"
-#include "text/Limits.h"
+#include "tools/control/ControlSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstring>
 #include <memory>
 #include <thread>
 
 namespace tovix::test {
 namespace {
-
-constexpr const wchar_t* pageName = L"Global\\TovixConfigData";
-
-struct Outcome {
-    DWORD exitStatus;
-    std::string output;
-};
-
-Outcome control(const std::wstring& arguments) {
-    ChildProcess program({programFolder() / "tovixctl.exe", arguments});
-    std::string output = program.rest();
-    return {program.finish(), output};
-}
-
-/// A tovixctl that stays until the object ends it, as Ctrl-C would.
-class HeldProgram {
-public:
-    explicit HeldProgram(const std::wstring& arguments) : m_program({programFolder() / "tovixctl.exe", arguments}) {}
-    ~HeldProgram() { ::TerminateProcess(m_program.process(), 0); }
-    HeldProgram(const HeldProgram&) = delete;
-    HeldProgram& operator=(const HeldProgram&) = delete;
-
-    /// Waits for a line with `text`; false once the program has ended without one.
-    [[nodiscard]] bool says(const std::string& text) {
-        std::string line = m_program.readLine();
-        while (!line.empty() && line.find(text) == std::string::npos) {
-            line = m_program.readLine();
-        }
-        return !line.empty();
-    }
-
-private:
-    ChildProcess m_program;
-};
-
-/// The settings text; empty while nobody has the page open.
-std::string pageText() {
-    const KernelHandle mapping(::OpenFileMappingW(FILE_MAP_READ, FALSE, pageName));
-    const MappedView<char> view(
-        static_cast<char*>(::MapViewOfFile(mapping.get(), FILE_MAP_READ, 0, 0, settingsPageBytes)));
-    return view ? std::string(view.get(), ::strnlen(view.get(), settingsPageBytes)) : "";
-}
-
-/// Takes the settings page's name with an object of another kind, so that nobody can open or create the page.
-KernelHandle occupyPageName() {
-    return KernelHandle(::CreateSemaphoreW(nullptr, 0, 1, pageName));
-}
 
 TEST(ControlProgram, EachChangeReachesARunningEffectAndItsEvent) {
     const ApoConfigManager effect;
