@@ -12,6 +12,14 @@
 namespace tovix::install {
 namespace {
 
+/// Empty where the system has no such folder.
+std::filesystem::path knownFolder(const KNOWNFOLDERID& id) {
+    PWSTR pPath = nullptr;
+    const HRESULT hr = ::SHGetKnownFolderPath(id, 0, nullptr, &pPath);
+    const TaskMemory<wchar_t> path(pPath);
+    return SUCCEEDED(hr) ? path.get() : L"";
+}
+
 bool isBelow(const std::filesystem::path& path, const std::filesystem::path& folder) {
     const auto isSamePart = [](const std::filesystem::path& one, const std::filesystem::path& other) {
         return ::CompareStringOrdinal(one.c_str(), -1, other.c_str(), -1, TRUE) == CSTR_EQUAL;
@@ -26,13 +34,6 @@ bool isBelow(const std::filesystem::path& path, const std::filesystem::path& fol
 }
 
 } // namespace
-
-std::filesystem::path knownFolder(const KNOWNFOLDERID& id) {
-    PWSTR pPath = nullptr;
-    const HRESULT hr = ::SHGetKnownFolderPath(id, 0, nullptr, &pPath);
-    const TaskMemory<wchar_t> path(pPath);
-    return SUCCEEDED(hr) ? path.get() : L"";
-}
 
 std::filesystem::path defaultInstallFolder() {
     const auto programs = knownFolder(FOLDERID_ProgramFilesX64);

@@ -1,15 +1,8 @@
 #pragma once
 
-#include <windows.h>
-
-#include <shtypes.h>
-
 #include <filesystem>
 
 namespace tovix::install {
-
-/// [control] One of the system's folders; empty where it has none of that kind.
-std::filesystem::path knownFolder(const KNOWNFOLDERID& id);
 
 /// [control] "Tovix" in the system's folder for 64-bit programs. Throws InstallRefusal.
 std::filesystem::path defaultInstallFolder();

@@ -1,15 +1,12 @@
 #include "install/Removal.h"
 
 #include "install/Attachment.h"
-#include "install/InstallFolder.h"
 #include "install/Installation.h"
 #include "install/MachineFiles.h"
 #include "install/OutputDevices.h"
 #include "system/RegistrySettings.h"
 #include "text/SettingsNames.h"
 #include "text/Utf.h"
-
-#include <shlobj.h> // the folders' identifiers
 
 #include <algorithm>
 
@@ -28,13 +25,15 @@ std::vector<std::wstring> allDevices(const RegistryTree& registry, const ChangeJ
     return ids;
 }
 
-/// Empty where the system does not say, or where the logger's folder leads elsewhere: any user may make it.
+/// Where the development logger writes, as it finds it; empty where its folder leads elsewhere: any user may make it.
 std::filesystem::path logFolder() {
-    const auto data = knownFolder(FOLDERID_ProgramData);
-    if (data.empty()) {
+    std::wstring programData(::GetEnvironmentVariableW(L"ProgramData", nullptr, 0), L'\0');
+    programData.resize(
+        ::GetEnvironmentVariableW(L"ProgramData", programData.data(), static_cast<DWORD>(programData.size())));
+    if (programData.empty()) {
         return {};
     }
-    auto folder = data / L"Tovix";
+    auto folder = std::filesystem::path(programData) / L"Tovix";
     const DWORD attributes = ::GetFileAttributesW(folder.c_str());
     const bool isFolder = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
                           (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
