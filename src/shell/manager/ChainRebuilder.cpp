@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <mutex>
+#include <utility>
 
 namespace tovix {
 namespace {
@@ -50,6 +51,8 @@ ChainRebuilder::ChainRebuilder(const void* pManager)
 void ChainRebuilder::startStream(const StreamFormat& format, const GateSwitches& switches) noexcept {
     const std::lock_guard guard(m_lock);
     m_slots.reset(format);
+    m_nextChain = nullptr;
+    m_playingShare = 0.0;
     m_format = format;
     logFormat(format);
     m_builder.configure(format, switches);
@@ -81,19 +84,48 @@ bool ChainRebuilder::rebuild() noexcept {
     if (built.previousEffect) {
         m_wantsPreviousEffect.store(*built.previousEffect, std::memory_order_release);
     }
-    return built.chain && leavesTime(*built.chain) &&
-           m_slots.publish(std::move(built.chain)) == ChainSlots::Published::pending;
+    const auto share = built.chain ? affordableShare(*built.chain) : std::nullopt;
+    return share && publish(std::move(built.chain), *share);
 }
 
-bool ChainRebuilder::leavesTime(const FilterChain& chain) const noexcept {
+std::optional<double> ChainRebuilder::affordableShare(const FilterChain& chain) const noexcept {
     const auto cost = measureCost(chain, m_format, &nanoseconds);
-    if (cost && !cost->fits()) {
+    if (!cost) {
+        return std::nullopt;
+    }
+    if (!cost->fits()) {
         logOf("EffectManager::buildChain", m_pManager)
             .warning("The settings take too much of each block's time and are not used. Percent= ",
                      100.0 * cost->share(), " Limit= ", 100.0 * maxBlockShare,
                      m_slots.plays() ? ". The chain that plays goes on" : ". The sound passes unchanged");
+        return std::nullopt;
     }
-    return cost && cost->fits();
+    return cost->share();
+}
+
+bool ChainRebuilder::publish(RtPtr<FilterChain> chain, double share) noexcept {
+    const bool together = m_playingShare + share <= maxBlockShare;
+    if (!together) {
+        m_nextChain = std::exchange(chain, m_builder.build({}).chain);
+        m_nextShare = std::exchange(share, 0.0);
+        if (!chain) {
+            m_nextChain = nullptr;
+            return false;
+        }
+    }
+    m_playingShare = share;
+    return m_slots.publish(std::move(chain)) == ChainSlots::Published::pending;
+}
+
+bool ChainRebuilder::isOnTheWay() noexcept {
+    const std::lock_guard guard(m_lock);
+    return m_nextChain != nullptr;
+}
+
+bool ChainRebuilder::publishNext() noexcept {
+    const std::lock_guard guard(m_lock);
+    m_slots.freeRetired();
+    return m_nextChain && publish(std::move(m_nextChain), m_nextShare);
 }
 
 void ChainRebuilder::rebuildOnUpdates() noexcept {
@@ -106,8 +138,16 @@ void ChainRebuilder::rebuildOnUpdates() noexcept {
             log.info("Shutdown event received 2");
             return;
         }
-        if (!rebuild()) {
-            // Nothing is fading in, so the audio thread will not return the token.
+        bool fading = rebuild();
+        while (fading && isOnTheWay()) {
+            if (!awaitToken()) {
+                log.info("Shutdown event received 2");
+                return;
+            }
+            fading = publishNext();
+        }
+        if (!fading) {
+            // So the audio thread will not return the token.
             returnToken();
         }
     }

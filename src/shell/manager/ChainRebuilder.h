@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace tovix {
@@ -60,9 +61,14 @@ private:
     /// Builds a chain from the present settings and publishes it if it leaves the audio thread enough time; false
     /// when the token was not given away with it.
     bool rebuild() noexcept;
-    /// Whether the chain leaves the audio thread enough of each block's time, with a line in the log where it does
-    /// not. False as well when there is no memory to find out.
-    [[nodiscard]] bool leavesTime(const FilterChain& chain) const noexcept;
+    /// The chain's share of a block's time; nothing, with a line in the log, where that is too much, and when there
+    /// is no memory to find out.
+    [[nodiscard]] std::optional<double> affordableShare(const FilterChain& chain) const noexcept;
+    /// Publishes a chain, or, where it and the one that plays take too much together, as in a fade, first one without
+    /// filters and keeps it for `publishNext`. False when the token was not given away.
+    bool publish(RtPtr<FilterChain> chain, double share) noexcept;
+    [[nodiscard]] bool isOnTheWay() noexcept;
+    bool publishNext() noexcept;
     void logFormat(const StreamFormat& format) const noexcept;
     [[nodiscard]] bool awaitToken() const noexcept;
     /// [audio]
@@ -83,6 +89,11 @@ private:
     KernelHandle m_hShutdownEvent;
     ChainBuilder m_builder;
     StreamFormat m_format;
+    /// What the chain that was published last takes of a block's time.
+    double m_playingShare = 0.0;
+    /// A chain that waits until one without filters has faded in, and its share.
+    RtPtr<FilterChain> m_nextChain;
+    double m_nextShare = 0.0;
     ChainSlots m_slots;
     BuildTimes m_buildTimes;
 };

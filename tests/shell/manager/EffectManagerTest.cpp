@@ -1,16 +1,20 @@
 #include "manager/EffectManager.h"
 #include "support/BecomesTrue.h"
-#include "support/FastestAgain.h"
 #include "support/ImportWatch.h"
 #include "support/LogCapture.h"
 #include "support/OwnResources.h"
 #include "support/SettingsWriter.h"
+#include "support/SystemThread.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
+#include <cmath>
+#include <cstdio>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace tovix::test {
@@ -28,14 +32,12 @@ bool tellsOfABuild(const std::string& line) {
     return line.find("Couldn't create boost filter") != std::string::npos;
 }
 
-/// Blocks of a fade and one more. Returns the last sample.
-float play(EffectManager& manager, const StreamFormat& format = stereo) {
-    std::vector<float> samples(std::size_t{format.maxFrames} * format.inputChannels);
-    for (std::uint32_t played = 0; played < crossfadeFramesAt(format.sampleRateHz) + format.maxFrames;
-         played += format.maxFrames) {
-        std::fill(samples.begin(), samples.end(), 0.1F);
-        manager.process(samples.data(), samples.data(), format.maxFrames);
-    }
+/// Two blocks, enough for a fade to end. Returns the last sample.
+float play(EffectManager& manager) {
+    std::vector<float> samples(std::size_t{stereo.maxFrames} * 2, 0.1F);
+    manager.process(samples.data(), samples.data(), stereo.maxFrames);
+    std::fill(samples.begin(), samples.end(), 0.1F);
+    manager.process(samples.data(), samples.data(), stereo.maxFrames);
     return samples.back();
 }
 
@@ -114,38 +116,175 @@ TEST(EffectManager, ChangeThatTheAudioHasNotTakenHoldsUpTheNextOneButNotTheEnd) 
     EXPECT_TRUE(log.has(destructorLog + "ENTERED"));
 }
 
-TEST(EffectManager, SettingsThatWouldStarveTheAudioThreadAreNotUsed) {
-    constexpr StreamFormat shortBlocks{192000.0F, 8, 8, 8, 0x63F, 16};
-    const FastestAgain atEnd;
-    ASSERT_TRUE(forceConvolverEngine("fftw"));
-    std::string expensive;
-    for (int line = 0; line < 18; ++line) {
-        expensive += "Equalizer:1 1\n";
+/// The clock of a trial run, by which each block takes `shareOfABlock` of its time: every look at it is so much
+/// later.
+class SteppingClock {
+public:
+    explicit SteppingClock(const StreamFormat& format) {
+        m_blockNs = format.maxFrames * 1e9 / static_cast<double>(format.sampleRateHz);
+        m_watch.redirect("QueryPerformanceFrequency", reinterpret_cast<const void*>(&frequency));
+        m_watch.redirect("QueryPerformanceCounter", reinterpret_cast<const void*>(&counter));
     }
+    static void setShare(double shareOfABlock) { m_step = static_cast<LONGLONG>(shareOfABlock * m_blockNs); }
+
+private:
+    static BOOL WINAPI frequency(LARGE_INTEGER* pValue) {
+        pValue->QuadPart = 1000000000;
+        return TRUE;
+    }
+    static BOOL WINAPI counter(LARGE_INTEGER* pValue) {
+        pValue->QuadPart = m_now += m_step;
+        return TRUE;
+    }
+
+    static inline double m_blockNs = 0.0;
+    static inline std::atomic<LONGLONG> m_step{0};
+    static inline std::atomic<LONGLONG> m_now{0};
+    ImportWatch m_watch{::GetModuleHandleW(nullptr)};
+};
+
+TEST(EffectManager, SettingsThatWouldStarveTheAudioThreadAreNotUsed) {
+    const SteppingClock clock(stereo);
+    clock.setShare(0.3);
     SettingsWriter settings("Boost: 60 dB 1");
     const BriefLog log;
     const auto hasWarning = [&log](const std::string& end) {
-        const auto lines = log.lines();
-        return std::any_of(lines.begin(), lines.end(), [&end](const std::string& line) {
-            return line.starts_with("WARNING EffectManager::buildChain: The settings take too much of each block's "
-                                    "time and are not used. Percent= ") &&
-                   line.ends_with(" Limit= 70.000000. " + end);
-        });
+        return log.has(
+            "WARNING EffectManager::buildChain: The settings take too much of each block's time and are not "
+            "used. Percent= 71.000000 Limit= 70.000000. " +
+            end);
     };
     EffectManager manager;
-    manager.initializeManager(shortBlocks);
-    settings.change(expensive);
+    manager.initializeManager(stereo);
+    clock.setShare(0.71);
+    settings.change("Boost: 90 dB 1");
     EXPECT_TRUE(becomesTrue([&] { return hasWarning("The chain that plays goes on"); }));
-    EXPECT_NEAR(play(manager, shortBlocks), 0.1995F, 1e-4F);
+    EXPECT_NEAR(play(manager), 0.1995F, 1e-4F);
+    clock.setShare(0.3);
     settings.change("Boost: 120 dB 1");
-    EXPECT_TRUE(becomesTrue([&] { return play(manager, shortBlocks) > 0.39F; })) << "the next change is heard";
-    settings.write(expensive);
+    EXPECT_TRUE(becomesTrue([&] { return play(manager) > 0.39F; })) << "the next change is heard";
+    // At the start of a stream.
+    clock.setShare(0.71);
+    settings.write("Boost: 90 dB 1");
     EXPECT_FALSE(hasWarning("The sound passes unchanged"));
-    manager.initializeManager(shortBlocks);
+    manager.initializeManager(stereo);
     EXPECT_TRUE(hasWarning("The sound passes unchanged"));
-    EXPECT_EQ(play(manager, shortBlocks), 0.1F);
+    EXPECT_EQ(play(manager), 0.1F);
+    clock.setShare(0.3);
     settings.change("Boost: 60 dB 1");
-    EXPECT_TRUE(becomesTrue([&] { return play(manager, shortBlocks) > 0.19F; }));
+    EXPECT_TRUE(becomesTrue([&] { return play(manager) > 0.19F; }));
+}
+
+TEST(EffectManager, ChainsThatTakeTooMuchInAFadeFollowEachOtherByWayOfThePlainSound) {
+    const SteppingClock clock(stereo);
+    for (const double share : {0.35, 0.36}) {
+        SCOPED_TRACE(share);
+        clock.setShare(share);
+        SettingsWriter settings("Boost: 60 dB 1");
+        EffectManager manager;
+        manager.initializeManager(stereo);
+        for (const auto& [text, level] : {std::pair{"Boost: 120 dB 1", 0.3981F}, {"Boost: 60 dB 1", 0.1995F}}) {
+            settings.change(text);
+            // A fade is one block long, so that its last sample is that of the chain to which it leads.
+            float lowest = 1.0F;
+            EXPECT_TRUE(becomesTrue([&] {
+                std::vector<float> samples(std::size_t{stereo.maxFrames} * 2, 0.1F);
+                manager.process(samples.data(), samples.data(), stereo.maxFrames);
+                lowest = std::min(samples.back(), lowest);
+                return std::abs(samples.back() - level) < 1e-4F;
+            }));
+            EXPECT_EQ(lowest<0.11F, share> 0.35);
+        }
+    }
+}
+
+/// Milliseconds of blocks, in rising order.
+class BlockTimes {
+public:
+    template <class Block> void take(const Block& block) {
+        LARGE_INTEGER start{};
+        LARGE_INTEGER end{};
+        LARGE_INTEGER frequency{};
+        ::QueryPerformanceFrequency(&frequency);
+        ::QueryPerformanceCounter(&start);
+        block();
+        ::QueryPerformanceCounter(&end);
+        m_ms.push_back(static_cast<double>(end.QuadPart - start.QuadPart) * 1e3 /
+                       static_cast<double>(frequency.QuadPart));
+    }
+    void print(const char* what) {
+        std::sort(m_ms.begin(), m_ms.end());
+        std::printf("%s: %zu blocks, median %.4f ms, 99 %% below %.4f ms, longest %.4f ms\n", what, m_ms.size(),
+                    m_ms[m_ms.size() / 2], m_ms[m_ms.size() * 99 / 100], m_ms.back());
+    }
+
+private:
+    std::vector<double> m_ms;
+};
+
+TEST(EffectManager, AStormOfSignalsBuildsOnceForEachFadeAndNoBuildHoldsUpABlock) {
+    constexpr int signals = 100000;
+    constexpr StreamFormat shortBlocks{48000.0F, 2, 2, 2, 3, 48};
+    constexpr int blocksInAFade = 10;
+    const std::string text = "Boost: loud\nEqualizer: 100 0 10000 0\nBoost: ";
+    SettingsWriter settings(text + "0 dB 1");
+    std::atomic<int> blocks{0};
+    std::atomic<int> builds{0};
+    std::atomic<int> blocksHeldUp{0};
+    std::atomic<bool> streaming{false};
+    // Every build of the storm lasts until the stream has gone on by two blocks.
+    const BriefLog log([&](const std::string& line) {
+        if (tellsOfABuild(line) && streaming) {
+            ++builds;
+            const int playing = blocks;
+            blocksHeldUp += becomesTrue([&] { return blocks >= playing + 2 || !streaming; }) ? 0 : 1;
+        }
+    });
+    EffectManager manager;
+    manager.initializeManager(shortBlocks);
+    float last = 0.0F;
+    const auto playBlock = [&] {
+        std::vector<float> samples(std::size_t{shortBlocks.maxFrames} * 2, 0.1F);
+        manager.process(samples.data(), samples.data(), shortBlocks.maxFrames);
+        last = samples.back();
+        ++blocks;
+    };
+    BlockTimes quiet;
+    for (int i = 0; i < 300; ++i) {
+        quiet.take(playBlock);
+        ::Sleep(1);
+    }
+    quiet.print("without a storm");
+    BlockTimes inStorm;
+    blocks = 0;
+    streaming = true;
+    {
+        std::atomic<bool> over{false};
+        const SystemThread storm([&] {
+            for (int i = 0; i < signals; ++i) {
+                settings.signal();
+            }
+            over = true;
+        });
+        while (!over) {
+            inStorm.take(playBlock);
+            ::Sleep(1);
+        }
+    }
+    const int inAll = builds;
+    inStorm.print("in the storm");
+    std::printf("%d builds for %d signals\n", inAll, signals);
+    // One is being built, one waits for its fade, and nothing else does.
+    EXPECT_LE(inAll, blocks / blocksInAFade + 2);
+    EXPECT_GT(inAll, 1);
+    settings.change(text + "120 dB 1");
+    EXPECT_TRUE(becomesTrue([&] {
+        playBlock();
+        return std::abs(last - 0.3981F) < 1e-3F;
+    }));
+    EXPECT_LE(builds, inAll + 3) << "what is left of the storm, and the last text";
+    EXPECT_EQ(blocksHeldUp, 0);
+    streaming = false;
 }
 
 HANDLE WINAPI noEvent(SECURITY_ATTRIBUTES*, BOOL, BOOL, LPCWSTR) {
