@@ -17,6 +17,8 @@ constexpr std::size_t longestTry = 24;
 /// A try plays no more sound than this, but one block at least: long blocks cost all the same.
 constexpr double longestTrySeconds = 0.1;
 constexpr int mostTries = 8;
+/// With this share no try is needed any more: two such chains leave enough time in a fade.
+constexpr double easyShare = maxBlockShare / 2.0;
 /// When each of so many blocks took `hopelessFactor` times what it may, no other program is to blame.
 constexpr std::size_t hopelessBlocks = 8;
 constexpr double hopelessFactor = 2.0;
@@ -68,7 +70,7 @@ public:
                 }
             }
             cost.blockSeconds = *std::max_element(m_least.begin(), m_least.end());
-            if (cost.fits()) {
+            if (cost.share() <= easyShare) {
                 break;
             }
         }

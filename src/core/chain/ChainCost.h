@@ -31,7 +31,7 @@ using NanosecondClock = std::int64_t (*)() noexcept;
 /// A trial run of a chain of stand-ins (IFilter::standIn): the chain itself, and whatever its filters share with
 /// others, stay as they are. The sound of the trial is loud, so that limiters have to work. Of several tries the
 /// least counts, each block of a try by itself, since the machine may be busy. The trial ends as soon as the chain
-/// fits, with an ordinary chain after the first try, and early where it is hopeless.
+/// takes half of what it may, an ordinary one so after the first try, and early where it is hopeless.
 std::optional<ChainCost> measureCost(const FilterChain& chain, const StreamFormat& format,
                                      NanosecondClock clock) noexcept;
 

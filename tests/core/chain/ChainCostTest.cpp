@@ -54,7 +54,9 @@ TEST(ChainCost, IsTheLeastOfSeveralTriesAndEndsAsSoonAsItIsKnown) {
         int mostBlocks;
     } cases[] = {
         {"an ordinary chain takes one try", shortBlocks, [](int) { return 0.01; }, 0.01, 24},
-        {"what takes all it may", shortBlocks, [](int) { return 0.6999; }, 0.6999, 24},
+        {"one that takes half of what it may", shortBlocks, [](int) { return 0.3499; }, 0.3499, 24},
+        {"a blunder of one block", shortBlocks, [](int n) { return n == 3 ? 0.6 : 0.1; }, 0.1, 48},
+        {"what takes all it may", shortBlocks, [](int) { return 0.6999; }, 0.6999, 192},
         {"and a little more", shortBlocks, [](int) { return 0.7001; }, 0.7001, 192},
         {"a machine that is busy at first", shortBlocks, [](int n) { return n < 100 ? 2.0 - n % 9 / 9.0 : 0.1; }, 0.1,
          192},

@@ -2,6 +2,7 @@
 // libraries are not concerned.
 
 #include "chain/ChainBuilder.h"
+#include "chain/ChainCost.h"
 #include "convolution/ConvolverEngine.h"
 #include "convolution/FftPlan.h"
 #include "filters/EffectEqualizer.h"
@@ -113,4 +114,15 @@ TEST(RefusedMemory, OfAnyPartOfAChainGivesNoChain) {
     EXPECT_GT(requests, 30)
         << "three filters with their stages, one channel of the equalizer, the maximizer's window, and "
            "the chain's buffers";
+}
+
+TEST(RefusedMemory, OfAnyPartOfATrialLeavesTheCostUnknown) {
+    const StreamFormat format{48000.0F, 0, 1, 1, 0, 4800};
+    ChainBuilder builder(decodeLatin1);
+    builder.configure(format, {});
+    const auto chain = builder.build("Boost: 60 dB 1\nEqualizer: 100 -3 1000 6\nMaximizer: 30 dB").chain;
+    ASSERT_TRUE(chain);
+    const auto noTime = []() noexcept { return std::int64_t{0}; };
+    const int requests = refuseEachRequest([&] { return measureCost(*chain, format, noTime).has_value(); });
+    EXPECT_GT(requests, 20) << "the stand-ins, their stages and the chain of them";
 }

@@ -187,11 +187,11 @@ TEST(EffectManager, ChainsThatTakeTooMuchInAFadeFollowEachOtherByWayOfThePlainSo
             settings.change(text);
             // A fade is one block long, so that its last sample is that of the chain to which it leads.
             float lowest = 1.0F;
-            EXPECT_TRUE(becomesTrue([&] {
+            EXPECT_TRUE(becomesTrue([&, arrived = level] {
                 std::vector<float> samples(std::size_t{stereo.maxFrames} * 2, 0.1F);
                 manager.process(samples.data(), samples.data(), stereo.maxFrames);
                 lowest = std::min(samples.back(), lowest);
-                return std::abs(samples.back() - level) < 1e-4F;
+                return std::abs(samples.back() - arrived) < 1e-4F;
             }));
             EXPECT_EQ(lowest<0.11F, share> 0.35);
         }
