@@ -47,20 +47,20 @@ void ScratchMachine::put(const std::wstring& key, const std::wstring& name, cons
     registry.write(key, name, data);
 }
 
-void ScratchMachine::collect(const std::wstring& key, Registry& all) const {
+void collect(const install::RegistryTree& registry, const std::wstring& key, ScratchMachine::Registry& all) {
     auto& values = all[key];
     for (const auto& name : registry.valuesOf(key)) {
         const auto data = registry.read(key, name).value();
         values[name] = {data.type, data.bytes};
     }
     for (const auto& name : registry.keysBelow(key)) {
-        collect(key.empty() ? name : key + L'\\' + name, all);
+        collect(registry, key.empty() ? name : key + L'\\' + name, all);
     }
 }
 
 std::pair<ScratchMachine::Registry, ScratchMachine::Files> ScratchMachine::all() const {
     std::pair<Registry, Files> all;
-    collect({}, all.first);
+    collect(registry, {}, all.first);
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.path())) {
         const auto name = std::filesystem::relative(entry.path(), folder.path()).wstring();
         all.second[entry.is_directory() ? name + L'/' : name] = entry.is_directory() ? "" : contentOf(entry.path());

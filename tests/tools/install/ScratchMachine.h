@@ -39,9 +39,9 @@ public:
     void put(const std::wstring& key, const std::wstring& name, const install::RegistryData& data);
 
     [[nodiscard]] std::pair<Registry, Files> all() const;
-
-private:
-    void collect(const std::wstring& key, Registry& all) const;
 };
+
+/// Adds everything from `key` on.
+void collect(const install::RegistryTree& registry, const std::wstring& key, ScratchMachine::Registry& all);
 
 } // namespace tovix::test
