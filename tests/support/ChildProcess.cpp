@@ -38,8 +38,8 @@ ChildProcess::ChildProcess(const Start& start) {
     std::wstring commandLine = L"\"" + start.program.wstring() + L"\" " + start.arguments;
     PROCESS_INFORMATION process{};
     const auto create = [&] {
-        return ::CreateProcessW(start.program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                                start.folder.c_str(), &startup, &process) != FALSE;
+        return ::CreateProcessAsUserW(start.hToken, start.program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
+                                      0, nullptr, start.folder.c_str(), &startup, &process) != FALSE;
     };
     // Wine on a busy machine has failed so for a moment.
     const bool created = create() || (::GetLastError() == ERROR_INTERNAL_ERROR && (::Sleep(1000), create()));

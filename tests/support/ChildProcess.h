@@ -15,6 +15,8 @@ public:
         std::filesystem::path program;
         std::wstring arguments;
         std::filesystem::path folder = std::filesystem::current_path();
+        /// Borrowed; what the process may do, where that is not what this one may.
+        HANDLE hToken = nullptr;
     };
 
     explicit ChildProcess(const Start& start);

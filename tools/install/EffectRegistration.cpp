@@ -6,8 +6,9 @@
 #include "system/RegistryUtils.h"
 #include "text/Utf.h"
 
+#include <algorithm>
 #include <filesystem>
-#include <string_view>
+#include <utility>
 
 namespace tovix::install {
 namespace {
@@ -34,10 +35,23 @@ std::optional<InstallRefusal> obstacleOf(const std::wstring& library) {
     return std::nullopt;
 }
 
-/// Brings back what a record made, one change after the other.
+/// The keys that go with the installation.
+std::vector<std::wstring> keysOf(const ChangeRecord& record) {
+    std::vector<std::wstring> keys;
+    for (const MachineChange& change : record) {
+        if (const auto* const pKey = std::get_if<KeyChange>(&change)) {
+            keys.push_back(pKey->key);
+        }
+    }
+    return keys;
+}
+
+/// Brings back what a record made, one change after the other. What another program has put in its place meanwhile is
+/// what the machine gets back later, but for a key that goes with the installation.
 class PuttingRight {
 public:
-    PuttingRight(const RegistryTree& registry, MachinePlan& plan) : m_registry(registry), m_plan(plan) {}
+    PuttingRight(const RegistryTree& registry, std::vector<std::wstring> ownKeys, MachinePlan& plan)
+        : m_registry(registry), m_ownKeys(std::move(ownKeys)), m_plan(plan) {}
 
     void operator()(KeyChange& change) const {
         if (m_registry.hasKey(change.key) != change.comes) {
@@ -53,7 +67,9 @@ public:
                                    encodeUtf8(change.key) + " is not as it was left.");
         m_plan.transaction.changes.emplace_back(
             ValueChange{.key = change.key, .name = change.name, .before = data, .after = change.after});
-        change.before = data;
+        if (std::find(m_ownKeys.begin(), m_ownKeys.end(), change.key) == m_ownKeys.end()) {
+            change.before = data;
+        }
     }
     void operator()(const FolderChange& /*change*/) const {}
     void operator()(const FileChange& change) const {
@@ -66,6 +82,7 @@ public:
 
 private:
     const RegistryTree& m_registry;
+    std::vector<std::wstring> m_ownKeys;
     MachinePlan& m_plan;
 };
 
@@ -81,8 +98,9 @@ MachinePlan planInstallationRepair(const RegistryTree& registry, const ChangeJou
     MachinePlan plan;
     std::wstring library = firstText(registry.read(serverKey(), L""));
     if (auto record = journal.find(installationRecord)) {
+        PuttingRight puttingRight(registry, keysOf(*record), plan);
         for (MachineChange& change : *record) {
-            std::visit(PuttingRight(registry, plan), change);
+            std::visit(puttingRight, change);
             const auto* const pValue = std::get_if<ValueChange>(&change);
             if (pValue != nullptr && isSameText(pValue->key, serverKey()) && pValue->name.empty()) {
                 library = firstText(pValue->after);

@@ -33,7 +33,7 @@ extern const std::array<EffectKey, effectKeyCount> effectKeys;
 extern const std::array<std::wstring_view, effectKeyCount> effectKeyNames;
 
 /// The property, of this product's own, that keeps the class which an attachment took the place of, beside the effect
-/// keys of the same endpoint. A class in text form.
+/// keys of the same endpoint. A class in text form, or an empty text where it took the place of none.
 constexpr std::wstring_view keptEffectKey = L"{6b59ff62-03f5-49f3-9312-ba0b5ec8880b},2";
 
 } // namespace tovix
