@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
+#include <sddl.h>
 
 namespace tovix::test {
 namespace {
@@ -86,6 +87,30 @@ KernelHandle ordinaryToken() {
     return KernelHandle(hToken);
 }
 
+/// While it lives everybody may read a key of the machine and nobody write to it.
+class ReadOnlyKey {
+public:
+    explicit ReadOnlyKey(const std::wstring& key) {
+        HKEY hKey = nullptr;
+        ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_ALL_ACCESS, &hKey);
+        m_key.reset(hKey);
+        setAccess(L"D:P(A;;KR;;;WD)");
+    }
+    ~ReadOnlyKey() { setAccess(L"D:(A;;KA;;;WD)"); }
+    ReadOnlyKey(const ReadOnlyKey&) = delete;
+    ReadOnlyKey& operator=(const ReadOnlyKey&) = delete;
+
+private:
+    void setAccess(const wchar_t* text) const {
+        void* pDescriptor = nullptr;
+        ::ConvertStringSecurityDescriptorToSecurityDescriptorW(text, SDDL_REVISION_1, &pDescriptor, nullptr);
+        const LocalMemory<void> owner(pDescriptor);
+        ::RegSetKeySecurity(m_key.get(), DACL_SECURITY_INFORMATION, pDescriptor);
+    }
+
+    RegistryKey m_key;
+};
+
 TEST_F(DeviceProgram, EachRefusalHasItsStatusAndChangesNothing) {
     const auto before = devices();
     control(L"attach Laut", 19);
@@ -103,7 +128,12 @@ TEST_F(DeviceProgram, EachRefusalHasItsStatusAndChangesNothing) {
     control(L"attach --all", 12);
     control(L"attach Laut", 10, ordinaryToken().get());
     control(L"attach Laut --restart-audio", 18);
+    {
+        const ReadOnlyKey readOnly(effectPropertiesKey(ours.id));
+        control(L"attach Laut", 11);
+    }
     EXPECT_EQ(devices(), foreign);
+    EXPECT_FALSE(machine.hasKey(std::wstring(productKey) + L"\\Changes")) << "by what was refused half-way";
     EXPECT_TRUE(shown(firstTwin).at("rows").at(0).at("classes").is_null());
     machine.remove(effectPropertiesKey(firstTwin.id), effectKey(7));
     machine.removeKey(effectPropertiesKey(firstTwin.id));

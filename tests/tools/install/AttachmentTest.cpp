@@ -292,24 +292,5 @@ TEST_F(AttachmentTest, TheRecordOfADeviceThatIsGoneIsDropped) {
     EXPECT_TRUE(journal.names().empty());
 }
 
-TEST_F(AttachmentTest, AnEndAtAnyChangeLeavesTheDeviceAttachedOrNot) {
-    put({{effectKey(7), textData(vendorClass)}, {enhancementsOffKey, numberData(1)}});
-    const auto before = registry();
-    bool isDone = false;
-    for (int end = 1; !isDone; ++end) {
-        endAtChange(end);
-        try {
-            attach();
-            isDone = true;
-        } catch (const EndedByForce&) {
-        }
-        endAtChange(0);
-        journal.recover();
-        EXPECT_EQ(look().effects.attachedRow().has_value(), journal.find(device.id).has_value());
-        detach();
-        EXPECT_EQ(registry(), before) << "ended at change " << end;
-    }
-}
-
 } // namespace
 } // namespace tovix::test
