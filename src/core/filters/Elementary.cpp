@@ -23,9 +23,8 @@ template <class... Rest> constexpr double polynomial(double x, double first, dou
     return polynomial(x, first * x + second, rest...);
 }
 
-constexpr double inverseFactorial(int n) noexcept {
-    return n < 2 ? 1.0 : inverseFactorial(n - 1) / n;
-}
+template <int n> constexpr double inverseFactorial = inverseFactorial<n - 1> / n;
+template <> constexpr double inverseFactorial<1> = 1.0;
 
 /// x as a multiple of `unit`, of which `unitLow` is what its double leaves out: the nearest integer and the rest.
 struct Reduced {
@@ -45,9 +44,9 @@ double realExponential(double x) noexcept {
     constexpr double high = 0x1.62e42ffp-1;
     constexpr double low = -0x1.718432a1b0e26p-35;
     const Reduced power = reduced(x, high, low);
-    const double fraction = polynomial(power.rest, inverseFactorial(11), inverseFactorial(10), inverseFactorial(9),
-                                       inverseFactorial(8), inverseFactorial(7), inverseFactorial(6),
-                                       inverseFactorial(5), inverseFactorial(4), inverseFactorial(3), 0.5, 1.0, 1.0);
+    const double fraction = polynomial(power.rest, inverseFactorial<11>, inverseFactorial<10>, inverseFactorial<9>,
+                                       inverseFactorial<8>, inverseFactorial<7>, inverseFactorial<6>,
+                                       inverseFactorial<5>, inverseFactorial<4>, inverseFactorial<3>, 0.5, 1.0, 1.0);
     const auto bits = static_cast<std::uint64_t>(power.count + exponentBias) << mantissaBits;
     return fraction * std::bit_cast<double>(bits);
 }
@@ -81,10 +80,10 @@ std::complex<double> exponential(std::complex<double> z) noexcept {
     const Reduced quarter = reduced(z.imag(), halfPi, halfPiLow);
     const double x = quarter.rest;
     const double square = x * x;
-    const double sine = x * polynomial(square, inverseFactorial(13), -inverseFactorial(11), inverseFactorial(9),
-                                       -inverseFactorial(7), inverseFactorial(5), -inverseFactorial(3), 1.0);
-    const double cosine = polynomial(square, -inverseFactorial(14), inverseFactorial(12), -inverseFactorial(10),
-                                     inverseFactorial(8), -inverseFactorial(6), inverseFactorial(4), -0.5, 1.0);
+    const double sine = x * polynomial(square, inverseFactorial<13>, -inverseFactorial<11>, inverseFactorial<9>,
+                                       -inverseFactorial<7>, inverseFactorial<5>, -inverseFactorial<3>, 1.0);
+    const double cosine = polynomial(square, -inverseFactorial<14>, inverseFactorial<12>, -inverseFactorial<10>,
+                                     inverseFactorial<8>, -inverseFactorial<6>, inverseFactorial<4>, -0.5, 1.0);
     const bool isOdd = (quarter.count & 1) != 0;
     const double real = isOdd ? sine : cosine;
     const double imaginary = isOdd ? cosine : sine;
