@@ -53,12 +53,15 @@ void reportKeeping(const keep::Keeper& keeper, const Output& output) {
            output);
 }
 
-/// Looks until the program is to end.
-void keepUntilEnd(keep::Keeper& keeper, HANDLE hStop) {
+/// Looks until the program is to end. One in the background lets its starter go once no end can be missed.
+void keepUntilEnd(keep::Keeper& keeper, HANDLE hStop, bool inBackground) {
     // Short where sound may begin without the settings; a change has time to be written down.
     constexpr DWORD waitingPeriodMs = 50;
     constexpr DWORD holdingPeriodMs = 200;
-    const keep::EndOfSession endOfSession([&keeper] { keeper.finish(); }, hStop);
+    const keep::EndOfSession endOfSession([&keeper]() noexcept { keeper.finish(); }, hStop);
+    if (inBackground) {
+        keep::letStarterGo();
+    }
     while (::MsgWaitForMultipleObjects(1, &hStop, FALSE, keeper.holdsPage() ? holdingPeriodMs : waitingPeriodMs,
                                        QS_ALLINPUT) != WAIT_OBJECT_0) {
         keep::EndOfSession::dispatch();
@@ -77,10 +80,7 @@ void keepHere(bool inBackground, const Output& output) {
                         [](const auto& sentence) { std::cerr << "Note: " << printable(sentence) << std::endl; });
     keeper.look();
     reportKeeping(keeper, output);
-    if (inBackground) {
-        keep::letStarterGo();
-    }
-    keepUntilEnd(keeper, instance->stopEvent());
+    keepUntilEnd(keeper, instance->stopEvent(), inBackground);
 }
 
 int keepInBackground(const Output& output) {

@@ -98,9 +98,18 @@ bool readStart(HANDLE hPipe, std::string& text) {
     return count == 1 && c == goesOn;
 }
 
+/// A console that Windows has opened for this program alone, as it does for an autostart entry, shows nothing.
+void hideOwnConsole() {
+    DWORD process = 0;
+    if (::GetConsoleProcessList(&process, 1) == 1) {
+        ::ShowWindow(::GetConsoleWindow(), SW_HIDE);
+    }
+}
+
 } // namespace
 
 BackgroundStart startInBackground(const std::wstring& arguments) {
+    hideOwnConsole();
     Pipe output = makePipe();
     Pipe errors = makePipe();
     const KernelHandle process = start(arguments, output.writing.get(), errors.writing.get());
@@ -108,9 +117,9 @@ BackgroundStart startInBackground(const std::wstring& arguments) {
     errors.writing.reset();
     BackgroundStart started;
     // One after the other: a few sentences find room in a pipe.
-    const bool goesOnRunning = readStart(output.reading.get(), started.output);
+    const bool isUp = readStart(output.reading.get(), started.output);
     readStart(errors.reading.get(), started.errors);
-    if (goesOnRunning) {
+    if (isUp) {
         return started;
     }
     DWORD status = 1;

@@ -15,8 +15,8 @@ struct BackgroundStart {
     int status = 0;
 };
 
-/// Starts this program with these arguments and waits until it lets go or ends. Throws a KeepRefusal
-/// (processRefused) where it cannot be started.
+/// Starts this program with these arguments and waits until it lets go or ends. Hides a console that nobody shares.
+/// Throws a KeepRefusal (processRefused) where it cannot be started.
 BackgroundStart startInBackground(const std::wstring& arguments);
 
 /// In a program that was started so: lets its starter go on. What is written later is lost.

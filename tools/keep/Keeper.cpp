@@ -49,7 +49,10 @@ std::string readLast(const std::filesystem::path& file, const Keeper::Tell& tell
 } // namespace
 
 Keeper::Keeper(std::filesystem::path file, Tell tell)
-    : m_file(std::move(file)), m_tell(std::move(tell)), m_steps(readLast(m_file, m_tell)) {}
+    : m_file(std::move(file)), m_tell(std::move(tell)), m_steps(readLast(m_file, m_tell)) {
+    // The same once more: later nobody may be there to be told that the file cannot be written.
+    static_cast<void>(hasWritten(m_steps.onDisk()));
+}
 
 void Keeper::look() {
     if (!m_page) {
@@ -96,14 +99,11 @@ void Keeper::takePage() {
             bringBack(page);
         }
         m_page = SettingsPage::open();
-        m_told.clear();
+        m_toldOfPage.clear();
     } catch (const SettingsPageUnavailable& unavailable) {
         // A right that is missing does not come.
         m_mayMakePage = unavailable.error() != ERROR_ACCESS_DENIED;
-        if (m_told != unavailable.what()) {
-            m_told = unavailable.what();
-            m_tell(m_told);
-        }
+        tellOnce(m_toldOfPage, unavailable.what());
     }
 }
 
@@ -115,16 +115,28 @@ void Keeper::bringBack(SettingsPage& page) {
 }
 
 void Keeper::writeDown(std::string_view text) {
+    if (hasWritten(text)) {
+        m_steps.wroteDown();
+    } else {
+        m_steps.failedToWrite(now());
+    }
+}
+
+bool Keeper::hasWritten(std::string_view text) {
     try {
         writeSettingsFile(m_file, text);
-        m_steps.wroteDown();
-        m_told.clear();
+        m_toldOfFile.clear();
+        return true;
     } catch (const KeepRefusal& refusal) {
-        m_steps.failedToWrite(now());
-        if (m_told != refusal.what()) {
-            m_told = refusal.what();
-            m_tell(m_told);
-        }
+        tellOnce(m_toldOfFile, refusal.what());
+        return false;
+    }
+}
+
+void Keeper::tellOnce(std::string& told, const std::string& sentence) {
+    if (told != sentence) {
+        told = sentence;
+        m_tell(sentence);
     }
 }
 

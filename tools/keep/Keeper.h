@@ -20,8 +20,8 @@ public:
     /// A sentence for the user, in UTF-8.
     using Tell = std::function<void(const std::string& sentence)>;
 
-    /// Reads the last settings. A file that breaks a rule is told and put aside under another name; one that cannot
-    /// be read, or not put aside, throws a KeepRefusal.
+    /// Reads the last settings. A file that breaks a rule is told and put aside under another name, one that cannot
+    /// be written is told; one that cannot be read, or not put aside, throws a KeepRefusal.
     Keeper(std::filesystem::path file, Tell tell);
 
     /// Makes the page or takes the one there is; looks at it, and acts.
@@ -45,14 +45,17 @@ private:
     void takePage();
     void bringBack(SettingsPage& page);
     void writeDown(std::string_view text);
+    [[nodiscard]] bool hasWritten(std::string_view text);
+    void tellOnce(std::string& told, const std::string& sentence);
 
     std::filesystem::path m_file;
     Tell m_tell;
     KeepSteps m_steps;
     /// Open to read.
     std::optional<SettingsPage> m_page;
-    /// What stood in the way of the page, or of the file, when it was last told.
-    std::string m_told;
+    /// What stood in the way of the page and of the file when it was last told.
+    std::string m_toldOfPage;
+    std::string m_toldOfFile;
     bool m_mayMakePage = true;
     bool m_broughtBack = false;
 };

@@ -8,6 +8,8 @@
 #ifdef _WIN32
 #include "host/SystemQueries.h"
 #include "system/WinHandles.h"
+
+#include <shlobj.h>
 #else
 #include <cerrno>
 #include <fcntl.h>
@@ -28,6 +30,14 @@ namespace {
     refuse(path, "written", describeSystemError(error));
 }
 
+void makeFolder(const std::filesystem::path& folder) {
+    const int result = ::SHCreateDirectoryExW(nullptr, folder.c_str(), nullptr);
+    if (result != ERROR_SUCCESS && !std::filesystem::is_directory(folder)) {
+        ::SetLastError(static_cast<DWORD>(result));
+        refuseWriting(folder);
+    }
+}
+
 void writeThrough(const std::filesystem::path& path, std::string_view bytes) {
     HANDLE const hFile =
         ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -39,6 +49,9 @@ void writeThrough(const std::filesystem::path& path, std::string_view bytes) {
     if (::WriteFile(hFile, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) == FALSE ||
         ::FlushFileBuffers(hFile) == FALSE) {
         refuseWriting(path);
+    }
+    if (written != bytes.size()) {
+        refuse(path, "written", "there is no room for all of it");
     }
 }
 
@@ -52,6 +65,14 @@ void putInPlace(const std::filesystem::path& from, const std::filesystem::path& 
 
 [[noreturn]] void refuseWriting(const std::filesystem::path& path) {
     refuse(path, "written", std::generic_category().message(errno));
+}
+
+void makeFolder(const std::filesystem::path& folder) {
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error) {
+        refuse(folder, "written", error.message());
+    }
 }
 
 void writeThrough(const std::filesystem::path& path, std::string_view bytes) {
@@ -99,18 +120,15 @@ std::optional<std::string> readWholeFile(const std::filesystem::path& path, std:
 }
 
 void replaceWholeFile(const std::filesystem::path& path, std::string_view bytes) {
-    std::error_code error;
-    std::filesystem::create_directories(path.parent_path(), error);
-    if (error) {
-        refuse(path, "written", error.message());
-    }
+    makeFolder(path.parent_path());
     std::filesystem::path unfinished = path;
     unfinished += ".part";
     try {
         writeThrough(unfinished, bytes);
         putInPlace(unfinished, path);
     } catch (const KeepRefusal&) {
-        std::filesystem::remove(unfinished, error);
+        std::error_code ignored;
+        std::filesystem::remove(unfinished, ignored);
         throw;
     }
 }
