@@ -7,6 +7,7 @@
 // The lines are as Measurements.h has them.
 
 #include "Measurements.h"
+#include "render/engine/DeviceProperties.h"
 #include "render/engine/EffectModule.h"
 #include "render/engine/EffectStream.h"
 #include "support/SettingsWriter.h"
@@ -16,6 +17,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
+#include <optional>
 #include <random>
 #include <string>
 #include <thread>
@@ -39,8 +41,8 @@ constexpr const char* settings[]{"Equalizer: 1000 -3", "Equalizer: 1000 -9"};
 class PacedStream {
 public:
     explicit PacedStream(IUnknown& effect)
-        : m_stream(effect, {48000, 2, 2, 2, 0, 0, 0, blockFrames}), m_input(std::size_t{blockFrames} * 2, 0.25F),
-          m_output(m_input.size()) {}
+        : m_stream(effect, render::DeviceProperties(std::nullopt), {48000, 2, 2, 2, 0, 0, 0, blockFrames}),
+          m_input(std::size_t{blockFrames} * 2, 0.25F), m_output(m_input.size()) {}
 
     /// The next block when its time has come; whether it differs from what the stream gave at `settle`.
     bool differs() {
