@@ -32,6 +32,7 @@ using NanosecondClock = std::int64_t (*)() noexcept;
 /// others, stay as they are. The sound of the trial is loud, so that limiters have to work. Of several tries the
 /// least counts, each block of a try by itself, since the machine may be busy. The trial ends as soon as the chain
 /// takes half of what it may, an ordinary one so after the first try, and early where it is hopeless.
+/// While it lasts it takes as much memory as the chain.
 std::optional<ChainCost> measureCost(const FilterChain& chain, const StreamFormat& format,
                                      NanosecondClock clock) noexcept;
 

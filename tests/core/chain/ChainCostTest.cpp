@@ -134,6 +134,26 @@ TEST(ChainCost, ATrialLeavesNoTraceInTheSoundTheProcessLevelOrTheLog) {
     EffectBoost::setProcessLevel(0);
 }
 
+TEST(ChainCost, EachFilterHasAStandInThatDoesItsWorkOnALoudSound) {
+    constexpr std::uint32_t frames = 480;
+    Built built({48000.0F, 0, 1, 1, 4, frames});
+    const struct {
+        const char* text;
+        float loudest;
+    } cases[] = {{"Boost: 0 dB 0", 1.0F}, {"Boost: 0 dB 1", 1.0F}, {"Maximizer: 0 dB", 1.0F}, {"Equalizer:", 4.0F}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        const auto standIn = built.chain(c.text)->filter(0).standIn();
+        ASSERT_TRUE(standIn);
+        standIn->setup(48000.0F, frames, {L"FC"});
+        std::vector<float> samples(frames, 4.0F);
+        float* channel = samples.data();
+        standIn->process(&channel, &channel, frames);
+        EXPECT_NEAR(samples.back(), c.loudest, 1e-5F) << "a limiter limits, an equalizer plays its impulse";
+    }
+    EXPECT_FALSE(built.chain("Equalizer: 1 9000")->filter(0).standIn()) << "one that does nothing costs nothing";
+}
+
 /// Whether a sanitizer makes everything some twenty times slower.
 #if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
 constexpr bool slowedDown = true;
