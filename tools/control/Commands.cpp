@@ -7,6 +7,8 @@
 #include "host/SystemQueries.h"
 #include "keep/Autostart.h"
 #include "keep/KeeperInstance.h"
+#include "keep/UserFolder.h"
+#include "keep/WholeFile.h"
 #include "settings/SettingsReport.h"
 #include "settings/SettingsRules.h"
 #include "system/RegistrySettings.h"
@@ -26,10 +28,6 @@ constexpr DWORD watchPeriodMs = 200;
 
 Status statusOf(const std::optional<SettingsPage>& page) {
     Status status{.logLevel = ReadLogLevelSetting(), .previousEffect = ReadPreviousEffectSetting()};
-    status.kept = keep::KeeperInstance::runs();
-    const auto autostart = keep::readAutostart();
-    status.autostart = autostart.state;
-    status.autostartEntry = encodeUtf8(autostart.entry);
     if (page) {
         status.text = page->text();
         status.holders = page->holders();
@@ -37,7 +35,23 @@ Status statusOf(const std::optional<SettingsPage>& page) {
     return status;
 }
 
-void show(const Status& status, const Output& output) {
+/// What keeps the settings. The rest of a status is worth having where that cannot be read.
+void addKeeping(Status& status) {
+    status.kept = keep::KeeperInstance::runs();
+    try {
+        const auto autostart = keep::readAutostart();
+        status.autostart = autostart.state;
+        status.autostartEntry = encodeUtf8(autostart.entry);
+        for (const auto& file : keep::refusedFiles(keep::lastSettingsFile())) {
+            status.refusedFiles.push_back(keep::textOfPath(file));
+        }
+    } catch (const keep::KeepRefusal& refusal) {
+        std::cerr << "Note: " << printable(refusal.what()) << "\n";
+    }
+}
+
+void show(Status status, const Output& output) {
+    addKeeping(status);
     if (output.json) {
         std::cout << statusData(status).dump() << std::endl;
     } else {

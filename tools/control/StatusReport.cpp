@@ -31,6 +31,14 @@ std::string describePage(const Status& status) {
            " bytes" + describeHolders(status) + "\n" + describeLines(*status.text);
 }
 
+std::string describeRefused(const Status& status) {
+    std::string text;
+    for (const auto& file : status.refusedFiles) {
+        text += "Refused as last settings and kept aside: " + printable(file) + "\n";
+    }
+    return text;
+}
+
 } // namespace
 
 std::string describeChange(const ChangedSettings& change) {
@@ -60,7 +68,7 @@ std::string describeStatus(const Status& status) {
     return describePage(status) + "Log level (registry, MLS): " + std::to_string(status.logLevel) + ", " +
            levelNames.at(status.logLevel) +
            "\nPrevious effect (registry, EnableOldApo): " + (status.previousEffect ? "on" : "off") +
-           "\nSettings are written down (keep): " + (status.kept ? "yes" : "no") + "\n" +
+           "\nSettings are written down (keep): " + (status.kept ? "yes" : "no") + "\n" + describeRefused(status) +
            describeAutostart(status.autostart, status.autostartEntry);
 }
 
@@ -86,6 +94,7 @@ Json statusData(const Status& status) {
     Json data{{"settings", nullptr},
               {"registry", {{"logLevel", status.logLevel}, {"enableOldApo", status.previousEffect}}},
               {"kept", status.kept},
+              {"refusedFiles", status.refusedFiles},
               {"autostart", autostartData(status.autostart, status.autostartEntry)}};
     if (status.text) {
         data["settings"] = settingsData(*status.text);

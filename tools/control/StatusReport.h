@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tovix::control {
 
@@ -24,6 +25,8 @@ struct Status {
     bool previousEffect = false;
     /// Whether a `tovixctl keep` of this session writes the settings down.
     bool kept = false;
+    /// Files of last settings that broke a rule and are kept aside.
+    std::vector<std::string> refusedFiles;
     /// What starts with the user's session, and the entry's text.
     keep::AutostartState autostart = keep::AutostartState::off;
     std::string autostartEntry;
@@ -45,7 +48,7 @@ std::string describeAutostart(keep::AutostartState state, const std::string& ent
 nlohmann::ordered_json autostartData(keep::AutostartState state, const std::string& entry);
 
 /// A status as data: "settings" (null where there is no page, "holders" added) and "registry" ("logLevel",
-/// "enableOldApo"), "kept" and "autostart" ("state", "entry").
+/// "enableOldApo"), "kept", "refusedFiles" and "autostart" ("state", "entry").
 nlohmann::ordered_json statusData(const Status& status);
 
 } // namespace tovix::control

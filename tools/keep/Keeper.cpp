@@ -4,6 +4,7 @@
 #include "host/ControllersTurn.h"
 #include "keep/KeepRefusal.h"
 #include "keep/SettingsFile.h"
+#include "keep/UserFolder.h"
 #include "keep/WholeFile.h"
 
 #include <system_error>
@@ -15,13 +16,9 @@ KeepSteps::Time now() {
     return KeepSteps::Time(::GetTickCount64());
 }
 
-/// Gives the file a name that is free, and returns it.
+/// Renames the file, and returns its new name.
 std::filesystem::path putAside(const std::filesystem::path& file) {
-    std::filesystem::path aside;
-    int number = 1;
-    do {
-        aside = file.parent_path() / (file.stem().wstring() + L"-refused-" + std::to_wstring(number++) + L".txt");
-    } while (std::filesystem::exists(aside));
+    auto aside = freeNameForRefused(file);
     std::error_code error;
     std::filesystem::rename(file, aside, error);
     if (error) {

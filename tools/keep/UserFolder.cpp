@@ -6,6 +6,8 @@
 
 #include <shlobj.h>
 
+#include <string>
+
 namespace tovix::keep {
 namespace {
 
@@ -21,6 +23,11 @@ std::filesystem::path userFolder() {
     return std::filesystem::path(path.get()) / L"Tovix";
 }
 
+std::filesystem::path refusedFile(const std::filesystem::path& lastSettings, std::size_t number) {
+    return lastSettings.parent_path() /
+           (lastSettings.stem().wstring() + L"-refused-" + std::to_wstring(number) + L".txt");
+}
+
 } // namespace
 
 std::filesystem::path profilesFolder() {
@@ -29,6 +36,20 @@ std::filesystem::path profilesFolder() {
 
 std::filesystem::path lastSettingsFile() {
     return userFolder() / L"last.txt";
+}
+
+std::filesystem::path freeNameForRefused(const std::filesystem::path& lastSettings) {
+    return refusedFile(lastSettings, refusedFiles(lastSettings).size() + 1);
+}
+
+std::vector<std::filesystem::path> refusedFiles(const std::filesystem::path& lastSettings) {
+    std::vector<std::filesystem::path> files;
+    std::error_code ignored;
+    for (auto file = refusedFile(lastSettings, 1); std::filesystem::exists(file, ignored);
+         file = refusedFile(lastSettings, files.size() + 1)) {
+        files.push_back(file);
+    }
+    return files;
 }
 
 } // namespace tovix::keep

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <vector>
 
 namespace tovix::keep {
 
@@ -12,5 +13,11 @@ std::filesystem::path profilesFolder();
 
 /// The settings that the last `tovixctl keep` has written down.
 std::filesystem::path lastSettingsFile();
+
+/// A name beside that file, for one that breaks a rule: "last-refused-1.txt", with the first number that is free.
+std::filesystem::path freeNameForRefused(const std::filesystem::path& lastSettings);
+
+/// The files that have been put aside so, the first ones first.
+std::vector<std::filesystem::path> refusedFiles(const std::filesystem::path& lastSettings);
 
 } // namespace tovix::keep
