@@ -5,6 +5,7 @@
 #include "install/MachineFiles.h"
 #include "settings/SettingsReport.h"
 #include "system/WinHandles.h"
+#include "text/Utf.h"
 
 #include <nlohmann/json.hpp>
 
@@ -35,19 +36,22 @@ private:
 
 /// The audio engine's process lives on for a moment after its service has stopped.
 void awaitUnused(const std::filesystem::path& file) {
-    constexpr ULONGLONG limitMs = 10'000;
-    const ULONGLONG startMs = ::GetTickCount64();
-    for (;;) {
+    constexpr ULONGLONG limitMs = 5000;
+    constexpr DWORD periodMs = 50;
+    for (const ULONGLONG startMs = ::GetTickCount64();; ::Sleep(periodMs)) {
         try {
             install::requireUnused(file);
             return;
         } catch (const install::InstallRefusal& refusal) {
-            if (refusal.status() != install::Obstacle::fileInUse || ::GetTickCount64() - startMs > limitMs) {
+            if (refusal.status() != install::Obstacle::fileInUse) {
                 throw;
             }
         }
-        constexpr DWORD periodMs = 50;
-        ::Sleep(periodMs);
+        if (::GetTickCount64() - startMs > limitMs) {
+            throw install::InstallRefusal(install::Obstacle::fileInUse,
+                                          "The file \"" + encodeUtf8(file.wstring()) +
+                                              "\" is in use by a process that is not the audio engine's.");
+        }
     }
 }
 

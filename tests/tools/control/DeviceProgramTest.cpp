@@ -2,6 +2,7 @@
 
 #include "install/ChangeJournal.h"
 #include "support/ChildProcess.h"
+#include "support/OrdinaryToken.h"
 #include "system/WinHandles.h"
 #include "tools/install/ScratchDevice.h"
 
@@ -71,21 +72,6 @@ protected:
 
     RegistryTree machine = RegistryTree::machine();
 };
-
-/// What this process may do, but for the privileges of an administrator.
-KernelHandle ordinaryToken() {
-    HANDLE hOwn = nullptr;
-    HANDLE hToken = nullptr;
-    ::OpenProcessToken(::GetCurrentProcess(), TOKEN_DUPLICATE | TOKEN_QUERY, &hOwn);
-    const KernelHandle own(hOwn);
-    ::DuplicateTokenEx(hOwn, TOKEN_ALL_ACCESS, nullptr, SecurityImpersonation, TokenPrimary, &hToken);
-    for (const wchar_t* const name : {SE_BACKUP_NAME, SE_RESTORE_NAME}) {
-        TOKEN_PRIVILEGES privileges{.PrivilegeCount = 1, .Privileges = {{{}, SE_PRIVILEGE_REMOVED}}};
-        ::LookupPrivilegeValueW(nullptr, name, &privileges.Privileges[0].Luid);
-        ::AdjustTokenPrivileges(hToken, FALSE, &privileges, 0, nullptr, nullptr);
-    }
-    return KernelHandle(hToken);
-}
 
 /// While it lives everybody may read a key of the machine and nobody write to it.
 class ReadOnlyKey {

@@ -81,9 +81,10 @@ private:
 
 /// Runs a program of this folder; its status, and what it has written to its standard output.
 struct ProgramRun {
-    explicit ProgramRun(const std::wstring& arguments, const wchar_t* name = L"tovixctl.exe")
-        : program({.program = programFolder() / name, .arguments = arguments}), output(program.rest()),
-          status(program.finish()) {}
+    explicit ProgramRun(const std::wstring& arguments, const std::filesystem::path& name = L"tovixctl.exe",
+                        HANDLE hToken = nullptr)
+        : program({.program = programFolder() / name, .arguments = arguments, .hToken = hToken}),
+          output(program.rest()), status(program.finish()) {}
 
     ChildProcess program;
     std::string output;

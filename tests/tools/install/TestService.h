@@ -13,9 +13,10 @@ namespace tovix::test {
 /// A service of this machine for the object's life; it runs `tovix-test-service`.
 class TestService {
 public:
-    /// It marks its starts and stops in `record`, a file, with `mark`.
-    TestService(const wchar_t* name, std::filesystem::path record, std::wstring mark)
-        : m_record(std::move(record)), m_mark(std::move(mark)),
+    /// It marks its starts and stops in `record`, a file, with `mark`, and has a library loaded while it runs.
+    TestService(const wchar_t* name, std::filesystem::path record, std::wstring mark,
+                std::filesystem::path library = {})
+        : m_record(std::move(record)), m_mark(std::move(mark)), m_library(std::move(library)),
           m_stopped(::CreateEventW(nullptr, TRUE, FALSE, (L"Global\\TovixTestService-" + m_mark).c_str())),
           m_manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)),
           m_service(::CreateServiceW(m_manager.get(), name, name, SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS,
@@ -51,7 +52,8 @@ private:
 
     [[nodiscard]] std::wstring command(const wchar_t* how) const {
         return L"\"" + (programFolder() / "tovix-test-service.exe").wstring() + L"\" " + how + L" \"" +
-               m_record.wstring() + L"\" " + m_mark;
+               m_record.wstring() + L"\" " + m_mark +
+               (m_library.empty() ? L"" : L" \"" + m_library.wstring() + L"\"");
     }
     [[nodiscard]] DWORD state() const {
         SERVICE_STATUS status{};
@@ -61,6 +63,7 @@ private:
 
     std::filesystem::path m_record;
     std::wstring m_mark;
+    std::filesystem::path m_library;
     KernelHandle m_stopped;
     Handle m_manager;
     Handle m_service;

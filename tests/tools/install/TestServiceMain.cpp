@@ -15,6 +15,7 @@ struct Service {
     std::string file;
     std::string mark;
     SERVICE_STATUS_HANDLE status = nullptr;
+    std::string library;
     HANDLE stopped = nullptr;
 } service;
 
@@ -46,7 +47,8 @@ void WINAPI serve(DWORD, LPWSTR*) {
     }
     if (service.behaviour != "hangs-at-start") {
         std::ofstream(service.file, std::ios::app) << "+" << service.mark;
-        tell(SERVICE_RUNNING);
+        const bool isLoaded = !service.library.empty() && ::LoadLibraryA(service.library.c_str()) != nullptr;
+        tell(service.library.empty() || isLoaded ? SERVICE_RUNNING : SERVICE_STOPPED);
     }
     ::WaitForSingleObject(service.stopped, INFINITE);
     std::ofstream(service.file, std::ios::app) << "-" << service.mark;
@@ -60,6 +62,7 @@ int main(int argc, char** argv) {
     service.behaviour = arguments.at(0);
     service.file = arguments.at(1);
     service.mark = arguments.at(2);
+    service.library = arguments.size() > 3 ? arguments.at(3) : "";
     service.stopped = ::CreateEventA(nullptr, TRUE, FALSE, ("Global\\TovixTestService-" + service.mark).c_str());
     ::ResetEvent(service.stopped);
     std::wstring noName;
