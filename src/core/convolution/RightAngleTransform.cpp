@@ -2,6 +2,7 @@
 
 #include "convolution/UnitCircle.h"
 
+#include <algorithm>
 #include <bit>
 #include <complex>
 #include <cstring>
@@ -74,6 +75,8 @@ void RightAngleTransform::factorise() noexcept {
     if (count == 0) {
         take(1);
     }
+    // The first pass and the last one back have weights and overlap besides: they get the smallest butterflies.
+    std::reverse(m_radices.data(), m_radices.data() + count);
     m_tables.radices = m_radices.data();
     m_tables.passCount = count;
 }

@@ -120,25 +120,44 @@ RT_SECTION void middlePassBack(std::size_t radix, const Pass& pass, float* work)
 
 /// Takes the weights off, which leaves the first N samples of the convolution in the real part and the next N in the
 /// imaginary one. What lies beyond the block is its overlap.
+[[gnu::always_inline]] inline Row unweighted(const float* weights, std::size_t row, Row a) noexcept {
+    const Row weight = loadRow(weights + row * rowFloats);
+    // The parts are still exchanged.
+    return {multiplyAdd(a.im, weight.re, a.re * weight.im), subtractProduct(a.re * weight.re, a.im, weight.im)};
+}
+
 RT_SECTION void lastPassBack(std::size_t radix, const Pass& pass, const float* weights, const float* work,
                              const BlockTarget& target) noexcept {
     const std::size_t blockFrames = target.blockFrames;
     const std::size_t excess = pass.rowCount * lanes - blockFrames;
     const auto finished = [&](std::size_t row, Row a) ALWAYS_INLINE {
-        const Row weight = loadRow(weights + row * rowFloats);
-        // The parts are still exchanged.
-        const Vector first = multiplyAdd(a.im, weight.re, a.re * weight.im);
-        const Vector second = subtractProduct(a.re * weight.re, a.im, weight.im);
+        const Row halves = unweighted(weights, row, a);
         const std::size_t frame = row * lanes;
-        const Vector sum = first + loadAnywhere(target.overlapBefore + frame);
-        storeAnywhere(target.overlap + frame + excess, second);
+        const Vector sum = halves.re + loadAnywhere(target.overlapBefore + frame);
+        storeAnywhere(target.overlap + frame + excess, halves.im);
         if (row < target.fullRows) {
             storeAnywhere(target.samples + frame, sum);
             return;
         }
         storeAnywhere(target.rest + (row - target.fullRows) * lanes, sum);
         // A row that the block ends in puts its beginning before the overlap's.
-        storeAnywhere(target.overlap + frame - blockFrames, first);
+        storeAnywhere(target.overlap + frame - blockFrames, halves.re);
+    };
+    withRadix(radix, [&]<std::size_t constant>() ALWAYS_INLINE { inversePass<constant>(pass, work, finished); });
+}
+
+/// The same where vectors fill the block, most often by far, without a question for each row.
+RT_SECTION void lastPassBackFull(std::size_t radix, const Pass& pass, const float* weights, const float* work,
+                                 const BlockTarget& target) noexcept {
+    const float* const before = target.overlapBefore;
+    float* const overlap = target.overlap;
+    float* const samples = target.samples;
+    const auto finished = [&](std::size_t row, Row a) ALWAYS_INLINE {
+        const Row halves = unweighted(weights, row, a);
+        const std::size_t frame = row * lanes;
+        const Vector sum = halves.re + load(before + frame);
+        store(overlap + frame, halves.im);
+        storeAnywhere(samples + frame, sum);
     };
     withRadix(radix, [&]<std::size_t constant>() ALWAYS_INLINE { inversePass<constant>(pass, work, finished); });
 }
@@ -182,7 +201,9 @@ RT_SECTION void inverseColumns(const TransformTables& tables, const ColumnSteps&
         if (!takePart(steps, (tables.passCount - 1 - p) * tables.rowCount, pass)) {
             continue;
         }
-        if (p == 0) {
+        if (p == 0 && target.blockFrames == tables.rowCount * lanes) {
+            lastPassBackFull(radix, pass, tables.weights, work, target);
+        } else if (p == 0) {
             lastPassBack(radix, pass, tables.weights, work, target);
         } else {
             middlePassBack(radix, pass, work);
