@@ -38,7 +38,8 @@ private:
 void awaitUnused(const std::filesystem::path& file) {
     constexpr ULONGLONG limitMs = 5000;
     constexpr DWORD periodMs = 50;
-    for (const ULONGLONG startMs = ::GetTickCount64();; ::Sleep(periodMs)) {
+    const ULONGLONG startMs = ::GetTickCount64();
+    for (;; ::Sleep(periodMs)) {
         try {
             install::requireUnused(file);
             return;

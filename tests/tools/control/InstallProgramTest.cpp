@@ -35,7 +35,7 @@ protected:
         std::wstring hostName = file.substr(file.find(L':') + 1);
         std::replace(hostName.begin(), hostName.end(), L'\\', L'/');
         try {
-            ChildProcess({.program = program, .arguments = arguments + L" \"" + hostName + L"\""});
+            const ChildProcess command({.program = program, .arguments = arguments + L" \"" + hostName + L"\""});
             return true;
         } catch (const std::runtime_error&) {
             return false;

@@ -18,10 +18,14 @@ public:
                 std::filesystem::path library = {})
         : m_record(std::move(record)), m_mark(std::move(mark)), m_library(std::move(library)),
           m_stopped(::CreateEventW(nullptr, TRUE, FALSE, (L"Global\\TovixTestService-" + m_mark).c_str())),
-          m_manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)),
-          m_service(::CreateServiceW(m_manager.get(), name, name, SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS,
-                                     SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL, command(L"obeys").c_str(), nullptr,
-                                     nullptr, nullptr, nullptr, nullptr)) {
+          m_manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)) {
+        // One of this name that has been deleted goes when the last handle on it does.
+        static_cast<void>(becomesTrue([this, name] {
+            m_service.reset(::CreateServiceW(m_manager.get(), name, name, SERVICE_ALL_ACCESS,
+                                             SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
+                                             command(L"obeys").c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
+            return m_service != nullptr;
+        }));
         start();
     }
     ~TestService() {
