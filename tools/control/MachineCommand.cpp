@@ -34,25 +34,30 @@ private:
     KernelHandle m_hMutex;
 };
 
+bool isInUse(const std::filesystem::path& file) {
+    try {
+        install::requireUnused(file);
+        return false;
+    } catch (const install::InstallRefusal& refusal) {
+        if (refusal.status() != install::Obstacle::fileInUse) {
+            throw;
+        }
+        return true;
+    }
+}
+
 /// The audio engine's process lives on for a moment after its service has stopped.
 void awaitUnused(const std::filesystem::path& file) {
     constexpr ULONGLONG limitMs = 5000;
     constexpr DWORD periodMs = 50;
-    const ULONGLONG startMs = ::GetTickCount64();
-    for (;; ::Sleep(periodMs)) {
-        try {
-            install::requireUnused(file);
-            return;
-        } catch (const install::InstallRefusal& refusal) {
-            if (refusal.status() != install::Obstacle::fileInUse) {
-                throw;
-            }
-        }
-        if (::GetTickCount64() - startMs > limitMs) {
+    const ULONGLONG endMs = ::GetTickCount64() + limitMs;
+    while (isInUse(file)) {
+        if (::GetTickCount64() > endMs) {
             throw install::InstallRefusal(install::Obstacle::fileInUse,
                                           "The file \"" + encodeUtf8(file.wstring()) +
                                               "\" is in use by a process that is not the audio engine's.");
         }
+        ::Sleep(periodMs);
     }
 }
 
