@@ -6,7 +6,9 @@ function(tovix_split_debug_information target)
         return()
     endif()
     set(program $<TARGET_FILE:${target}>)
+    # It writes the present time into the file, unless this variable has another.
+    set(objcopy ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=0 ${CMAKE_OBJCOPY})
     add_custom_command(TARGET ${target} POST_BUILD VERBATIM
-        COMMAND ${CMAKE_OBJCOPY} --only-keep-debug ${program} ${program}.debug
-        COMMAND ${CMAKE_OBJCOPY} --strip-all --add-gnu-debuglink=${program}.debug ${program})
+        COMMAND ${objcopy} --only-keep-debug ${program} ${program}.debug
+        COMMAND ${objcopy} --strip-all --add-gnu-debuglink=${program}.debug ${program})
 endfunction()

@@ -18,5 +18,8 @@ function(tovix_own_target target)
         # the assembler turns the aligned vector moves that would fault there into unaligned ones, at no cost on an
         # aligned address. The toolchain file says so too, but a -DCMAKE_CXX_FLAGS=... replaces what it says.
         target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:C,CXX>:-Wa,-muse-unaligned-vector-move>)
+        # The same sources give the same file: no time of linking in it, and no place of this folder.
+        target_link_options(${target} PRIVATE -Wl,--no-insert-timestamp)
+        target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:C,CXX>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>)
     endif()
 endfunction()

@@ -14,6 +14,7 @@ picture_packages=(gnuplot-nox) # which scripts/plot installs by itself where it 
 peer_packages=(ffmpeg) # which scripts/bench --compare installs by itself
 limiter_packages=(ffmpeg swh-plugins lsp-plugins-ladspa) # and scripts/bench --limiters
 check_packages=(clang-14 libclang-rt-14-dev clang-tidy-14)
+package_packages=(zip unzip) # for scripts/package
 model_packages=(spin) # for scripts/model
 
 missing_packages() {

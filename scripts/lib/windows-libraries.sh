@@ -90,9 +90,10 @@ build_windows_libraries() {
 
     # FFTW takes longest. The others' configuration, which keeps one processor busy at most, goes on beside it.
     # Its own allocator, because the C library's gives 16-byte alignment only. The instruction sets are those of Debian's
-    # own build, so that both choose the same transforms and round alike.
+    # own build, so that both choose the same transforms and round alike. Its error messages name its files, which are
+    # to be the same wherever it is built.
     cross_build "$work" fftw3 "$prefix" -DENABLE_FLOAT=ON -DENABLE_SSE2=ON -DENABLE_AVX=ON \
-        -DDISABLE_FORTRAN=ON -DBUILD_TESTS=OFF -DCMAKE_C_FLAGS=-DWITH_OUR_MALLOC=1 &
+        -DDISABLE_FORTRAN=ON -DBUILD_TESTS=OFF "-DCMAKE_C_FLAGS=-DWITH_OUR_MALLOC=1 -ffile-prefix-map=$work/=" &
     fftw=$!
     cross_build "$work" libsndfile "$prefix" -DENABLE_EXTERNAL_LIBS=OFF -DENABLE_MPEG=OFF -DBUILD_PROGRAMS=OFF \
         -DBUILD_EXAMPLES=OFF -DBUILD_TESTING=OFF -DENABLE_CPACK=OFF
