@@ -4,6 +4,7 @@
 #include "control/MachineCommand.h"
 #include "install/Attachment.h"
 #include "install/EffectRegistration.h"
+#include "install/InstallFolder.h"
 #include "install/InstallRefusal.h"
 #include "settings/SettingsReport.h"
 #include "text/Utf.h"
@@ -108,7 +109,7 @@ MachinePlan planToDetach(const DeviceWish& wish, const RegistryTree& registry, c
 MachinePlan planToRepair(const RegistryTree& registry, const ChangeJournal& journal) {
     MachinePlan plan;
     if (!journal.names().empty()) {
-        plan.append(install::planInstallationRepair(registry, journal));
+        plan.append(install::planInstallationRepair(install::packageFolder(), registry, journal));
     }
     for (const auto& id : recordedDevices(journal)) {
         plan.append(install::planRepair(id, registry, journal));

@@ -13,14 +13,6 @@
 namespace tovix::control {
 namespace {
 
-/// Where this program is: the rest of the package is beside it.
-std::filesystem::path packageFolder() {
-    constexpr std::size_t longestPath = 32'768;
-    std::wstring path(longestPath, L'\0');
-    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return std::filesystem::path(path).parent_path();
-}
-
 struct InstallOptions {
     std::string folder;
     bool withLogger = false;
@@ -29,7 +21,7 @@ struct InstallOptions {
 };
 
 void install(const InstallOptions& options, const Output& output) {
-    const install::InstallationWish wish{.package = packageFolder(),
+    const install::InstallationWish wish{.package = install::packageFolder(),
                                          .folder = options.folder.empty()
                                                        ? install::defaultInstallFolder()
                                                        : install::checkedInstallFolder(decodeUtf8(options.folder)),

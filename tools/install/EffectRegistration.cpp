@@ -2,6 +2,7 @@
 
 #include "apo/RegistrationRecord.h"
 #include "install/EffectProperties.h"
+#include "install/Installation.h"
 #include "install/MachineFiles.h"
 #include "system/RegistryUtils.h"
 #include "text/Utf.h"
@@ -50,8 +51,9 @@ std::vector<std::wstring> keysOf(const ChangeRecord& record) {
 /// what the machine gets back later, but for a key that goes with the installation.
 class PuttingRight {
 public:
-    PuttingRight(const RegistryTree& registry, std::vector<std::wstring> ownKeys, MachinePlan& plan)
-        : m_registry(registry), m_ownKeys(std::move(ownKeys)), m_plan(plan) {}
+    PuttingRight(const RegistryTree& registry, const std::filesystem::path& package,
+                 std::vector<std::wstring> ownKeys, MachinePlan& plan)
+        : m_registry(registry), m_package(package), m_ownKeys(std::move(ownKeys)), m_plan(plan) {}
 
     void operator()(KeyChange& change) const {
         if (m_registry.hasKey(change.key) != change.comes) {
@@ -71,20 +73,57 @@ public:
             change.before = data;
         }
     }
-    void operator()(const FolderChange& /*change*/) const {}
+    void operator()(const FolderChange& /*change*/) const {} // comes with a file that belongs there
     void operator()(const FileChange& change) const {
-        if (const std::string content = contentOf(change.file); content != change.after) {
-            m_plan.sentences.push_back("The file \"" + encodeUtf8(change.file.wstring()) +
-                                       (content.empty() ? "\" is missing" : "\" is not the one that was installed") +
-                                       "; \"tovixctl install\" brings it back.");
+        const std::string content = contentOf(change.file);
+        if (content == change.after) {
+            return;
         }
+        const auto source = packagedFile(m_package, change.file.filename());
+        const bool isCopied = content.empty() && contentOf(source) == change.after;
+        if (isCopied) {
+            bringFolder(change.file.parent_path());
+            m_plan.transaction.changes.emplace_back(
+                FileChange{.file = change.file, .before = {}, .after = change.after, .source = source});
+        }
+        m_plan.sentences.push_back("The file \"" + encodeUtf8(change.file.wstring()) +
+                                   (isCopied          ? "\" is missing: copied again."
+                                    : content.empty() ? "\" is missing; \"tovixctl install\" brings it back."
+                                                      : "\" is not the one that was installed; \"tovixctl install\" "
+                                                        "brings it back."));
     }
 
 private:
+    /// The folder and those above it that are missing. One that is not in the record was there before the
+    /// installation, and stays.
+    void bringFolder(const std::filesystem::path& folder) const {
+        auto& changes = m_plan.transaction.changes;
+        const bool isPlanned = std::any_of(changes.begin(), changes.end(), [&](const MachineChange& change) {
+            const auto* const pFolder = std::get_if<FolderChange>(&change);
+            return pFolder != nullptr && pFolder->folder == folder;
+        });
+        if (std::error_code ignored; isPlanned || std::filesystem::exists(folder, ignored)) {
+            return;
+        }
+        if (folder.has_parent_path() && folder.parent_path() != folder) {
+            bringFolder(folder.parent_path());
+        }
+        changes.emplace_back(FolderChange{.folder = folder});
+    }
+
     const RegistryTree& m_registry;
+    const std::filesystem::path& m_package;
     std::vector<std::wstring> m_ownKeys;
     MachinePlan& m_plan;
 };
+
+bool isCopied(const std::filesystem::path& file, const MachinePlan& plan) {
+    const auto& changes = plan.transaction.changes;
+    return std::any_of(changes.begin(), changes.end(), [&](const MachineChange& change) {
+        const auto* const pFile = std::get_if<FileChange>(&change);
+        return pFile != nullptr && pFile->file == file;
+    });
+}
 
 } // namespace
 
@@ -94,11 +133,12 @@ void requireInstalled(const RegistryTree& registry) {
     }
 }
 
-MachinePlan planInstallationRepair(const RegistryTree& registry, const ChangeJournal& journal) {
+MachinePlan planInstallationRepair(const std::filesystem::path& package, const RegistryTree& registry,
+                                   const ChangeJournal& journal) {
     MachinePlan plan;
     std::wstring library = firstText(registry.read(serverKey(), L""));
     if (auto record = journal.find(installationRecord)) {
-        PuttingRight puttingRight(registry, keysOf(*record), plan);
+        PuttingRight puttingRight(registry, package, keysOf(*record), plan);
         for (MachineChange& change : *record) {
             std::visit(puttingRight, change);
             const auto* const pValue = std::get_if<ValueChange>(&change);
@@ -110,7 +150,9 @@ MachinePlan planInstallationRepair(const RegistryTree& registry, const ChangeJou
             plan.transaction.records.emplace(installationRecord, *std::move(record));
         }
     }
-    plan.obstacle = obstacleOf(library);
+    if (!isCopied(library, plan)) {
+        plan.obstacle = obstacleOf(library);
+    }
     return plan;
 }
 

@@ -4,6 +4,9 @@
 
 namespace tovix::install {
 
+/// [control] Where this program is: the rest of the package is beside it.
+std::filesystem::path packageFolder();
+
 /// [control] "Tovix" in the system's folder for 64-bit programs. Throws InstallRefusal.
 std::filesystem::path defaultInstallFolder();
 

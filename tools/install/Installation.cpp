@@ -241,14 +241,18 @@ void planProtection(Planner& planner, const RegistryTree& registry, std::vector<
 
 } // namespace
 
+std::filesystem::path packagedFile(const std::filesystem::path& package, const std::filesystem::path& name) {
+    return (name == loggerName ? package / L"logger" : package) / name;
+}
+
 MachinePlan planInstallation(const InstallationWish& wish, const RegistryTree& registry,
                              const ChangeJournal& journal) {
     Planner planner(registry, journal.find(installationRecord).value_or(ChangeRecord()));
     planner.folder(wish.folder);
-    planner.file(wish.package / libraryName, wish.folder / libraryName);
+    planner.file(packagedFile(wish.package, libraryName), wish.folder / libraryName);
     const auto logger = wish.folder / loggerName;
     if (wish.withLogger || planner.formerOf(FileChange{.file = logger}) != nullptr) {
-        planner.file(wish.package / "logger" / loggerName, logger);
+        planner.file(packagedFile(wish.package, loggerName), logger);
     }
     planRegistration(planner, registry, wish.folder / libraryName);
     std::vector<std::string> notes;

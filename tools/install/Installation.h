@@ -13,6 +13,9 @@ inline constexpr const wchar_t* loggerName = L"Logger64.dll";
 inline constexpr const wchar_t* protectionKey = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Audio";
 inline constexpr const wchar_t* protectionValue = L"DisableProtectedAudioDG";
 
+/// [control] Where a package has the file of an installation that has this name.
+std::filesystem::path packagedFile(const std::filesystem::path& package, const std::filesystem::path& name);
+
 /// What a user asks of an installation.
 struct InstallationWish {
     /// Where the package's files are: the library, and the logger in a folder "logger".

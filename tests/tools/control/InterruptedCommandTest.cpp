@@ -79,6 +79,7 @@ TEST_F(InterruptedCommand, RepairIsDoneOrNot) {
         run({install, attach});
         machine.registry.write(effectPropertiesKey(RealMachine::device), effectFormat + L"7", textData(vendorClass));
         machine.registry.write(protectionKey, protectionValue, numberData(0));
+        std::filesystem::remove_all(RealMachine::folder());
     };
     spoil();
     EXPECT_GT(interrupt(L"repair", spoil), 4);

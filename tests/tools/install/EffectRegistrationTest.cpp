@@ -18,11 +18,13 @@ TEST(EffectRegistration, IsPutRightWhileItsLibraryIsThere) {
     ChangeJournal journal(machine.registry);
     const std::wstring classKey = std::wstring(L"SOFTWARE\\Classes\\CLSID\\") + tovixClass;
     const std::wstring key = classKey + L"\\InprocServer32";
-    const auto library = machine.folder.path() / L"Tovix64.dll";
-    const auto obstacle = [&] { return planInstallationRepair(machine.registry, journal).obstacle; };
+    const auto library = machine.folder.path() / L"Programs" / L"Tovix" / L"Tovix64.dll";
+    const TemporaryFolder package;
+    const auto planned = [&] { return planInstallationRepair(package.path(), machine.registry, journal); };
     EXPECT_THROW(requireInstalled(machine.registry), InstallRefusal);
-    EXPECT_TRUE(obstacle());
+    EXPECT_TRUE(planned().obstacle);
 
+    std::filesystem::create_directories(library.parent_path());
     std::ofstream(library) << "library";
     const RegistryData path = textData(library.wstring());
     const std::wstring engineKey = L"SOFTWARE\\Engine";
@@ -35,27 +37,35 @@ TEST(EffectRegistration, IsPutRightWhileItsLibraryIsThere) {
     machine.makeKeys(engineKey);
     journal.carryOut({.changes = {record.begin(), record.begin() + 4}, .records = {{installationRecord, record}}});
     EXPECT_NO_THROW(requireInstalled(machine.registry));
-    EXPECT_TRUE(planInstallationRepair(machine.registry, journal).isEmpty());
+    EXPECT_TRUE(planned().isEmpty());
 
     machine.registry.write(engineKey, L"protection", numberData(0));
     machine.registry.remove(key, L"");
     machine.registry.removeKey(key);
     machine.registry.removeKey(classKey);
-    const auto plan = planInstallationRepair(machine.registry, journal);
+    const auto plan = planned();
     EXPECT_FALSE(plan.obstacle);
     journal.carryOut(plan.transaction);
     EXPECT_EQ(machine.registry.read(key, L""), path);
     EXPECT_EQ(machine.registry.read(engineKey, L"protection"), numberData(1));
     machine.registry.write(key, L"", textData(L"C:\\another.dll"));
-    journal.carryOut(planInstallationRepair(machine.registry, journal).transaction);
+    journal.carryOut(planned().transaction);
     const auto back = takingBack(journal.find(installationRecord).value(), machine.registry);
     journal.carryOut({.changes = {back.changes.begin() + 1, back.changes.end()}, .records = {}}); // not the file
     EXPECT_FALSE(machine.registry.hasKey(classKey));
     EXPECT_EQ(machine.registry.read(engineKey, L"protection"), numberData(0)) << "as the machine would have it";
 
-    std::filesystem::remove(library);
-    EXPECT_TRUE(obstacle());
+    std::filesystem::remove_all(machine.folder.path() / L"Programs");
+    EXPECT_TRUE(planned().obstacle);
     EXPECT_THROW(requireInstalled(machine.registry), InstallRefusal);
+    std::ofstream(package.path() / L"Tovix64.dll") << "another version";
+    EXPECT_TRUE(planned().obstacle);
+    std::ofstream(package.path() / L"Tovix64.dll") << "library";
+    EXPECT_FALSE(planned().obstacle);
+    journal.carryOut(planned().transaction);
+    EXPECT_EQ(test::contentOf(library), "library");
+    EXPECT_NO_THROW(requireInstalled(machine.registry));
+    EXPECT_TRUE(planned().isEmpty());
 }
 
 } // namespace
