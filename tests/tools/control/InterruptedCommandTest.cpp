@@ -62,10 +62,16 @@ TEST_F(InterruptedCommand, InstallIsDoneOrNot) {
 
 TEST_F(InterruptedCommand, AttachAndDetachAreDoneOrNot) {
     run({install});
-    const std::pair<const wchar_t*, RegistryData> kinds[] = {
-        {L"7", textData(vendorClass)}, {L"15", listData({vendorClass})}, {L"2", textData(vendorClass)}};
-    for (const auto& [number, data] : kinds) {
-        machine.addDevice(effectFormat + number, data);
+    const std::pair<std::wstring, RegistryData> kinds[] = {{effectFormat + L"7", textData(vendorClass)},
+                                                           {effectFormat + L"15", listData({vendorClass})},
+                                                           {effectFormat + L"2", textData(vendorClass)},
+                                                           {enhancementsOffKey, numberData(1)},
+                                                           {L"", {}}}; // no effect properties at all
+    for (const auto& [name, data] : kinds) {
+        machine.addDevice(name, data);
+        if (name.empty()) {
+            ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, effectPropertiesKey(RealMachine::device).c_str());
+        }
         EXPECT_GT(interrupt(attach, [this] { run({detach}); }), 4);
         EXPECT_GT(interrupt(detach, [this] { run({attach}); }), 4);
         ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, deviceKey(RealMachine::device).c_str());
