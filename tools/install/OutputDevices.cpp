@@ -67,6 +67,18 @@ const OutputDevice* onlyOne(const std::vector<const OutputDevice*>& found, const
                          encodeUtf8(L"More than one output device may be meant by \"" + text + L"\"" + list + L"."));
 }
 
+/// None also where the system refuses to read it: one such device is no reason to do without the others.
+std::optional<OutputDevice> readIfAllowed(const RegistryTree& registry, const std::wstring& id) {
+    try {
+        return readOutputDevice(registry, id);
+    } catch (const InstallRefusal& refusal) {
+        if (refusal.status() != Obstacle::registryRefused) {
+            throw;
+        }
+        return std::nullopt;
+    }
+}
+
 } // namespace
 
 std::wstring OutputDevice::fullName() const {
@@ -101,7 +113,7 @@ std::optional<OutputDevice> readOutputDevice(const RegistryTree& registry, const
 std::vector<OutputDevice> readOutputDevices(const RegistryTree& registry, const std::wstring& defaultId) {
     std::vector<OutputDevice> devices;
     for (const auto& id : registry.keysBelow(outputDevicesKey)) {
-        if (auto device = readOutputDevice(registry, id)) {
+        if (auto device = readIfAllowed(registry, id)) {
             device->isDefault = isSameText(id, defaultId);
             devices.push_back(*std::move(device));
         }

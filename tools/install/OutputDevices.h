@@ -39,7 +39,8 @@ std::wstring effectPropertiesKey(const std::wstring& id);
 /// One device; none where there is none of that identifier.
 std::optional<OutputDevice> readOutputDevice(const RegistryTree& registry, const std::wstring& id);
 
-/// All output devices, sorted by name. `defaultId` is that of the system's default device, empty where there is none.
+/// All output devices but those that the system refuses to read, sorted by name. `defaultId` is that of the system's
+/// default device, empty where there is none.
 std::vector<OutputDevice> readOutputDevices(const RegistryTree& registry, const std::wstring& defaultId);
 
 /// The identifier of the default output device, as the system's device enumerator has it; empty where there is none.

@@ -24,10 +24,23 @@ bool isMissing(LSTATUS error) noexcept {
     return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
 
+/// Opens a key whose access list forbids it with the backup privilege, where this process has that.
+LSTATUS openAsBackup(HKEY root, const std::wstring& path, HKEY& hKey) {
+    try {
+        const BackupPrivileges privileges;
+        return ::RegOpenKeyExW(root, path.c_str(), REG_OPTION_BACKUP_RESTORE, KEY_READ | KEY_WOW64_64KEY, &hKey);
+    } catch (const InstallRefusal&) {
+        return ERROR_ACCESS_DENIED;
+    }
+}
+
 /// The key open for reading; null where there is none.
 RegistryKey openToRead(HKEY root, const std::wstring& path) {
     HKEY hKey = nullptr;
-    const LSTATUS error = ::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, &hKey);
+    LSTATUS error = ::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, &hKey);
+    if (error == ERROR_ACCESS_DENIED) {
+        error = openAsBackup(root, path, hKey);
+    }
     if (error != ERROR_SUCCESS && !isMissing(error)) {
         refuse("read", path, error);
     }

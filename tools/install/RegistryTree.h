@@ -30,10 +30,10 @@ std::optional<std::vector<std::wstring>> textsOf(const RegistryData& data);
 /// below it. Paths are relative to that key, in the registry's own form. [control], one thread at a time. Throws
 /// InstallRefusal with the name of the key and the system's reason.
 ///
-/// Reading asks for no more than a user has. Every change opens its key with REG_OPTION_BACKUP_RESTORE, with the
-/// backup and restore privileges switched on for that moment: device properties are closed even to administrators,
-/// and so neither an owner nor an access list has to be touched. Without these privileges a change is refused as "not
-/// elevated".
+/// Reading asks for no more than a user has, and tries the backup privilege where that is refused. Every change opens
+/// its key with REG_OPTION_BACKUP_RESTORE, with the backup and restore privileges switched on for that moment: device
+/// properties are closed even to administrators, and so neither an owner nor an access list has to be touched.
+/// Without these privileges a change is refused as "not elevated".
 class RegistryTree {
 public:
     /// All of HKEY_LOCAL_MACHINE.

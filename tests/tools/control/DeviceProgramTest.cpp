@@ -73,18 +73,21 @@ protected:
     RegistryTree machine = RegistryTree::machine();
 };
 
-/// While it lives everybody may read a key of the machine and nobody write to it.
-class ReadOnlyKey {
+constexpr const wchar_t* readOnly = L"D:P(A;;KR;;;WD)";
+constexpr const wchar_t* forbidden = L"D:P";
+
+/// While it lives a key of the machine has this access list, for everybody.
+class GuardedKey {
 public:
-    explicit ReadOnlyKey(const std::wstring& key) {
+    GuardedKey(const std::wstring& key, const wchar_t* accessList) {
         HKEY hKey = nullptr;
         ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_ALL_ACCESS, &hKey);
         m_key.reset(hKey);
-        setAccess(L"D:P(A;;KR;;;WD)");
+        setAccess(accessList);
     }
-    ~ReadOnlyKey() { setAccess(L"D:(A;;KA;;;WD)"); }
-    ReadOnlyKey(const ReadOnlyKey&) = delete;
-    ReadOnlyKey& operator=(const ReadOnlyKey&) = delete;
+    ~GuardedKey() { setAccess(L"D:(A;;KA;;;WD)"); }
+    GuardedKey(const GuardedKey&) = delete;
+    GuardedKey& operator=(const GuardedKey&) = delete;
 
 private:
     void setAccess(const wchar_t* text) const {
@@ -115,7 +118,7 @@ TEST_F(DeviceProgram, EachRefusalHasItsStatusAndChangesNothing) {
     control(L"attach Laut", 10, ordinaryToken().get());
     control(L"attach Laut --restart-audio", 18);
     {
-        const ReadOnlyKey readOnly(effectPropertiesKey(ours.id));
+        const GuardedKey guarded(effectPropertiesKey(ours.id), readOnly);
         control(L"attach Laut", 11);
     }
     EXPECT_EQ(devices(), foreign);
@@ -160,6 +163,15 @@ TEST_F(DeviceProgram, AttachesShowsRepairsAndDetaches) {
     control(L"detach --all");
     EXPECT_EQ(devices(), before);
     EXPECT_FALSE(machine.hasKey(journal));
+}
+
+TEST_F(DeviceProgram, OneThatMayNotBeReadKeepsNoOtherFromBeingShownAndAttached) {
+    registerEffect();
+    put(firstTwin, effectKey(7), textData(vendorClass));
+    const GuardedKey guarded(effectPropertiesKey(firstTwin.id), forbidden);
+    EXPECT_NE(control(L"devices", 0, ordinaryToken().get()).find("Tovix Test"), std::string::npos);
+    control(L"attach Laut");
+    EXPECT_FALSE(shown(ours).at("attached").is_null());
 }
 
 TEST_F(DeviceProgram, ThePlanThatAMissingLibraryStopsIsTold) {
