@@ -76,7 +76,7 @@ bool TailConvolver::planSteps() noexcept {
     const std::size_t rows = m_transform.rowCount();
     const std::size_t middle = m_transform.columnSteps() - rows;
     // The first pass has weights and the last one an overlap; a row across the lanes has as many passes and products.
-    const Stage stages[]{{5, rows}, {4, middle}, {20, rows}, {4, middle}, {8, rows}};
+    const Stage stages[]{{6, rows}, {4, middle}, {26, rows}, {4, middle}, {8, rows}};
     std::size_t whole = 0;
     for (const Stage& stage : stages) {
         whole += stage.whole();
