@@ -22,14 +22,18 @@ complain() {
     complaints=$((complaints + 1))
 }
 
-# Everything that the registry and the disk have, but for the folders for temporary files.
+# Everything that the registry and the disk have, but for the folders for temporary files and for what Wine enters anew
+# when a program first makes a window, as the one that keeps the settings does: its display devices and colours.
 machine_state() {
     rm -f "$machine"/hk*.reg
     in_machine regedit /E "$(windows_path "$machine/hklm.reg")" 'HKEY_LOCAL_MACHINE'
     in_machine regedit /E "$(windows_path "$machine/hkcu.reg")" 'HKEY_CURRENT_USER'
-    iconv -f UTF-16 -t UTF-8 "$machine/hklm.reg"
-    iconv -f UTF-16 -t UTF-8 "$machine/hkcu.reg"
-    (cd "$machine/prefix/drive_c" && find . \( -path ./windows/temp -o -path './users/*/Temp' \) -prune -o -print | sort)
+    iconv -f UTF-16 -t UTF-8 "$machine/hklm.reg" | awk '
+        /^\[/ { own = !/\\Hardware\\DEVICEMAP\\VIDEO|\\System\\(CurrentControlSet|ControlSet001)\\(Enum|Control\\(Class|Video|DeviceClasses)|Hardware Profiles)/ }
+        own'
+    iconv -f UTF-16 -t UTF-8 "$machine/hkcu.reg" | awk '/^\[/ { own = !/\\Wine\\Temporary System Parameters/ } own'
+    (cd "$machine/prefix/drive_c" && find . \( -path ./windows/temp -o -path './users/*/Temp' \) -prune -o \
+        -type f -printf '%p %s\n' -o -printf '%p\n' | sort)
 }
 
 windows_path() {
@@ -93,8 +97,17 @@ check_machine() {
     expect 0 detach 'Composite lists'
     expect 0 detach --all
     machine_state | cmp -s - "$machine/installed.txt" || complain "after detaching the machine is not as it was before attaching"
+    # As a new user has it, at a moment when nothing plays.
+    SECONDS=0
+    expect 0 install --allow-unsigned
     expect 0 attach 'Legacy rows'
+    expect 0 boost 6 --limit
+    expect 0 autostart on
+    say "machine: four commands from the unpacked package to settings that stay: $SECONDS s"
+    in_machine "$machine/package/tovixctl.exe" status | grep -q 'Boost: 60 dB 1 .*boost of 6.0 dB' || complain "the boost is not kept"
     expect 0 uninstall
+    expect 0 keep --stop
+    rm -r "$machine"/prefix/drive_c/users/*/AppData/Roaming/Tovix || complain "no settings were written down"
     expect 0 uninstall
     machine_state >"$machine/after.txt"
     diff "$machine/before.txt" "$machine/after.txt" >"$machine/left.txt" || complain "the machine is not as it was (build/machine/left.txt)"

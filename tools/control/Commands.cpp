@@ -7,6 +7,7 @@
 #include "host/SystemQueries.h"
 #include "keep/Autostart.h"
 #include "keep/KeeperInstance.h"
+#include "keep/SettingsFile.h"
 #include "keep/UserFolder.h"
 #include "keep/WholeFile.h"
 #include "settings/SettingsReport.h"
@@ -76,6 +77,21 @@ SettingsPage apply(const std::function<ChangedSettings(std::string_view)>& chang
     return page;
 }
 
+/// Where nothing has been kept yet, writes the settings down as `keep` does, so that a keep that is started next
+/// finds them.
+bool writeFirstSettings(const SettingsPage& page) {
+    try {
+        const auto file = keep::lastSettingsFile();
+        if (std::filesystem::exists(file)) {
+            return false;
+        }
+        keep::writeSettingsFile(file, page.text());
+        return true;
+    } catch (const std::exception&) { // a user without such a folder
+        return false;
+    }
+}
+
 /// The end of a command that has changed the settings: keeps the page open if that was asked for, or warns that the
 /// settings are lost.
 void holdOrWarn(const SettingsPage& page, const Output& output) {
@@ -83,8 +99,9 @@ void holdOrWarn(const SettingsPage& page, const Output& output) {
         ::Sleep(INFINITE);
     }
     if (page.holders() == 0) {
-        std::cerr << "Note: No effect has the settings open, so they are lost when this program ends; use --hold or "
-                     "keep, or play something first.\n";
+        std::cerr << "Note: No effect has the settings open, so they are lost when this program ends; "
+                  << (writeFirstSettings(page) ? "they are written down, and keep or autostart on brings them back.\n"
+                                               : "use --hold or keep, or play something first.\n");
     }
 }
 

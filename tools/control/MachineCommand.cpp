@@ -18,6 +18,7 @@ using install::AudioService;
 using install::MachinePlan;
 
 /// While it lives no other control program changes the machine, whose journal would be taken for an interrupted one.
+/// Nor does Ctrl-C end this one between stopping and starting the audio service.
 class MachineTurn {
 public:
     MachineTurn() : m_hMutex(::CreateMutexW(nullptr, FALSE, L"Global\\TovixMachine")) {
@@ -25,6 +26,7 @@ public:
         if (m_hMutex && ::WaitForSingleObject(m_hMutex.get(), longestWaitMs) == WAIT_TIMEOUT) {
             throw CommandFailure(ExitStatus::failed, "Another tovixctl is changing this machine; nothing was done.");
         }
+        ::SetConsoleCtrlHandler(nullptr, TRUE);
     }
     ~MachineTurn() { ::ReleaseMutex(m_hMutex.get()); }
     MachineTurn(const MachineTurn&) = delete;
@@ -61,13 +63,17 @@ void awaitUnused(const std::filesystem::path& file) {
     }
 }
 
-void carryOut(const MachinePlan& plan, install::ChangeJournal& journal, bool restartAudio) {
-    const auto& changes = plan.transaction.changes;
+/// Where the service is stopped for it the plan is made anew then: the engine has written its log until it ended.
+void carryOut(MachinePlan& plan, const std::function<MachinePlan()>& planAgain, install::ChangeJournal& journal,
+              bool restartAudio) {
     const auto make = [&] {
-        for (const auto& change : changes) {
+        for (const auto& change : plan.transaction.changes) {
             if (const auto* const pFile = std::get_if<install::FileChange>(&change)) {
                 (restartAudio ? awaitUnused : install::requireUnused)(pFile->file);
             }
+        }
+        if (restartAudio) {
+            plan = planAgain();
         }
         journal.carryOut(plan.transaction);
     };
@@ -88,7 +94,21 @@ std::string recover(install::ChangeJournal& journal, bool restartAudio) {
         }
     }
     std::string sentence;
-    AudioService().restartAround([&] { sentence = journal.recover(); });
+    AudioService().restartAround([&] {
+        constexpr int attempts = 50; // the engine's process lives on for a moment
+        for (int attempt = 1;; ++attempt) {
+            try {
+                sentence = journal.recover();
+                return;
+            } catch (const install::InstallRefusal& refusal) {
+                if (refusal.status() != install::Obstacle::fileInUse || attempt == attempts) {
+                    throw;
+                }
+            }
+            constexpr DWORD periodMs = 100;
+            ::Sleep(periodMs);
+        }
+    });
     return sentence;
 }
 
@@ -167,7 +187,8 @@ void changeMachine(const MachinePlanner& plan, const MachineOptions& options, co
         }
         made = plan(registry, journal);
         refuseObstacle(made, output);
-        carryOut(made, journal, options.restartAudio);
+        const auto planAgain = [&] { return plan(registry, journal); };
+        carryOut(made, planAgain, journal, options.restartAudio);
         if (made.afterwards) {
             made.afterwards();
         }

@@ -165,7 +165,8 @@ std::string placeOf(const EffectProperties& effects, const RegistryTree& registr
     std::string place = "in " + encodeUtf8(effects.attachedRow()->pKey->key);
     if (!kept.empty()) {
         const auto name = registeredName(registry, kept);
-        place += ", in place of " + encodeUtf8(kept) + " (" + encodeUtf8(name.value_or(L"not registered")) + ")";
+        const std::wstring told = !name ? L"not registered" : name->empty() ? L"registered without a name" : *name;
+        place += ", in place of " + encodeUtf8(kept) + " (" + encodeUtf8(told) + ")";
     }
     return place;
 }
@@ -178,6 +179,12 @@ std::vector<std::string> notesOn(const OutputDevice& device, const Basis& basis)
     }
     std::vector<std::string> notes;
     for (const ValueChange& change : basis.changedSince) {
+        if (change.name == enhancementsOffKey) {
+            notes.push_back("The enhancements of " + quoted(device) +
+                            " have been switched off since, by the engine after failures or by somebody; they stay "
+                            "off. The sound settings of the device switch them on.");
+            continue;
+        }
         const bool held = device.effects.get(change.name) != basis.effects.get(change.name);
         notes.push_back("The value \"" + encodeUtf8(change.name) + "\" of " + quoted(device) +
                         " has been changed since; it is left alone" + (held ? " but for Tovix's class." : "."));

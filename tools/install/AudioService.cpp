@@ -128,6 +128,10 @@ void AudioService::stop() {
             stopOne(dependent);
         }
         stopOne(m_name);
+        // Whoever wants a restart wants it running, also where an interrupted command has left it stopped.
+        if (m_stopped.empty() || m_stopped.back() != m_name) {
+            m_stopped.push_back(m_name);
+        }
     } catch (const InstallRefusal& refusal) {
         startAfter(refusal);
     }
@@ -157,10 +161,10 @@ void AudioService::stopOne(const std::wstring& name) {
         }
         refuse(name, "cannot be stopped", error);
     }
+    m_stopped.push_back(name); // it may yet stop after the limit
     if (const auto reached = await(service.get(), name, m_limitMs, isStopped); !isStopped(reached.state)) {
         refuseState(name, "does not stop", reached.state, m_limitMs);
     }
-    m_stopped.push_back(name);
 }
 
 void AudioService::start() {
@@ -179,6 +183,11 @@ void AudioService::start() {
 
 void AudioService::startOne(const std::wstring& name) const {
     const ServiceHandle service = openService(name, SERVICE_START | SERVICE_QUERY_STATUS);
+    const auto stopped =
+        await(service.get(), name, m_limitMs, [](DWORD state) { return state != SERVICE_STOP_PENDING; });
+    if (stopped.state == SERVICE_STOP_PENDING) {
+        refuseState(name, "does not come back", stopped.state, m_limitMs);
+    }
     if (::StartServiceW(service.get(), 0, nullptr) == FALSE) {
         if (const DWORD error = ::GetLastError(); error != ERROR_SERVICE_ALREADY_RUNNING) {
             refuse(name, "does not come back", error);

@@ -27,11 +27,11 @@ public:
                           DependentServices dependents = runningDependents);
 
     /// Stops what is running of the services that depend on it and of the service itself, in this order, and waits
-    /// for each. Where one does not stop, those that have are started again before the refusal.
+    /// for each. Where one does not stop, all of them are started again before the refusal.
     void stop();
 
-    /// Starts what `stop` stopped, the service first, and waits for each. The first that does not come back is named
-    /// in the refusal; the others are started all the same.
+    /// Starts the service, running before or not, then what `stop` stopped of the others, and waits for each. The
+    /// first that does not come back is named in the refusal; the others are started all the same.
     void start();
 
     /// Makes a change while the service is stopped. The service is started in any case; the change's own refusal

@@ -159,6 +159,7 @@ void ChangeJournal::writeCurrent(const char* state, const Transaction& transacti
         records[encodeUtf8(name)] = record ? toData(*record) : nlohmann::ordered_json(nullptr);
     }
     m_registry.write(journalKey(), currentName, textData(decodeUtf8(data.dump())));
+    m_registry.flush(journalKey()); // before what it tells of, should the power fail
 }
 
 void ChangeJournal::openKey() {

@@ -115,9 +115,14 @@ public:
         }
     }
     void operator()(const FileChange& change) const {
-        if (std::filesystem::exists(formerName(change.file))) {
-            renameFile(formerName(change.file), change.file);
-        } else if (change.before.empty() && contentOf(change.file) == change.after) {
+        const auto former = formerName(change.file);
+        const std::string content = contentOf(change.file);
+        // Not in use, so that it goes now and not at the next start, when something else may have its name.
+        if (!change.before.empty() && content != change.before && contentOf(former) == change.before) {
+            requireUnused(change.file);
+            renameFile(former, change.file);
+        } else if (change.before.empty() && content == change.after) {
+            requireUnused(change.file);
             removeFile(change.file);
         }
         removeFile(comingName(change.file));

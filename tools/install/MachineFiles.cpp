@@ -186,7 +186,9 @@ void createFolder(const std::filesystem::path& folder) {
 void removeFolder(const std::filesystem::path& folder) {
     if (::RemoveDirectoryW(folder.c_str()) == FALSE) {
         const DWORD error = ::GetLastError();
-        if (!isMissing(error) && error != ERROR_DIR_NOT_EMPTY) {
+        // One that somebody has open goes later; a file of its name is none of ours.
+        if (!isMissing(error) && error != ERROR_DIR_NOT_EMPTY && error != ERROR_DIRECTORY &&
+            ::MoveFileExW(folder.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT) == FALSE) {
             refuse("remove", folder, error);
         }
         return;

@@ -26,7 +26,7 @@ void removeFile(const std::filesystem::path& file);
 /// A folder whose parent is there; one that is there is no failure.
 void createFolder(const std::filesystem::path& folder);
 
-/// Removes a folder if it is empty.
+/// Removes a folder if it is empty; one that somebody has open, when the system next starts.
 void removeFolder(const std::filesystem::path& folder);
 
 } // namespace tovix::install

@@ -221,6 +221,14 @@ void RegistryTree::write(const std::wstring& key, const std::wstring& name, cons
     machineChanged();
 }
 
+void RegistryTree::flush(const std::wstring& key) {
+    HKEY hKey = nullptr;
+    if (::RegOpenKeyExW(m_root, below(key).c_str(), 0, KEY_READ | KEY_WOW64_64KEY, &hKey) == ERROR_SUCCESS) {
+        const RegistryKey opened(hKey);
+        ::RegFlushKey(hKey);
+    }
+}
+
 void RegistryTree::remove(const std::wstring& key, const std::wstring& name) {
     if (!read(key, name)) {
         return;

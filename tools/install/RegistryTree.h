@@ -60,6 +60,10 @@ public:
     /// Into a key that is there.
     void write(const std::wstring& key, const std::wstring& name, const RegistryData& data);
 
+    /// Has all that was changed below the key on the disk when it returns; a failure only means that it is there
+    /// later.
+    void flush(const std::wstring& key);
+
     /// A value that is not there is no failure.
     void remove(const std::wstring& key, const std::wstring& name);
 

@@ -40,14 +40,19 @@ std::filesystem::path logFolder() {
     return isFolder ? folder : std::filesystem::path();
 }
 
-void planRemovalOfLogs(std::vector<MachineChange>& changes) {
+/// One that the system does not give, for any user may make these files, keeps nothing else from going.
+void planRemovalOfLogs(std::vector<MachineChange>& changes, std::vector<std::string>& notes) {
     const auto folder = logFolder();
     if (folder.empty()) {
         return;
     }
     for (const wchar_t* const name : {L"Tovix.log", L"Tovix.log.1"}) {
-        if (const auto content = contentOf(folder / name); !content.empty()) {
-            changes.emplace_back(FileChange{.file = folder / name, .before = content, .after = {}, .source = {}});
+        try {
+            if (const auto content = contentOf(folder / name); !content.empty()) {
+                changes.emplace_back(FileChange{.file = folder / name, .before = content, .after = {}, .source = {}});
+            }
+        } catch (const InstallRefusal& refusal) {
+            notes.push_back(std::string("Left alone: ") + refusal.what());
         }
     }
     changes.emplace_back(FolderChange{.folder = folder, .comes = false});
@@ -68,7 +73,7 @@ MachinePlan planRemovalOfInstallation(const RegistryTree& registry, const Change
     }
     auto [changes, leftAlone] = takingBack(*record, registry);
     if (hasLogger(*record)) {
-        planRemovalOfLogs(changes);
+        planRemovalOfLogs(changes, plan.notes);
     }
     for (const auto& change : leftAlone) {
         plan.notes.push_back("Left alone, because it has been changed since: " + describe(change) + ".");

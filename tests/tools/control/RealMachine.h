@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <stdexcept>
 #include <string>
 
 namespace tovix::test {
@@ -28,7 +29,13 @@ public:
         friend bool operator==(const State&, const State&) = default;
     };
 
-    RealMachine() { clear(); }
+    RealMachine() {
+        // Elsewhere these keys are the machine's own.
+        if (::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") == nullptr) {
+            throw std::runtime_error("Only under Wine.");
+        }
+        clear();
+    }
     ~RealMachine() { clear(); }
     RealMachine(const RealMachine&) = delete;
     RealMachine& operator=(const RealMachine&) = delete;

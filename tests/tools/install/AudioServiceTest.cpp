@@ -59,7 +59,7 @@ TEST_F(AudioServiceTest, StopsDependentsFirstAndStartsThemLast) {
     EXPECT_TRUE(m_dependent.isRunning());
 }
 
-TEST_F(AudioServiceTest, StartsOnlyWhatRan) {
+TEST_F(AudioServiceTest, StartsTheServiceAlwaysAndOnlyThoseDependentsThatRan) {
     AudioService(otherName).stop();
     AudioService audio = service();
     audio.stop();
@@ -67,6 +67,9 @@ TEST_F(AudioServiceTest, StartsOnlyWhatRan) {
     EXPECT_EQ(record(), "+a+d-d-a+a");
     audio.start();
     EXPECT_EQ(record(), "+a+d-d-a+a") << "nothing is left to be started";
+    AudioService(name).stop();
+    audio.restartAround([] {}); // as after a command that was ended between stop and start
+    EXPECT_EQ(record(), "+a+d-d-a+a-a+a");
 }
 
 TEST_F(AudioServiceTest, StartsAgainWhenTheChangeFails) {
@@ -86,7 +89,8 @@ TEST_F(AudioServiceTest, NamesWhatDoesNotStopAndStartsTheOthersAgain) {
     AudioService(name, AudioService::timeLimitMs).restartAround([] {});
     EXPECT_EQ(refusalOf([] { service(shortMs).stop(); }),
               refused(Obstacle::audioService,
-                      "The service \"TovixTestAudio\" does not stop: after 3 s it is still stopping."));
+                      "The service \"TovixTestAudio\" does not stop: after 3 s it is still stopping. The service "
+                      "\"TovixTestAudio\" does not come back: after 3 s it is still stopping."));
     EXPECT_TRUE(m_dependent.isRunning());
 }
 
