@@ -44,9 +44,9 @@ public:
     /// the inputs are 0, and what the filter writes there is dropped.
     virtual void process(float** outputs, float** inputs, std::uint32_t frameCount) noexcept = 0;
 
-    /// [control] A filter for a trial run (see ChainCost), not yet set up, whose blocks take at least as long as those
-    /// of this one, which has been set up. It shares nothing with any other filter and logs nothing. Null where this
-    /// one is inert, or when there is no memory.
+    /// [control] A filter for a trial run (see ChainCost), not yet set up, whose blocks take at least as long as
+    /// those of this one, which has been set up. It shares nothing with any other filter and logs nothing. Null where
+    /// this one is inert, or when there is no memory.
     [[nodiscard]] virtual FilterPtr standIn() const noexcept = 0;
 
 protected:
