@@ -87,11 +87,7 @@ std::string DeviceReport::describeRow(const EffectRow& row) const {
 }
 
 std::string DeviceReport::describeClass(const std::wstring& classId) const {
-    const auto name = install::registeredName(m_registry, classId);
-    const std::string told = !name           ? "not registered"
-                             : name->empty() ? "registered without a name"
-                                             : encodeUtf8(*name);
-    return encodeUtf8(classId) + ' ' + told;
+    return encodeUtf8(classId) + ' ' + install::describeRegistration(m_registry, classId);
 }
 
 std::string DeviceReport::describeAttachment(const OutputDevice& device) const {

@@ -36,30 +36,40 @@ private:
     KernelHandle m_hMutex;
 };
 
-bool isInUse(const std::filesystem::path& file) {
+/// Whether `action` has run; false where a file that it needs is in use.
+bool triedOn(const std::function<void()>& action) {
     try {
-        install::requireUnused(file);
-        return false;
+        action();
+        return true;
     } catch (const install::InstallRefusal& refusal) {
         if (refusal.status() != install::Obstacle::fileInUse) {
             throw;
         }
-        return true;
+        return false;
     }
 }
 
-/// The audio engine's process lives on for a moment after its service has stopped.
-void awaitUnused(const std::filesystem::path& file) {
+/// For what comes after the end of the audio service, whose process lives on for a moment. Throws when the files are
+/// in use for longer.
+void onceUnused(const std::function<void()>& action) {
     constexpr ULONGLONG limitMs = 5000;
     constexpr DWORD periodMs = 50;
     const ULONGLONG endMs = ::GetTickCount64() + limitMs;
-    while (isInUse(file)) {
-        if (::GetTickCount64() > endMs) {
-            throw install::InstallRefusal(install::Obstacle::fileInUse,
-                                          "The file \"" + encodeUtf8(file.wstring()) +
-                                              "\" is in use by a process that is not the audio engine's.");
+    while (::GetTickCount64() <= endMs) {
+        if (triedOn(action)) {
+            return;
         }
         ::Sleep(periodMs);
+    }
+    action();
+}
+
+/// Its audio engine being stopped, another process holds it.
+void awaitUnused(const std::filesystem::path& file) {
+    if (!triedOn([&] { onceUnused([&] { install::requireUnused(file); }); })) {
+        throw install::InstallRefusal(install::Obstacle::fileInUse,
+                                      "The file \"" + encodeUtf8(file.wstring()) +
+                                          "\" is in use by a process that is not the audio engine's.");
     }
 }
 
@@ -86,29 +96,13 @@ void carryOut(MachinePlan& plan, const std::function<MachinePlan()>& planAgain, 
 
 /// The sentence on it; empty where there was nothing to put right.
 std::string recover(install::ChangeJournal& journal, bool restartAudio) {
-    try {
-        return journal.recover();
-    } catch (const install::InstallRefusal& refusal) {
-        if (refusal.status() != install::Obstacle::fileInUse || !restartAudio) {
-            throw;
-        }
-    }
     std::string sentence;
-    AudioService().restartAround([&] {
-        constexpr int attempts = 50; // the engine's process lives on for a moment
-        for (int attempt = 1;; ++attempt) {
-            try {
-                sentence = journal.recover();
-                return;
-            } catch (const install::InstallRefusal& refusal) {
-                if (refusal.status() != install::Obstacle::fileInUse || attempt == attempts) {
-                    throw;
-                }
-            }
-            constexpr DWORD periodMs = 100;
-            ::Sleep(periodMs);
-        }
-    });
+    const auto recoverNow = [&] { sentence = journal.recover(); };
+    if (!restartAudio) {
+        recoverNow();
+    } else if (!triedOn(recoverNow)) {
+        AudioService().restartAround([&] { onceUnused(recoverNow); });
+    }
     return sentence;
 }
 

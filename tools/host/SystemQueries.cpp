@@ -49,6 +49,13 @@ std::string describeSystemError(DWORD error) {
     return text.empty() ? code : encodeUtf8(text) + " (" + code + ")";
 }
 
+std::wstring ownProgramPath() {
+    constexpr std::size_t longestPath = 32'768;
+    std::wstring path(longestPath, L'\0');
+    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    return path;
+}
+
 std::optional<std::uint32_t> otherHandles(HANDLE hObject, std::uint32_t ownHandles) noexcept {
     const auto information = query<ObjectBasicInformation>("NtQueryObject", hObject);
     if (!information || information->handleCount < ownHandles) {

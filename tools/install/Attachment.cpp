@@ -126,7 +126,7 @@ Renewal renew(const OutputDevice& device, const ChangeJournal& journal) {
     }
     transaction.changes.insert(transaction.changes.end(), renewal.changes.begin(), renewal.changes.end());
     auto renewed = recordOf(basis.effects, renewal.after, key, basis.ownsKey || !device.hasEffectProperties);
-    if (!isSameRecord(renewed, record)) {
+    if (renewed != record) {
         transaction.records.emplace(device.id, std::move(renewed));
     }
     return renewal;
@@ -164,9 +164,7 @@ std::string placeOf(const EffectProperties& effects, const RegistryTree& registr
     const std::wstring kept = effects.keptClass();
     std::string place = "in " + encodeUtf8(effects.attachedRow()->pKey->key);
     if (!kept.empty()) {
-        const auto name = registeredName(registry, kept);
-        const std::wstring told = !name ? L"not registered" : name->empty() ? L"registered without a name" : *name;
-        place += ", in place of " + encodeUtf8(kept) + " (" + encodeUtf8(told) + ")";
+        place += ", in place of " + encodeUtf8(kept) + " (" + describeRegistration(registry, kept) + ")";
     }
     return place;
 }
@@ -179,7 +177,7 @@ std::vector<std::string> notesOn(const OutputDevice& device, const Basis& basis)
     }
     std::vector<std::string> notes;
     for (const ValueChange& change : basis.changedSince) {
-        if (change.name == enhancementsOffKey) {
+        if (isSameText(change.name, enhancementsOffKey) && device.effects.areEnhancementsOff()) {
             notes.push_back("The enhancements of " + quoted(device) +
                             " have been switched off since, by the engine after failures or by somebody; they stay "
                             "off. The sound settings of the device switch them on.");

@@ -1,7 +1,5 @@
 #include "install/DeviceRecord.h"
 
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
 
 namespace tovix::install {
@@ -54,22 +52,6 @@ void switchBack(Basis& basis) {
             basis.effects.set(change.name, change.before);
         }
     }
-}
-
-namespace {
-
-nlohmann::ordered_json dataOf(const ChangeRecord& record) {
-    auto data = nlohmann::ordered_json::array();
-    for (const MachineChange& change : record) {
-        data.push_back(toData(change));
-    }
-    return data;
-}
-
-} // namespace
-
-bool isSameRecord(const ChangeRecord& left, const ChangeRecord& right) {
-    return dataOf(left) == dataOf(right);
 }
 
 ChangeRecord recordOf(const EffectProperties& before, const EffectProperties& after, const std::wstring& key,

@@ -33,6 +33,4 @@ void switchBack(Basis& basis);
 ChangeRecord recordOf(const EffectProperties& before, const EffectProperties& after, const std::wstring& key,
                       bool withKey);
 
-bool isSameRecord(const ChangeRecord& left, const ChangeRecord& right);
-
 } // namespace tovix::install

@@ -107,9 +107,8 @@ std::optional<EffectRow> EffectProperties::attachedRow() const {
 }
 
 std::wstring EffectProperties::keptClass() const {
-    const auto data = get(keptEffectKey);
-    const auto texts = data ? textsOf(*data) : std::nullopt;
-    return texts && !texts->empty() && isClass(texts->front()) ? texts->front() : L"";
+    const std::wstring text = firstTextOf(get(keptEffectKey));
+    return isClass(text) ? text : L"";
 }
 
 std::vector<ValueChange> EffectProperties::changesTo(const EffectProperties& others, const std::wstring& key) const {

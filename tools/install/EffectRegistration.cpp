@@ -18,12 +18,6 @@ std::wstring serverKey() {
     return L"SOFTWARE\\Classes\\CLSID\\" + classIdText(effectClassId) + L"\\InprocServer32";
 }
 
-/// The first text of a value; empty where there is none.
-std::wstring firstText(const std::optional<RegistryData>& data) {
-    const auto texts = data ? textsOf(*data) : std::nullopt;
-    return texts && !texts->empty() ? texts->front() : L"";
-}
-
 std::optional<InstallRefusal> obstacleOf(const std::wstring& library) {
     if (library.empty()) {
         return InstallRefusal(Obstacle::notInstalled, "Tovix is not installed; run \"tovixctl install\" first.");
@@ -128,7 +122,7 @@ bool isCopied(const std::filesystem::path& file, const MachinePlan& plan) {
 } // namespace
 
 void requireInstalled(const RegistryTree& registry) {
-    if (const auto obstacle = obstacleOf(firstText(registry.read(serverKey(), L"")))) {
+    if (const auto obstacle = obstacleOf(firstTextOf(registry.read(serverKey(), L"")))) {
         throw InstallRefusal(*obstacle);
     }
 }
@@ -136,14 +130,14 @@ void requireInstalled(const RegistryTree& registry) {
 MachinePlan planInstallationRepair(const std::filesystem::path& package, const RegistryTree& registry,
                                    const ChangeJournal& journal) {
     MachinePlan plan;
-    std::wstring library = firstText(registry.read(serverKey(), L""));
+    std::wstring library = firstTextOf(registry.read(serverKey(), L""));
     if (auto record = journal.find(installationRecord)) {
         PuttingRight puttingRight(registry, package, keysOf(*record), plan);
         for (MachineChange& change : *record) {
             std::visit(puttingRight, change);
             const auto* const pValue = std::get_if<ValueChange>(&change);
             if (pValue != nullptr && isSameText(pValue->key, serverKey()) && pValue->name.empty()) {
-                library = firstText(pValue->after);
+                library = firstTextOf(pValue->after);
             }
         }
         if (!plan.transaction.changes.empty()) {

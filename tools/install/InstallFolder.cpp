@@ -36,10 +36,7 @@ bool isBelow(const std::filesystem::path& path, const std::filesystem::path& fol
 } // namespace
 
 std::filesystem::path packageFolder() {
-    constexpr std::size_t longestPath = 32'768;
-    std::wstring path(longestPath, L'\0');
-    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return std::filesystem::path(path).parent_path();
+    return std::filesystem::path(ownProgramPath()).parent_path();
 }
 
 std::filesystem::path defaultInstallFolder() {

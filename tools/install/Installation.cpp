@@ -7,7 +7,6 @@
 #include "system/RegistryUtils.h"
 #include "text/Utf.h"
 
-#include <nlohmann/json.hpp>
 #include <tovix/Version.h>
 
 #include <algorithm>
@@ -163,10 +162,8 @@ public:
         m_changes.insert(m_changes.end(), takingBack.changes.begin(), takingBack.changes.end());
         m_record.insert(m_record.end(), kept.begin(), kept.end());
         MachinePlan plan;
-        for (const auto& change : takingBack.leftAlone) {
-            plan.notes.push_back("Left alone, because it has been changed since: " + describe(change) + ".");
-        }
-        if (!m_changes.empty() || !isAsFormer()) {
+        plan.noteLeftAlone(takingBack.leftAlone);
+        if (!m_changes.empty() || m_record != m_former) {
             plan.transaction.changes = std::move(m_changes);
             plan.transaction.records.emplace(installationRecord, std::move(m_record));
         }
@@ -194,11 +191,6 @@ private:
     }
     [[nodiscard]] bool isRecorded(const MachineChange& change) const { return contains(m_record, change); }
     [[nodiscard]] bool isPlanned(const MachineChange& change) const { return contains(m_changes, change); }
-
-    [[nodiscard]] bool isAsFormer() const {
-        return std::equal(m_record.begin(), m_record.end(), m_former.begin(), m_former.end(),
-                          [](const auto& one, const auto& other) { return toData(one) == toData(other); });
-    }
 
     const RegistryTree& m_registry;
     ChangeRecord m_former;

@@ -1,5 +1,6 @@
 #include "install/MachineChange.h"
 
+#include "install/Hexadecimal.h"
 #include "install/MachineFiles.h"
 #include "text/Utf.h"
 
@@ -13,24 +14,6 @@ namespace {
 
 using nlohmann::json;
 using nlohmann::ordered_json;
-
-std::string hexadecimal(const std::vector<BYTE>& bytes) {
-    constexpr const char* digits = "0123456789abcdef";
-    std::string text;
-    text.reserve(bytes.size() * 2);
-    for (const BYTE byte : bytes) {
-        text += {digits[byte / 16], digits[byte % 16]};
-    }
-    return text;
-}
-
-std::vector<BYTE> bytesFrom(const std::string& hexadecimal) {
-    std::vector<BYTE> bytes;
-    for (std::size_t i = 0; i + 1 < hexadecimal.size(); i += 2) {
-        bytes.push_back(static_cast<BYTE>(std::stoul(hexadecimal.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
-}
 
 ordered_json dataOf(const std::optional<RegistryData>& data) {
     return data ? ordered_json{{"type", data->type}, {"bytes", hexadecimal(data->bytes)}} : ordered_json(nullptr);

@@ -18,18 +18,24 @@ struct ValueChange {
     std::wstring name;
     std::optional<RegistryData> before;
     std::optional<RegistryData> after;
+
+    friend bool operator==(const ValueChange&, const ValueChange&) = default;
 };
 
 /// A key that comes, or goes if it is empty by then.
 struct KeyChange {
     std::wstring key;
     bool comes = true;
+
+    friend bool operator==(const KeyChange&, const KeyChange&) = default;
 };
 
 /// A folder that comes, or goes if it is empty by then.
 struct FolderChange {
     std::filesystem::path folder;
     bool comes = true;
+
+    friend bool operator==(const FolderChange&, const FolderChange&) = default;
 };
 
 /// A file that comes (`before` empty), goes (`after` empty) or is replaced. Both are the contents' SHA-256 sums in
@@ -40,6 +46,8 @@ struct FileChange {
     std::string after;
     /// What is copied there; empty for a file that goes.
     std::filesystem::path source;
+
+    friend bool operator==(const FileChange&, const FileChange&) = default;
 };
 
 /// One step of what a command does to the machine.

@@ -1,6 +1,7 @@
 #include "install/MachineFiles.h"
 
 #include "host/SystemQueries.h"
+#include "install/Hexadecimal.h"
 #include "install/InstallRefusal.h"
 #include "install/MachineChanged.h"
 #include "system/WinHandles.h"
@@ -79,12 +80,7 @@ public:
     std::string hexadecimal() {
         std::array<BYTE, 32> sum{};
         ::BCryptFinishHash(m_hash.get(), sum.data(), static_cast<ULONG>(sum.size()), 0);
-        std::string text;
-        for (const BYTE byte : sum) {
-            constexpr const char* digits = "0123456789abcdef";
-            text += {digits[byte / 16], digits[byte % 16]};
-        }
-        return text;
+        return install::hexadecimal(sum);
     }
 
 private:
@@ -123,6 +119,7 @@ void requireUnused(const std::filesystem::path& file) {
     }
 }
 
+// Not CopyFileW, which would take attributes and the mark of a download along.
 void copyFile(const std::filesystem::path& source, const std::filesystem::path& target) {
     const KernelHandle from = openFile(source, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
     if (!from) {

@@ -29,6 +29,13 @@ struct MachinePlan {
         return transaction.changes.empty() && transaction.records.empty() && !afterwards;
     }
 
+    /// [control] What TakingBack leaves alone.
+    void noteLeftAlone(const std::vector<MachineChange>& leftAlone) {
+        for (const MachineChange& change : leftAlone) {
+            notes.push_back("Left alone, because it has been changed since: " + describe(change) + ".");
+        }
+    }
+
     /// [control] Adds a plan for other records.
     void append(MachinePlan other) {
         const auto addAll = [](auto& list, auto& others) {

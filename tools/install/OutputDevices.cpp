@@ -21,13 +21,6 @@ constexpr const wchar_t* classesKey = L"SOFTWARE\\Classes\\";
 constexpr CLSID deviceEnumeratorClass{0xBCDE0395, 0xE52F, 0x467C, {0x8E, 0x3D, 0xC4, 0x57, 0x92, 0x91, 0x69, 0x2E}};
 constexpr IID deviceEnumeratorInterface{0xA95664D2, 0x9614, 0x4F35, {0xA7, 0x46, 0xDE, 0x8D, 0xB6, 0x36, 0x17, 0xE6}};
 
-/// The first text of a value; empty where there is none.
-std::wstring readText(const RegistryTree& registry, const std::wstring& key, const std::wstring& name) {
-    const auto data = registry.read(key, name);
-    const auto texts = data ? textsOf(*data) : std::nullopt;
-    return texts && !texts->empty() ? texts->front() : L"";
-}
-
 DWORD readNumber(const RegistryTree& registry, const std::wstring& key, const std::wstring& name) {
     const auto data = registry.read(key, name);
     DWORD number = 0;
@@ -103,8 +96,8 @@ std::optional<OutputDevice> readOutputDevice(const RegistryTree& registry, const
     }
     const std::wstring properties = key + L"\\Properties";
     return OutputDevice{.id = id,
-                        .name = readText(registry, properties, nameKey),
-                        .interfaceName = readText(registry, properties, interfaceNameKey),
+                        .name = firstTextOf(registry.read(properties, nameKey)),
+                        .interfaceName = firstTextOf(registry.read(properties, interfaceNameKey)),
                         .state = readNumber(registry, key, L"DeviceState"),
                         .hasEffectProperties = registry.hasKey(effectPropertiesKey(id)),
                         .effects = EffectProperties::read(registry, effectPropertiesKey(id))};
@@ -177,9 +170,14 @@ std::optional<std::wstring> registeredName(const RegistryTree& registry, const s
     if (!isClass(classId) || !registry.hasKey(classKey + L"\\InprocServer32")) {
         return std::nullopt;
     }
-    const std::wstring name = readText(
-        registry, std::wstring(classesKey) + L"AudioEngine\\AudioProcessingObjects\\" + classId, L"FriendlyName");
-    return !name.empty() ? name : readText(registry, classKey, L"");
+    const std::wstring engineKey = std::wstring(classesKey) + L"AudioEngine\\AudioProcessingObjects\\" + classId;
+    const std::wstring name = firstTextOf(registry.read(engineKey, L"FriendlyName"));
+    return !name.empty() ? name : firstTextOf(registry.read(classKey, L""));
+}
+
+std::string describeRegistration(const RegistryTree& registry, const std::wstring& classId) {
+    const auto name = registeredName(registry, classId);
+    return !name ? "not registered" : name->empty() ? "registered without a name" : encodeUtf8(*name);
 }
 
 } // namespace tovix::install

@@ -54,4 +54,7 @@ const OutputDevice& chooseDevice(const std::vector<OutputDevice>& devices, const
 /// none where the class is not registered.
 std::optional<std::wstring> registeredName(const RegistryTree& registry, const std::wstring& classId);
 
+/// That name for the user, in UTF-8, or words for what there is instead of one.
+std::string describeRegistration(const RegistryTree& registry, const std::wstring& classId);
+
 } // namespace tovix::install

@@ -67,6 +67,24 @@ std::vector<BYTE> bytesOf(const void* pData, std::size_t size) {
     return bytes;
 }
 
+/// All that `next(hKey, index, pName, pLength)` enumerates in a key; empty where there is no such key.
+template <class Next>
+std::vector<std::wstring> names(HKEY root, const std::wstring& path, DWORD longest, const Next& next) {
+    const RegistryKey opened = openToRead(root, path);
+    std::vector<std::wstring> names;
+    std::wstring name(longest, L'\0');
+    for (LSTATUS error = opened ? ERROR_SUCCESS : ERROR_NO_MORE_ITEMS; error == ERROR_SUCCESS;) {
+        DWORD length = longest;
+        error = next(opened.get(), static_cast<DWORD>(names.size()), name.data(), &length);
+        if (error == ERROR_SUCCESS) {
+            names.push_back(name.substr(0, length));
+        } else if (error != ERROR_NO_MORE_ITEMS) {
+            refuse("read", path, error);
+        }
+    }
+    return names;
+}
+
 /// Deletes the key behind a handle. The documented function opens the key anew, which an access list may forbid.
 LSTATUS deleteKey(HKEY hKey) noexcept {
     using DeleteKey = LONG NTAPI(HANDLE hKey);
@@ -117,6 +135,11 @@ std::optional<std::vector<std::wstring>> textsOf(const RegistryData& data) {
     return texts;
 }
 
+std::wstring firstTextOf(const std::optional<RegistryData>& data) {
+    const auto texts = data ? textsOf(*data) : std::nullopt;
+    return texts && !texts->empty() ? texts->front() : L"";
+}
+
 RegistryTree RegistryTree::machine() {
     return {HKEY_LOCAL_MACHINE, L""};
 }
@@ -132,39 +155,17 @@ bool RegistryTree::hasKey(const std::wstring& key) const {
 }
 
 std::vector<std::wstring> RegistryTree::keysBelow(const std::wstring& key) const {
-    const RegistryKey opened = openToRead(m_root, below(key));
-    std::vector<std::wstring> names;
     constexpr DWORD longestKeyName = 256;
-    std::wstring name(longestKeyName, L'\0');
-    for (LSTATUS error = opened ? ERROR_SUCCESS : ERROR_NO_MORE_ITEMS; error == ERROR_SUCCESS;) {
-        DWORD length = longestKeyName;
-        error = ::RegEnumKeyExW(opened.get(), static_cast<DWORD>(names.size()), name.data(), &length, nullptr,
-                                nullptr, nullptr, nullptr);
-        if (error == ERROR_SUCCESS) {
-            names.push_back(name.substr(0, length));
-        } else if (error != ERROR_NO_MORE_ITEMS) {
-            refuse("read", below(key), error);
-        }
-    }
-    return names;
+    return names(m_root, below(key), longestKeyName, [](HKEY hKey, DWORD index, wchar_t* pName, DWORD* pLength) {
+        return ::RegEnumKeyExW(hKey, index, pName, pLength, nullptr, nullptr, nullptr, nullptr);
+    });
 }
 
 std::vector<std::wstring> RegistryTree::valuesOf(const std::wstring& key) const {
-    const RegistryKey opened = openToRead(m_root, below(key));
-    std::vector<std::wstring> names;
     constexpr DWORD longestValueName = 16'384;
-    std::wstring name(longestValueName, L'\0');
-    for (LSTATUS error = opened ? ERROR_SUCCESS : ERROR_NO_MORE_ITEMS; error == ERROR_SUCCESS;) {
-        DWORD length = longestValueName;
-        error = ::RegEnumValueW(opened.get(), static_cast<DWORD>(names.size()), name.data(), &length, nullptr,
-                                nullptr, nullptr, nullptr);
-        if (error == ERROR_SUCCESS) {
-            names.push_back(name.substr(0, length));
-        } else if (error != ERROR_NO_MORE_ITEMS) {
-            refuse("read", below(key), error);
-        }
-    }
-    return names;
+    return names(m_root, below(key), longestValueName, [](HKEY hKey, DWORD index, wchar_t* pName, DWORD* pLength) {
+        return ::RegEnumValueW(hKey, index, pName, pLength, nullptr, nullptr, nullptr, nullptr);
+    });
 }
 
 std::optional<RegistryData> RegistryTree::read(const std::wstring& key, const std::wstring& name) const {

@@ -26,6 +26,9 @@ RegistryData listData(const std::vector<std::wstring>& texts);
 /// terminators; none for another type or an odd number of bytes.
 std::optional<std::vector<std::wstring>> textsOf(const RegistryData& data);
 
+/// [control] The first of them; empty where there is none, or no value.
+std::wstring firstTextOf(const std::optional<RegistryData>& data);
+
 /// The only way to the registry of whatever installs, attaches or takes off: a key of the 64-bit view and all that is
 /// below it. Paths are relative to that key, in the registry's own form. [control], one thread at a time. Throws
 /// InstallRefusal with the name of the key and the system's reason.

@@ -75,9 +75,7 @@ MachinePlan planRemovalOfInstallation(const RegistryTree& registry, const Change
     if (hasLogger(*record)) {
         planRemovalOfLogs(changes, plan.notes);
     }
-    for (const auto& change : leftAlone) {
-        plan.notes.push_back("Left alone, because it has been changed since: " + describe(change) + ".");
-    }
+    plan.noteLeftAlone(leftAlone);
     plan.sentences.push_back("Removes Tovix from \"" + encodeUtf8(installedLibrary(journal).parent_path().wstring()) +
                              "\".");
     plan.transaction = {.changes = std::move(changes), .records = {{installationRecord, std::nullopt}}};

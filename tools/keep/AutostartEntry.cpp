@@ -1,24 +1,20 @@
 #include "keep/AutostartEntry.h"
 
-#include <algorithm>
+#include "keep/ProfileName.h"
+#include "text/Utf.h"
 
 namespace tovix::keep {
 namespace {
 
-wchar_t lower(wchar_t c) {
-    return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c;
-}
-
-bool sameButForCase(std::wstring_view a, std::wstring_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](wchar_t x, wchar_t y) { return lower(x) == lower(y); });
+bool isSameCommand(std::wstring_view a, std::wstring_view b) {
+    return sameButForCase(encodeUtf8(a), encodeUtf8(b));
 }
 
 /// A quoted full path of a tovixctl.exe, and the command alone after it.
 bool isOurs(std::wstring_view entry) {
     constexpr std::wstring_view end = L"\\tovixctl.exe\" keep";
     return entry.size() > end.size() && entry.front() == L'"' && entry.find(L'"', 1) == entry.rfind(L'"') &&
-           sameButForCase(entry.substr(entry.size() - end.size()), end);
+           isSameCommand(entry.substr(entry.size() - end.size()), end);
 }
 
 } // namespace
@@ -31,9 +27,9 @@ AutostartState autostartState(const std::optional<std::wstring>& entry, std::wst
     if (!entry) {
         return AutostartState::off;
     }
-    return sameButForCase(*entry, autostartCommand(programPath)) ? AutostartState::on
-           : isOurs(*entry)                                      ? AutostartState::otherCopy
-                                                                 : AutostartState::foreign;
+    return isSameCommand(*entry, autostartCommand(programPath)) ? AutostartState::on
+           : isOurs(*entry)                                     ? AutostartState::otherCopy
+                                                                : AutostartState::foreign;
 }
 
 const char* autostartStateName(AutostartState state) {

@@ -137,11 +137,4 @@ void letStarterGo() {
     static_cast<void>(std::freopen("NUL", "w", stderr));
 }
 
-std::wstring ownProgramPath() {
-    constexpr std::size_t longestPath = 32768;
-    std::wstring path(longestPath, L'\0');
-    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return path;
-}
-
 } // namespace tovix::keep

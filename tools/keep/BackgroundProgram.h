@@ -22,7 +22,4 @@ BackgroundStart startInBackground(const std::wstring& arguments);
 /// In a program that was started so: lets its starter go on. What is written later is lost.
 void letStarterGo();
 
-/// The full path of this program.
-std::wstring ownProgramPath();
-
 } // namespace tovix::keep

@@ -13,14 +13,8 @@ namespace {
 
 constexpr const wchar_t* libraryName = L"Tovix64.dll";
 
-std::filesystem::path besideThisProgram(const wchar_t* name) {
-    std::array<wchar_t, 1024> path{};
-    ::GetModuleFileNameW(nullptr, path.data(), path.size() - 1);
-    return std::filesystem::path(path.data()).parent_path() / name;
-}
-
 std::filesystem::path libraryPath(const EngineChoice& choice) {
-    return choice.libraryPath.empty() ? besideThisProgram(libraryName)
+    return choice.libraryPath.empty() ? std::filesystem::path(ownProgramPath()).parent_path() / libraryName
                                       : std::filesystem::absolute(pathFromUtf8(choice.libraryPath));
 }
 

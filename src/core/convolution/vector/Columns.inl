@@ -119,13 +119,14 @@ RT_SECTION void middlePassBack(std::size_t radix, const Pass& pass, float* work)
 }
 
 /// Takes the weights off, which leaves the first N samples of the convolution in the real part and the next N in the
-/// imaginary one. What lies beyond the block is its overlap.
+/// imaginary one.
 [[gnu::always_inline]] inline Row unweighted(const float* weights, std::size_t row, Row a) noexcept {
     const Row weight = loadRow(weights + row * rowFloats);
     // The parts are still exchanged.
     return {multiplyAdd(a.im, weight.re, a.re * weight.im), subtractProduct(a.re * weight.re, a.im, weight.im)};
 }
 
+/// What lies beyond the block is its overlap.
 RT_SECTION void lastPassBack(std::size_t radix, const Pass& pass, const float* weights, const float* work,
                              const BlockTarget& target) noexcept {
     const std::size_t blockFrames = target.blockFrames;
