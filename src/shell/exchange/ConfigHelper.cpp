@@ -7,7 +7,6 @@
 
 #include <cstdio>
 #include <mutex>
-#include <new>
 #include <utility>
 
 namespace tovix {
@@ -25,14 +24,13 @@ KernelHandle createCreationEvent(SECURITY_ATTRIBUTES* sa) noexcept {
 
 } // namespace
 
-ApoConfigManager::ApoConfigManager() noexcept
-    : m_pSecurity(new (std::nothrow) GlobalObjectSecurity), m_updateListener(updateSignals) {
+ApoConfigManager::ApoConfigManager() noexcept : m_updateListener(updateSignals) {
     const FunctionLog log = logOf("ApoConfigManager::ApoConfigManager", this);
     log.info("ENTERING");
     if (!EnableCreateGlobalPrivilege(::GetCurrentProcess())) {
         log.info("Failed to set SE_CREATE_GLOBAL_NAME priviledge");
     }
-    SECURITY_ATTRIBUTES* const sa = m_pSecurity ? m_pSecurity->attributes() : nullptr;
+    SECURITY_ATTRIBUTES* const sa = m_pSecurity->attributes();
     if (sa == nullptr) {
         log.error("sa == NULL");
     }
@@ -72,10 +70,7 @@ void ApoConfigManager::createUpdateEvent(SECURITY_ATTRIBUTES* sa) noexcept {
 }
 
 void ApoConfigManager::CreateSharedConfigData(SECURITY_ATTRIBUTES* sa) noexcept {
-    m_pSharedData.reset(new (std::nothrow) SharedConfigMapping);
-    if (!m_pSharedData) {
-        return;
-    }
+    m_pSharedData.emplace();
     const FunctionLog log = logOf("ApoConfigManager::CreateSharedConfigData", this);
     const IpcsResult opened = m_pSharedData->Open();
     const DWORD openError = ::GetLastError();
@@ -182,10 +177,7 @@ ApoConfigManager::Opening ApoConfigManager::tryToOpen() noexcept {
     if (!m_pSecurity || !m_hUpdateEvent || m_pSharedData) {
         return {};
     }
-    m_pSharedData.reset(new (std::nothrow) SharedConfigMapping);
-    if (!m_pSharedData) {
-        return {true, IPCS_OPEN_FAILED, ERROR_NOT_ENOUGH_MEMORY};
-    }
+    m_pSharedData.emplace();
     const IpcsResult result = m_pSharedData->Open();
     const DWORD error = ::GetLastError();
     if (result != IPCS_OK) {
@@ -233,7 +225,7 @@ void ApoConfigManager::ReadConfigData(std::string& stream) const noexcept {
     bool open = false;
     {
         const std::lock_guard guard(m_lock);
-        open = m_pSharedData != nullptr;
+        open = m_pSharedData.has_value();
         if (open) {
             m_pSharedData->copyTo(page);
         }

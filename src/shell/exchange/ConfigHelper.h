@@ -10,8 +10,9 @@
 
 #include <cstdint>
 #include <map>
-#include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 
 namespace tovix {
 
@@ -81,8 +82,9 @@ private:
     void takeUpOpenedPage(SignalRelay::Heard heard) noexcept;
     [[nodiscard]] PageBytes settingsText() const noexcept;
 
-    std::unique_ptr<SharedConfigMapping> m_pSharedData;
-    std::unique_ptr<GlobalObjectSecurity> m_pSecurity;
+    // In place, so that no lack of memory can leave an effect without them for its whole life.
+    std::optional<SharedConfigMapping> m_pSharedData;
+    std::optional<GlobalObjectSecurity> m_pSecurity{std::in_place};
     UpdateEvent m_hUpdateEvent;
     std::map<std::int32_t, std::map<std::int32_t, std::int32_t>> m_settings;
     /// Null where nothing waits for the page or ever did.

@@ -124,49 +124,6 @@ void* noMemory() {
     return nullptr;
 }
 
-/// Takes memory from the module, or gives it back.
-void setMemory(ImportWatch& imports, const void* pFunction) {
-    for (const char* const function : {"malloc", "calloc", "realloc", "HeapAlloc"}) {
-        imports.redirect(function, pFunction);
-    }
-}
-
-/// Runs `body` without memory for the module, on a thread that has never thrown before either.
-template <class Body> void withoutMemory(ImportWatch& imports, Body body) {
-    setMemory(imports, reinterpret_cast<const void*>(&noMemory));
-    SystemThread(body).join();
-    setMemory(imports, nullptr);
-}
-
-TEST(Module, WithoutMemoryRefusesAnEffectAndLocksWithoutAChain) {
-    SettingsWriter settings("Boost: 60 dB 1");
-    const ModuleUnderTest module;
-    ImportWatch imports(module.handle());
-    const auto factory = module.factory();
-    void* pEffect = nullptr;
-    HRESULT result = S_OK;
-    withoutMemory(imports, [&] { result = factory->CreateInstance(nullptr, IID_IUnknown, &pEffect); });
-    EXPECT_EQ(result, E_OUTOFMEMORY);
-
-    Effect effect(module.create());
-    withoutMemory(imports, [&] { result = effect.lock(floatFormat(2), floatFormat(2), 64); });
-    EXPECT_EQ(result, S_OK);
-    EXPECT_EQ(effect.process(std::vector<float>(128, 0.1F), 2, 2), std::vector<float>(128, 0.1F));
-    // The first chain becomes current at once, and so the second needs the token that it must have given back.
-    for (const int tenthsOfDb : {60, 120, 60}) {
-        const std::string text = "Boost: " + std::to_string(tenthsOfDb) + " dB 1";
-        settings.change(text);
-        EXPECT_TRUE(playUntil(effect, 0.1F * std::pow(10.0F, static_cast<float>(tenthsOfDb) / 200.0F)));
-        // A change whose chain cannot be built gives it back as well.
-        imports.reset();
-        withoutMemory(imports, [&] {
-            settings.change(text);
-            static_cast<void>(becomesTrue([&] { return imports.calls("ReleaseSemaphore") > 0; }));
-        });
-        EXPECT_EQ(imports.calls("ReleaseSemaphore"), 1U);
-    }
-}
-
 /// Threads that throw without memory and stay, until there is no reserve for one more.
 void exhaustTheReserveForExceptions() {
     const ModuleUnderTest module;
@@ -183,7 +140,9 @@ void exhaustTheReserveForExceptions() {
         (*static_cast<decltype(throwAndStay)*>(pBody))();
         return 0;
     };
-    setMemory(imports, reinterpret_cast<const void*>(&noMemory));
+    for (const char* const function : {"malloc", "calloc", "realloc", "HeapAlloc"}) {
+        imports.redirect(function, reinterpret_cast<const void*>(&noMemory));
+    }
     for (int thread = 0; thread < 65; ++thread) {
         const KernelHandle started(::CreateThread(nullptr, 0, run, &throwAndStay, 0, nullptr));
         ::WaitForSingleObject(thrown.get(), 5000);
