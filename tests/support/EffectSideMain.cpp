@@ -5,11 +5,16 @@
 #include "platform/AudioEngineAllocator.h"
 #include "support/BuildingEffects.h"
 #include "support/CommandLoop.h"
+#include "support/SettingsWriter.h"
 #include "system/WinHandles.h"
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <filesystem>
 #include <optional>
+#include <random>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -105,6 +110,45 @@ std::string attach(const std::string&) {
     return currentLevel();
 }
 
+std::atomic<bool> hostile{false};
+std::thread hostileThread;
+std::uint64_t hostileDeeds = 0;
+
+/// Rewrites the settings page, from "rewrite" on, or signals without a pause, until "stop".
+std::string beHostile(bool rewrites, const std::string& seed) {
+    hostile = true;
+    hostileThread = std::thread([rewrites, random = std::mt19937(std::stoul(seed))]() mutable {
+        // What the effect takes, and not, beside bytes of every value; NULs end the text in some places only.
+        static constexpr std::array<std::string_view, 8> lines{"Boost: 2147483647 dB 0\n",
+                                                               "Equalizer: 100 -3 1e30 nan 10000 1e999\n",
+                                                               "EnableOldApo:\n",
+                                                               "Maximizer: 60 dB -10\n",
+                                                               "Equalizer: 20 12 20000 -12\n",
+                                                               "Boost: -99 dB 1\nEqualizer: 1 6",
+                                                               "Maximizer: 1e38 dB inf\n",
+                                                               "\n#EnableOldApo:\nBoost: 120 dB 1\n"};
+        test::SettingsWriter page("");
+        for (hostileDeeds = 0; hostile; ++hostileDeeds) {
+            std::string bytes(random() % 8 == 0 ? 256 : 2, '\0');
+            std::generate(bytes.begin(), bytes.end(), [&random] { return static_cast<char>(random()); });
+            if (!rewrites) {
+                page.signal();
+            } else if (random() % 2 == 0) {
+                page.overwrite(random() % 3 * (random() % 100), lines[random() % lines.size()]);
+            } else {
+                page.overwrite(random() % 256, bytes);
+            }
+        }
+    });
+    return "ok";
+}
+
+std::string stopHostility() {
+    hostile = false;
+    hostileThread.join();
+    return std::to_string(hostileDeeds);
+}
+
 std::optional<test::BuildingEffects> buildingEffects;
 
 std::string makeEffects(const std::string& count) {
@@ -113,6 +157,12 @@ std::string makeEffects(const std::string& count) {
 }
 
 } // namespace
+
+/// For a logger library that calls back.
+extern "C" __declspec(dllexport) void LogAgain() {
+    QuelLog::instance().attach();
+    writeInfo("again");
+}
 
 int main() {
     using Text = const std::string&;
@@ -127,6 +177,9 @@ int main() {
         {"load", load},
         {"module", logInModule},
         {"effects", makeEffects},
+        {"rewrite", [](Text seed) { return beHostile(true, seed); }},
+        {"signal", [](Text seed) { return beHostile(false, seed); }},
+        {"stop", [](Text) { return stopHostility(); }},
         {"hold", [](Text) { return buildingEffects->hold(), "held"; }},
         {"release", [](Text) { return buildingEffects->release(), "released"; }},
         {"builds", [](Text count) { return std::to_string(buildingEffects->awaitBuilds(std::stoi(count))); }},

@@ -1,6 +1,6 @@
 // A logger library that keeps a record of what is asked of it, in the file that DOUBLE_LOGGER_FILE names, and
-// behaves as DOUBLE_LOGGER says: plain, null, throw, platform-throw, slow, detach-inside, detach-other,
-// detach-joined, detach-while-asked.
+// behaves as DOUBLE_LOGGER says: plain, null, throw, throw-level, platform-throw, slow, detach-inside, detach-other,
+// detach-joined, detach-while-asked, call-back, or a number, the level that it wants.
 
 #include "log/IQuelLoggerUser.h"
 #include "system/Locks.h"
@@ -13,6 +13,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -38,6 +39,15 @@ void misbehave() {
     }
     if (behaviour() == "platform-throw") {
         ::RaiseException(0xE06D7363, EXCEPTION_NONCONTINUABLE, 0, nullptr);
+    }
+}
+
+/// Has the program attach and write a line from inside a call of its own, but not from inside that again.
+void callBack() {
+    static bool inside = false;
+    if (behaviour() == "call-back" && !std::exchange(inside, true)) {
+        tovix::moduleExport<void()>(::GetModuleHandleW(nullptr), "LogAgain")();
+        inside = false;
     }
 }
 
@@ -69,11 +79,19 @@ public:
         return this;
     }
     void reserved() override { record("slot 2"); }
-    std::int32_t level() override { return 5; }
+    std::int32_t level() override {
+        callBack();
+        if (behaviour() == "throw-level") {
+            throw 1;
+        }
+        const int wanted = std::atoi(behaviour().c_str());
+        return wanted != 0 ? wanted : 5;
+    }
 
     void writeLine(const char* line) override {
         record(std::string("line ") + line);
         misbehave();
+        callBack();
         const std::string how = behaviour();
         if (how == "detach-inside") {
             detach(pUser);
@@ -96,6 +114,7 @@ extern "C" __declspec(dllexport) tovix::IQuelLogger* ProvideLogger(const wchar_t
                                                                    IQuelLoggerUser* pUser) {
     record("provide " + std::string(name, name + std::wcslen(name)) + " " + std::to_string(level));
     theLogger.pUser = pUser;
+    callBack();
     if (behaviour() == "detach-while-asked") {
         detach(pUser);
     }
@@ -107,5 +126,6 @@ extern "C" __declspec(dllexport) tovix::IQuelLogger* ProvideLogger(const wchar_t
 
 extern "C" __declspec(dllexport) void ReleaseLogger(tovix::IQuelLogger* pLogger, IQuelLoggerUser* pUser) {
     record(pLogger == &theLogger && pUser == theLogger.pUser ? "release" : "release of something else");
+    callBack();
     misbehave();
 }

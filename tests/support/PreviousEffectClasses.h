@@ -12,7 +12,7 @@ enum class PreviousEffectKind : std::uint32_t {
     halving,
     /// The same with a record of 88 bytes, because it has `IAudioSystemEffects2`.
     halvingLonger,
-    /// Halves too, but takes its time to negotiate and longer than a block lasts for each block.
+    /// Halves too, but takes its time for every call, longer than a block lasts.
     slow,
     /// Halves every second block and marks the others silent, leaving noise in them.
     everySecondSilent,
@@ -20,6 +20,8 @@ enum class PreviousEffectKind : std::uint32_t {
     unmakable,
     /// Made with success, but null.
     missing,
+    makingThrows,
+    queryThrows,
     initializeFails,
     initializeThrows,
     /// Takes 88 bytes only, although it lacks `IAudioSystemEffects2`.
@@ -41,11 +43,17 @@ enum class PreviousEffectKind : std::uint32_t {
     negotiationThrows,
     lockFails,
     lockThrows,
+    /// Locks with a success that the interface does not have.
+    locksWithAnotherCode,
+    latencyThrows,
     unlockThrows,
+    unlockFails,
     /// Gives the reference back, and then throws.
     releaseThrows,
     /// Throws in its second block, as the platform's compiler would.
     processThrows,
+    /// Says that it were a million frames and not valid, and takes the buffers out of both connections.
+    processLies,
     count
 };
 

@@ -2,23 +2,22 @@
 
 #include "support/EngineSide.h"
 
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tovix::test {
 
-/// A previous effect that records its calls and the release of the last reference but its owner's, can fail at each
-/// call, and fills every frame of its output with
-/// 0.01 in the first channel, 0.02 in the second, and so on.
+/// A previous effect that records its calls and the release of the last reference but its owner's, can fail and call
+/// back at each call, and fills every frame of its output with 0.01 in the first channel, 0.02 in the second, and so
+/// on.
 class PreviousEffectDouble final : public IAudioProcessingObject,
                                    public IAudioProcessingObjectRT,
                                    public IAudioProcessingObjectConfiguration {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
         *ppv = nullptr;
-        if (throwsOverReferences) {
-            throw E_FAIL;
-        }
         if (IsEqualIID(riid, IID_IAudioProcessingObjectRT)) {
             *ppv = static_cast<IAudioProcessingObjectRT*>(this);
         } else if (IsEqualIID(riid, IID_IAudioProcessingObjectConfiguration)) {
@@ -32,17 +31,14 @@ public:
     ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
     ULONG STDMETHODCALLTYPE Release() override {
         if (--references == 1) {
-            calls.emplace_back("released");
-        }
-        if (throwsOverReferences) {
-            throw E_FAIL;
+            called("released");
         }
         return references;
     }
 
     HRESULT STDMETHODCALLTYPE Reset() override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetLatency(HNSTIME* pTime) override {
-        calls.emplace_back("latency");
+        called("latency");
         *pTime = latency;
         return done(latencyResult);
     }
@@ -50,7 +46,7 @@ public:
     HRESULT STDMETHODCALLTYPE Initialize(UINT32, BYTE*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE IsInputFormatSupported(IAudioMediaType* pOpposite, IAudioMediaType* pRequested,
                                                      IAudioMediaType** ppSupported) override {
-        calls.emplace_back("negotiate");
+        called("negotiate");
         negotiated = {pOpposite, pRequested};
         if (formatResult == S_OK || pProposal != nullptr) {
             *ppSupported = formatResult == S_OK ? pRequested : pProposal;
@@ -60,14 +56,14 @@ public:
     }
     HRESULT STDMETHODCALLTYPE IsOutputFormatSupported(IAudioMediaType*, IAudioMediaType*,
                                                       IAudioMediaType**) override {
-        calls.emplace_back("negotiate output");
+        called("negotiate output");
         return E_NOTIMPL;
     }
     HRESULT STDMETHODCALLTYPE GetInputChannelCount(UINT32*) override { return E_NOTIMPL; }
 
     HRESULT STDMETHODCALLTYPE LockForProcess(UINT32 inputCount, APO_CONNECTION_DESCRIPTOR** ppInputs,
                                              UINT32 outputCount, APO_CONNECTION_DESCRIPTOR** ppOutputs) override {
-        calls.emplace_back("lock");
+        called("lock");
         arguments = {inputCount, ppInputs, outputCount, ppOutputs};
         UNCOMPRESSEDAUDIOFORMAT output{};
         ppOutputs[0]->pFormat->GetUncompressedAudioFormat(&output);
@@ -78,13 +74,13 @@ public:
         return done(lockResult);
     }
     HRESULT STDMETHODCALLTYPE UnlockForProcess() override {
-        calls.emplace_back("unlock");
+        called("unlock");
         return done(unlockResult);
     }
 
     void STDMETHODCALLTYPE APOProcess(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
                                       APO_CONNECTION_PROPERTY** ppOutputs) noexcept override {
-        calls.emplace_back("process");
+        called("process");
         arguments = {inputCount, ppInputs, outputCount, ppOutputs};
         auto* const pSamples = reinterpret_cast<float*>(ppOutputs[0]->pBuffer);
         for (std::size_t i = 0; i < ppInputs[0]->u32ValidFrameCount * frame.size(); ++i) {
@@ -96,8 +92,6 @@ public:
 
     /// Throws its result codes instead of returning them.
     bool throws = false;
-    /// Throws when it is asked for an interface, and after it has been given one back.
-    bool throwsOverReferences = false;
     HRESULT formatResult = S_OK;
     IAudioMediaType* pProposal = nullptr;
     HRESULT lockResult = S_OK;
@@ -107,6 +101,10 @@ public:
     /// What it writes, as of the last lock.
     std::vector<float> frame;
 
+    /// Calls back during the next of these calls, once.
+    std::string callingBack;
+    std::function<void()> callBack;
+
     std::vector<std::string> calls;
     /// What the last negotiation was about: the opposite format, the requested one.
     std::pair<const void*, const void*> negotiated;
@@ -115,6 +113,13 @@ public:
     ULONG references = 1;
 
 private:
+    void called(const char* method) {
+        calls.emplace_back(method);
+        if (method == callingBack) {
+            callingBack.clear();
+            callBack();
+        }
+    }
     [[nodiscard]] HRESULT done(HRESULT result) const {
         if (throws) {
             throw result;

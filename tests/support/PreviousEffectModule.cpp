@@ -18,11 +18,18 @@ using Kind = PreviousEffectKind;
 
 std::atomic<long> objectsAlive{0};
 
-/// Neither processing may keep the engine's threads, nor a negotiation.
-constexpr DWORD slowMs = 20;
-
 void throwAsThePlatformDoes() {
     ::RaiseException(0xE06D7363, EXCEPTION_NONCONTINUABLE, 0, nullptr);
+}
+
+/// What every method begins with; one kind throws in it.
+void enter(Kind kind, Kind throwing = Kind::count) {
+    if (kind == Kind::slow) {
+        ::Sleep(20);
+    }
+    if (kind == throwing) {
+        throwAsThePlatformDoes();
+    }
 }
 
 /// A format that no sound has. The library owns a reference.
@@ -38,6 +45,7 @@ public:
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
         *ppv = nullptr;
+        enter(m_kind, IsEqualIID(riid, IID_IUnknown) ? Kind::count : Kind::queryThrows);
         if (m_kind == Kind::givesNoInterface && !IsEqualIID(riid, IID_IUnknown)) {
             return S_OK;
         }
@@ -58,11 +66,9 @@ public:
     }
     ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
     ULONG STDMETHODCALLTYPE Release() override {
-        const bool throws = m_kind == Kind::releaseThrows;
+        const Kind kind = m_kind;
         const ULONG left = giveBack();
-        if (throws) {
-            throwAsThePlatformDoes();
-        }
+        enter(kind, Kind::releaseThrows);
         return left;
     }
     ULONG giveBack() {
@@ -76,17 +82,17 @@ public:
     HRESULT STDMETHODCALLTYPE Reset() override { return S_OK; }
     HRESULT STDMETHODCALLTYPE GetLatency(HNSTIME* pTime) override {
         *pTime = 0;
+        enter(m_kind, Kind::latencyThrows);
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE GetRegistrationProperties(APO_REG_PROPERTIES**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Initialize(UINT32 sizeBytes, BYTE* pBytes) override {
-        if (m_kind == Kind::initializeThrows) {
-            throwAsThePlatformDoes();
-        }
+        enter(m_kind, Kind::initializeThrows);
         return m_kind != Kind::initializeFails && isRightRecord(sizeBytes, pBytes) ? S_OK : E_INVALIDARG;
     }
     HRESULT STDMETHODCALLTYPE IsInputFormatSupported(IAudioMediaType*, IAudioMediaType* pRequested,
                                                      IAudioMediaType** ppSupported) override {
+        enter(m_kind, Kind::negotiationThrows);
         switch (m_kind) {
         case Kind::acceptsNothing:
             return S_OK;
@@ -98,12 +104,6 @@ public:
             nonsense.AddRef();
             *ppSupported = &nonsense;
             return S_FALSE;
-        case Kind::negotiationThrows:
-            throwAsThePlatformDoes();
-            break;
-        case Kind::slow:
-            ::Sleep(slowMs);
-            break;
         default:
             break;
         }
@@ -123,27 +123,19 @@ public:
         ppInputs[0]->pFormat->GetUncompressedAudioFormat(&format);
         m_channels = format.dwSamplesPerFrame;
         m_blocks = 0;
-        if (m_kind == Kind::lockThrows) {
-            throwAsThePlatformDoes();
-        }
-        return m_kind == Kind::lockFails ? E_OUTOFMEMORY : S_OK;
+        enter(m_kind, Kind::lockThrows);
+        const HRESULT success = m_kind == Kind::locksWithAnotherCode ? anotherSuccess : S_OK;
+        return m_kind == Kind::lockFails ? E_OUTOFMEMORY : success;
     }
     HRESULT STDMETHODCALLTYPE UnlockForProcess() override {
-        if (m_kind == Kind::unlockThrows) {
-            throwAsThePlatformDoes();
-        }
-        return S_OK;
+        enter(m_kind, Kind::unlockThrows);
+        return m_kind == Kind::unlockFails ? E_OUTOFMEMORY : S_OK;
     }
 
     void STDMETHODCALLTYPE APOProcess(UINT32, APO_CONNECTION_PROPERTY** ppInputs, UINT32,
                                       APO_CONNECTION_PROPERTY** ppOutputs) noexcept override {
         const bool isSecond = m_blocks++ % 2 == 1;
-        if (isSecond && m_kind == Kind::processThrows) {
-            throwAsThePlatformDoes();
-        }
-        if (m_kind == Kind::slow) {
-            ::Sleep(slowMs);
-        }
+        enter(m_kind, isSecond ? Kind::processThrows : Kind::count);
         const auto* const pIn = reinterpret_cast<const float*>(ppInputs[0]->pBuffer);
         auto* const pOut = reinterpret_cast<float*>(ppOutputs[0]->pBuffer);
         std::transform(pIn, pIn + std::size_t{ppInputs[0]->u32ValidFrameCount} * m_channels, pOut,
@@ -151,6 +143,10 @@ public:
         const bool isSilent = isSecond && m_kind == Kind::everySecondSilent;
         ppOutputs[0]->u32ValidFrameCount = ppInputs[0]->u32ValidFrameCount;
         ppOutputs[0]->u32BufferFlags = isSilent ? BUFFER_SILENT : BUFFER_VALID;
+        if (m_kind == Kind::processLies) {
+            *ppOutputs[0] = {0, 1000000, BUFFER_INVALID, 0};
+            ppInputs[0]->pBuffer = 0;
+        }
     }
     UINT32 STDMETHODCALLTYPE CalcInputFrames(UINT32 frames) noexcept override { return frames; }
     UINT32 STDMETHODCALLTYPE CalcOutputFrames(UINT32 frames) noexcept override { return frames; }
@@ -191,6 +187,7 @@ public:
     ULONG STDMETHODCALLTYPE Release() override { return 1; }
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID riid, void** ppv) override {
         *ppv = nullptr;
+        enter(kind, Kind::makingThrows);
         if (kind == Kind::unmakable) {
             return E_ACCESSDENIED;
         }

@@ -2,6 +2,8 @@
 
 #include "system/WinHandles.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -25,6 +27,11 @@ public:
         m_view.get()[text.size()] = '\0';
     }
 
+    /// Rewrites any bytes of the page.
+    void overwrite(std::size_t position, std::string_view bytes) {
+        std::memcpy(m_view.get() + position, bytes.data(), std::min(bytes.size(), pageBytes - position));
+    }
+
     [[nodiscard]] std::string text() const { return m_view.get(); }
 
     void signal() { ::SetEvent(m_event.get()); }
@@ -35,7 +42,7 @@ public:
     }
 
 private:
-    static constexpr DWORD pageBytes = 256;
+    static constexpr std::size_t pageBytes = 256;
 
     KernelHandle m_mapping;
     MappedView<char> m_view;

@@ -20,8 +20,9 @@ HRESULT PreviousEffectSlot::fill(IUnknown& previousEffect) noexcept {
 }
 
 void PreviousEffectSlot::setLocked(bool locked) noexcept {
-    m_isLocked = locked;
-    m_pProcessing.store(locked ? m_pOldApoRT.get() : nullptr, std::memory_order_release);
+    // Its locking may have called back and emptied the slot.
+    m_isLocked = locked && m_pOldApoConfig;
+    m_pProcessing.store(m_isLocked ? m_pOldApoRT.get() : nullptr, std::memory_order_release);
 }
 
 HRESULT PreviousEffectSlot::unlock() noexcept {

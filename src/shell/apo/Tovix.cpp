@@ -190,8 +190,9 @@ HRESULT Tovix::lock(StreamLock& stream) {
         m_previousEffect.setLocked(previousLocked);
         m_channels = stream.channels(hasPreviousEffect);
         m_effectManager.initializeManager(stream.streamFormat(hasPreviousEffect));
-    } else if (previousLocked && !m_previousEffect.isLocked()) {
-        // A lock that fails leaves everything as it was, the previous effect included.
+    } else if (previousLocked && m_previousEffect.present() && !m_previousEffect.isLocked()) {
+        // A lock that fails leaves everything as it was, the previous effect included, unless that has taken itself
+        // out.
         static_cast<void>(m_previousEffect.unlock());
     }
     return hr;

@@ -14,6 +14,10 @@ namespace {
 
 constinit SignalRelay updateSignals;
 
+/// Between a creation signal that came without a page and the next one that counts: long beside what a look costs,
+/// short beside what a user notices and the limit for the thread's end.
+constexpr DWORD earlySignalPauseMs = 50;
+
 FunctionLog logOf(const char* function, const void* pManager) noexcept {
     return {function, "helpers\\ConfigHelper", pManager};
 }
@@ -145,6 +149,10 @@ DWORD ApoConfigManager::SharedDataCreateThread(void* pWait) noexcept {
         }
         log.info("Wait for shared config data creation succeeded. Trying to open shared config data...");
         over = OpenSharedConfigData(*wait, heard);
+        if (!over) {
+            // An event that another program has made may stay signalled, and must not keep a core busy.
+            ::Sleep(earlySignalPauseMs);
+        }
     }
     wait->end();
     return 0;

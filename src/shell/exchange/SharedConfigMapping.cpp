@@ -29,9 +29,22 @@ void SharedConfigMapping::writeText(const PageBytes& text) noexcept {
     std::memcpy(m_pView.get(), text.data(), ::strnlen(text.data(), text.size() - 1) + 1);
 }
 
+/// Whoever made the section chose how it is backed: one whose memory is only reserved, or an image of a program,
+/// gives a view that faults where it is read or written.
+bool SharedConfigMapping::isUsable() const noexcept {
+    MEMORY_BASIC_INFORMATION memory{};
+    return ::VirtualQuery(m_pView.get(), &memory, sizeof memory) != 0 && memory.State == MEM_COMMIT &&
+           (memory.Protect == PAGE_READWRITE || memory.Protect == PAGE_EXECUTE_READWRITE) &&
+           memory.RegionSize >= settingsPageBytes;
+}
+
 IpcsResult SharedConfigMapping::mapView() noexcept {
     m_pView.reset(
         static_cast<char*>(::MapViewOfFile(m_hMapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, settingsPageBytes)));
+    if (m_pView && !isUsable()) {
+        m_pView.reset();
+        ::SetLastError(ERROR_INVALID_ADDRESS);
+    }
     return m_pView ? IPCS_OK : IPCS_MAP_FAILED;
 }
 

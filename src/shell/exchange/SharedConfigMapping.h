@@ -23,7 +23,7 @@ enum IpcsResult : std::uint32_t {
     IPCS_OK = 0,
     IPCS_OPEN_FAILED = 1,
     IPCS_CREATE_FAILED = 2,
-    /// The mapping handle stays in the object.
+    /// There is no view of the section, or none that can be read and written. The mapping handle stays in the object.
     IPCS_MAP_FAILED = 3,
     /// The object holds a mapping handle or a view already; nothing was done, not even to the last error.
     IPCS_ALREADY_OPEN = 4,
@@ -50,6 +50,7 @@ public:
 
 private:
     [[nodiscard]] bool isOpen() const noexcept { return m_hMapping != nullptr || m_pView != nullptr; }
+    [[nodiscard]] bool isUsable() const noexcept;
     IpcsResult mapView() noexcept;
 
     KernelHandle m_hMapping;

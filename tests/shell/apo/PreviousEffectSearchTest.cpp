@@ -177,9 +177,12 @@ std::vector<float> heardBehind(Kind kind) {
     EXPECT_TRUE(SUCCEEDED(negotiation.result));
     EXPECT_EQ(negotiation.pHandedOut, &format);
     EXPECT_EQ(effect.lock(format, format, 4), S_OK);
+    HNSTIME time = 0;
+    EXPECT_EQ(effect.apo->GetLatency(&time), S_OK);
     std::vector<float> heard;
     for (int i = 0; i < 2; ++i) {
         heard.push_back(effect.process(std::vector<float>(8, 1.0F), 2, 2).back());
+        EXPECT_EQ(effect.output.u32ValidFrameCount, 4U);
     }
     EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
     return heard;
@@ -203,8 +206,11 @@ TEST(PreviousEffectFromCom, IsHeardOrLeftOutWithOneWarningWhateverItDoes) {
         {Kind::slow, heard},
         {Kind::everySecondSilent, {0.5F, 0.0F}},
         {Kind::processThrows, {0.5F, 1.0F}},
+        {Kind::processLies, heard},
         {Kind::unmakable, alone, "", E_ACCESSDENIED},
         {Kind::missing, alone, "", E_POINTER},
+        {Kind::makingThrows, alone, "", E_FAIL},
+        {Kind::queryThrows, alone, "", E_FAIL},
         {Kind::initializeFails, alone, "", E_INVALIDARG},
         {Kind::initializeThrows, alone, "", E_FAIL},
         {Kind::initializeWantsAnotherSize, alone, "", E_INVALIDARG},
@@ -219,7 +225,10 @@ TEST(PreviousEffectFromCom, IsHeardOrLeftOutWithOneWarningWhateverItDoes) {
         {Kind::negotiationThrows, alone, refused(E_FAIL)},
         {Kind::lockFails, alone, lock + failed(E_OUTOFMEMORY)},
         {Kind::lockThrows, alone, lock + failed(E_FAIL)},
+        {Kind::locksWithAnotherCode, heard},
+        {Kind::latencyThrows, heard},
         {Kind::unlockThrows, heard, unlock + failed(E_FAIL)},
+        {Kind::unlockFails, heard, unlock + failed(E_OUTOFMEMORY)},
         {Kind::releaseThrows, heard},
     };
     static_assert(std::size(cases) == static_cast<std::size_t>(Kind::count));

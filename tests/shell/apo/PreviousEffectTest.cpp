@@ -33,6 +33,14 @@ protected:
     std::vector<float> process(DWORD inputChannels, DWORD outputChannels) {
         return effect.process(std::vector<float>(blockFrames * inputChannels, quiet), inputChannels, outputChannels);
     }
+    HRESULT negotiateStereo() {
+        FormatDouble format(floatFormat(2));
+        return negotiate(*effect.apo, &format, &format).result;
+    }
+    HRESULT latency() {
+        HNSTIME time = 0;
+        return effect.apo->GetLatency(&time);
+    }
     bool runs() { return std::count(previous.calls.begin(), previous.calls.end(), "process") > 0; }
 
     static constexpr UINT32 blockFrames = 16;
@@ -119,23 +127,56 @@ TEST_F(PreviousEffect, FailureToLockOrUnlockNeverFailsTheEffect) {
     for (const bool throws : {false, true}) {
         previous.throws = throws;
         ASSERT_EQ(lock(2, 2), S_OK);
-        HNSTIME time = 0;
-        EXPECT_EQ(effect.apo->GetLatency(&time), S_OK);
+        EXPECT_EQ(latency(), S_OK);
         expectBoosted(process(2, 2), {quiet, quiet});
         EXPECT_FALSE(runs());
         EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
     }
-    FormatDouble format(floatFormat(2));
-    EXPECT_EQ(negotiate(*effect.apo, &format, &format).result, S_OK);
+    EXPECT_EQ(negotiateStereo(), S_OK);
 }
 
-TEST_F(PreviousEffect, ThatThrowsWhenItIsTakenOrGivenBackIsNotThere) {
-    previous.throwsOverReferences = true;
-    EXPECT_EQ(fill(), E_FAIL);
+TEST_F(PreviousEffect, ThatCallsTheEffectFromAnyOfItsMethodsLeavesItWhole) {
+    const std::pair<const char*, std::function<HRESULT()>> callBacks[] = {
+        {"initialize", [&] { return effect.initialize(); }},
+        {"lock", [&] { return lock(2, 2); }},
+        {"lock that fails", [&] { return effect.lock(floatFormat(2), floatFormat(2, 44100), blockFrames); }},
+        {"unlock", [&] { return effect.config->UnlockForProcess(); }},
+        {"negotiate", [&] { return negotiateStereo(); }},
+        {"latency", [&] { return latency(); }},
+        {"process",
+         [&] {
+             const auto connection = effect.output; // that of the block which goes on afterwards
+             process(2, 2);
+             effect.output = connection;
+             return S_OK;
+         }},
+        {"fill", [&] { return fill(); }},
+    };
+    for (const char* const method : {"negotiate", "lock", "latency", "process", "unlock", "released"}) {
+        for (const auto& [what, callBack] : callBacks) {
+            for (const float outputRateHz : {48000.0F, 44100.0F}) {
+                SCOPED_TRACE(testing::Message() << what << " from " << method << " into " << outputRateHz);
+                startAnew();
+                ASSERT_EQ(fill(), S_OK);
+                previous.callBack = [&, &run = callBack] { static_cast<void>(run()); };
+                previous.callingBack = method;
+                static_cast<void>(negotiateStereo());
+                effect.lock(floatFormat(2), floatFormat(2, outputRateHz), blockFrames);
+                static_cast<void>(latency());
+                process(2, 2);
+                effect.config->UnlockForProcess();
+                EXPECT_EQ(effect.initialize(), S_OK);
+                previous.callingBack.clear();
+                effect.config->UnlockForProcess();
+                ASSERT_EQ(fill(), S_OK);
+                ASSERT_EQ(lock(2, 2), S_OK);
+                expectBoosted(process(2, 2), previous.frame);
+                EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
+            }
+        }
+    }
+    startAnew();
     EXPECT_EQ(previous.references, 1U);
-    ASSERT_EQ(lock(2, 2), S_OK);
-    expectBoosted(process(2, 2), {quiet, quiet});
-    EXPECT_EQ(previous.calls, Calls{"released"});
 }
 
 TEST_F(PreviousEffect, IsNotLeftLockedWhenTheEffectsOwnLockFails) {
@@ -152,9 +193,8 @@ TEST_F(PreviousEffect, RemovedWhileLockedIsUnlockedAndReleasedAtTheUnlock) {
     const std::function<HRESULT()> removals[] = {
         [&] { return effect.initialize(); },
         [&] {
-            FormatDouble format(floatFormat(2));
             previous.formatResult = APOERR_FORMAT_NOT_SUPPORTED;
-            return negotiate(*effect.apo, &format, &format).result;
+            return negotiateStereo();
         },
     };
     for (const auto& remove : removals) {
