@@ -161,8 +161,8 @@ struct Evenness {
 };
 
 Evenness evennessOf(EngineRun& run) {
-    // A multiple of every cycle: of the tiles' 2, 3 or 4 blocks, and of a long block's 4 or 8 or 16.
-    constexpr std::size_t positions = 48;
+    // A multiple of every cycle: of the tiles' 2, 3 or 4 blocks, and of as many long blocks of up to 8.
+    constexpr std::size_t positions = 96;
     constexpr std::size_t cycles = 100;
     std::vector<std::vector<double>> ns(positions);
     std::vector<double> all;

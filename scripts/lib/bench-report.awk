@@ -1,12 +1,14 @@
 # Turns what the benchmarks measured into a page of tables, and into the table of a picture. POSIX awk.
 #   awk -v picture=TABLE.csv -f bench-report.awk bench/bars.csv FILE...
 # The files hold lines as bench/Measurements.h has them. A figure that was measured several times counts as the median of
-# its values; one of the rounds natively and under Wine as their least, as what disturbs a round makes it longer.
+# its values; the ratio of rounds natively and under Wine as the median of the rounds' own, as a processor's clock may
+# differ from round to round more than the sides do.
 
 BEGIN {
     FS = ","
     SUBSEP = ","
-    contestants = "fftw,avx2,avx512,zita uniform,zita threads,ffmpeg afir"
+    peers = "zita uniform,zita threads,ffmpeg afir,ffmpeg afir parts"
+    contestants = "fftw,avx2,avx512," peers
     # What has to be there for the bars over all of them.
     peer_blocks = "64,128,256,512,1024,2048,4096"
     grown_channels = "4,8,16,32,64"
@@ -59,16 +61,34 @@ function has(key) {
     return key in figure
 }
 
-function value_of(key,    count, i, j, value, sorted) {
-    count = times[key]
+# The median of `count` numbers of a list.
+function median(list, count,    i, j, sorted) {
     for (i = 1; i <= count; ++i) {
-        value = values[key, i]
-        for (j = i - 1; j > 0 && sorted[j] > value; --j) {
+        for (j = i - 1; j > 0 && sorted[j] > list[i]; --j) {
             sorted[j + 1] = sorted[j]
         }
-        sorted[j + 1] = value
+        sorted[j + 1] = list[i]
     }
-    return key ~ /^(native|Wine) / ? sorted[1] : sorted[int((count + 1) / 2)]
+    return sorted[int((count + 1) / 2)]
+}
+
+function value_of(key,    i, list) {
+    for (i = 1; i <= times[key]; ++i) {
+        list[i] = values[key, i]
+    }
+    return median(list, times[key])
+}
+
+# Sets the median of the rounds' ratios, where there are any.
+function set_round_ratio(key, above, below,    i, list, count) {
+    for (i = 1; i <= times[above] && i <= times[below]; ++i) {
+        if (values[below, i] > 0) {
+            list[++count] = values[above, i] / values[below, i]
+        }
+    }
+    if (count) {
+        set(key, median(list, count))
+    }
 }
 
 # Sets the ratio of two figures and returns 1 where both are there.
@@ -85,12 +105,13 @@ function text_of(key, form) {
     return has(key) && figure[key] > 0 ? sprintf(form, figure[key]) : ""
 }
 
-# How far the fastest engine is ahead of a peer where that is least; nothing unless all lengths of block are there.
-function derive_peer(peer,    i, count, block, key, ratio, least, slowest) {
+# How far an engine is ahead of a peer where that is least; nothing unless all lengths of block are there.
+function derive_peer(peer, engine,    i, count, block, name, key, ratio, least, slowest) {
     count = split(peer_blocks, block, ",")
+    name = engine " over " peer
     for (i = 1; i <= count; ++i) {
-        key = "ahead," block[i] ",2," peer
-        if (!set_ratio(key, "cost," block[i] ",2," peer, "cost," block[i] ",2," best)) {
+        key = "ahead," block[i] ",2," name
+        if (!set_ratio(key, "cost," block[i] ",2," peer, "cost," block[i] ",2," engine)) {
             return
         }
         ratio = figure[key]
@@ -99,8 +120,8 @@ function derive_peer(peer,    i, count, block, key, ratio, least, slowest) {
             slowest = block[i]
         }
     }
-    set("ahead,*,2," peer, least)
-    where["ahead,*,2," peer] = best " at " slowest " frames"
+    set("ahead,*,2," name, least)
+    where["ahead,*,2," name] = slowest " frames"
 }
 
 # The dearest sample of one channel with more channels than two, over that of stereo; nothing unless all numbers of
@@ -122,7 +143,7 @@ function derive_growth(engine,    i, count, channels, key, ratio, largest, deare
     where["growth,480,64," engine] = dearest " channels"
 }
 
-function derive(    key, part, count, engines, i) {
+function derive(    key, part, count, engines, i, peer, peer_count, p) {
     for (key in times) {
         set(key, value_of(key))
     }
@@ -136,9 +157,9 @@ function derive(    key, part, count, engines, i) {
             set(part[1] "," part[2] "," part[3] ",in force", figure[key])
             where[part[1] "," part[2] "," part[3] ",in force"] = part[4]
         } else if (part[1] == "Wine filter") {
-            set_ratio("Wine over native," part[2] "," part[3] "," part[4], key, "native filter," part[2] "," part[3] "," part[4])
+            set_round_ratio("Wine over native," part[2] "," part[3] "," part[4], key, "native filter," part[2] "," part[3] "," part[4])
         } else if (part[1] == "Wine block") {
-            set_ratio("library over core," part[2] "," part[3] "," part[4], key, "native block," part[2] "," part[3] "," part[4])
+            set_round_ratio("library over core," part[2] "," part[3] "," part[4], key, "native block," part[2] "," part[3] "," part[4])
         } else if (part[1] == "filter" && part[3] == 12) {
             set_ratio("12 channels over 8," part[2] ",12," part[4], key, "filter," part[2] ",8," part[4])
             if (has("12 channels over 8," part[2] ",12," part[4])) {
@@ -146,17 +167,18 @@ function derive(    key, part, count, engines, i) {
             }
         }
     }
-    count = split("zita uniform,zita threads,ffmpeg afir", engines, ",")
-    for (i = 1; i <= count; ++i) {
-        derive_peer(engines[i])
-    }
     count = split("avx2,avx512", engines, ",")
+    peer_count = split(peers, peer, ",")
     for (i = 1; i <= count; ++i) {
         derive_growth(engines[i])
+        for (p = 1; p <= peer_count; ++p) {
+            derive_peer(peer[p], engines[i])
+        }
     }
 }
 
 function outcome_of(who, key, relation, bar) {
+    sub(/ over .*/, "", who)
     if ((who == "avx2" || who == "avx512") && best != "" && !(who in is_there)) {
         return "skipped"
     }
@@ -260,7 +282,7 @@ function print_windows(    key, part, rest) {
 function sides_of(what, rest,    native, wine) {
     native = "native " what rest
     wine = "Wine " what rest
-    set_ratio("sides of " what rest, wine, native)
+    set_round_ratio("sides of " what rest, wine, native)
     return " " text_of(native, "%.3g") " | " text_of(wine, "%.3g") " | " text_of("sides of " what rest, "%.2f") " |"
 }
 
@@ -268,20 +290,22 @@ END {
     derive()
     print "## Bars\n"
     print "gain: how many times faster than `fftw`, the reference, with its SSE2 kernels; smallest gain: over many block"
-    print "lengths; cold gain: with caches that hold nothing. ahead: how many times dearer a peer is than the engine in force,"
-    print "where that is least. flat position: the dearest block of a cycle over the mean, by medians; flat 99 %: what 99 % of"
+    print "lengths; cold gain: with caches that hold nothing. ahead: how many times dearer a peer is than an engine, where that"
+    print "is least. flat position: the dearest block of a cycle over the mean, by medians; flat 99 %: what 99 % of"
     print "the blocks stay below, over the median; of seven runs the quietest. set-up: ms. memory: KiB per channel. growth: per"
     print "channel, over stereo. limiter gain: over the limiter frame by frame. filter: ns per frame. change: ms from the"
     print "signal to the return of the block with the first changed sample.\n"
     print_bars()
     print "\n## Cost over block size\n\nStereo, 16384 taps; ns per sample of one channel, and the batches that were kept of all. Of \"zita threads\" and"
-    print "\"ffmpeg afir\" the processor time of all threads counts.\n"
+    print "\"ffmpeg afir\" the processor time of all threads counts; zita's includes the copies of the sound into and out of"
+    print "its buffers. \"zita uniform\" and \"ffmpeg afir\" have partitions of one block each, \"zita threads\" and"
+    print "\"ffmpeg afir parts\" ones that grow, to 8192 frames.\n"
     print_costs()
     print "\n![Cost over block size](bench.svg)\n"
     print "## Bound\n\nNs per sample of one channel: what the sums over the partitions and the transforms take at the rate of"
     print "multiply-adds that wait for nothing, and what reading the spectra takes; docs/cost.md says how.\n"
     print_bounds()
-    print "\n## Native and Windows\n\nNs per frame, in the quietest round of each. \"filter\" is the core's code in a program of its own, \"block\" the"
+    print "\n## Native and Windows\n\nNs per frame, medians of the rounds; the ratios are medians of those within a round. \"filter\" is the core's code in a program of its own, \"block\" the"
     print "whole effect: natively the core, under Wine the library. Each block begins with a copy of the sound into it: a"
     print "filter's by a kernel of our own, a whole block's by the C library. \"Native\" and \"Wine\" are what is left when the"
     print "time of such copies alone is taken off; the bars \"Wine over native\" and \"library over core\" are judged on that."

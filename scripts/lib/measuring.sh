@@ -4,6 +4,14 @@ measured=$root/out/bench
 native_bin=$root/build/native/bin
 peer_blocks=(64 128 256 512 1024 2048 4096)
 
+# Says so where other work would be measured along.
+expect_quiet() {
+    local load
+    load=$(cut -d' ' -f1 /proc/loadavg)
+    awk -v load="$load" 'BEGIN { exit !(load > 0.5) }' || return 0
+    say "the machine is at work (load $load): the figures will be of both"
+}
+
 # measure FILE PROGRAM [ARGUMENT...]: adds the program's lines to the file; what fails is told, and missing on the page.
 measure() {
     "${@:2}" >>"$1" </dev/null || say "failed: $(basename "$2") ${*:3}"
@@ -37,10 +45,10 @@ prepare_afir() {
     head -c $((afir_noise_seconds * 48000 * 4)) /dev/urandom >"$measured/noise.s16"
 }
 
-# afir_line BLOCK SAMPLES: from lines with the seconds of a run with afir and of one without, what afir costs. The
+# afir_line NAME BLOCK SAMPLES: from lines with the seconds of a run with afir and of one without, what afir costs. The
 # median of the pairs in which neither took more than 1.2 times as long as the fastest of its kind, as Batches has it.
 afir_line() {
-    awk -v block="$1" -v samples="$2" '
+    awk -v name="$1" -v block="$2" -v samples="$3" '
         { with[NR] = $1; without[NR] = $2 }
         NR == 1 || $1 < least_with { least_with = $1 }
         NR == 1 || $2 < least_without { least_without = $2 }
@@ -55,20 +63,21 @@ afir_line() {
                 }
             }
             if (kept) {
-                printf "cost,%d,2,ffmpeg afir,%.4g,%d,%d\n", block, 1e9 * sorted[int((kept + 1) / 2)] / samples, kept, NR
+                printf "cost,%d,2,%s,%.4g,%d,%d\n", block, name, 1e9 * sorted[int((kept + 1) / 2)] / samples, kept, NR
             }
         }'
 }
 
-# measure_afir BLOCK: what afir costs beyond a run without it, from runs in turn.
+# measure_afir BLOCK LONGEST NAME: what afir costs beyond a run without it, from runs in turn, with partitions that grow
+# from one block to the longest.
 measure_afir() {
     local i rounds=5 input='[0]aformat=sample_fmts=fltp' taps='[1]pan=stereo|c0=c0|c1=c0' without with
     for ((i = 0; i < rounds; ++i)); do
         without=$(afir_seconds "$input[out];${taps},anullsink") &&
-            with=$(afir_seconds "$input[in];$taps[ir];[in][ir]afir=minp=$1:maxp=$1[out]") ||
+            with=$(afir_seconds "$input[in];$taps[ir];[in][ir]afir=minp=$1:maxp=$2[out]") ||
             { say "failed: afir at $1 frames" >&2 && return; }
         printf '%s %s\n' "$with" "$without"
-    done | afir_line "$1" $((afir_noise_seconds * 48000 * 2)) >>"$measured/native.csv"
+    done | afir_line "$3" "$1" $((afir_noise_seconds * 48000 * 2)) >>"$measured/native.csv"
 }
 
 # compare SWEEP: all that is measured natively.
@@ -77,6 +86,7 @@ compare() {
     configure_and_build native tovix-compare-engines tovix-equalizer-figures tovix-filter-costs tovix-limiter-gains ||
         exit
     : >"$file"
+    expect_quiet
     describe "$measured/native.md" g++ libfftw3-single3 libzita-convolver4 ffmpeg
     measure "$file" "$figures" engines
     say "set-up and memory"
@@ -98,7 +108,10 @@ compare() {
         say "all peers at $block frames"
         measure "$file" "$engines" cost "$block"
         measure "$file" "$figures" bound "$block"
-        [ -z "$has_afir" ] || measure_afir "$block"
+        if [ -n "$has_afir" ]; then
+            measure_afir "$block" "$block" "ffmpeg afir"
+            measure_afir "$block" 8192 "ffmpeg afir parts"
+        fi
     done
     rm -f "$measured/noise.s16" "$measured/taps.f32"
     say "other numbers of channels"
@@ -123,6 +136,7 @@ compare_with_windows() {
     configure_and_build native tovix-filter-costs || exit
     configure_and_build windows tovix-filter-costs tovix-settings-latency Tovix64 || exit
     : >"$file"
+    expect_quiet
     describe "$measured/windows.md" g++ g++-mingw-w64-x86-64-posix wine64
     local rounds=15
     for ((round = 1; round <= rounds; ++round)); do
