@@ -1,3 +1,4 @@
+#include "support/ForcedEngine.h"
 #include "convolution/ConvolverEngine.h"
 
 #include <cstdio>
@@ -11,14 +12,22 @@ namespace {
 bool forceNamedEngine() noexcept {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody else runs yet
     const char* const pName = std::getenv("TOVIX_TEST_ENGINE");
-    if (pName != nullptr && *pName != '\0' && !forceConvolverEngine(pName)) {
+    if (pName == nullptr || *pName == '\0') {
+        return false;
+    }
+    if (!forceConvolverEngine(pName)) {
         std::fprintf(stderr, "TOVIX_TEST_ENGINE: this processor has no engine \"%s\".\n", pName);
         std::_Exit(EXIT_FAILURE);
     }
     return true;
 }
 
-[[maybe_unused]] const bool forced = forceNamedEngine();
+const bool isNamed = forceNamedEngine();
 
 } // namespace
+
+bool isEngineNamed() noexcept {
+    return isNamed;
+}
+
 } // namespace tovix::test

@@ -30,12 +30,12 @@ ChannelList EffectEqualizer::setup(float sampleRateHz, std::uint32_t maxFrames, 
     }
     const ConvolverEngine& engine = convolverEngine();
     m_pConvolver = engine.make({{h.data(), m_tapCount}, maxFrames, static_cast<std::uint32_t>(channels.size())});
-    if (m_standsIn) {
+    if (!m_pConvolver || m_standsIn) {
         return channels;
     }
     const FunctionLog log("EffectEqualizer::setup", "filters\\EffectEqualizer", this);
     log.info("Convolution engine: ", engine.name);
-    if (m_pConvolver && !engine.blocksAllocateNothing(maxFrames)) {
+    if (!engine.blocksAllocateNothing(maxFrames)) {
         log.warning("The block length has a prime factor above 31, with which FFTW allocates in every block: ",
                     maxFrames);
     }

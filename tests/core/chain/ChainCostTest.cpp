@@ -3,7 +3,7 @@
 #include "chain/ChainBuilder.h"
 #include "chain/StagePlanner.h"
 #include "filters/EffectBoost.h"
-#include "support/FastestAgain.h"
+#include "support/ChosenAgain.h"
 #include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
@@ -111,7 +111,7 @@ std::vector<float> play(FilterChain& chain, const StreamFormat& format) {
 
 TEST(ChainCost, ATrialLeavesNoTraceInTheSoundTheProcessLevelOrTheLog) {
     constexpr const char* text = "Boost: 60 dB 0\nEqualizer: 100 6 1000 -12 9000 9\nBoost: 90 dB 1\nMaximizer: 20 dB";
-    const FastestAgain atEnd;
+    const ChosenAgain atEnd;
     for (const ConvolverEngine* const pEngine : availableConvolverEngines()) {
         SCOPED_TRACE(pEngine->name);
         ASSERT_TRUE(forceConvolverEngine(pEngine->name));
@@ -179,7 +179,7 @@ TEST(ChainCost, LetsTheWidestFormatsPassAndNoChainThatStarvesThem) {
                     static_cast<double>(steadyNanoseconds() - tryStart) * 1e-6);
         EXPECT_TRUE(cost.fits() || slowedDown);
     }
-    const FastestAgain atEnd;
+    const ChosenAgain atEnd;
     ASSERT_TRUE(forceConvolverEngine("fftw"));
     Built built({192000.0F, 0, 8, 8, 0x63F, 16});
     std::string text;

@@ -7,8 +7,8 @@
 #include "convolution/FftPlan.h"
 #include "filters/EffectEqualizer.h"
 
+#include "support/ChosenAgain.h"
 #include "support/DirectConvolution.h"
-#include "support/FastestAgain.h"
 
 #include <gtest/gtest.h>
 
@@ -83,7 +83,7 @@ TEST(RefusedMemory, OfAnEqualizerLeavesItInert) {
     // Not a multiple of 4, so that the gap takes its memory too, and many taps for it, so that the tail does.
     constexpr std::uint32_t blockFrames = 9;
     const std::vector<float> sound = noise(blockFrames, 1);
-    const FastestAgain atEnd;
+    const ChosenAgain atEnd;
     for (const ConvolverEngine* const pEngine : availableConvolverEngines()) {
         ASSERT_TRUE(forceConvolverEngine(pEngine->name));
         const int requests = refuseEachRequest([&sound] {

@@ -1,6 +1,6 @@
 #include "filters/EffectBoost.h"
 #include "kernels/LimiterLoops.h"
-#include "support/FastestAgain.h"
+#include "support/ChosenAgain.h"
 #include "support/FrameByFrameLimiter.h"
 
 #include <gtest/gtest.h>
@@ -123,7 +123,7 @@ struct Player {
 
 /// Plays the case with every set of loops, whole and in pieces, beside the limiter that goes frame by frame.
 void expectSameSound(const Case& task) {
-    const test::FastestAgain atEnd;
+    const test::ChosenAgain atEnd;
     test::FrameByFrameLimiter given(task.level * 0.1, static_cast<double>(task.sampleRateHz));
     Planar expected(task.channelCount);
     std::deque<Player> players;

@@ -3,9 +3,9 @@
 #include "convolution/PlannerLock.h"
 #include "memory/MemoryMgr.h"
 
+#include "support/ChosenAgain.h"
 #include "support/DirectConvolution.h"
 #include "support/DrawnCurve.h"
-#include "support/FastestAgain.h"
 #include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
@@ -101,7 +101,7 @@ protected:
     EffectEqualizerWith() { forceConvolverEngine(GetParam()->name); }
 
 private:
-    FastestAgain m_atEnd;
+    ChosenAgain m_atEnd;
 };
 
 INSTANTIATE_TEST_SUITE_P(Engines, EffectEqualizerWith,

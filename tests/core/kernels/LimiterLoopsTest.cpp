@@ -1,6 +1,6 @@
 #include "kernels/LimiterLoops.h"
 
-#include "support/FastestAgain.h"
+#include "support/ChosenAgain.h"
 
 #include <gtest/gtest.h>
 
@@ -55,7 +55,7 @@ TEST_P(LimiterLoopsOf, TakeLogarithmsAndPowersInDoublePrecision) {
 }
 
 TEST(LimiterLoops, AreForcedByNameAndTheFastestUnlessForced) {
-    const test::FastestAgain atEnd;
+    const test::ChosenAgain atEnd;
     ASSERT_EQ(&limiterLoops(), availableLimiterLoops().back());
     for (const LimiterLoops* const pLoops : availableLimiterLoops()) {
         EXPECT_TRUE(forceLimiterLoops(pLoops->name));

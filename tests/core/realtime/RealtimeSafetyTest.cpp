@@ -6,7 +6,7 @@
 #include "kernels/Kernels.h"
 #include "kernels/LimiterLoops.h"
 #include "stream/AudioBlock.h"
-#include "support/FastestAgain.h"
+#include "support/ChosenAgain.h"
 
 #include <gtest/gtest.h>
 
@@ -125,7 +125,7 @@ const Case cases[] = {
 };
 
 TEST(RealtimeSafety, NoBlockAllocatesLocksOrBlocks) {
-    const test::FastestAgain atEnd;
+    const test::ChosenAgain atEnd;
     for (const auto* const pKernels : availableKernels()) {
         for (const auto* const pEngine : availableConvolverEngines()) {
             ASSERT_TRUE(forceKernels(pKernels->name) && forceConvolverEngine(pEngine->name));
