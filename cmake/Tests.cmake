@@ -1,8 +1,8 @@
 # GoogleTest from its sources, in every build with that build's own flags, and how test programs are registered.
 
 # For the tests and what comes after them: names and lines of functions are all that a failure needs, and the rest takes a
-# third of the time to compile and most of a program's size.
-add_compile_options(-g1)
+# third of the time to compile and most of a program's size. TOVIX_TEST_OPTIONS has what else they are compiled with.
+add_compile_options(-g1 ${TOVIX_TEST_OPTIONS})
 
 set(TOVIX_GOOGLETEST_SOURCE /usr/src/googletest CACHE PATH "Folder of GoogleTest's sources")
 set(BUILD_GMOCK OFF CACHE INTERNAL "")

@@ -16,6 +16,7 @@ limiter_packages=(ffmpeg swh-plugins lsp-plugins-ladspa) # and scripts/bench --l
 check_packages=(clang-14 libclang-rt-14-dev clang-tidy-14)
 package_packages=(zip unzip) # for scripts/package
 model_packages=(spin) # for scripts/model
+coverage_packages=(python3) # for scripts/coverage and scripts/mutate; gcov comes with the compilers
 
 missing_packages() {
     local package status

@@ -55,14 +55,16 @@ TEST(ChainBuilder, EveryLineThatAFactoryKnowsBecomesAStage) {
 TEST(ChainBuilder, TheFiltersWorkOnEveryChannelOfTheStream) {
     EffectBoost::setProcessLevel(0);
     const StreamFormat sixToTwo{48000.0F, 0, 6, 2, 3, 4};
-    const auto built = build("Boost: 60 dB 1", sixToTwo);
-    ASSERT_TRUE(built.chain);
-    const std::vector<float> input(24, 0.1F);
-    std::vector<float> output(8);
-    built.chain->run(input.data(), 4);
-    built.chain->writeOutput(output.data(), 4);
-    for (const float sample : output) {
-        EXPECT_FLOAT_EQ(sample, static_cast<float>(0.1 * std::pow(10.0, 0.3)));
+    for (const auto* const text : {"Boost: 60 dB 1", "Maximizer: 60 dB -10", "Equalizer: 1000 6"}) {
+        const auto built = build(text, sixToTwo);
+        ASSERT_TRUE(built.chain);
+        const std::vector<float> input(24, 0.1F);
+        std::vector<float> output(8);
+        built.chain->run(input.data(), 4);
+        built.chain->writeOutput(output.data(), 4);
+        for (const float sample : output) {
+            EXPECT_NEAR(sample, 0.1 * std::pow(10.0, 0.3), 1e-4) << text;
+        }
     }
 }
 

@@ -31,6 +31,7 @@ public:
     }
     void process(float** outputs, float** inputs, std::uint32_t frameCount) noexcept override {
         for (std::size_t c = 0; c < m_channelCount; ++c) {
+            ASSERT_TRUE(m_inPlace || outputs[c] != inputs[c]);
             for (std::uint32_t f = 0; f < frameCount; ++f) {
                 outputs[c][f] = inputs[c][f] * 10.0F + m_digit;
             }
@@ -234,6 +235,10 @@ TEST_F(Fade, ResetInMidFadeStartsOverWithoutAnyChain) {
     EXPECT_EQ(m_output[0], 9.0F) << "without a chain the sound passes";
     publish();
     EXPECT_FALSE(block(479)) << "the fade starts from its beginning";
+    EXPECT_TRUE(block(1));
+    m_slots.freeRetired();
+    m_slots.publish(chainOf(m_stream, ConstantFilter(0.25F)));
+    EXPECT_FALSE(block(479)) << "and so does the next one";
     EXPECT_TRUE(block(1));
 }
 

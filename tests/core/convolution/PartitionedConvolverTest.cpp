@@ -70,4 +70,13 @@ TEST(PartitionedConvolver, TakesSamplesThatAreNotFiniteAsSilenceAndSoundsRightOn
     }
 }
 
+TEST(PartitionedConvolver, RefusesWhatCannotBeConvolved) {
+    const std::vector<float> h(4);
+    PartitionedConvolver convolver;
+    EXPECT_FALSE(convolver.init({}, 480));
+    EXPECT_FALSE(convolver.init(h, 0));
+    EXPECT_FALSE(convolver.init(h, PartitionedConvolver::maxBlockFrames + 1));
+    EXPECT_TRUE(convolver.init(h, 480));
+}
+
 } // namespace

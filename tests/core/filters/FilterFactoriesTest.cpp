@@ -1,6 +1,7 @@
 #include "filters/EffectBoost.h"
 #include "filters/EffectFactoryBoost.h"
 #include "filters/EffectFactoryMaximizer.h"
+#include "filters/EffectFactoryStep.h"
 #include "filters/ParameterText.h"
 #include "support/LogCapture.h"
 
@@ -128,6 +129,23 @@ TEST(FilterFactories, AMaximizerIsMadeOfItsOwnLineOnlyAndOneThatDoesNotParseIsLo
     EXPECT_TRUE(capture.lines()[0].ends_with(
         "Couldn't create maximizer filter. No level in dB, or something else than a ceiling after it."))
         << capture.lines()[0];
+}
+
+TEST(FilterFactories, TheGateKeepsItsStateOverSectionsAndForgetsItWithTheBuild) {
+    EffectFactoryStep gate;
+    const auto isOpen = [&] {
+        std::wstring name = L"Boost";
+        return gate.createFilter(name, L"", L"").empty() && !name.empty();
+    };
+    gate.beginBuild();
+    gate.saveState();
+    gate.configure({true, true});
+    EXPECT_TRUE(isOpen()) << "the switches count from the next build on";
+    gate.restoreState();
+    EXPECT_TRUE(isOpen());
+    gate.beginBuild();
+    gate.restoreState();
+    EXPECT_FALSE(isOpen()) << "the states of an earlier build are gone";
 }
 
 } // namespace

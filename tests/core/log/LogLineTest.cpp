@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <functional>
 #include <limits>
@@ -63,6 +64,8 @@ TEST(LogLine, NumbersPassASixteenCharacterBufferAndHexadecimalHoldsForOneOnly) {
         {[](LogLine& l) { l.real(-0.5); }, "-0.500000"},
         {[](LogLine& l) { l.real(1234567.0000005); }, "1234567.000000"},
         {[](LogLine& l) { l.real(1e300); }, "100000000000000"},
+        {[](LogLine& l) { l.real(HUGE_VAL).real(-HUGE_VAL).real(NAN); }, "inf-infnan"},
+        {[](LogLine& l) { l.real(0x1p-7).real(0x3p-7); }, "0.0078120.023438"}, // halves go to the even digit
         {[](LogLine& l) { l.hexNext().number(std::uint32_t{48879}).number(std::uint32_t{48879}); }, "BEEF48879"},
         {[](LogLine& l) { l.hexNext().result(-2).result(-2); }, "FFFFFFFE-2"},
         {[](LogLine& l) { l.hexNext().number(std::uint64_t{0xFEDCBA9876543210}); }, "FEDCBA987654321"},
