@@ -97,14 +97,19 @@ std::vector<float> Effect::process(std::vector<float> input, DWORD inputChannels
                                    APO_BUFFER_FLAGS flags) {
     const auto frames = static_cast<UINT32>(input.size() / inputChannels);
     std::vector<float> result(std::size_t{frames} * outputChannels, 12345.0F);
-    APO_CONNECTION_PROPERTY in{reinterpret_cast<UINT_PTR>(input.data()), frames, flags,
-                               APO_CONNECTION_PROPERTY_SIGNATURE};
-    output = {reinterpret_cast<UINT_PTR>(result.data()), 99, BUFFER_INVALID, APO_CONNECTION_PROPERTY_SIGNATURE};
+    play(input.data(), result.data(), frames, flags);
+    return result;
+}
+
+// NOLINTNEXTLINE(readability-non-const-parameter): silence is written into the input
+UINT32 Effect::play(float* pInput, float* pOutput, UINT32 frames, APO_BUFFER_FLAGS flags) {
+    APO_CONNECTION_PROPERTY in{reinterpret_cast<UINT_PTR>(pInput), frames, flags, APO_CONNECTION_PROPERTY_SIGNATURE};
+    output = {reinterpret_cast<UINT_PTR>(pOutput), 99, BUFFER_INVALID, APO_CONNECTION_PROPERTY_SIGNATURE};
     APO_CONNECTION_PROPERTY* pIn = &in;
     APO_CONNECTION_PROPERTY* pOut = &output;
     arguments = {1, &pIn, 1, &pOut};
     rt->APOProcess(1, &pIn, 1, &pOut);
-    return result;
+    return output.u32ValidFrameCount;
 }
 
 Negotiation negotiate(IAudioProcessingObject& apo, IAudioMediaType* pOpposite, IAudioMediaType* pRequested,

@@ -80,6 +80,8 @@ public:
     /// Processes one block of `inputChannels` and returns the output; 12345 stands where nothing was written.
     std::vector<float> process(std::vector<float> input, DWORD inputChannels, DWORD outputChannels,
                                APO_BUFFER_FLAGS flags = BUFFER_VALID);
+    /// Processes one block from memory to memory and returns the frames of the output.
+    UINT32 play(float* pInput, float* pOutput, UINT32 frames, APO_BUFFER_FLAGS flags = BUFFER_VALID);
 
     ComReference<IUnknown> unknown;
     ComReference<IAudioProcessingObject> apo;

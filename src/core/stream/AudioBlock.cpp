@@ -11,20 +11,79 @@ namespace {
 /// Magnitude up to which a sample counts as silence.
 constexpr double silenceMagnitude = 1e-10;
 
-/// While it lives, this thread's denormal operands and results count as zero. Without it, decaying filters
-/// slow down on them. Restores the thread's control word, status flags included.
-class DenormalsOff {
+/// The x87 unit, which the Windows toolchain's elementary functions use. Its whole state is slow to store and load,
+/// and so is left alone where its control word is a usual one: no exceptions, rounding to nearest, at least 53 bits.
+class X87Rules {
 public:
-    [[gnu::always_inline]] DenormalsOff() noexcept : m_before(_mm_getcsr()) {
-        constexpr unsigned flushToZero = 0x8000;
-        constexpr unsigned denormalsAreZero = 0x0040;
-        _mm_setcsr(m_before | flushToZero | denormalsAreZero);
+    [[gnu::always_inline]] X87Rules() noexcept : m_before(controlWord()) {
+        if (!isUsual(m_before)) {
+            asm volatile("fnstenv %0" : "=m"(m_stateBefore));
+            enforce();
+        }
     }
-    [[gnu::always_inline]] ~DenormalsOff() { _mm_setcsr(m_before); }
-    DenormalsOff(const DenormalsOff&) = delete;
-    DenormalsOff& operator=(const DenormalsOff&) = delete;
+    /// An exception that is on again must not find a flag that was raised meanwhile, so that flags come back too.
+    [[gnu::always_inline]] ~X87Rules() {
+        if (!isUsual(m_before)) {
+            asm volatile("fldenv %0" : : "m"(m_stateBefore));
+        } else if (controlWord() != m_before) {
+            asm volatile("fldcw %0" : : "m"(m_before));
+        }
+    }
+    X87Rules(const X87Rules&) = delete;
+    X87Rules& operator=(const X87Rules&) = delete;
+
+    [[gnu::always_inline]] static void enforce() noexcept {
+        constexpr std::uint16_t initial = 0x037F;
+        if (!isUsual(controlWord())) {
+            asm volatile("fnclex\n\tfldcw %0" : : "m"(initial));
+        }
+    }
 
 private:
+    /// As FNSTENV stores it.
+    struct State {
+        std::uint32_t words[7];
+    };
+
+    [[gnu::always_inline]] static std::uint16_t controlWord() noexcept {
+        std::uint16_t word = 0;
+        asm volatile("fnstcw %0" : "=m"(word));
+        return word;
+    }
+    [[gnu::always_inline]] static bool isUsual(std::uint16_t word) noexcept {
+        constexpr unsigned masks = 0x003F;
+        constexpr unsigned atLeast53Bits = 0x0200;
+        constexpr unsigned rounding = 0x0C00;
+        return (word & (masks | atLeast53Bits | rounding)) == (masks | atLeast53Bits);
+    }
+
+    std::uint16_t m_before;
+    State m_stateBefore{};
+};
+
+/// While it lives, this thread computes by rules of our own, whatever the caller's: rounding to nearest, no exception
+/// that would end the process over a sample that is not a number, and denormal operands and results count as zero, on
+/// which decaying filters slow down otherwise. Restores the thread's own rules, status flags included.
+class OwnFloatRules {
+public:
+    [[gnu::always_inline]] OwnFloatRules() noexcept : m_before(_mm_getcsr()) { _mm_setcsr(ownRules); }
+    [[gnu::always_inline]] ~OwnFloatRules() { _mm_setcsr(m_before); }
+    OwnFloatRules(const OwnFloatRules&) = delete;
+    OwnFloatRules& operator=(const OwnFloatRules&) = delete;
+
+    /// Again, after foreign code.
+    [[gnu::always_inline]] static void enforce() noexcept {
+        X87Rules::enforce();
+        _mm_setcsr(ownRules);
+    }
+
+private:
+    static constexpr unsigned allMasked = 0x1F80;
+    static constexpr unsigned flushToZero = 0x8000;
+    static constexpr unsigned denormalsAreZero = 0x0040;
+    static constexpr unsigned ownRules = allMasked | flushToZero | denormalsAreZero;
+
+    X87Rules m_x87;
     unsigned m_before;
 };
 
@@ -55,7 +114,7 @@ bool processBlock(IOwnEffect& effect, const BlockContext& context, const BlockBu
     if (input.flags != BufferFlags::valid && input.flags != BufferFlags::silent) {
         return false;
     }
-    const DenormalsOff denormalsOff;
+    const OwnFloatRules rules;
     const std::uint32_t frameCount = input.validFrameCount;
     output.validFrameCount = frameCount;
     if (input.samples == nullptr || output.samples == nullptr) {
@@ -69,11 +128,9 @@ bool processBlock(IOwnEffect& effect, const BlockContext& context, const BlockBu
     if (context.pPrevious != nullptr) {
         context.pPrevious->processBlock();
         chainInput = output.samples;
+        OwnFloatRules::enforce();
     }
-    {
-        const DenormalsOff againAfterThePreviousEffect;
-        effect.process(output.samples, chainInput, frameCount);
-    }
+    effect.process(output.samples, chainInput, frameCount);
     if (input.flags == BufferFlags::valid) {
         output.flags = BufferFlags::valid;
         return true;

@@ -48,9 +48,10 @@ struct BlockContext {
 };
 
 /// [audio] The body of `APOProcess`: clears a silent input, runs the previous effect where there is one and then
-/// `effect`, and marks the output valid or silent. Denormal numbers count as zero in both; the caller's
-/// floating-point control state is restored even if the previous effect changes it. Where either side has no samples,
-/// nothing runs, and the output is cleared, if it has samples, and marked silent.
+/// `effect`, and marks the output valid or silent. Both compute with rounding to nearest and no exceptions, and
+/// denormal numbers count as zero. The caller's floating-point control state is restored even if the previous effect
+/// changes it. Where either side has no samples, nothing runs, and the output is cleared, if it has samples, and
+/// marked silent.
 ///
 /// Returns false for a block marked invalid, which leaves everything untouched.
 bool processBlock(IOwnEffect& effect, const BlockContext& context, const BlockBuffer& input,

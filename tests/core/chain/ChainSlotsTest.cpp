@@ -96,19 +96,6 @@ TEST(FilterChain, StagesRunInOrderWhetherTheyWorkInPlaceOrNot) {
     }
 }
 
-TEST(FilterChain, MonoFillsTheSecondChannelOfAWiderOutputAndNoMore) {
-    const auto chain = emptyChain(format(1, 6, 8));
-    const auto input = ramp(8);
-    std::vector<float> output(48, -1.0F);
-    chain->run(input.data(), 8);
-    chain->writeOutput(output.data(), 8);
-    for (std::size_t f = 0; f < 8; ++f) {
-        for (std::size_t c = 0; c < 6; ++c) {
-            EXPECT_EQ(output[f * 6 + c], c < 2 ? input[f] : 0.0F);
-        }
-    }
-}
-
 /// Counts its lives, so that a chain freed twice or never is seen.
 class CountedFilter : public ConstantFilter {
 public:

@@ -135,30 +135,6 @@ TEST_P(ConvolverEngineOf, TakesSamplesThatAreNotFiniteAsSilence) {
     }
 }
 
-TEST_P(ConvolverEngineOf, SoundsRightAgainOnceAnOverflowHasPassedThrough) {
-    // In the last case the later taps have long blocks of four, of which one is spoiled where a block would be.
-    const struct {
-        std::size_t blockFrames;
-        std::size_t taps;
-        std::size_t spoiledBlocks;
-    } cases[] = {{16, 500, 2}, {19, 500, 2}, {100, 500, 2}, {16, 1700, 8}};
-    for (const auto& [blockFrames, taps, spoiledBlocks] : cases) {
-        const std::vector<float> h = noise(taps, 1);
-        const std::size_t loud = 3 * blockFrames;
-        const std::size_t spoiled = loud + taps + spoiledBlocks * blockFrames;
-        Signals signals = noises(2, (spoiled / blockFrames + 40) * blockFrames);
-        std::fill_n(signals[1].begin(), loud, std::numeric_limits<float>::max());
-        const std::vector<float> x = signals[1];
-        convolve(m_engine, h, static_cast<std::uint32_t>(blockFrames), signals);
-        const GappedConvolution oracle{{x.data() + loud, x.size() - loud}, h, blockFrames};
-        RelativeError error;
-        for (std::size_t t = spoiled; t < x.size(); ++t) {
-            error.add(signals[1][t], oracle.at(t - loud));
-        }
-        EXPECT_LT(error.rms(), 1e-6) << "blocks of " << blockFrames;
-    }
-}
-
 TEST_P(ConvolverEngineOf, RefusesWhatCannotBeConvolved) {
     const std::vector<float> h(4);
     EXPECT_FALSE(m_engine.make({{}, 480, 2}));

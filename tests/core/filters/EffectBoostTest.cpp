@@ -202,14 +202,7 @@ TEST(DynamicsBoost, IsTheLimiterOfItsDefinitionAndStaysWithinFullScale) {
     }
 }
 
-TEST(DynamicsBoost, NoSampleAndNoLevelBreaksTheSoundForLonger) {
-    for (const std::size_t channels : {1U, 2U, 5U}) {
-        for (const float bad : {HUGE_VALF, -HUGE_VALF, NAN}) {
-            Boosted boost(60, true, channels);
-            EXPECT_EQ(boost.frame(bad), 0.0F);
-            EXPECT_FLOAT_EQ(boost.frame(0.25F), at(60, 0.25));
-        }
-    }
+TEST(DynamicsBoost, StaysWithinFullScaleAtAnyLevel) {
     using Level = std::numeric_limits<std::int32_t>;
     for (const std::int32_t level : {Level::max(), Level::min()}) {
         Boosted boost(level, true, 2);

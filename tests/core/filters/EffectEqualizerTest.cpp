@@ -114,8 +114,13 @@ TEST_P(EffectEqualizerWith, IsTheDirectConvolutionWithADoublePrecisionDesignAndH
         float sampleRateHz;
         std::uint32_t blockFrames;
         bool smooth = true;
-    } cases[] = {{tilt, 48000.0F, 480}, {tilt, 192000.0F, 1920},        {{{1000.0, 6.0}}, 48000.0F, 128},
-                 {{}, 48000.0F, 480},   {steep, 44100.0F, 1024, false}, {undefined, 48000.0F, 480, false}};
+    } cases[] = {{tilt, 48000.0F, 480},
+                 {tilt, 192000.0F, 1920},
+                 {{{1000.0, 6.0}}, 48000.0F, 128},
+                 {{}, 48000.0F, 480},
+                 {steep, 44100.0F, 1024, false},
+                 {undefined, 48000.0F, 480, false},
+                 {{{1000.0, -300.0}}, 48000.0F, 128, false}};
     for (const auto& c : cases) {
         const std::vector<double> h = designInDouble(c.points, c.sampleRateHz);
         EffectEqualizer equalizer{c.points, tapCount};

@@ -1,15 +1,21 @@
 #include "stream/AudioBlock.h"
 
-#include <gtest/gtest.h>
+#include "support/FloatRules.h"
 
-#include <xmmintrin.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <vector>
 
 using namespace tovix;
+using namespace tovix::test;
 
 namespace {
+
+/// No exceptions, rounding to nearest, denormals as zero, and no less than 53 bits.
+bool areOwn(const FloatRules& rules) {
+    return rules.vector == 0x9FC0 && (rules.x87 == 0x037F || rules.x87 == 0x027F);
+}
 
 /// Writes a given value, and keeps what it was handed and how often the previous effect ran before.
 class Recorder : public IOwnEffect, public IPreviousEffect {
@@ -17,21 +23,21 @@ public:
     void process(float* output, const float* input, std::uint32_t frameCount) noexcept override {
         lastInput = input;
         firstInputSample = frameCount > 0 ? *input : 0.0F;
-        controlWord = _mm_getcsr();
+        rules = FloatRules::now();
         previousCallsBefore = previousCalls;
         std::fill_n(output, std::size_t{frameCount} * 2, value);
     }
     void processBlock() noexcept override {
-        previousControlWord = _mm_getcsr();
-        _mm_setcsr(0x1F80); // it need not leave things as it found them
+        previousRules = FloatRules::now();
+        FloatRules{0x1F80, 0x0C7F}.enforce(); // it need not leave things as it found them
         ++previousCalls;
     }
 
     float value = 0.5F;
     const float* lastInput = nullptr;
     float firstInputSample = -1.0F;
-    unsigned controlWord = 0;
-    unsigned previousControlWord = 0;
+    FloatRules rules{};
+    FloatRules previousRules{};
     int previousCalls = 0;
     int previousCallsBefore = 0;
 };
@@ -109,20 +115,18 @@ TEST(AudioBlock, ASilentInputIsClearedAndItsOutputMarkedByWhatMaySound) {
     EXPECT_EQ(empty.output.flags, BufferFlags::silent);
 }
 
-TEST(AudioBlock, DenormalsCountAsZeroInsideAndTheCallersControlWordComesBack) {
-    constexpr unsigned flushBits = 0x8040;
-    for (const bool flushedBefore : {false, true}) {
-        const unsigned before = (_mm_getcsr() & ~flushBits) | (flushedBefore ? flushBits : 0U);
-        const unsigned outside = _mm_getcsr();
-        _mm_setcsr(before);
+TEST(AudioBlock, ComputesByItsOwnRulesAndTheCallersComeBack) {
+    for (const FloatRules& callers : callersRules) {
         Block block;
         block.context.pPrevious = &block.effect;
+        const FloatRules outside = FloatRules::now();
+        callers.enforce();
         block.process();
-        const unsigned after = _mm_getcsr();
-        _mm_setcsr(outside);
-        EXPECT_EQ(block.effect.previousControlWord & flushBits, flushBits);
-        EXPECT_EQ(block.effect.controlWord & flushBits, flushBits);
-        EXPECT_EQ(after, before);
+        const FloatRules after = FloatRules::now();
+        outside.enforce();
+        EXPECT_EQ(after, callers) << callers.vector;
+        EXPECT_TRUE(areOwn(block.effect.previousRules)) << callers.vector;
+        EXPECT_TRUE(areOwn(block.effect.rules)) << callers.vector;
     }
 }
 

@@ -1,10 +1,5 @@
-#include "apo/Tovix.h"
-#include "support/BecomesTrue.h"
-#include "support/ImportWatch.h"
-#include "support/ModuleUnderTest.h"
-#include "support/PreviousEffectDouble.h"
+#include "support/ModuleStream.h"
 #include "support/SectionWatch.h"
-#include "support/SettingsWriter.h"
 
 #include <gtest/gtest.h>
 
@@ -23,43 +18,32 @@ constexpr UINT32 blockFrames = 20;
 constexpr const char* everyFilter =
     "Boost: 120 dB 0\nBoost: 60 dB 1\nEqualizer: 100 -3 1000 0 10000 6\nMaximizer: 60 dB -10";
 
-enum class Previous { none, unwanted, running };
-
 struct Stream {
     DWORD inputs = 2;
     DWORD outputs = 2;
     Previous previous = Previous::none;
 };
 
-/// A module whose imports and sections are watched, with one locked effect.
-class Watched {
+/// A stream of a module whose sections are watched, too.
+class Watched : public ModuleStream {
 public:
-    explicit Watched(const Stream& stream = {}) : m_stream(stream) {
-        if (stream.previous != Previous::none) {
-            auto& tovix = static_cast<Tovix&>(*effect.apo);
-            EXPECT_EQ(tovix.fillPreviousEffectSlot(static_cast<IAudioProcessingObject&>(m_previousEffect)), S_OK);
-        }
-        settings.write(text(""));
-        EXPECT_EQ(effect.lock(floatFormat(stream.inputs, rateHz), floatFormat(stream.outputs, rateHz), blockFrames),
-                  S_OK);
-        awaitIdleThread(1);
-    }
-    ~Watched() { effect.config->UnlockForProcess(); }
+    explicit Watched(const Stream& stream = {})
+        : ModuleStream({rateHz, 0, stream.inputs, stream.outputs, 0, blockFrames}, "", stream.previous) {}
 
-    /// Announces new settings and waits until their chain is ready to fade in.
-    void change(const char* filters) {
-        watch.reset();
-        settings.change(text(filters));
-        awaitIdleThread(2); // one wait for the chain's slot, one for the next update
+    /// Waits until the chain is ready to fade in, and a little longer, until the thread that built it is out of the
+    /// module.
+    void change(const std::string& filters) override {
+        ModuleStream::change(filters);
+        ::Sleep(10);
     }
 
     /// Processes blocks under both watches; nothing but `APOProcess` is inside the module meanwhile.
-    void play(int blocks, UINT32 frames = blockFrames, APO_BUFFER_FLAGS flags = BUFFER_VALID) {
+    void playBlocks(int blocks, UINT32 frames = blockFrames, APO_BUFFER_FLAGS flags = BUFFER_VALID) {
         watch.reset();
         sections.watch();
         for (int i = 0; i < blocks; ++i) {
-            effect.process(std::vector<float>(frames * m_stream.inputs, 20.0F), m_stream.inputs, m_stream.outputs,
-                           flags);
+            effect.process(std::vector<float>(frames * format().inputChannels, 20.0F), format().inputChannels,
+                           format().outputChannels, flags);
         }
         sections.rest();
         for (const auto& [name, count] : watch.calls()) {
@@ -71,43 +55,23 @@ public:
     /// too long blocks, silent, invalid and empty ones.
     void playEverything() {
         for (const char* const filters : {everyFilter, ""}) {
-            play(2);
+            playBlocks(2);
             change(filters);
-            play(5);
-            play(2, 3 * blockFrames + 5);
-            play(2, blockFrames, BUFFER_SILENT);
-            play(2, blockFrames, BUFFER_INVALID);
-            play(2, 0);
+            playBlocks(5);
+            playBlocks(2, 3 * blockFrames + 5);
+            playBlocks(2, blockFrames, BUFFER_SILENT);
+            playBlocks(2, blockFrames, BUFFER_INVALID);
+            playBlocks(2, 0);
         }
     }
 
     [[nodiscard]] bool previousRan() const {
-        return std::count(m_previousEffect.calls.begin(), m_previousEffect.calls.end(), "process") > 0;
+        return std::count(previousEffect.calls.begin(), previousEffect.calls.end(), "process") > 0;
     }
 
-private:
-    PreviousEffectDouble m_previousEffect;
-
-public:
-    ModuleUnderTest module;
-    ImportWatch watch{module.handle()};
-    SettingsWriter settings{""};
     SectionWatch sections{module.handle(), programFolder() / "Tovix64.dll.debug"};
-    Effect effect{module.create()};
     /// The module's calls during `play` so far.
     std::map<std::string, std::uint32_t> calls;
-
-private:
-    [[nodiscard]] std::string text(const char* filters) const {
-        return std::string(m_stream.previous == Previous::running ? "" : "#") + "EnableOldApo:\n" + filters;
-    }
-
-    void awaitIdleThread(std::uint32_t waits) {
-        EXPECT_TRUE(becomesTrue([&] { return watch.calls("WaitForMultipleObjects") >= waits; }));
-        ::Sleep(10);
-    }
-
-    Stream m_stream;
 };
 
 constexpr Stream streams[] = {
@@ -164,7 +128,7 @@ TEST(RealtimeModule, WatchesNoticeACallPlantedInABlockAndNameAFunctionOutsideThe
     Watched watched;
     watched.watch.redirect("memcpy", reinterpret_cast<const void*>(&copyWithPlantedCall));
     pPlanted = watched.effect.apo.get();
-    watched.play(1); // the bypass copies
+    watched.playBlocks(1); // the bypass copies
     EXPECT_EQ(pPlanted, nullptr);
     EXPECT_EQ(forbidden(watched.calls), std::set<std::string>{"CoTaskMemAlloc"});
     watched.sections.watch();
