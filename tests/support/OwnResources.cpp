@@ -83,6 +83,15 @@ std::size_t threadsSettledAt(std::size_t expected) {
     return settled(expected, &ownThreads);
 }
 
+std::size_t ownPrivateBytes() {
+    std::size_t bytes = 0;
+    MEMORY_BASIC_INFORMATION region{};
+    for (const char* pAt = nullptr; ::VirtualQuery(pAt, &region, sizeof region) != 0; pAt += region.RegionSize) {
+        bytes += region.State == MEM_COMMIT && region.Type == MEM_PRIVATE ? region.RegionSize : 0;
+    }
+    return bytes;
+}
+
 std::size_t ownThreads() {
     const KernelHandle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
     THREADENTRY32 entry{};

@@ -26,6 +26,9 @@ inline std::ostream& operator<<(std::ostream& out, const OwnResources& held) {
     return out << held.handles << " handles, " << held.threads << " threads, " << held.heapBytes << " bytes";
 }
 
+/// Memory of this process that is its own, whether in use or not.
+std::size_t ownPrivateBytes();
+
 /// Threads of this process.
 std::size_t ownThreads();
 

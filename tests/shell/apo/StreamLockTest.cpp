@@ -96,23 +96,5 @@ TEST(StreamLock, RefusesWhatCannotBeProcessed) {
     }
 }
 
-TEST(StreamLock, StateShowsInLatencyAndUnlockingAndNeverInTheChannelCount) {
-    const ModuleUnderTest module;
-    Effect effect(module.create());
-    HNSTIME time = -1;
-    UINT32 channels = 0;
-    EXPECT_EQ(effect.apo->GetLatency(nullptr), E_POINTER);
-    EXPECT_EQ(effect.apo->GetLatency(&time), APOERR_ALREADY_UNLOCKED);
-    EXPECT_EQ(effect.config->UnlockForProcess(), APOERR_ALREADY_UNLOCKED);
-    ASSERT_EQ(effect.initialize(), S_OK);
-    ASSERT_EQ(effect.lock(floatFormat(2), floatFormat(2), 480), S_OK);
-    EXPECT_EQ(effect.apo->GetInputChannelCount(&channels), APOERR_NOT_INITIALIZED);
-    EXPECT_EQ(effect.apo->GetLatency(&time), S_OK);
-    EXPECT_EQ(time, 0);
-    EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
-    EXPECT_EQ(effect.config->UnlockForProcess(), APOERR_ALREADY_UNLOCKED);
-    EXPECT_EQ(effect.apo->Reset(), S_OK);
-}
-
 } // namespace
 } // namespace tovix::test

@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <string_view>
 
@@ -25,29 +27,6 @@ TEST(Module, HoldsTheKeysUnderWhichAPreviousEffectMayStand) {
         const std::string_view inModule(reinterpret_cast<const char*>(text.c_str()), (text.size() + 1) * 2);
         EXPECT_NE(bytes.find(inModule), std::string_view::npos) << id;
     }
-}
-
-/// Plays 0.1 until the effect gives `wanted`.
-bool playUntil(Effect& effect, float wanted) {
-    return becomesTrue(
-        [&] { return std::fabs(effect.process(std::vector<float>(128, 0.1F), 2, 2).back() - wanted) < 1e-4F; });
-}
-
-/// Both kinds of threads that the effect has: for changes, and for a settings block that is still to come.
-TEST(Module, IsHeldByEachOfTheEffectsThreads) {
-    for (const bool blockIsThere : {true, false}) {
-        const KernelHandle nameTaken(blockIsThere ? nullptr
-                                                  : ::CreateSemaphoreW(nullptr, 0, 1, L"Global\\TovixConfigData"));
-        auto module = std::make_unique<ModuleUnderTest>();
-        Effect effect(module->create());
-        if (blockIsThere) {
-            ASSERT_EQ(effect.lock(floatFormat(2), floatFormat(2), 64), S_OK);
-        }
-        module.reset();
-        EXPECT_NE(::GetModuleHandleW(L"Tovix64.dll"), nullptr) << blockIsThere;
-        module = std::make_unique<ModuleUnderTest>();
-    }
-    EXPECT_EQ(::GetModuleHandleW(L"Tovix64.dll"), nullptr);
 }
 
 void* noMemory() {
@@ -85,6 +64,12 @@ TEST(ModuleDeathTest, AModuleThatCannotGoOnEndsTheProcessWithoutAMessageBox) {
     EXPECT_EXIT(exhaustTheReserveForExceptions(), testing::ExitedWithCode(failedFast), "");
 }
 
+/// Plays 0.1 until the effect gives `wanted`.
+bool playUntil(Effect& effect, float wanted) {
+    return becomesTrue(
+        [&] { return std::fabs(effect.process(std::vector<float>(960, 0.1F), 2, 2).back() - wanted) < 1e-4F; });
+}
+
 /// One whole life of the module with a stream in it whose settings change.
 void liveOnce(SettingsWriter& settings, const char* text) {
     settings.write(text);
@@ -101,7 +86,13 @@ void liveOnce(SettingsWriter& settings, const char* text) {
     ASSERT_EQ(effect.config->UnlockForProcess(), S_OK);
 }
 
-TEST(ModuleSlow, AThousandLivesLeaveNothingBehind) {
+/// More for a long run.
+int timesOf(const char* variable, int usual) {
+    const char* const pText = std::getenv(variable);
+    return pText != nullptr ? std::atoi(pText) : usual;
+}
+
+TEST(ModuleSlow, WholeLivesLeaveNothingBehind) {
     SettingsWriter settings("");
     const auto live = [&settings](int lives) {
         for (int i = 0; i < lives; ++i) {
@@ -111,9 +102,35 @@ TEST(ModuleSlow, AThousandLivesLeaveNothingBehind) {
     };
     live(20);
     const auto before = OwnResources::now();
-    live(1000);
+    const int lives = timesOf("TOVIX_LIVES", 100);
+    live(lives);
     EXPECT_EQ(::GetModuleHandleW(L"Tovix64.dll"), nullptr);
     EXPECT_EQ(settledAt(before), before);
+    std::printf("%d lives: %s\n", lives, testing::PrintToString(before).c_str());
+}
+
+TEST(ModuleSlow, ChangesOfAPlayingStreamLeaveNothingBehind) {
+    SettingsWriter settings("");
+    const ModuleUnderTest module;
+    Effect effect(module.create());
+    ASSERT_EQ(effect.lock(floatFormat(2), floatFormat(2), 480), S_OK);
+    const auto change = [&](int changes) {
+        for (int i = 1; i <= changes; ++i) {
+            const int tenthsOfDb = i % 2 == 0 ? 20 : 60;
+            settings.change("Boost: " + std::to_string(tenthsOfDb) +
+                            (i % 10 < 2 ? " dB 1\nEqualizer: 100 0 1000 0\nMaximizer: 0 dB" : " dB 1"));
+            ASSERT_TRUE(playUntil(effect, 0.1F * std::pow(10.0F, static_cast<float>(tenthsOfDb) / 200.0F)));
+        }
+    };
+    change(100);
+    const auto before = OwnResources::now();
+    const std::size_t privateBytes = ownPrivateBytes();
+    const int changes = timesOf("TOVIX_CHANGES", 500);
+    change(changes);
+    EXPECT_EQ(settledAt(before), before);
+    EXPECT_LE(ownPrivateBytes(), privateBytes + (1U << 20U));
+    std::printf("%d changes: %s, %zu private bytes before, %zu after\n", changes,
+                testing::PrintToString(before).c_str(), privateBytes, ownPrivateBytes());
 }
 
 } // namespace
