@@ -9,7 +9,6 @@
 #include "system/WinHandles.h"
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <filesystem>
 #include <optional>
@@ -118,15 +117,10 @@ std::uint64_t hostileDeeds = 0;
 std::string beHostile(bool rewrites, const std::string& seed) {
     hostile = true;
     hostileThread = std::thread([rewrites, random = std::mt19937(std::stoul(seed))]() mutable {
-        // What the effect takes, and not, beside bytes of every value; NULs end the text in some places only.
-        static constexpr std::array<std::string_view, 8> lines{"Boost: 2147483647 dB 0\n",
-                                                               "Equalizer: 100 -3 1e30 nan 10000 1e999\n",
-                                                               "EnableOldApo:\n",
-                                                               "Maximizer: 60 dB -10\n",
-                                                               "Equalizer: 20 12 20000 -12\n",
-                                                               "Boost: -99 dB 1\nEqualizer: 1 6",
-                                                               "Maximizer: 1e38 dB inf\n",
-                                                               "\n#EnableOldApo:\nBoost: 120 dB 1\n"};
+        // What the effect takes, and not; bytes of every value come beside it.
+        static constexpr std::string_view lines =
+            "Boost: 2147483647 dB 0\nEqualizer: 100 -3 1e30 nan 10000 1e999\nEnableOldApo:\nMaximizer: 60 dB -10\n"
+            "Equalizer: 20 12 20000 -12\nBoost: -99 dB 1\nEqualizer: 1 6\nMaximizer: 1e38 dB inf\n#EnableOldApo:\n";
         test::SettingsWriter page("");
         for (hostileDeeds = 0; hostile; ++hostileDeeds) {
             std::string bytes(random() % 8 == 0 ? 256 : 2, '\0');
@@ -134,7 +128,8 @@ std::string beHostile(bool rewrites, const std::string& seed) {
             if (!rewrites) {
                 page.signal();
             } else if (random() % 2 == 0) {
-                page.overwrite(random() % 3 * (random() % 100), lines[random() % lines.size()]);
+                const std::size_t lineStart = lines.rfind('\n', random() % lines.size()) + 1;
+                page.overwrite(random() % 3 * (random() % 100), lines.substr(lineStart, random() % 100));
             } else {
                 page.overwrite(random() % 256, bytes);
             }

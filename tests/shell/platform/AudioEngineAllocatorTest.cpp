@@ -18,17 +18,6 @@ fs::path systemFolder() {
     return path.data();
 }
 
-TEST(AudioEngineAllocator, LibraryOutsideTheSystemFolderIsNotUsedAlthoughItIsLoaded) {
-    if (fs::exists(systemFolder() / engineName)) {
-        GTEST_SKIP() << "this system has the library";
-    }
-    const TemporaryFolder folder;
-    fs::copy_file(programFolder() / engineDouble, folder.path() / engineName);
-    ChildProcess effect({programFolder() / "tovix-effect-side.exe", L""});
-    EXPECT_EQ(effect.ask("load " + (folder.path() / engineName).string()), "ok");
-    EXPECT_EQ(effect.ask("allocate"), "not installed heap 0 0");
-}
-
 TEST(AudioEngineAllocator, LibraryOfTheSystemFolderGivesAndTakesTheBlocks) {
     const bool isWine = ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
     if (!isWine || fs::exists(systemFolder() / engineName)) {
