@@ -84,20 +84,22 @@ bool ChainRebuilder::rebuild() noexcept {
     if (built.previousEffect) {
         m_wantsPreviousEffect.store(*built.previousEffect, std::memory_order_release);
     }
-    const auto share = built.chain ? affordableShare(*built.chain) : std::nullopt;
+    const auto share = affordableShare(built.chain.get());
     return share && publish(std::move(built.chain), *share);
 }
 
-std::optional<double> ChainRebuilder::affordableShare(const FilterChain& chain) const noexcept {
-    const auto cost = measureCost(chain, m_format, &nanoseconds);
+std::optional<double> ChainRebuilder::affordableShare(const FilterChain* pChain) const noexcept {
+    const FunctionLog log = logOf("EffectManager::buildChain", m_pManager);
+    const char* const consequence =
+        m_slots.plays() ? ". The chain that plays goes on" : ". The sound passes unchanged";
+    const auto cost = pChain != nullptr ? measureCost(*pChain, m_format, &nanoseconds) : std::nullopt;
     if (!cost) {
+        log.warning("No chain could be built, for want of memory or of frames", consequence);
         return std::nullopt;
     }
     if (!cost->fits()) {
-        logOf("EffectManager::buildChain", m_pManager)
-            .warning("The settings take too much of each block's time and are not used. Percent= ",
-                     100.0 * cost->share(), " Limit= ", 100.0 * maxBlockShare,
-                     m_slots.plays() ? ". The chain that plays goes on" : ". The sound passes unchanged");
+        log.warning("The settings take too much of each block's time and are not used. Percent= ",
+                    100.0 * cost->share(), " Limit= ", 100.0 * maxBlockShare, consequence);
         return std::nullopt;
     }
     return cost->share();

@@ -62,8 +62,8 @@ private:
     /// when the token was not given away with it.
     bool rebuild() noexcept;
     /// The chain's share of a block's time; nothing, with a line in the log, where that is too much, and when there
-    /// is no memory to find out.
-    [[nodiscard]] std::optional<double> affordableShare(const FilterChain& chain) const noexcept;
+    /// was no memory for a chain or is none to find out.
+    [[nodiscard]] std::optional<double> affordableShare(const FilterChain* pChain) const noexcept;
     /// Publishes a chain, or, where it and the one that plays take too much together, as in a fade, first one without
     /// filters and keeps it for `publishNext`. False when the token was not given away.
     bool publish(RtPtr<FilterChain> chain, double share) noexcept;

@@ -18,6 +18,35 @@ ULONG references(IUnknown& unknown) {
     return unknown.Release();
 }
 
+/// Whether an object hands out its interface with a reference for whoever asked.
+bool givesAReference(IUnknown& object, const IID& iid) {
+    const ULONG before = references(object);
+    void* pInterface = nullptr;
+    EXPECT_EQ(object.QueryInterface(iid, &pInterface), S_OK);
+    const bool given = references(object) == before + 1;
+    if (given) { // else the object would end here
+        static_cast<IUnknown*>(pInterface)->Release();
+    }
+    return given;
+}
+
+TEST(ComServer, EveryQueryTakesAReference) {
+    const ModuleUnderTest module;
+    const auto factory = module.factory();
+    EXPECT_TRUE(givesAReference(*factory, IID_IUnknown) && givesAReference(*factory, IID_IClassFactory));
+    const Effect effect(module.create());
+    for (const IID* const pInterface : effectInterfaces) {
+        EXPECT_TRUE(givesAReference(*effect.unknown, *pInterface) && givesAReference(*effect.config, *pInterface));
+    }
+    EXPECT_TRUE(givesAReference(*effect.unknown, IID_IUnknown));
+    FormatDouble output(floatFormat(2));
+    FormatDouble request(floatFormat(2, 5.0F));
+    IAudioMediaType* pProposal = nullptr;
+    ASSERT_EQ(effect.apo->IsInputFormatSupported(&output, &request, &pProposal), S_FALSE);
+    const ComReference<IAudioMediaType> proposal(pProposal);
+    EXPECT_TRUE(givesAReference(*proposal, IID_IUnknown) && givesAReference(*proposal, IID_IAudioMediaType));
+}
+
 TEST(ComServer, ClassObjectsAndEffectsAreHandedOutWithTheGivenCodes) {
     const ModuleUnderTest module;
     auto factory = module.factory();

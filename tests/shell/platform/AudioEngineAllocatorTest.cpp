@@ -1,8 +1,9 @@
-#include "support/ChildProcess.h"
+#include "support/ModuleUnderTest.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
+#include <optional>
 
 namespace tovix::test {
 namespace {
@@ -27,6 +28,16 @@ TEST(AudioEngineAllocator, LibraryOfTheSystemFolderGivesAndTakesTheBlocks) {
     ChildProcess effect({programFolder() / "tovix-effect-side.exe", L""});
     EXPECT_EQ(effect.ask("allocate"), "installed locked 1 0");
     effect.finish();
+    {
+        const ModuleUnderTest module;
+        const ModuleReference engine(::LoadLibraryW((systemFolder() / engineName).c_str()));
+        auto* const pBlocksOut = moduleExport<long()>(engine.get(), "BlocksOut");
+        std::optional<Effect> locked(module.create());
+        EXPECT_EQ(locked->lock(floatFormat(2), floatFormat(2), 480), S_OK);
+        EXPECT_GT(pBlocksOut(), 0) << "the module's chains lie there, too";
+        locked.reset();
+        EXPECT_EQ(pBlocksOut(), 0);
+    }
     fs::remove(systemFolder() / engineName);
 }
 
