@@ -41,12 +41,14 @@ def add(total, file, line, runs, branches):
 
 def read_objects(root, build, gcov, notes):
     """{file: {line: [runs, [runs of each branch]]}} of the objects to which the notes belong."""
-    output = subprocess.run([gcov, "--json-format", "--stdout", "-b", *notes], cwd=build, capture_output=True, check=True).stdout
+    output = subprocess.run([gcov, "--json-format", "--stdout", "-b", *notes], cwd=build, capture_output=True).stdout
     total = {}
     for document in map(json.loads, output.splitlines()):
         folder = document["current_working_directory"]
         for entry in document["files"]:
+            # The Windows build has taken the root off the names.
             file = os.path.relpath(os.path.normpath(os.path.join(folder, entry["file"])), root)
+            file = entry["file"] if entry["file"].startswith(("src/", "tools/")) else file
             if file.startswith(("src/", "tools/")):
                 for line in entry["lines"]:
                     add(total, file, line["line_number"], line["count"], conditions(line["branches"], file.endswith(".inl")))

@@ -47,6 +47,7 @@ TEST(ChainBuilder, EveryLineThatAFactoryKnowsBecomesAStage) {
         ASSERT_TRUE(built.chain) << c.text;
         EXPECT_EQ(built.chain->stageCount(), c.stages) << c.text;
         EXPECT_EQ(built.previousEffect, c.previousEffect) << c.text;
+        EXPECT_EQ(previousEffectSetting(c.text, decodeLatin1), c.previousEffect) << "without a build";
     }
     EXPECT_EQ(build("Boost: 60 dB 1\nEnableOldApo:", stereo, {true, true}).chain->stageCount(), 0U)
         << "a closed gate hides filter lines";

@@ -139,14 +139,18 @@ TEST(ChainCost, EachFilterHasAStandInThatDoesItsWorkOnALoudSound) {
     Built built({48000.0F, 0, 1, 1, 4, frames});
     const struct {
         const char* text;
+        float sample;
         float loudest;
-    } cases[] = {{"Boost: 0 dB 0", 1.0F}, {"Boost: 0 dB 1", 1.0F}, {"Maximizer: 0 dB", 1.0F}, {"Equalizer:", 4.0F}};
+    } cases[] = {{"Boost: 0 dB 0", 4.0F, 1.0F},
+                 {"Boost: 0 dB 1", 4.0F, 1.0F},
+                 {"Maximizer: 0 dB", 0.5F, 1.0F},
+                 {"Equalizer:", 4.0F, 4.0F}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
         const auto standIn = built.chain(c.text)->filter(0).standIn();
         ASSERT_TRUE(standIn);
         standIn->setup(48000.0F, frames, {L"FC"});
-        std::vector<float> samples(frames, 4.0F);
+        std::vector<float> samples(frames, c.sample);
         float* channel = samples.data();
         standIn->process(&channel, &channel, frames);
         EXPECT_NEAR(samples.back(), c.loudest, 1e-5F) << "a limiter limits, an equalizer plays its impulse";

@@ -234,6 +234,11 @@ TEST_F(Fade, ABlockLongerThanPromisedIsProcessedInPieces) {
     EXPECT_TRUE(block(481));
     EXPECT_NEAR(m_output[2 * 240], 0.5, 1e-6);
     EXPECT_EQ(m_output[2 * 480], 0.75F);
+    start(format(1, 2, 100));
+    EXPECT_TRUE(block(481)) << "a wider output";
+    start(format(2, 2, 100));
+    m_output.assign(std::size_t{2} * 481, 9.0F);
+    EXPECT_TRUE(m_slots.process(m_output.data(), m_output.data(), 481)) << "in one buffer";
 }
 
 TEST_F(Fade, ABlockLongerThanPromisedInOneBufferWithAWiderOutputPasses) {

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -101,6 +102,13 @@ TEST(ParameterText, AResponseIsEveryPairOfNumbersInTheText) {
         }
         EXPECT_EQ(read, c.points) << testing::PrintToString(std::wstring(c.text));
     }
+    std::wstring ofOneFrequency;
+    for (int i = 0; i < 60; ++i) {
+        ofOneFrequency += L"7 7 ";
+    }
+    const auto points = parseResponsePoints(ofOneFrequency);
+    EXPECT_EQ(std::count_if(points.begin(), points.end(), [](const auto& p) { return p.frequencyHz == p.gainDb; }),
+              60);
 }
 
 TEST(FilterFactories, OnlyASecondNumberOfOneAsksForTheLimiterAndABoostThatDoesNotParseIsLogged) {

@@ -42,6 +42,20 @@ TEST(AudioMediaType, TellsWhatIsEqual) {
     EXPECT_EQ(type->IsEqual(nullptr, &equal), E_INVALIDARG);
 }
 
+TEST(AudioMediaType, IsFoundUnderItsInterfacesAndCountsItsReferences) {
+    const auto type = mediaType(floatFormat(2));
+    for (const IID& iid : {IID_IUnknown, IID_IAudioMediaType}) {
+        void* pFound = nullptr;
+        ASSERT_EQ(type->QueryInterface(iid, &pFound), S_OK);
+        EXPECT_EQ(pFound, type.get());
+        EXPECT_EQ(static_cast<IAudioMediaType*>(pFound)->Release(), 1U);
+    }
+    void* pFound = type.get(); // must be cleared
+    EXPECT_EQ(type->QueryInterface(IID_IClassFactory, &pFound), E_NOINTERFACE);
+    EXPECT_EQ(pFound, nullptr);
+    EXPECT_EQ(type->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
+}
+
 TEST(AudioMediaType, IsNotMadeOfWhatAWaveFormatCannotSay) {
     const UNCOMPRESSEDAUDIOFORMAT formats[] = {floatFormat(16384), floatFormat(2, 1e10F), floatFormat(2, -1.0F),
                                                floatFormat(2, std::numeric_limits<float>::quiet_NaN())};
