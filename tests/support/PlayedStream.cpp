@@ -108,6 +108,7 @@ const Chain chains[] = {
     {"Equalizer: 20 -6 40 3 80 -12", anyFinite, 1e-7F, 0.0F},
     {"Equalizer: 20 -6 40 3 80 -12\nBoost: 60 dB 0", anyFinite, 1e-7F, 0.0F, true},
     {"Boost: 60 dB 1\nEqualizer: 20 12 60 -9\nMaximizer: 60 dB\nBoost: 30 dB 1", fullScale, 1e-7F, 45.0F},
+    {"Equalizer: 1e-300 9 10 300 1000 300 2000 -1e9\nEqualizer: 0 6 50 0 50 6 1e300 5", anyFinite, anyFinite, 0.0F},
 };
 
 /// The output of a quiet sound, the same every time, after `first`, up to `most`.
