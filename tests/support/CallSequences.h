@@ -35,10 +35,11 @@ inline SeedRange seedsToRun(std::uint32_t usualCount) {
 inline Calls drawCalls(std::uint32_t seed) {
     std::mt19937 random(seed);
     Calls calls(1 + random() % 60);
+    const auto draw = [&random] { return static_cast<std::uint32_t>(random()); };
     for (Call& call : calls) {
-        call.kind = random();
-        call.object = random();
-        call.variant = random();
+        call.kind = draw();
+        call.object = draw();
+        call.variant = draw();
     }
     return calls;
 }

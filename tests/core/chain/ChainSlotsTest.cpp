@@ -165,9 +165,6 @@ protected:
     void start(const StreamFormat& stream) {
         m_stream = stream;
         m_slots.reset(stream);
-        publish();
-    }
-    void publish() {
         EXPECT_EQ(m_slots.publish(chainOf(m_stream, ConstantFilter(0.25F))), ChainSlots::Published::current);
         EXPECT_EQ(m_slots.publish(chainOf(m_stream, ConstantFilter(0.75F))), ChainSlots::Published::pending);
     }
@@ -212,21 +209,6 @@ TEST_F(Fade, NewChainIsHeardInFullAfterTenMilliseconds) {
             ASSERT_EQ(m_output[0], 0.75F);
         }
     }
-}
-
-TEST_F(Fade, ResetInMidFadeStartsOverWithoutAnyChain) {
-    start(format(2, 2));
-    block(100);
-    m_slots.reset(format(2, 2));
-    EXPECT_FALSE(block(100));
-    EXPECT_EQ(m_output[0], 9.0F) << "without a chain the sound passes";
-    publish();
-    EXPECT_FALSE(block(479)) << "the fade starts from its beginning";
-    EXPECT_TRUE(block(1));
-    m_slots.freeRetired();
-    m_slots.publish(chainOf(m_stream, ConstantFilter(0.25F)));
-    EXPECT_FALSE(block(479)) << "and so does the next one";
-    EXPECT_TRUE(block(1));
 }
 
 TEST_F(Fade, ABlockLongerThanPromisedIsProcessedInPieces) {
