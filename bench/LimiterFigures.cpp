@@ -1,7 +1,7 @@
 #include "LimiterFigures.h"
 
+#include "ToneFit.h"
 #include "render/measure/Loudness.h"
-#include "support/ToneFit.h"
 
 #include <algorithm>
 #include <cmath>
@@ -54,7 +54,7 @@ double gainAt(const Take& take, std::size_t frame) {
 
 double distortionOf(const Take& take, const std::vector<double>& frequenciesHz) {
     const std::size_t frames = take.pSound->samples.size() / 2 - 2 * settledFrame;
-    return test::residualOf(leftOf(take.output, settledFrame, frames), soundRateHz, frequenciesHz);
+    return residualOf(leftOf(take.output, settledFrame, frames), soundRateHz, frequenciesHz);
 }
 
 double modulationOf(const Take& take) {

@@ -7,12 +7,12 @@
 // as clipped sound has it. The gains without a set's name are those of the fastest. The lines are as Measurements.h
 // has them.
 
+#include "FrameByFrameLimiter.h"
 #include "Measurements.h"
 #include "filters/BoostDynamics.h"
 #include "kernels/Kernels.h"
 #include "kernels/LimiterLoops.h"
 #include "memory/AlignedArray.h"
-#include "support/FrameByFrameLimiter.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -126,7 +126,7 @@ std::deque<Contestant> contestants(const Planar& block) {
                              limiter.process(channels, channelCount, blockFrames);
                          });
     };
-    add("frame by frame", test::FrameByFrameLimiter{boostDb, sampleRateHz});
+    add("frame by frame", FrameByFrameLimiter{boostDb, sampleRateHz});
     for (const LimiterLoops* const pLoops : availableLimiterLoops()) {
         forceLimiterLoops(pLoops->name);
         BoostDynamics limiter;

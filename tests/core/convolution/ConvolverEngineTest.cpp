@@ -1,4 +1,5 @@
 #include "convolution/ConvolverEngine.h"
+#include "convolution/PartitionedConvolver.h"
 
 #include "support/ChosenAgain.h"
 #include "support/DirectConvolution.h"
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <span>
 #include <string>
 
 using namespace tovix;
@@ -56,13 +58,14 @@ Signals noises(std::size_t count, std::size_t frames) {
 }
 
 TEST_P(ConvolverEngineOf, GivesTheDirectConvolutionLessTheGapFromTheFirstSampleOn) {
-    std::vector<Case> cases{{1, 1, 9, 40},   {1, 300},       {2, 9},           {3, 3},           {3, 16384},
-                            {4, 16384},      {15, 16384},    {5, 1},           {7, 1000, 3},     {16, 256},
-                            {63, 1},         {64, 16384, 1}, {97, 16384, 3},   {128, 16384},     {240, 240, 5},
-                            {441, 1},        {441, 882},     {441, 16384, 4},  {443, 16384},     {448, 16384},
-                            {480, 1, 1},     {480, 960},     {480, 961, 6},    {480, 16384, 7},  {480, 16384, 8},
-                            {509, 16384, 3}, {512, 16384},   {1000, 16384},    {1056, 16384, 9}, {4096, 16384},
-                            {20000, 16384},  {20000, 1},     {8, 77, 2, 3000}, {7, 83, 1, 3000}, {6, 58, 3, 2999}};
+    std::vector<Case> cases{{1, 1, 9, 40},    {1, 300},         {2, 9},          {3, 3},          {3, 16384},
+                            {4, 16384},       {15, 16384},      {5, 1},          {7, 1000, 3},    {16, 256},
+                            {63, 1},          {63, 1000},       {64, 16384, 1},  {97, 16384, 3},  {128, 16384},
+                            {240, 240, 5},    {441, 1},         {441, 882},      {441, 16384, 4}, {443, 16384},
+                            {448, 16384},     {480, 1, 1},      {480, 960},      {480, 961, 6},   {480, 16384, 7},
+                            {480, 16384, 8},  {509, 16384, 3},  {479, 958},      {1009, 3000},    {512, 16384},
+                            {1000, 16384},    {1056, 16384, 9}, {4096, 16384},   {20000, 16384},  {20000, 1},
+                            {8, 77, 2, 3000}, {7, 83, 1, 3000}, {6, 58, 3, 2999}};
     // Thousands of blocks with tiles, at every vector width, and with a gap.
     cases.insert(cases.end(), {{64, 641, 2, 3000}, {48, 529, 3, 3001}, {128, 1300, 1, 3000}, {67, 701, 2, 3000}});
     // Many partitions for a block's length, the later ones longer: with long blocks of 4 to 32, with and without a
@@ -101,24 +104,6 @@ TEST_P(ConvolverEngineOf, GivesTheDirectConvolutionLessTheGapFromTheFirstSampleO
     }
 }
 
-TEST_P(ConvolverEngineOf, GivesWhatTheReferenceGives) {
-    const std::vector<float> h = noise(16384, 1);
-    for (const std::uint32_t blockFrames : {15U, 128U, 441U, 480U, 1021U, 4096U, 20000U}) {
-        const Signals inputs = noises(3, 3 * (16384 / blockFrames + 2) * blockFrames);
-        Signals expected = inputs;
-        Signals actual = inputs;
-        convolve(*availableConvolverEngines().front(), h, blockFrames, expected);
-        convolve(m_engine, h, blockFrames, actual);
-        for (std::size_t c = 0; c < inputs.size(); ++c) {
-            RelativeError error;
-            for (std::size_t t = 0; t < expected[c].size(); ++t) {
-                error.add(actual[c][t], expected[c][t]);
-            }
-            EXPECT_LT(error.rms(), 1e-6) << "blocks of " << blockFrames << ", channel " << c;
-        }
-    }
-}
-
 TEST_P(ConvolverEngineOf, TakesSamplesThatAreNotFiniteAsSilence) {
     for (const std::uint32_t blockFrames : {16U, 19U, 64U}) {
         Signals broken = noises(2, 60 * std::size_t{blockFrames});
@@ -143,19 +128,34 @@ TEST_P(ConvolverEngineOf, RefusesWhatCannotBeConvolved) {
     EXPECT_FALSE(m_engine.make({h, 480, 0}));
 }
 
-TEST(ConvolverEngine, IsForcedByNameAndTheFastestUnlessForced) {
+TEST(PartitionedConvolver, RefusesWhatCannotBeConvolved) {
+    const std::vector<float> h(4);
+    PartitionedConvolver convolver;
+    EXPECT_FALSE(convolver.init({}, 480));
+    EXPECT_FALSE(convolver.init(h, 0));
+    EXPECT_FALSE(convolver.init(h, PartitionedConvolver::maxBlockFrames + 1));
+    EXPECT_TRUE(convolver.init(h, 480));
+}
+
+template <class Choice>
+void expectForcedByNameAndElseTheFastest(std::span<const Choice* const> available, const Choice& (*inForce)(),
+                                         bool (*force)(std::string_view)) {
+    EXPECT_TRUE(&inForce() == available.back() || isEngineNamed());
+    for (const Choice* const pChoice : available) {
+        EXPECT_TRUE(force(pChoice->name));
+        EXPECT_EQ(&inForce(), pChoice);
+        EXPECT_FALSE(force("none such"));
+        EXPECT_EQ(&inForce(), pChoice);
+    }
+}
+
+TEST(Implementations, AreForcedByNameAndElseTheFastest) {
     const ChosenAgain atEnd;
-    const auto engines = availableConvolverEngines();
-    if (!isEngineNamed()) {
-        EXPECT_EQ(&convolverEngine(), engines.back());
-    }
-    EXPECT_EQ(engines.front()->name, "fftw");
-    for (const ConvolverEngine* const pEngine : engines) {
-        EXPECT_TRUE(forceConvolverEngine(pEngine->name));
-        EXPECT_EQ(&convolverEngine(), pEngine);
-    }
-    EXPECT_FALSE(forceConvolverEngine("none such"));
-    EXPECT_EQ(&convolverEngine(), engines.back());
+    EXPECT_EQ(availableConvolverEngines().front()->name, "fftw");
+    expectForcedByNameAndElseTheFastest<ConvolverEngine>(availableConvolverEngines(), convolverEngine,
+                                                         forceConvolverEngine);
+    expectForcedByNameAndElseTheFastest<Kernels>(availableKernels(), kernels, forceKernels);
+    expectForcedByNameAndElseTheFastest<LimiterLoops>(availableLimiterLoops(), limiterLoops, forceLimiterLoops);
 }
 
 } // namespace

@@ -187,16 +187,6 @@ TEST_P(KernelsOf, FadeFromOneSignalToTheOther) {
     }
 }
 
-TEST(Kernels, AreForcedByNameAndTheFastestUnlessForced) {
-    ASSERT_EQ(&kernels(), availableKernels().back());
-    for (const Kernels* const pKernels : availableKernels()) {
-        EXPECT_TRUE(forceKernels(pKernels->name));
-        EXPECT_EQ(&kernels(), pKernels);
-    }
-    EXPECT_FALSE(forceKernels("none such"));
-    EXPECT_EQ(&kernels(), availableKernels().back());
-}
-
 TEST_P(KernelsOf, AmplifyAPairOfChannelsUpToTheFirstFrameBeyondTheLimit) {
     constexpr float gain = 3.0F;
     constexpr std::size_t frames = 23;

@@ -1,7 +1,5 @@
 #include "kernels/LimiterLoops.h"
 
-#include "support/ChosenAgain.h"
-
 #include <gtest/gtest.h>
 
 #include <array>
@@ -52,17 +50,6 @@ TEST_P(LimiterLoopsOf, TakeLogarithmsAndPowersInDoublePrecision) {
     EXPECT_EQ(powerOf(1.0F, -32.0), 1.0);
     EXPECT_LT(powerOf(std::nextafter(1.0F, 2.0F), -32.0), 1.0);
     EXPECT_LT(powerOf(std::numeric_limits<float>::max(), -100.0), 1e-300);
-}
-
-TEST(LimiterLoops, AreForcedByNameAndTheFastestUnlessForced) {
-    const test::ChosenAgain atEnd;
-    ASSERT_EQ(&limiterLoops(), availableLimiterLoops().back());
-    for (const LimiterLoops* const pLoops : availableLimiterLoops()) {
-        EXPECT_TRUE(forceLimiterLoops(pLoops->name));
-        EXPECT_EQ(&limiterLoops(), pLoops);
-    }
-    EXPECT_FALSE(forceLimiterLoops("none such"));
-    EXPECT_EQ(&limiterLoops(), availableLimiterLoops().back());
 }
 
 } // namespace

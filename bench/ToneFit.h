@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-namespace tovix::test {
+namespace tovix::bench {
 
 /// What is left of `sound` once the best fit (least squares) of these frequencies and of a constant is taken from it,
 /// as a share of the whole: of a tone, its total harmonic distortion and noise.
@@ -52,4 +52,4 @@ inline double residualOf(std::span<const float> sound, double rateHz, const std:
     return std::sqrt(left / whole);
 }
 
-} // namespace tovix::test
+} // namespace tovix::bench

@@ -11,10 +11,10 @@
 #include <cstdint>
 #include <limits>
 
-namespace tovix::test {
+namespace tovix::bench {
 
-/// What BoostDynamics does, one frame after the other, with the library's logarithm and exponential. The
-/// tests compare the vector loops with it, and the benchmarks time them against it.
+/// What BoostDynamics does, one frame after the other, with the library's logarithm and exponential: what the
+/// vector loops are timed against.
 class FrameByFrameLimiter {
 public:
     FrameByFrameLimiter(double boostDb, double sampleRateHz) : m_releaseFrames(5.0 * sampleRateHz) {
@@ -133,4 +133,4 @@ private:
     double m_releaseStepDb = 0.0;
 };
 
-} // namespace tovix::test
+} // namespace tovix::bench
