@@ -117,7 +117,10 @@ class Run:
         if target is None:
             return "does not compile", ""
         if mutant.file not in worker.originals:
-            worker.originals[mutant.file] = worker.compile(mutant.file, text, "original.o").read_bytes()
+            original = worker.compile(mutant.file, text, "original.o")
+            if original is None:
+                return "does not compile", "nor does the source: has it changed since?"
+            worker.originals[mutant.file] = original.read_bytes()
         if target.read_bytes() == worker.originals[mutant.file]:
             return "same code", ""
         if not worker.link(target):
