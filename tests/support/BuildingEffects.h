@@ -22,8 +22,6 @@ public:
         }
     }
     ~BuildingEffects() { release(); }
-    BuildingEffects(const BuildingEffects&) = delete;
-    BuildingEffects& operator=(const BuildingEffects&) = delete;
 
     /// Counts from here on, and lets no build end.
     void hold() {

@@ -21,8 +21,6 @@ public:
 
     explicit ChildProcess(const Start& start);
     ~ChildProcess() { finish(); }
-    ChildProcess(const ChildProcess&) = delete;
-    ChildProcess& operator=(const ChildProcess&) = delete;
 
     /// Sends one line and returns the one line that comes back; empty when the child has ended.
     std::string ask(const std::string& line);

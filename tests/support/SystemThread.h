@@ -15,8 +15,6 @@ public:
     explicit SystemThread(std::function<void()> body)
         : m_body(std::move(body)), m_thread(::CreateThread(nullptr, 0, &run, &m_body, 0, nullptr)) {}
     ~SystemThread() { join(); }
-    SystemThread(const SystemThread&) = delete;
-    SystemThread& operator=(const SystemThread&) = delete;
 
     void join() { ::WaitForSingleObject(m_thread.get(), INFINITE); }
 

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <optional>
@@ -203,15 +204,10 @@ TEST(EffectManager, ChainsThatTakeTooMuchInAFadeFollowEachOtherByWayOfThePlainSo
 class BlockTimes {
 public:
     template <class Block> void take(const Block& block) {
-        LARGE_INTEGER start{};
-        LARGE_INTEGER end{};
-        LARGE_INTEGER frequency{};
-        ::QueryPerformanceFrequency(&frequency);
-        ::QueryPerformanceCounter(&start);
+        using Clock = std::chrono::steady_clock;
+        const auto start = Clock::now();
         block();
-        ::QueryPerformanceCounter(&end);
-        m_ms.push_back(static_cast<double>(end.QuadPart - start.QuadPart) * 1e3 /
-                       static_cast<double>(frequency.QuadPart));
+        m_ms.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
     }
     void print(const char* what) {
         std::sort(m_ms.begin(), m_ms.end());

@@ -149,8 +149,6 @@ public:
               }
           }) {}
     ~RestlessSettings() { m_stop = true; }
-    RestlessSettings(const RestlessSettings&) = delete;
-    RestlessSettings& operator=(const RestlessSettings&) = delete;
 
     /// Whether the two levels can have made all samples of the quiet sound. The equalizer swings in by some percent.
     static bool explain(const std::vector<float>& samples) {

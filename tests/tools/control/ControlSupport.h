@@ -28,8 +28,6 @@ class HeldProgram {
 public:
     explicit HeldProgram(const std::wstring& arguments) : m_program({programFolder() / "tovixctl.exe", arguments}) {}
     ~HeldProgram() { ::TerminateProcess(m_program.process(), 0); }
-    HeldProgram(const HeldProgram&) = delete;
-    HeldProgram& operator=(const HeldProgram&) = delete;
 
     /// Waits for a line with `text`; false once the program has ended without one.
     [[nodiscard]] bool says(const std::string& text) {

@@ -86,8 +86,6 @@ public:
         setAccess(accessList);
     }
     ~GuardedKey() { setAccess(L"D:(A;;KA;;;WD)"); }
-    GuardedKey(const GuardedKey&) = delete;
-    GuardedKey& operator=(const GuardedKey&) = delete;
 
 private:
     void setAccess(const wchar_t* text) const {

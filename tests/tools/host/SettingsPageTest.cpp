@@ -38,8 +38,6 @@ public:
         m_ending = true;
         m_thread.join();
     }
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
 
     [[nodiscard]] bool hears() const {
         return test::becomesTrue([this] { return m_heard.load(); });

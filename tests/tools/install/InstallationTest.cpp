@@ -1,6 +1,7 @@
 #include "install/Installation.h"
 
 #include "apo/RegistrationRecord.h"
+#include "install/EffectRegistration.h"
 #include "install/Removal.h"
 #include "module/Registration.h"
 #include "platform/ApoRegistration.h"
@@ -166,6 +167,42 @@ TEST_F(InstallationTest, WhatSomebodyHasChangedSinceIsLeftAloneAndNamed) {
     EXPECT_EQ(machine.registry.valuesOf(server.key).size(), 1U);
     EXPECT_EQ(test::contentOf(folder() / libraryName), "another's");
     EXPECT_TRUE(uninstall().isEmpty());
+}
+
+TEST_F(InstallationTest, IsPutRightWhileItsLibraryIsThereOrInThePackage) {
+    const auto planned = [this] { return planInstallationRepair(package.path(), machine.registry, journal); };
+    EXPECT_THROW(requireInstalled(machine.registry), InstallRefusal);
+    EXPECT_TRUE(planned().obstacle);
+    machine.put(protectionKey, protectionValue, numberData(0));
+    before = machine.all();
+    install(wish(true));
+    const auto installed = machine.all();
+    EXPECT_NO_THROW(requireInstalled(machine.registry));
+    EXPECT_TRUE(planned().isEmpty());
+
+    const auto values = classValues(L"C:\\another.dll");
+    const auto& server = values.at(1);
+    for (const auto& value : values) {
+        machine.registry.remove(value.key, value.name);
+    }
+    machine.registry.removeKey(server.key);
+    machine.registry.removeKey(values.front().key);
+    machine.registry.write(protectionKey, protectionValue, numberData(0));
+    EXPECT_FALSE(carryOut(planned()).obstacle);
+    EXPECT_EQ(machine.all(), installed);
+    machine.registry.write(server.key, server.name, textData(server.text));
+    carryOut(planned());
+    EXPECT_EQ(machine.all(), installed);
+
+    std::filesystem::remove_all(folder().parent_path());
+    EXPECT_THROW(requireInstalled(machine.registry), InstallRefusal);
+    write(package.path() / libraryName, "library 2");
+    EXPECT_TRUE(planned().obstacle);
+    write(package.path() / libraryName, "library 1");
+    EXPECT_FALSE(carryOut(planned()).obstacle);
+    EXPECT_EQ(machine.all(), installed);
+    uninstall();
+    EXPECT_EQ(machine.all(), before);
 }
 
 TEST_F(InstallationTest, WhatCannotBeCopiedIsRefusedWithNothingChanged) {

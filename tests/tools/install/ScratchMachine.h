@@ -27,8 +27,6 @@ public:
 
     ScratchMachine();
     ~ScratchMachine();
-    ScratchMachine(const ScratchMachine&) = delete;
-    ScratchMachine& operator=(const ScratchMachine&) = delete;
 
     install::RegistryTree registry;
     TemporaryFolder folder;

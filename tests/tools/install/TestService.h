@@ -33,8 +33,6 @@ public:
         static_cast<void>(becomesTrue([this] { return state() == SERVICE_STOPPED; }));
         ::DeleteService(m_service.get());
     }
-    TestService(const TestService&) = delete;
-    TestService& operator=(const TestService&) = delete;
 
     /// From the next start on: "obeys", "hangs-at-stop", "hangs-at-start" or "dies".
     void behave(const wchar_t* how) const {

@@ -26,8 +26,6 @@ public:
         m_before = text();
     }
     ~UserValue() { m_before ? set(*m_before, m_type) : remove(); }
-    UserValue(const UserValue&) = delete;
-    UserValue& operator=(const UserValue&) = delete;
 
     [[nodiscard]] std::optional<std::wstring> text() {
         std::wstring text(1000, L'\0');

@@ -41,8 +41,6 @@ public:
             moduleExport<void(void*, void*)>(m_module.get(), "ReleaseLogger")(m_pLogger, nullptr);
         }
     }
-    Library(const Library&) = delete;
-    Library& operator=(const Library&) = delete;
 
     [[nodiscard]] bool refuses() const { return m_pLogger == nullptr; }
     void write(const char* line) { slot<void(void*, const char*)>(1)(m_pLogger, line); }
