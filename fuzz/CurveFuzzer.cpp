@@ -37,7 +37,7 @@ void change(std::string_view settings, const WantedCurve& curve, std::optional<s
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const QuickUnit quick(1.0); // a command's work, which searches for the best points
+    const QuickUnit quick(0.05);
     const std::string_view bytes(reinterpret_cast<const char*>(data), size);
     const auto fit = size > 0 ? std::optional<std::size_t>(1 + data[size - 1] % 40) : std::nullopt;
     for (const auto read : {readCurve, readPointList}) {

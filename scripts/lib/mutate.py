@@ -65,7 +65,14 @@ class Worker:
 
     def test(self, tests, seconds):
         """What noticed the mutant: a test's name, or what became of the program; None if nothing did."""
-        tests = sorted(tests, key=lambda test: seconds.get(test, 0))
+        quick = sorted(test for test in tests if seconds.get(test, 0) < 3)
+        slow = sorted(set(tests).difference(quick))
+        # The program has an order of its own.
+        return self.run_tests(quick, seconds) or self.run_tests(slow, seconds)
+
+    def run_tests(self, tests, seconds):
+        if not tests:
+            return None
         # The counters slowed the tests down when their seconds were taken.
         limit = 20 + sum(seconds.get(test, 0) for test in tests)
         command = self.side.command(self.folder / "bin", self.prefix)
@@ -102,10 +109,11 @@ class Run:
         self.objects = {}
 
     def tests_of(self, mutant):
-        """The tests that run the line; for one that is no code, such as a constant, those that run the file at all."""
+        """The tests that run the line; for one that is no code, such as a constant, those that run the file at all; for
+        a file of constants all."""
         lines = self.map["lines"].get(mutant.file, {})
-        own = lines.get(str(mutant.line))
-        return own or sorted({test for tests in lines.values() for test in tests})
+        own = lines.get(str(mutant.line)) or sorted({test for tests in lines.values() for test in tests})
+        return own or list(self.map["seconds"])
 
     def judge(self, worker, mutant):
         if (mutant.file, change_of(mutant)) in self.equal:

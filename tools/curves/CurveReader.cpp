@@ -66,14 +66,22 @@ std::vector<double> risingWithoutEquals(std::vector<double> frequencies) {
     return frequencies;
 }
 
+/// Points of a computed curve to an octave. A fuzzer, whose build defines this name, gets through many more lists
+/// with a coarse one.
+#ifdef FUZZING_BUILD_MODE_UNSAFE_FOR_PRODUCTION
+constexpr double pointsPerOctave = 6.0;
+#else
+constexpr double pointsPerOctave = 48.0;
+#endif
+
 WantedCurve computeCurve(const CurveParts& parts) {
-    std::vector<double> frequencies = frequenciesOf(parts, 48.0);
+    std::vector<double> frequencies = frequenciesOf(parts, pointsPerOctave);
     std::transform(frequencies.begin(), frequencies.end(), frequencies.begin(), roundFrequency);
     WantedCurve curve{.computed = true};
     for (const double frequencyHz : risingWithoutEquals(std::move(frequencies))) {
         curve.points.push_back({frequencyHz, roundGain(gainOf(parts, frequencyHz))});
     }
-    for (const double frequencyHz : risingWithoutEquals(frequenciesOf(parts, 192.0))) {
+    for (const double frequencyHz : risingWithoutEquals(frequenciesOf(parts, 4.0 * pointsPerOctave))) {
         curve.exact.push_back({frequencyHz, gainOf(parts, frequencyHz)});
     }
     return curve;
