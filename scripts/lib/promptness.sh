@@ -1,7 +1,8 @@
 # Checks that a Windows program's output ends with the program and not with Wine's session, which outlives it: whoever
 # reads it would wait for a minute. Source it after builds.sh; the Windows build is there.
 
-promptness_limit=10 # seconds
+# Seconds: well below the minute that the session lasts, and enough beside a load that keeps all processors busy.
+promptness_limit=40
 promptness_log=$root/build/promptness.log
 session_prefix=$root/build/windows/wine
 
