@@ -1,4 +1,3 @@
-#include "support/ForcedEngine.h"
 #include "convolution/ConvolverEngine.h"
 
 #include <cstdio>
@@ -22,12 +21,8 @@ bool forceNamedEngine() noexcept {
     return true;
 }
 
-const bool isNamed = forceNamedEngine();
+[[maybe_unused]] const bool isForced = forceNamedEngine();
 
 } // namespace
-
-bool isEngineNamed() noexcept {
-    return isNamed;
-}
 
 } // namespace tovix::test

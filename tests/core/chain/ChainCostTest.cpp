@@ -5,6 +5,7 @@
 #include "filters/EffectBoost.h"
 #include "support/ChosenAgain.h"
 #include "support/LogCapture.h"
+#include "support/Planar.h"
 
 #include <gtest/gtest.h>
 
@@ -80,33 +81,21 @@ TEST(ChainCost, IsTheLeastOfSeveralTriesAndEndsAsSoonAsItIsKnown) {
     }
 }
 
-/// Fresh chains of one text with the format and the engine in force.
-class Built {
-public:
-    explicit Built(const StreamFormat& format) : m_format(format), m_builder(decodeLatin1) {
-        m_builder.configure(format, {});
-    }
-    RtPtr<FilterChain> chain(std::string_view text) { return m_builder.build(text).chain; }
-    ChainCost cost(const FilterChain& chain) { return measureCost(chain, m_format, &steadyNanoseconds).value(); }
-
-private:
-    StreamFormat m_format;
-    ChainBuilder m_builder;
-};
+RtPtr<FilterChain> build(std::string_view text, const StreamFormat& format) {
+    ChainBuilder builder(decodeLatin1);
+    builder.configure(format, {});
+    return builder.build(text).chain;
+}
 
 /// What a chain makes of some blocks of a sound that its limiters have to work on.
 std::vector<float> play(FilterChain& chain, const StreamFormat& format) {
-    std::vector<float> heard;
-    std::vector<float> block(std::size_t{format.maxFrames} * format.inputChannels);
-    for (int n = 0; n < 40; ++n) {
-        for (std::size_t i = 0; i < block.size(); ++i) {
-            block[i] = static_cast<float>((i * 37 + static_cast<std::size_t>(n) * 11) % 101) * 0.02F - 1.0F;
-        }
-        chain.run(block.data(), format.maxFrames);
-        chain.writeOutput(block.data(), format.maxFrames);
-        heard.insert(heard.end(), block.begin(), block.end());
+    const std::size_t blockSamples = std::size_t{format.maxFrames} * format.inputChannels;
+    std::vector<float> sound = noise(40 * blockSamples, 1);
+    for (std::size_t first = 0; first < sound.size(); first += blockSamples) {
+        chain.run(&sound[first], format.maxFrames);
+        chain.writeOutput(&sound[first], format.maxFrames);
     }
-    return heard;
+    return sound;
 }
 
 TEST(ChainCost, ATrialLeavesNoTraceInTheSoundTheProcessLevelOrTheLog) {
@@ -116,14 +105,13 @@ TEST(ChainCost, ATrialLeavesNoTraceInTheSoundTheProcessLevelOrTheLog) {
         SCOPED_TRACE(pEngine->name);
         ASSERT_TRUE(forceConvolverEngine(pEngine->name));
         for (const StreamFormat format : {StreamFormat{48000.0F, 0, 2, 2, 3, 64}, {44100.0F, 0, 3, 3, 7, 441}}) {
-            Built built(format);
             std::vector<float> heard[2];
             for (const bool tried : {false, true}) {
                 EffectBoost::setProcessLevel(25);
-                const auto chain = built.chain(text);
+                const auto chain = build(text, format);
                 if (tried) {
                     const LogCapture log(LogLevel::Debug);
-                    EXPECT_GT(built.cost(*chain).blockSeconds, 0.0);
+                    EXPECT_GT(measureCost(*chain, format, &steadyNanoseconds)->blockSeconds, 0.0);
                     EXPECT_EQ(log.lines(), std::vector<std::string>{});
                 }
                 heard[tried] = play(*chain, format);
@@ -136,7 +124,7 @@ TEST(ChainCost, ATrialLeavesNoTraceInTheSoundTheProcessLevelOrTheLog) {
 
 TEST(ChainCost, EachFilterHasAStandInThatDoesItsWorkOnALoudSound) {
     constexpr std::uint32_t frames = 480;
-    Built built({48000.0F, 0, 1, 1, 4, frames});
+    constexpr StreamFormat mono{48000.0F, 0, 1, 1, 4, frames};
     const struct {
         const char* text;
         float sample;
@@ -147,15 +135,14 @@ TEST(ChainCost, EachFilterHasAStandInThatDoesItsWorkOnALoudSound) {
                  {"Equalizer:", 4.0F, 4.0F}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
-        const auto standIn = built.chain(c.text)->filter(0).standIn();
+        const auto standIn = build(c.text, mono)->filter(0).standIn();
         ASSERT_TRUE(standIn);
         standIn->setup(48000.0F, frames, {L"FC"});
-        std::vector<float> samples(frames, c.sample);
-        float* channel = samples.data();
-        standIn->process(&channel, &channel, frames);
-        EXPECT_NEAR(samples.back(), c.loudest, 1e-5F) << "a limiter limits, an equalizer plays its impulse";
+        Planar sound{std::vector<float>(frames, c.sample)};
+        test::play(*standIn, sound, frames);
+        EXPECT_NEAR(sound[0].back(), c.loudest, 1e-5F) << "a limiter limits, an equalizer plays its impulse";
     }
-    EXPECT_FALSE(built.chain("Equalizer: 1 9000")->filter(0).standIn()) << "one that does nothing costs nothing";
+    EXPECT_FALSE(build("Equalizer: 1 9000", mono)->filter(0).standIn()) << "one that does nothing costs nothing";
 }
 
 /// Whether a sanitizer makes everything some twenty times slower.
@@ -172,28 +159,28 @@ TEST(ChainCost, LetsTheWidestFormatsPassAndNoChainThatStarvesThem) {
         {192000.0F, 0, 8, 8, 0x63F, 1920}, {192000.0F, 0, 16, 16, 0, 1920},
     };
     for (const auto& format : formats) {
-        Built built(format);
         const std::int64_t start = steadyNanoseconds();
-        const auto chain = built.chain("Equalizer: 100 -3 1000 6\nMaximizer: 60 dB");
+        const auto chain = build("Equalizer: 100 -3 1000 6\nMaximizer: 60 dB", format);
         const std::int64_t tryStart = steadyNanoseconds();
-        const auto cost = built.cost(*chain);
+        const auto cost = measureCost(*chain, format, &steadyNanoseconds);
         std::printf("%2u channels, %6.0f Hz, %4u frames: %.1f %% of a block; built in %.2f ms, tried in %.2f ms\n",
                     format.inputChannels, static_cast<double>(format.sampleRateHz), format.maxFrames,
-                    100.0 * cost.share(), static_cast<double>(tryStart - start) * 1e-6,
+                    100.0 * cost->share(), static_cast<double>(tryStart - start) * 1e-6,
                     static_cast<double>(steadyNanoseconds() - tryStart) * 1e-6);
-        EXPECT_TRUE(cost.fits() || slowedDown);
+        EXPECT_TRUE(cost->fits() || slowedDown);
     }
     const ChosenAgain atEnd;
     ASSERT_TRUE(forceConvolverEngine("fftw"));
-    Built built({192000.0F, 0, 8, 8, 0x63F, 16});
+    const StreamFormat shortBlocks{192000.0F, 0, 8, 8, 0x63F, 16};
     std::string text;
     for (int line = 0; line < 18; ++line) {
         text += "Equalizer:1 1\n";
     }
-    const auto cost = built.cost(*built.chain(text));
-    std::printf("18 equalizers of 8 channels, 192000 Hz, 16 frames: %.0f %%\n", 100.0 * cost.share());
-    EXPECT_FALSE(cost.fits());
-    EXPECT_EQ(built.cost(*built.chain("")).share(), 0.0) << "whatever the format, sound that passes is never refused";
+    const auto cost = measureCost(*build(text, shortBlocks), shortBlocks, &steadyNanoseconds);
+    std::printf("18 equalizers of 8 channels, 192000 Hz, 16 frames: %.0f %%\n", 100.0 * cost->share());
+    EXPECT_FALSE(cost->fits());
+    EXPECT_EQ(measureCost(*build("", shortBlocks), shortBlocks, &steadyNanoseconds)->share(), 0.0)
+        << "whatever the format, sound that passes is never refused";
 }
 
 } // namespace

@@ -8,7 +8,7 @@
 #include "filters/EffectEqualizer.h"
 
 #include "support/ChosenAgain.h"
-#include "support/DirectConvolution.h"
+#include "support/Planar.h"
 
 #include <gtest/gtest.h>
 
@@ -82,19 +82,17 @@ TEST(RefusedMemory, OfWhatPlanningTakesGivesNoPlan) {
 TEST(RefusedMemory, OfAnEqualizerLeavesItInert) {
     // Not a multiple of 4, so that the gap takes its memory too, and many taps for it, so that the tail does.
     constexpr std::uint32_t blockFrames = 9;
-    const std::vector<float> sound = noise(blockFrames, 1);
+    const Planar sound = planarNoise(2, blockFrames);
     const ChosenAgain atEnd;
     for (const ConvolverEngine* const pEngine : availableConvolverEngines()) {
         ASSERT_TRUE(forceConvolverEngine(pEngine->name));
         const int requests = refuseEachRequest([&sound] {
             EffectEqualizer equalizer{{{100.0, -3.0}, {1000.0, 6.0}}, 1024};
             equalizer.setup(48000.0F, blockFrames, {L"L", L"R"});
-            std::vector<float> left = sound;
-            std::vector<float> right = sound;
-            float* channels[]{left.data(), right.data()};
-            equalizer.process(channels, channels, blockFrames);
-            EXPECT_EQ(left == sound, right == sound);
-            return left != sound;
+            Planar played = sound;
+            play(equalizer, played, blockFrames);
+            EXPECT_EQ(played[0] == sound[0], played[1] == sound[1]);
+            return played != sound;
         });
         // Work arrays, taps, the convolver, its tables and its buffers.
         EXPECT_GT(requests, pEngine->pLoops == nullptr ? 20 : 30)
