@@ -111,8 +111,8 @@ private:
         m_faded += frames;
         const float low = quiet * std::min(m_now.least, m_fades ? m_next.least : m_now.least);
         const float high = quiet * std::max(m_now.most, m_fades ? m_next.most : m_now.most);
-        for (std::uint32_t f = 0; hasChannels() && f < frames; ++f) {
-            expect(pOutput[std::size_t{f} * m_format.outputChannels], 0.999 * low, 1.001 * high, "a sample");
+        for (std::size_t i = 0; hasChannels() && i < std::size_t{frames} * m_format.outputChannels; ++i) {
+            expect(pOutput[i], 0.999 * low, 1.001 * high, "a sample");
         }
         expect(swapped, m_fades && frames > 0 && m_faded >= crossfadeFramesAt(m_format.sampleRateHz), "the token");
         if (swapped) {

@@ -1,9 +1,11 @@
 #include "filters/EffectBoost.h"
 #include "filters/EffectFactoryBoost.h"
+#include "filters/EffectFactoryEqualizer.h"
 #include "filters/EffectFactoryMaximizer.h"
 #include "filters/EffectFactoryStep.h"
 #include "filters/ParameterText.h"
 #include "support/LogCapture.h"
+#include "support/Planar.h"
 
 #include <gtest/gtest.h>
 
@@ -14,18 +16,6 @@
 using namespace tovix;
 
 namespace {
-
-FilterList offer(IFilterFactory& factory, const std::wstring& parameters, std::wstring name = L"Boost") {
-    return factory.createFilter(name, parameters, name + L":" + parameters);
-}
-
-/// What the one filter of `filters` makes of one frame of one channel.
-float firstFrameThrough(const FilterList& filters, float sample) {
-    filters.at(0)->setup(48000.0F, 1, {L"x"});
-    float* channel = &sample;
-    filters.at(0)->process(&channel, &channel, 1);
-    return sample;
-}
 
 TEST(ParameterText, ABoostIsTwoIntegersAroundTheUnit) {
     constexpr auto most = std::numeric_limits<std::int32_t>::max();
@@ -111,32 +101,43 @@ TEST(ParameterText, AResponseIsEveryPairOfNumbersInTheText) {
               60);
 }
 
-TEST(FilterFactories, OnlyASecondNumberOfOneAsksForTheLimiterAndABoostThatDoesNotParseIsLogged) {
+TEST(FilterFactories, MakeAFilterOfTheirOwnLinesAndLogThoseThatDoNotParse) {
     EffectFactoryBoost boost;
-    EffectBoost::setProcessLevel(0);
-    EXPECT_FLOAT_EQ(firstFrameThrough(offer(boost, L"60 dB 1"), 0.1F), 0.1F * std::pow(10.0F, 0.3F));
-    EXPECT_FLOAT_EQ(firstFrameThrough(offer(boost, L"60 dB 2"), 0.1F), 0.1F * std::pow(10.0F, 0.05F)) << "a ramp";
-    const test::LogCapture capture(LogLevel::Error);
-    EXPECT_TRUE(offer(boost, L"120,5 dB 1").empty());
-    ASSERT_EQ(capture.lines().size(), 1U);
-    EXPECT_TRUE(capture.lines()[0].ends_with("[EffectFactoryBoost::createFilter@EffectFactoryBoost:30] "
-                                             "Couldn't create boost filter. Params mismatch=1"))
-        << capture.lines()[0];
-}
-
-TEST(FilterFactories, AMaximizerIsMadeOfItsOwnLineOnlyAndOneThatDoesNotParseIsLogged) {
+    EffectFactoryEqualizer equalizer;
     EffectFactoryMaximizer maximizer;
-    EXPECT_FLOAT_EQ(firstFrameThrough(offer(maximizer, L"60 dB -20", L"Maximizer"), 0.1F),
-                    0.1F * std::pow(10.0F, 0.3F));
-    EXPECT_FLOAT_EQ(firstFrameThrough(offer(maximizer, L"60 dB -20", L"Maximizer"), 3.0F), std::pow(10.0F, -0.1F));
-    const test::LogCapture capture(LogLevel::Error);
-    EXPECT_TRUE(offer(maximizer, L"60 dB -20", L"maximizer").empty());
-    EXPECT_TRUE(capture.lines().empty()) << "a name that is not its own says nothing";
-    EXPECT_TRUE(offer(maximizer, L"60 dB louder", L"Maximizer").empty());
-    ASSERT_EQ(capture.lines().size(), 1U);
-    EXPECT_TRUE(capture.lines()[0].ends_with(
-        "Couldn't create maximizer filter. No level in dB, or something else than a ceiling after it."))
-        << capture.lines()[0];
+    const struct {
+        IFilterFactory& factory;
+        const wchar_t* name;
+        const wchar_t* parameters;
+        float sample;
+        double expected;
+        const char* logged = "";
+    } cases[] = {
+        {boost, L"Boost", L"60 dB 1", 0.1F, 0.1 * std::pow(10.0, 0.3)},
+        {boost, L"Boost", L"60 dB 2", 0.1F, 0.1 * std::pow(10.0, 0.05)}, // a ramp
+        {boost, L"Boost", L"120,5 dB 1", 0.1F, 0.1,
+         "[EffectFactoryBoost::createFilter@EffectFactoryBoost:30] Couldn't create boost filter. Params mismatch=1"},
+        {equalizer, L"Equalizer", L"1000 6", 0.1F, 0.1 * std::pow(10.0, 0.3)},
+        {maximizer, L"Maximizer", L"60 dB -20", 0.1F, 0.1 * std::pow(10.0, 0.3)},
+        {maximizer, L"Maximizer", L"60 dB -20", 3.0F, std::pow(10.0, -0.1)},
+        {maximizer, L"maximizer", L"60 dB -20", 3.0F, 3.0},
+        {maximizer, L"Maximizer", L"60 dB louder", 3.0F, 3.0,
+         "Couldn't create maximizer filter. No level in dB, or something else than a ceiling after it."},
+    };
+    EffectBoost::setProcessLevel(0);
+    for (const auto& c : cases) {
+        const std::string logged = c.logged;
+        const test::LogCapture capture(LogLevel::Error);
+        std::wstring name = c.name;
+        test::Planar sound{std::vector<float>(4, c.sample)};
+        for (const FilterPtr& filter : c.factory.createFilter(name, c.parameters, name + L":" + c.parameters)) {
+            filter->setup(48000.0F, 4, {L"x"});
+            test::play(*filter, sound, 4);
+        }
+        EXPECT_NEAR(sound[0][0], c.expected, 1e-6) << testing::PrintToString(std::wstring(c.parameters));
+        ASSERT_EQ(capture.lines().size(), logged.empty() ? 0U : 1U) << logged;
+        EXPECT_TRUE(logged.empty() || capture.lines()[0].ends_with(logged)) << capture.lines()[0];
+    }
 }
 
 TEST(FilterFactories, TheGateKeepsItsStateOverSectionsAndForgetsItWithTheBuild) {

@@ -1,9 +1,11 @@
 #include "kernels/Kernels.h"
+#include "convolution/SpectrumRows.h"
 
 #include "support/DirectConvolution.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
@@ -28,9 +30,9 @@ constexpr std::array<std::uint32_t, 9> frameCounts{0, 1, 3, 4, 5, 7, 8, 64, 441}
 /// What stands where a kernel must not write.
 constexpr float untouched = 12345.0F;
 
-/// Planar channels whose starts have different alignments, each followed by one sample that must stay.
-struct Planar {
-    Planar(std::uint32_t channelCount, std::size_t frames) {
+/// Channels whose starts have different alignments, each followed by one sample that must stay.
+struct Channels {
+    Channels(std::uint32_t channelCount, std::size_t frames) {
         const std::size_t stride = frames + 2 + (frames % 2);
         samples.assign(channelCount * stride + 1, untouched);
         for (std::uint32_t c = 0; c < channelCount; ++c) {
@@ -41,50 +43,43 @@ struct Planar {
     std::vector<float*> pointers;
 };
 
-TEST_P(KernelsOf, SplitInterleavedFramesIntoChannels) {
-    for (std::uint32_t channelCount = 1; channelCount <= mostChannels; ++channelCount) {
-        for (const std::uint32_t frames : frameCounts) {
-            const std::vector<float> source = noise(channelCount * frames + 1, frames);
-            const float* const interleaved = source.data() + 1;
-            Planar planar{channelCount, frames};
-            m_kernels.deinterleave(interleaved, planar.pointers.data(), channelCount, frames);
-            for (std::uint32_t c = 0; c < channelCount; ++c) {
-                for (std::uint32_t f = 0; f < frames; ++f) {
-                    ASSERT_EQ(planar.pointers[c][f], interleaved[f * channelCount + c])
-                        << channelCount << " channels, channel " << c << ", frame " << f << " of " << frames;
-                }
-                ASSERT_EQ(planar.pointers[c][frames], untouched);
-            }
-        }
-    }
+/// Whether they are the same to the bit, which says more than `==` of zeros and of what is not a number.
+bool areSame(float a, float b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
-TEST_P(KernelsOf, JoinAndCopyChannelsAndSilenceWhatIsNotFinite) {
+TEST_P(KernelsOf, SplitFramesIntoChannelsAndJoinAndCopyThemAndSilenceWhatIsNotFinite) {
     using Float = std::numeric_limits<float>;
     const std::array special{HUGE_VALF,    -HUGE_VALF,      Float::quiet_NaN(),  -Float::signaling_NaN(),
                              Float::max(), Float::lowest(), Float::denorm_min(), -0.0F};
     for (std::uint32_t channelCount = 1; channelCount <= mostChannels; ++channelCount) {
         for (const std::uint32_t frames : frameCounts) {
-            Planar planar{channelCount, frames};
-            for (std::uint32_t c = 0; c < channelCount; ++c) {
-                for (std::uint32_t f = 0; f < frames; ++f) {
-                    planar.pointers[c][f] = (f + c) % 3 == 0 ? special[(f / 3 + c) % special.size()] : 0.5F;
-                }
+            const std::size_t count = std::size_t{channelCount} * frames;
+            std::vector<float> source = noise(1 + count + 1, frames);
+            std::size_t replaced = 0;
+            for (float& sample : source) {
+                sample = sample > 0.2F ? special[replaced++ % special.size()] : sample;
             }
-            std::vector<float> joined(1 + channelCount * frames + 1, untouched);
-            m_kernels.interleaveFinite(planar.pointers.data(), joined.data() + 1, channelCount, frames);
-            for (std::size_t i = 0; i < std::size_t{channelCount} * frames; ++i) {
-                const float sample = planar.pointers[i % channelCount][i / channelCount];
-                const float expected = std::isfinite(sample) ? sample : 0.0F;
-                ASSERT_EQ(std::memcmp(&joined[1 + i], &expected, sizeof expected), 0)
+            Channels channels{channelCount, frames};
+            m_kernels.deinterleave(source.data() + 1, channels.pointers.data(), channelCount, frames);
+            std::vector<float> joined(1 + count + 1, untouched);
+            m_kernels.interleaveFinite(channels.pointers.data(), joined.data() + 1, channelCount, frames);
+            for (std::size_t i = 0; i < count; ++i) {
+                const float sample = source[1 + i];
+                ASSERT_TRUE(areSame(channels.pointers[i % channelCount][i / channelCount], sample))
+                    << channelCount << " channels, sample " << i << " of " << count;
+                ASSERT_TRUE(areSame(joined[1 + i], std::isfinite(sample) ? sample : 0.0F))
                     << channelCount << " channels, sample " << i << " became " << joined[1 + i];
             }
             ASSERT_EQ(joined.front(), untouched);
             ASSERT_EQ(joined.back(), untouched);
+            for (const float* const pChannel : channels.pointers) {
+                ASSERT_EQ(pChannel[frames], untouched);
+            }
             std::vector<float> copied(frames + 1, untouched);
-            m_kernels.copyFinite(planar.pointers[0], copied.data(), frames);
+            m_kernels.copyFinite(channels.pointers[0], copied.data(), frames);
             for (std::size_t f = 0; f < frames; ++f) {
-                ASSERT_EQ(std::memcmp(&copied[f], &joined[1 + f * channelCount], sizeof(float)), 0) << f;
+                ASSERT_TRUE(areSame(copied[f], joined[1 + f * channelCount])) << f;
             }
             ASSERT_EQ(copied.back(), untouched);
         }
@@ -94,52 +89,52 @@ TEST_P(KernelsOf, JoinAndCopyChannelsAndSilenceWhatIsNotFinite) {
 TEST_P(KernelsOf, MultiplyAndAccumulateAllBinsButTheGap) {
     for (const std::size_t blockFrames : {1U, 2U, 3U, 4U, 5U, 7U, 8U, 441U, 480U}) {
         for (const std::size_t rows : {1U, 2U, 3U, 5U}) {
-            // Each spectrum starts at a multiple of four floats of one aligned block.
-            const std::size_t stride = (blockFrames + 1 + 3) / 4 * 4;
-            struct alignas(16) Four {
-                std::array<float, 4> floats;
-            };
-            std::vector<Four> memory((2 + 4 * rows) * stride / 4);
-            float* const pFirst = memory.front().floats.data();
-            const std::vector<float> content = noise(memory.size() * 4, 3);
-            std::memcpy(pFirst, content.data(), content.size() * sizeof(float));
-            std::array<std::vector<float*>, 4> arrays;
-            for (std::size_t i = 0; i < 4 * rows; ++i) {
-                arrays[i / rows].push_back(pFirst + (2 + i) * stride);
+            const SpectrumRows input = SpectrumRows::make(1, blockFrames + 1);
+            const SpectrumRows partitions = SpectrumRows::make(rows, blockFrames + 1);
+            const SpectrumRows sums = SpectrumRows::make(rows, blockFrames + 1);
+            for (const SpectrumRows* const pRows : {&input, &partitions, &sums}) {
+                std::ranges::copy(noise(pRows->bins.size(), 3), pRows->bins.data());
             }
-            const auto& [partitionRe, partitionIm, accRe, accIm] = arrays;
-            m_kernels.multiplyAccumulate({pFirst, pFirst + stride, partitionRe.data(), partitionIm.data(),
-                                          accRe.data(), accIm.data(), rows, blockFrames});
+            const std::vector<float> before(sums.bins.data(), sums.bins.data() + sums.bins.size());
+            m_kernels.multiplyAccumulate({input.re[0], input.im[0], partitions.re.data(), partitions.im.data(),
+                                          sums.re.data(), sums.im.data(), rows, blockFrames});
             for (std::size_t i = 0; i < rows * (blockFrames + 1); ++i) {
                 const std::size_t row = i / (blockFrames + 1);
                 const std::size_t bin = i % (blockFrames + 1);
-                const auto offset = [&](const float* p) { return static_cast<std::size_t>(p - pFirst) + bin; };
+                const auto at = [bin](const float* re, const float* im) {
+                    return std::complex<double>{re[bin], im[bin]};
+                };
                 const bool inGap = bin >= blockFrames / 4 * 4 && bin < blockFrames;
-                const std::complex<double> input{content[bin], content[stride + bin]};
-                const std::complex<double> partition{content[offset(partitionRe[row])],
-                                                     content[offset(partitionIm[row])]};
-                std::complex<double> expected{content[offset(accRe[row])], content[offset(accIm[row])]};
-                expected += inGap ? 0.0 : input * partition;
-                ASSERT_NEAR(accRe[row][bin], expected.real(), 1e-6) << "B " << blockFrames << " bin " << bin;
-                ASSERT_NEAR(accIm[row][bin], expected.imag(), 1e-6) << "B " << blockFrames << " bin " << bin;
+                const auto product = at(input.re[0], input.im[0]) * at(partitions.re[row], partitions.im[row]);
+                const auto first = before.data() - sums.bins.data();
+                const auto expected = at(sums.re[row] + first, sums.im[row] + first) + (inGap ? 0.0 : product);
+                ASSERT_LT(std::abs(at(sums.re[row], sums.im[row]) - expected), 1e-6)
+                    << "B " << blockFrames << " bin " << bin;
             }
         }
     }
 }
 
-TEST_P(KernelsOf, ScaleAndAddAnyCountAtAnyAddress) {
+TEST_P(KernelsOf, ScaleAddAndFadeAnyCountAtAnyAddress) {
     for (std::size_t start = 0; start < 4; ++start) {
         for (const std::size_t count : {0U, 1U, 3U, 4U, 7U, 64U, 441U}) {
             const std::vector<float> a = noise(start + count + 1, 4);
             const std::vector<float> b = noise(start + count + 2, 5);
             std::vector<float> scaled = a;
             std::vector<float> sum = a;
+            std::vector<float> faded = a;
+            std::vector<float> weights(count + 3);
             m_kernels.applyGain(scaled.data() + start, count, 1.7F);
             m_kernels.add(sum.data() + start, b.data() + 1, sum.data() + start, count);
+            m_kernels.fadeInWeights(0, 440, weights.data() + 3, count);
+            m_kernels.crossfade(weights.data() + 3, b.data() + 1, faded.data() + start, count);
             for (std::size_t i = 0; i < a.size(); ++i) {
                 const bool inside = i >= start && i < start + count;
+                const float other = inside ? b[i - start + 1] : 0.0F;
+                const float weight = inside ? weights[i - start + 3] : 0.0F;
                 ASSERT_EQ(scaled[i], inside ? a[i] * 1.7F : a[i]) << i << " of " << count << " from " << start;
-                ASSERT_EQ(sum[i], inside ? a[i] + b[i - start + 1] : a[i]) << i << " of " << count;
+                ASSERT_EQ(sum[i], a[i] + other) << i << " of " << count << " from " << start;
+                ASSERT_EQ(faded[i], weight * other + (1.0F - weight) * a[i]) << i << " of " << count;
             }
         }
     }
@@ -167,23 +162,6 @@ TEST_P(KernelsOf, RaiseTheCosineOfEveryFadeAsTheFormulaDoesButForItsLastBit) {
         m_kernels.fadeInWeights(start, fadeFrames, part.data(), count);
         ASSERT_EQ(std::memcmp(part.data(), &weights[start], count * sizeof(float)), 0) << start << " " << fadeFrames;
         ASSERT_EQ(part[count], untouched);
-    }
-}
-
-TEST_P(KernelsOf, FadeFromOneSignalToTheOther) {
-    for (const std::size_t count : {0U, 1U, 3U, 4U, 7U, 441U}) {
-        const std::vector<float> pending = noise(count + 1, 4);
-        const std::vector<float> before = noise(count + 2, 5);
-        std::vector<float> current = before;
-        std::vector<float> weights(count + 3);
-        m_kernels.fadeInWeights(0, 440, weights.data() + 3, count);
-        m_kernels.crossfade(weights.data() + 3, pending.data() + 1, current.data() + 1, count);
-        ASSERT_EQ(current.front(), before.front());
-        ASSERT_EQ(current.back(), before.back());
-        for (std::size_t i = 0; i < count; ++i) {
-            const float w = weights[i + 3];
-            ASSERT_EQ(current[i + 1], w * pending[i + 1] + (1.0F - w) * before[i + 1]) << i << " of " << count;
-        }
     }
 }
 

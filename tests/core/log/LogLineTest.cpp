@@ -61,9 +61,6 @@ TEST(LogLine, NumbersPassASixteenCharacterBufferAndHexadecimalHoldsForOneOnly) {
         {[](LogLine& l) { l.number(std::uint32_t{4294967295}); }, "4294967295"},
         {[](LogLine& l) { l.number(std::numeric_limits<std::uint64_t>::max()); }, "184467440737095"},
         {[](LogLine& l) { l.result(static_cast<std::int32_t>(0x80070057)).result(0); }, "-21470248090"},
-        {[](LogLine& l) { l.real(-0.5); }, "-0.500000"},
-        {[](LogLine& l) { l.real(1234567.0000005); }, "1234567.000000"},
-        {[](LogLine& l) { l.real(1e300); }, "100000000000000"},
         {[](LogLine& l) { l.real(HUGE_VAL).real(-HUGE_VAL).real(NAN); }, "inf-infnan"},
         {[](LogLine& l) { l.real(0x1p-7).real(0x3p-7); }, "0.0078120.023438"}, // halves go to the even digit
         {[](LogLine& l) { l.hexNext().number(std::uint32_t{48879}).number(std::uint32_t{48879}); }, "BEEF48879"},
@@ -80,9 +77,28 @@ TEST(LogLine, NumbersPassASixteenCharacterBufferAndHexadecimalHoldsForOneOnly) {
 }
 
 TEST(LogLine, RealNumbersHaveTheDigitsOfTheCLibrary) {
-    for (const double value : {0.0, 48000.0, 44100.5, 22050.25, 0.0000005, 0.0000015, 2.5e-7, 0.9999995, 999.9999995,
-                               1e-300, 5e-324, 0x1p-20, 123456.7890125, 4503599627370497.5, 9007199254740993.0,
-                               18446744073709551616.0, 1e22, 3.4028234663852886e38, 1.7976931348623157e308}) {
+    for (const double value : {0.0,
+                               0.5,
+                               48000.0,
+                               1234567.0000005,
+                               1e300,
+                               44100.5,
+                               22050.25,
+                               0.0000005,
+                               0.0000015,
+                               2.5e-7,
+                               0.9999995,
+                               999.9999995,
+                               1e-300,
+                               5e-324,
+                               0x1p-20,
+                               123456.7890125,
+                               4503599627370497.5,
+                               9007199254740993.0,
+                               18446744073709551616.0,
+                               1e22,
+                               3.4028234663852886e38,
+                               1.7976931348623157e308}) {
         for (const double signedValue : {value, -value}) {
             std::array<char, 400> expected{};
             std::snprintf(expected.data(), expected.size(), "%f", signedValue);
@@ -99,9 +115,6 @@ TEST(LogLine, EndsAt255Characters) {
         const std::string text(length, 'x');
         EXPECT_EQ(LogLine(here).text(text).c_str(), head + text.substr(0, room));
     }
-    LogLine full(here);
-    full.text(std::string(room, 'x')).text("y").number(std::uint32_t{1}).text(L"\u00e4");
-    EXPECT_EQ(full.c_str(), head + std::string(room, 'x'));
 }
 
 } // namespace

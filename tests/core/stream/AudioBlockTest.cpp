@@ -22,7 +22,6 @@ class Recorder : public IOwnEffect, public IPreviousEffect {
 public:
     void process(float* output, const float* input, std::uint32_t frameCount) noexcept override {
         lastInput = input;
-        firstInputSample = frameCount > 0 ? *input : 0.0F;
         rules = FloatRules::now();
         previousCallsBefore = previousCalls;
         std::fill_n(output, std::size_t{frameCount} * 2, value);
@@ -35,7 +34,6 @@ public:
 
     float value = 0.5F;
     const float* lastInput = nullptr;
-    float firstInputSample = -1.0F;
     FloatRules rules{};
     FloatRules previousRules{};
     int previousCalls = 0;
@@ -53,60 +51,46 @@ struct Block {
     void process() { processBlock(effect, context, input, output); }
 };
 
-TEST(AudioBlock, AnInvalidBlockTouchesNothing) {
-    for (const std::uint32_t flags : {0U, 3U, 0x80000000U}) {
-        Block block;
-        block.input.flags = static_cast<BufferFlags>(flags);
-        block.context.pPrevious = &block.effect;
-        block.process();
-        EXPECT_EQ(block.effect.lastInput, nullptr);
-        EXPECT_EQ(block.effect.previousCalls, 0);
-        EXPECT_EQ(block.output.validFrameCount, 77U);
-        EXPECT_EQ(block.output.flags, BufferFlags::invalid);
-        EXPECT_EQ(block.in, std::vector<float>(8, 0.25F));
-        EXPECT_EQ(block.out, std::vector<float>(8, -1.0F));
-    }
-}
-
-TEST(AudioBlock, AValidBlockIsMarkedValidEvenWhenItFallsSilentAndComesFromThePreviousEffectIfThereIsOne) {
-    for (const bool previous : {false, true}) {
-        Block block;
-        block.effect.value = 0.0F;
-        block.context.pPrevious = previous ? &block.effect : nullptr;
-        block.process();
-        EXPECT_EQ(block.effect.lastInput, previous ? block.out.data() : block.in.data());
-        EXPECT_EQ(block.effect.previousCalls, previous ? 1 : 0);
-        EXPECT_EQ(block.effect.previousCallsBefore, previous ? 1 : 0) << "it comes first";
-        EXPECT_EQ(block.output.validFrameCount, 4U);
-        EXPECT_EQ(block.output.flags, BufferFlags::valid);
-    }
-}
-
-TEST(AudioBlock, ASilentInputIsClearedAndItsOutputMarkedByWhatMaySound) {
+TEST(AudioBlock, IsLeftAloneProcessedOrClearedAndMarkedByItsFlagsAndByWhatMaySound) {
     constexpr float justSilent = 1e-10F; // as a float slightly below or at the limit in double
+    constexpr auto atTheLimit = static_cast<double>(justSilent) > 1e-10 ? BufferFlags::valid : BufferFlags::silent;
     const struct {
+        std::uint32_t flags;
         bool processSilence;
         float value;
-        BufferFlags flags;
+        BufferFlags outputFlags;
         float written;
     } cases[] = {
-        {false, 0.5F, BufferFlags::silent, 0.0F},
-        {true, 0.5F, BufferFlags::valid, 0.5F},
-        {true, -2e-10F, BufferFlags::valid, -2e-10F},
-        {true, justSilent, static_cast<double>(justSilent) > 1e-10 ? BufferFlags::valid : BufferFlags::silent,
-         justSilent},
-        {true, 0.0F, BufferFlags::silent, 0.0F},
+        {0, true, 0.5F, BufferFlags::invalid, -1.0F},
+        {3, true, 0.5F, BufferFlags::invalid, -1.0F},
+        {0x80000000, true, 0.5F, BufferFlags::invalid, -1.0F},
+        {1, false, 0.5F, BufferFlags::valid, 0.5F},
+        {1, true, 0.0F, BufferFlags::valid, 0.0F},
+        {2, false, 0.5F, BufferFlags::silent, 0.0F},
+        {2, true, 0.5F, BufferFlags::valid, 0.5F},
+        {2, true, -2e-10F, BufferFlags::valid, -2e-10F},
+        {2, true, justSilent, atTheLimit, justSilent},
+        {2, true, 0.0F, BufferFlags::silent, 0.0F},
     };
     for (const auto& c : cases) {
-        Block block;
-        block.input.flags = BufferFlags::silent;
-        block.context.processSilence = c.processSilence;
-        block.effect.value = c.value;
-        block.process();
-        EXPECT_EQ(block.effect.firstInputSample, 0.0F) << "the chain runs, on silence";
-        EXPECT_EQ(block.output.flags, c.flags) << c.value;
-        EXPECT_EQ(block.out, std::vector<float>(8, c.written));
-        EXPECT_EQ(block.output.validFrameCount, 4U);
+        for (const bool previous : {false, true}) {
+            SCOPED_TRACE(testing::Message() << "flags " << c.flags << ", " << c.value << ", previous " << previous);
+            const bool isProcessed = c.outputFlags != BufferFlags::invalid;
+            Block block;
+            block.input.flags = static_cast<BufferFlags>(c.flags);
+            block.context.processSilence = c.processSilence;
+            block.context.pPrevious = previous ? &block.effect : nullptr;
+            block.effect.value = c.value;
+            block.process();
+            const float* const pHanded = previous ? block.out.data() : block.in.data();
+            EXPECT_EQ(block.effect.lastInput, isProcessed ? pHanded : nullptr);
+            EXPECT_EQ(block.effect.previousCalls, isProcessed && previous ? 1 : 0);
+            EXPECT_EQ(block.effect.previousCallsBefore, block.effect.previousCalls) << "it comes first";
+            EXPECT_EQ(block.output.validFrameCount, isProcessed ? 4U : 77U);
+            EXPECT_EQ(block.output.flags, c.outputFlags);
+            EXPECT_EQ(block.in, std::vector<float>(8, c.flags == 2 ? 0.0F : 0.25F));
+            EXPECT_EQ(block.out, std::vector<float>(8, c.written));
+        }
     }
     Block empty;
     empty.input = {empty.in.data(), 0, BufferFlags::silent};
