@@ -120,6 +120,7 @@ TEST_P(ConvolverEngineOf, RefusesWhatCannotBeConvolved) {
 template <class Choice>
 void expectForcedByNameAndElseTheFastest(std::span<const Choice* const> available, const Choice& (*inForce)(),
                                          bool (*force)(std::string_view)) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody else changes the environment
     const char* const pNamed = std::getenv("TOVIX_TEST_ENGINE"); // see ForcedEngine.cpp
     EXPECT_TRUE(&inForce() == available.back() || (pNamed != nullptr && *pNamed != '\0'));
     for (const Choice* const pChoice : available) {
