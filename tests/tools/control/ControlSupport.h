@@ -17,8 +17,9 @@ struct Outcome {
     std::string output;
 };
 
-inline Outcome control(const std::wstring& arguments) {
-    ChildProcess program({programFolder() / "tovixctl.exe", arguments});
+inline Outcome control(const std::wstring& arguments, HANDLE hToken = nullptr,
+                       const std::filesystem::path& folder = programFolder()) {
+    ChildProcess program({.program = folder / "tovixctl.exe", .arguments = arguments, .hToken = hToken});
     std::string output = program.rest();
     return {program.finish(), output};
 }

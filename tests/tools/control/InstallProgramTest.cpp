@@ -1,34 +1,22 @@
-// tovixctl install and uninstall as a process, on this machine's own registry.
+// tovixctl install and uninstall as a process.
 
 #include "support/OrdinaryToken.h"
-#include "tools/control/RealMachine.h"
+#include "tools/control/MachineProgram.h"
 #include "tools/install/TestService.h"
 
 #include <algorithm>
-#include <fstream>
-#include <stdexcept>
 
 namespace tovix::test {
 namespace {
 
 using namespace install;
 
-class InstallProgram : public testing::Test {
+class InstallProgram : public MachineProgram {
 protected:
-    static std::filesystem::path folder() { return RealMachine::folder() / L"Tovix"; }
+    static std::filesystem::path folder() { return root() / L"Tovix"; }
     static std::filesystem::path library() { return folder() / libraryName; }
     static std::wstring installTo(const std::filesystem::path& target) {
         return L"install --to \"" + target.wstring() + L"\"";
-    }
-    static void run(const std::wstring& command) {
-        const ProgramRun done(command);
-        ASSERT_EQ(done.status, 0U) << done.output;
-    }
-    void expectRefusal(const std::wstring& command, DWORD status,
-                       const std::filesystem::path& program = L"tovixctl.exe", HANDLE hToken = nullptr) const {
-        const auto before = machine.state();
-        EXPECT_EQ(ProgramRun(command, program, hToken).status, status) << std::filesystem::path(command).string();
-        EXPECT_TRUE(machine.state() == before) << std::filesystem::path(command).string();
     }
     /// Starts a command of Wine's host on a file; false where there is no such host.
     static bool runOnHost(const wchar_t* program, const std::wstring& arguments, const std::wstring& file) {
@@ -41,45 +29,38 @@ protected:
             return false;
         }
     }
-    /// Has the installed library differ from the package's, as another version does.
-    static void spoilLibrary() { std::ofstream(library(), std::ios::binary | std::ios::app) << "."; }
 
-    RealMachine machine;
+    const std::wstring install = installTo(folder());
 };
 
 TEST_F(InstallProgram, LeavesTheSameRegistryAsTheLibrarysOwnRegistration) {
-    run(installTo(folder()));
-    auto installed = machine.state().registry;
+    const auto before = state();
+    const std::string dry = run(install + L" --allow-unsigned --dry-run");
+    EXPECT_NE(dry.find("DisableProtectedAudioDG\": (none) -> 1"), std::string::npos) << dry;
+    EXPECT_EQ(state(), before);
+    run(install);
+    auto installed = state().first;
     std::erase_if(installed, [](const auto& key) { return key.first.starts_with(L"SOFTWARE\\Quelmark"); });
     run(L"uninstall");
-    EXPECT_TRUE(machine.state().registry.empty());
-    EXPECT_TRUE(machine.state().files.empty());
+    EXPECT_EQ(state(), before);
 
     std::filesystem::create_directories(folder());
     std::filesystem::copy_file(programFolder() / libraryName, library());
     const ModuleReference module(::LoadLibraryW(library().c_str()));
     ASSERT_EQ(moduleExport<HRESULT WINAPI()>(module.get(), "DllRegisterServer")(), S_OK);
-    EXPECT_EQ(machine.state().registry, installed);
-}
-
-TEST_F(InstallProgram, PrintsTheChangesAndMakesNoneOfThem) {
-    const auto before = machine.state();
-    const ProgramRun dry(installTo(folder()) + L" --allow-unsigned --dry-run");
-    EXPECT_EQ(dry.status, 0U);
-    EXPECT_NE(dry.output.find("DisableProtectedAudioDG\": (none) -> 1"), std::string::npos) << dry.output;
-    EXPECT_TRUE(machine.state() == before);
+    EXPECT_EQ(state().first, installed);
 }
 
 TEST_F(InstallProgram, WhileTheLibraryIsLoadedNothingChangesUnlessTheAudioServiceIsRestarted) {
-    run(installTo(folder()));
-    const auto installed = machine.state();
-    spoilLibrary();
+    run(install);
+    const auto installed = state();
+    std::ofstream(library(), std::ios::binary | std::ios::app) << "of another version";
     const TemporaryFolder record;
     const TestService audio(L"Audiosrv", record.path() / L"record", L"a", library());
     ASSERT_TRUE(audio.isRunning());
-    expectRefusal(installTo(folder()), 13);
-    run(installTo(folder()) + L" --restart-audio");
-    EXPECT_TRUE(machine.state() == installed);
+    expectRefusal(install, 13);
+    run(install + L" --restart-audio");
+    EXPECT_EQ(state(), installed);
     EXPECT_EQ(test::contentOf(record.path() / L"record"), "+a-a+a");
     expectRefusal(L"uninstall", 13);
 
@@ -91,32 +72,31 @@ TEST_F(InstallProgram, WhileTheLibraryIsLoadedNothingChangesUnlessTheAudioServic
 TEST_F(InstallProgram, WithoutRoomForTheLibraryNothingChanges) {
     const auto coming = library().wstring() + L".tovix-new";
     std::filesystem::create_directories(folder());
-    const auto before = machine.state();
+    const auto before = state();
     // A disk without room: what is to be written goes into the host's device that takes nothing. Only the host can
     // remove its name again, and reading it would not end.
     if (!runOnHost(L"Z:\\bin\\ln", L"-s /dev/full", coming)) {
         GTEST_SKIP() << "no Wine, so no device that is always full";
     }
     ASSERT_TRUE(becomesTrue([] { return !std::filesystem::is_empty(folder()); }));
-    const ProgramRun refused(installTo(folder()) + L" --allow-unsigned");
+    run(install + L" --allow-unsigned", 14);
     runOnHost(L"Z:\\bin\\rm", L"-f", coming);
     ASSERT_TRUE(becomesTrue([] { return std::filesystem::is_empty(folder()); }));
-    EXPECT_EQ(refused.status, 14U);
-    EXPECT_TRUE(machine.state() == before);
+    EXPECT_EQ(state(), before);
 }
 
 TEST_F(InstallProgram, EachRefusalHasItsStatusAndChangesNothing) {
     const TemporaryFolder alone;
     std::filesystem::copy_file(programFolder() / L"tovixctl.exe", alone.path() / L"tovixctl.exe");
-    expectRefusal(installTo(folder()), 15, alone.path() / L"tovixctl.exe");
+    expectRefusal(install, 15, nullptr, alone.path());
     expectRefusal(installTo(alone.path()), 15);
     expectRefusal(installTo(programFolder() / libraryName / L"below a file"), 15);
-    expectRefusal(installTo(folder()), 10, L"tovixctl.exe", ordinaryToken().get());
-    expectRefusal(installTo(folder()) + L" --restart-audio", 18);
-    expectRefusal(installTo(folder()) + L" --hold", 2);
-    machine.registry.createKey(protectionKey);
-    machine.registry.write(protectionKey, protectionValue, textData(L"1"));
-    expectRefusal(installTo(folder()) + L" --allow-unsigned", 12);
+    expectRefusal(install, 10, ordinaryToken().get());
+    expectRefusal(install + L" --restart-audio", 18);
+    expectRefusal(install + L" --hold", 2);
+    registry.createKey(protectionKey);
+    registry.write(protectionKey, protectionValue, textData(L"1"));
+    expectRefusal(install + L" --allow-unsigned", 12);
 }
 
 } // namespace

@@ -1,11 +1,9 @@
 #include "install/Attachment.h"
 
 #include "install/InstallRefusal.h"
-#include "tools/install/ScratchDevice.h"
+#include "tools/install/ScratchMachine.h"
 
 #include <gtest/gtest.h>
-
-#include <functional>
 
 namespace tovix::test {
 namespace {
@@ -19,6 +17,14 @@ RegistryData bytesOf(DWORD type, const std::wstring& text) {
     return {.type = type, .bytes = {pBegin, pBegin + text.size() * sizeof(wchar_t)}};
 }
 
+std::string joined(const std::vector<std::string>& sentences) {
+    std::string all;
+    for (const auto& sentence : sentences) {
+        all += sentence + '\n';
+    }
+    return all;
+}
+
 /// A machine with one device.
 class AttachmentTest : public testing::Test {
 protected:
@@ -29,45 +35,39 @@ protected:
             machine.put(properties(), name, data);
         }
     }
-    void removeProperties() {
-        for (const auto& name : machine.registry.valuesOf(properties())) {
-            machine.registry.remove(properties(), name);
+    void removeKey(const std::wstring& key) {
+        for (const auto& name : machine.registry.valuesOf(key)) {
+            machine.registry.remove(key, name);
         }
-        machine.registry.removeKey(properties());
+        machine.registry.removeKey(key);
     }
+    void removeProperties() { removeKey(properties()); }
     [[nodiscard]] std::wstring properties() const { return effectPropertiesKey(device.id); }
     [[nodiscard]] OutputDevice look() const { return readOutputDevice(machine.registry, device.id).value(); }
-    [[nodiscard]] ScratchMachine::Registry registry() const { return machine.all().first; }
+    [[nodiscard]] RegistryState registry() const { return machine.all().first; }
 
-    MachinePlan attach() { return carryOut(planAttachment(look(), machine.registry, journal)); }
-    MachinePlan detach() { return carryOut(planDetachment(device.id, machine.registry, journal)); }
-    MachinePlan repair() { return carryOut(planRepair(device.id, machine.registry, journal)); }
+    [[nodiscard]] MachinePlan plannedAttachment() const {
+        return planAttachment(look(), machine.registry, machine.journal);
+    }
+    [[nodiscard]] MachinePlan plannedDetachment() const {
+        return planDetachment(device.id, machine.registry, machine.journal);
+    }
+    [[nodiscard]] MachinePlan plannedRepair() const {
+        return planRepair(device.id, machine.registry, machine.journal);
+    }
+    void attach() { machine.carryOut(plannedAttachment()); }
+    std::string notesOfDetaching() { return joined(machine.carryOut(plannedDetachment()).notes); }
 
     ScratchDevice device;
     ScratchMachine machine;
-    ChangeJournal journal{machine.registry};
-
-private:
-    MachinePlan carryOut(MachinePlan plan) {
-        journal.carryOut(plan.transaction);
-        return plan;
-    }
 };
-
-std::string joined(const std::vector<std::string>& sentences) {
-    std::string all;
-    for (const auto& sentence : sentences) {
-        all += sentence + '\n';
-    }
-    return all;
-}
 
 struct Kind {
     const char* what;
     Values values;
     /// The effect key in which this effect stands when it is attached, and what is kept; then the list there.
-    int row;
-    std::wstring kept;
+    int row = 7;
+    std::wstring kept{};
     std::vector<std::wstring> classes{tovixClass};
     bool hasProperties = true;
     bool holdsThisEffect = false;
@@ -75,29 +75,27 @@ struct Kind {
 
 std::vector<Kind> kinds() {
     const RegistryData vendor = textData(vendorClass);
+    const std::wstring smallTovixClass = L"{8b1d5c3e-6a47-4f0b-9e52-c7a3d8f41b60}";
     return {
-        {"no properties", {}, 7, L"", {tovixClass}, false},
-        {"empty properties", {}, 7, L""},
-        {"other properties", {{L"{b725f130-47ef-101a-a5f1-02608c9eebac},10", vendor}}, 7, L""},
+        {.what = "no properties", .values = {}, .hasProperties = false},
+        {"empty properties", {}},
+        {"other properties", {{L"{b725f130-47ef-101a-a5f1-02608c9eebac},10", vendor}}},
         {"legacy rows", {{effectKey(1), textData(otherClass)}, {effectKey(2), vendor}}, 2, vendorClass},
-        {"a legacy row before the mix", {{effectKey(1), vendor}}, 2, L""},
-        {"single rows",
-         {{effectKey(2), textData(otherClass)}, {effectKey(7), vendor}, {modesKey(7), listData({otherMode})}},
-         7,
-         vendorClass},
-        {"a single row before the mix", {{effectKey(5), vendor}, {modesKey(5), listData({otherMode})}}, 7, L""},
+        {"a legacy row before the mix", {{effectKey(1), vendor}}, 2},
+        {"single rows", {{effectKey(2), textData(otherClass)}, {effectKey(7), vendor}}, 7, vendorClass},
+        {"a single row before the mix", {{effectKey(5), vendor}, {modesKey(5), listData({otherMode})}}},
         {"composite lists",
          {{effectKey(7), textData(otherClass)}, {effectKey(15), listData({vendorClass, otherClass})}},
          15,
          L"",
          {vendorClass, otherClass, tovixClass}},
-        {"a composite list before the mix", {{effectKey(14), listData({vendorClass})}}, 15, L""},
+        {"a composite list before the mix", {{effectKey(14), listData({vendorClass})}}, 15},
         {"this effect in a list already",
-         {{effectKey(15), listData({L"{8b1d5c3e-6a47-4f0b-9e52-c7a3d8f41b60}", vendorClass})},
+         {{effectKey(15), listData({smallTovixClass, vendorClass})},
           {modesKey(7), listData({L"{c18e2f7e-933d-4965-b7d1-1eef228d2af3}"})}},
          15,
          L"",
-         {L"{8b1d5c3e-6a47-4f0b-9e52-c7a3d8f41b60}", vendorClass},
+         {smallTovixClass, vendorClass},
          true,
          true},
         {"this effect in a key that is not used",
@@ -108,7 +106,7 @@ std::vector<Kind> kinds() {
          true,
          true},
         {"enhancements off", {{enhancementsOffKey, numberData(1)}, {effectKey(7), vendor}}, 7, vendorClass},
-        {"enhancements on", {{enhancementsOffKey, numberData(0)}}, 7, L""},
+        {"enhancements on", {{enhancementsOffKey, numberData(0)}}},
         {"a text without its terminator", {{effectKey(7), bytesOf(REG_SZ, vendorClass)}}, 7, vendorClass},
         {"a text with more of them",
          {{effectKey(7), bytesOf(REG_SZ, std::wstring(vendorClass) + std::wstring(3, L'\0'))},
@@ -116,9 +114,7 @@ std::vector<Kind> kinds() {
          7,
          vendorClass},
         {"texts that are no class",
-         {{effectKey(7), textData(L"{00000000-0000-0000-0000-000000000000}")}, {effectKey(15), listData({})}},
-         7,
-         L""},
+         {{effectKey(7), textData(L"{00000000-0000-0000-0000-000000000000}")}, {effectKey(15), listData({})}}},
         {"names in capitals, and another's kept class",
          {{L"{D04E05A6-594B-4FB6-A80D-01AF5EED7D1D},7", vendor}, {std::wstring(keptEffectKey), textData(otherClass)}},
          7,
@@ -134,10 +130,8 @@ TEST_F(AttachmentTest, DetachingPutsBackWhateverKindOfDeviceThereWas) {
             machine.makeKeys(properties());
         }
         const auto before = registry();
-        static_cast<void>(planAttachment(look(), machine.registry, journal));
-        EXPECT_EQ(registry(), before) << "by planning";
+        machine.expectAllOrNothing([this] { return plannedAttachment(); }, [this] { notesOfDetaching(); });
 
-        attach();
         const OutputDevice attached = look();
         ASSERT_TRUE(attached.effects.attachedRow());
         const EffectRow row = *attached.effects.attachedRow();
@@ -150,19 +144,18 @@ TEST_F(AttachmentTest, DetachingPutsBackWhateverKindOfDeviceThereWas) {
             const auto modes = textsOf(attached.effects.get(modesKey(7)).value()).value();
             EXPECT_TRUE(isSameText(modes.back(), defaultMode));
         }
-        const auto after = registry();
-        EXPECT_TRUE(attach().isEmpty());
-        EXPECT_TRUE(repair().isEmpty());
-        EXPECT_EQ(registry(), after) << "the second time";
+        EXPECT_TRUE(plannedAttachment().isEmpty());
+        EXPECT_TRUE(plannedRepair().isEmpty());
 
-        EXPECT_EQ(joined(detach().notes).empty(), !kind.holdsThisEffect);
+        EXPECT_EQ(joined(plannedDetachment().notes).empty(), !kind.holdsThisEffect);
+        machine.expectAllOrNothing([this] { return plannedDetachment(); }, [this] { attach(); });
         EXPECT_EQ(registry(), before);
-        EXPECT_TRUE(detach().isEmpty());
+        EXPECT_TRUE(plannedDetachment().isEmpty());
         removeProperties();
     }
 }
 
-TEST_F(AttachmentTest, AValueOfAnotherTypeIsRefusedAndNothingChanged) {
+TEST_F(AttachmentTest, AValueOfAnotherTypeIsRefused) {
     const Values foreign{{effectKey(7), numberData(1)},
                          {effectKey(7), listData({vendorClass})},
                          {effectKey(7), {.type = REG_SZ, .bytes = {1, 2, 3}}},
@@ -171,16 +164,14 @@ TEST_F(AttachmentTest, AValueOfAnotherTypeIsRefusedAndNothingChanged) {
                          {modesKey(7), textData(otherMode)},
                          {enhancementsOffKey, textData(L"1")},
                          {std::wstring(keptEffectKey), numberData(1)}};
-    for (const auto& [name, data] : foreign) {
-        put({{name, data}});
-        const auto before = registry();
+    for (const auto& value : foreign) {
+        put({value});
         try {
-            attach();
+            static_cast<void>(plannedAttachment());
             ADD_FAILURE() << "was attached";
         } catch (const InstallRefusal& refusal) {
             EXPECT_EQ(refusal.status(), Obstacle::foreignType) << refusal.what();
         }
-        EXPECT_EQ(registry(), before);
         removeProperties();
     }
 }
@@ -188,81 +179,65 @@ TEST_F(AttachmentTest, AValueOfAnotherTypeIsRefusedAndNothingChanged) {
 /// What happens to a device that is attached, and what is done then.
 struct Event {
     const char* what;
-    std::function<void()> happens;
+    /// Values that are put there, after all others are gone where a driver rebuilds them.
+    Values comes;
     const char* finding;
     /// What a device without the effect would have afterwards.
     Values without;
+    bool isRebuilt = false;
     /// Whether detaching at once, without repair, has something to say.
     bool isNoted = true;
 };
 
 TEST_F(AttachmentTest, RepairingKeepsWhatTheDeviceWouldHaveWithout) {
-    const Values installed{{effectKey(7), textData(vendorClass)}, {modesKey(7), listData({otherMode})}};
-    const Values renewed{{effectKey(7), textData(otherClass)}, {modesKey(7), listData({otherMode, defaultMode})}};
-    const Values renewedToLists{{effectKey(15), listData({otherClass})}, {enhancementsOffKey, numberData(1)}};
-    const auto with = [](Values values, const std::wstring& name, const RegistryData& data) {
-        std::erase_if(values, [&](const auto& value) { return value.first == name; });
-        values.emplace_back(name, data);
-        return values;
-    };
-    const auto rebuild = [this](const Values& values) {
-        removeProperties();
-        put(values);
-    };
+    const std::pair single{effectKey(7), textData(vendorClass)};
+    const std::pair overwritten{effectKey(7), textData(otherClass)};
+    const std::pair modes{modesKey(7), listData({otherMode})};
+    const std::pair otherModes{modesKey(7), listData({vendorClass})};
+    const std::pair list{effectKey(15), listData({otherClass})};
+    const std::pair off{std::wstring(enhancementsOffKey), numberData(1)};
+    const Values installed{single, modes};
+    const Values renewed{overwritten, {modesKey(7), listData({otherMode, defaultMode})}};
     const Event events[] = {
-        {"a driver rebuilds the properties", [&] { rebuild(renewed); }, "have been rebuilt", renewed},
-        {"a driver rebuilds them as lists", [&] { rebuild(renewedToLists); }, "enhancements are off", renewedToLists},
-        {"a driver removes them", [&] { removeProperties(); }, "have been rebuilt", {}},
-        {"another class overwrites this one",
-         [&] {
-             put({{effectKey(7), textData(otherClass)}});
-         },
-         "Tovix does not stand in", with(installed, effectKey(7), textData(otherClass))},
-        {"lists come beside the keys",
-         [&] {
-             put({{effectKey(15), listData({otherClass})}});
-         },
-         "which the device does not use", with(installed, effectKey(15), listData({otherClass})), false},
-        {"the engine switches enhancements off",
-         [&] {
-             put({{enhancementsOffKey, numberData(1)}});
-         },
-         "enhancements are off", installed},
-        {"another mode replaces the modes",
-         [&] {
-             put({{modesKey(7), listData({vendorClass})}});
-         },
-         "the default processing mode", with(installed, modesKey(7), listData({vendorClass}))},
+        {"a driver rebuilds the properties", renewed, "have been rebuilt", renewed, true},
+        {"a driver rebuilds them as lists", {list, off}, "enhancements are off", {list, off}, true},
+        {"a driver removes them", {}, "have been rebuilt", {}, true},
+        {"another class overwrites this one", {overwritten}, "Tovix does not stand in", {overwritten, modes}},
+        {"lists come beside the keys", {list}, "which the device does not use", {single, modes, list}, false, false},
+        {"the engine switches enhancements off", {off}, "enhancements are off", installed},
+        {"another mode replaces the modes", {otherModes}, "the default processing mode", {single, otherModes}},
     };
     for (const Event& event : events) {
         SCOPED_TRACE(event.what);
+        const auto happens = [&] {
+            notesOfDetaching();
+            removeProperties();
+            put(installed);
+            attach();
+            if (event.isRebuilt) {
+                removeProperties();
+            }
+            put(event.comes);
+        };
         put(event.without);
-        if (event.without.empty()) { // no key either
-            EXPECT_FALSE(look().hasEffectProperties);
-        }
         const auto without = registry();
-        removeProperties();
 
-        put(installed);
-        attach();
-        event.happens();
-        const auto found = repair();
-        EXPECT_NE(joined(found.sentences).find(event.finding), std::string::npos) << joined(found.sentences);
+        happens();
+        const std::string found = joined(plannedRepair().sentences);
+        EXPECT_NE(found.find(event.finding), std::string::npos) << found;
+        machine.expectAllOrNothing([this] { return plannedRepair(); }, happens);
         const auto repaired = look().effects;
         ASSERT_TRUE(repaired.attachedRow());
         EXPECT_EQ(repaired.attachedRow()->pKey->kind, repaired.usedKind());
         EXPECT_FALSE(repaired.areEnhancementsOff());
-        EXPECT_TRUE(repair().isEmpty());
-        EXPECT_EQ(joined(detach().notes), "");
+        EXPECT_TRUE(plannedRepair().isEmpty());
+        EXPECT_EQ(notesOfDetaching(), "");
         EXPECT_EQ(registry(), without);
-        removeProperties();
 
-        put(installed);
-        attach();
-        event.happens();
-        EXPECT_EQ(joined(detach().notes).empty(), !event.isNoted) << "without repair";
+        happens();
+        EXPECT_EQ(notesOfDetaching().empty(), !event.isNoted) << "without repair";
         EXPECT_FALSE(look().effects.attachedRow());
-        EXPECT_TRUE(journal.names().empty());
+        EXPECT_TRUE(machine.journal.names().empty());
         removeProperties();
     }
 }
@@ -271,7 +246,7 @@ TEST_F(AttachmentTest, AListThatHasGrownSinceLosesThisEffectAlone) {
     put({{effectKey(15), listData({vendorClass})}});
     attach();
     put({{effectKey(15), listData({vendorClass, tovixClass, otherClass})}, {enhancementsOffKey, numberData(1)}});
-    const auto notes = joined(detach().notes);
+    const auto notes = notesOfDetaching();
     EXPECT_NE(notes.find("but for Tovix's class"), std::string::npos) << notes;
     EXPECT_EQ(look().effects.get(effectKey(15)), listData({vendorClass, otherClass}));
     EXPECT_TRUE(look().effects.areEnhancementsOff()) << "that somebody has switched off since";
@@ -279,17 +254,13 @@ TEST_F(AttachmentTest, AListThatHasGrownSinceLosesThisEffectAlone) {
 
 TEST_F(AttachmentTest, TheRecordOfADeviceThatIsGoneIsDropped) {
     attach();
-    removeProperties();
     const auto key = deviceKey(device.id);
-    for (const auto& name : machine.registry.valuesOf(key + L"\\Properties")) {
-        machine.registry.remove(key + L"\\Properties", name);
+    for (const auto& gone : {properties(), key + L"\\Properties", key}) {
+        removeKey(gone);
     }
-    machine.registry.removeKey(key + L"\\Properties");
-    machine.registry.remove(key, L"DeviceState");
-    machine.registry.removeKey(key);
-    EXPECT_NE(joined(planRepair(device.id, machine.registry, journal).notes).find("is gone"), std::string::npos);
-    EXPECT_NE(joined(detach().notes).find("is gone"), std::string::npos);
-    EXPECT_TRUE(journal.names().empty());
+    EXPECT_NE(joined(plannedRepair().notes).find("is gone"), std::string::npos);
+    EXPECT_NE(notesOfDetaching().find("is gone"), std::string::npos);
+    EXPECT_TRUE(machine.journal.names().empty());
 }
 
 } // namespace

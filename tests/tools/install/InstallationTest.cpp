@@ -1,6 +1,7 @@
 #include "install/Installation.h"
 
 #include "apo/RegistrationRecord.h"
+#include "install/Attachment.h"
 #include "install/EffectRegistration.h"
 #include "install/Removal.h"
 #include "module/Registration.h"
@@ -37,64 +38,55 @@ protected:
             .package = package.path(), .folder = folder(), .withLogger = withLogger, .allowUnsigned = allowUnsigned};
     }
 
-    MachinePlan carryOut(MachinePlan plan) {
-        journal.carryOut(plan.transaction);
-        return plan;
+    [[nodiscard]] MachinePlan planned(const InstallationWish& wished) const {
+        return planInstallation(wished, machine.registry, machine.journal);
     }
-    MachinePlan install(const InstallationWish& wished) {
-        return carryOut(planInstallation(wished, machine.registry, journal));
+    [[nodiscard]] MachinePlan plannedRepair() const {
+        return planInstallationRepair(package.path(), machine.registry, machine.journal);
     }
-    MachinePlan uninstall() { return carryOut(planRemoval(machine.registry, journal)); }
-    void expectRefusal(const InstallationWish& wished, Obstacle obstacle) {
-        try {
-            install(wished);
-            ADD_FAILURE() << "was installed";
-        } catch (const InstallRefusal& refusal) {
-            EXPECT_EQ(refusal.status(), obstacle) << refusal.what();
-        }
-    }
+    [[nodiscard]] MachinePlan plannedRemoval() const { return planRemoval(machine.registry, machine.journal); }
+    void install(const InstallationWish& wished) { machine.carryOut(planned(wished)); }
+    MachinePlan uninstall() { return machine.carryOut(plannedRemoval()); }
     std::optional<RegistryData> protection() { return machine.registry.read(protectionKey, protectionValue); }
+    void setProtection(const RegistryData& data) { machine.put(protectionKey, protectionValue, data); }
 
     ScratchMachine machine;
     TemporaryFolder package;
     /// Where the logger writes, and an uninstallation looks for what it has written.
     TemporaryFolder logs;
     EnvironmentVariable programData{L"ProgramData", logs.path().wstring()};
-    ChangeJournal journal{machine.registry};
-    std::pair<ScratchMachine::Registry, ScratchMachine::Files> before;
+    std::pair<RegistryState, FolderState> before;
 };
 
 TEST_F(InstallationTest, ComesOnceAndGoesWithoutATrace) {
     for (const bool withLogger : {false, true}) {
         for (const bool allowUnsigned : {false, true}) {
             const auto wished = wish(allowUnsigned, withLogger);
-            EXPECT_FALSE(install(wished).isEmpty());
-            EXPECT_EQ(installedLibrary(journal), folder() / libraryName);
+            install(wished);
+            EXPECT_EQ(installedLibrary(machine.journal), folder() / libraryName);
             EXPECT_EQ(test::contentOf(folder() / libraryName), "library 1");
             EXPECT_EQ(test::contentOf(folder() / loggerName), withLogger ? "logger 1" : "");
             EXPECT_EQ(protection().has_value(), allowUnsigned);
-            const auto installed = machine.all();
-            EXPECT_TRUE(install(wished).isEmpty());
-            EXPECT_TRUE(install(wish()).isEmpty()) << "what is not asked for again stays";
-            EXPECT_EQ(machine.all(), installed);
+            EXPECT_TRUE(planned(wished).isEmpty());
+            EXPECT_TRUE(planned(wish()).isEmpty()) << "what is not asked for again stays";
 
             std::filesystem::create_directory(logs.path() / L"Tovix");
             write(logs.path() / L"Tovix" / L"Tovix.log", "a line");
             machine.put(productKey, L"MLS", numberData(5));
             machine.put(productKey, L"EnableOldApo", numberData(1));
-            EXPECT_FALSE(uninstall().isEmpty());
+            uninstall();
             EXPECT_EQ(machine.all(), before);
             EXPECT_EQ(std::filesystem::exists(logs.path() / L"Tovix"), !withLogger);
-            EXPECT_TRUE(uninstall().isEmpty());
+            EXPECT_TRUE(plannedRemoval().isEmpty());
         }
     }
 }
 
 TEST_F(InstallationTest, TheProtectionComesBackAsItWas) {
-    const std::optional<RegistryData> states[] = {std::nullopt, numberData(0), numberData(1)};
-    for (const auto& state : states) {
+    for (const auto& state :
+         {std::optional<RegistryData>(), std::optional(numberData(0)), std::optional(numberData(1))}) {
         if (state) {
-            machine.put(protectionKey, protectionValue, *state);
+            setProtection(*state);
         }
         install(wish(true));
         EXPECT_EQ(protection(), numberData(1));
@@ -102,20 +94,10 @@ TEST_F(InstallationTest, TheProtectionComesBackAsItWas) {
         uninstall();
         EXPECT_EQ(protection(), state);
     }
-    machine.registry.write(protectionKey, protectionValue, numberData(0));
-    install(wish(true));
-    machine.registry.write(protectionKey, protectionValue, numberData(2));
-    EXPECT_EQ(uninstall().notes.size(), 1U);
-    EXPECT_EQ(protection(), numberData(2)) << "changed since";
-
-    machine.registry.write(protectionKey, protectionValue, textData(L"1"));
-    const auto foreign = machine.all();
-    expectRefusal(wish(true), Obstacle::foreignType);
-    EXPECT_EQ(machine.all(), foreign);
 }
 
 TEST_F(InstallationTest, ReplacesAnEarlierOneAndRemembersWhatWasBeforeIt) {
-    machine.put(protectionKey, protectionValue, numberData(0));
+    setProtection(numberData(0));
     const auto beforeFirst = machine.all();
     install(wish(true, true));
     write(package.path() / libraryName, "library 2");
@@ -124,16 +106,16 @@ TEST_F(InstallationTest, ReplacesAnEarlierOneAndRemembersWhatWasBeforeIt) {
     EXPECT_EQ(test::contentOf(folder() / libraryName), "library 2");
     EXPECT_EQ(test::contentOf(folder() / loggerName), "logger 2");
 
-    auto otherCase = wish();
-    otherCase.folder = machine.folder.path() / L"PROGRAMS" / L"tovix";
-    install(otherCase);
+    const auto installTo = [this](const wchar_t* name, const wchar_t* nameBelow) {
+        auto wished = wish();
+        wished.folder = machine.folder.path() / name / nameBelow;
+        install(wished);
+    };
+    installTo(L"PROGRAMS", L"tovix");
     EXPECT_EQ(test::contentOf(folder() / libraryName), "library 2") << "the same folder by another name";
-
-    auto elsewhere = wish();
-    elsewhere.folder = machine.folder.path() / L"Elsewhere";
-    install(elsewhere);
+    installTo(L"Else", L"where");
     EXPECT_FALSE(std::filesystem::exists(folder().parent_path()));
-    EXPECT_EQ(test::contentOf(installedLibrary(journal)), "library 2");
+    EXPECT_EQ(test::contentOf(installedLibrary(machine.journal)), "library 2");
     uninstall();
     EXPECT_EQ(machine.all(), beforeFirst);
 }
@@ -157,28 +139,33 @@ TEST_F(InstallationTest, TakesOverWhatWasRegisteredByHand) {
 }
 
 TEST_F(InstallationTest, WhatSomebodyHasChangedSinceIsLeftAloneAndNamed) {
-    install(wish());
-    const auto server = classValues(L"C:\\another's\\Tovix64.dll").at(1);
+    install(wish(true));
+    const auto values = classValues(L"C:\\another's\\Tovix64.dll");
+    const auto& server = values.at(1);
     machine.registry.write(server.key, server.name, textData(server.text));
+    machine.registry.remove(values.front().key, values.front().name);
+    machine.put(values.front().key, L"another's", numberData(7));
+    setProtection(numberData(2));
     write(folder() / libraryName, "another's");
     write(folder() / L"another's", "");
-    EXPECT_EQ(uninstall().notes.size(), 2U);
+    EXPECT_EQ(uninstall().notes.size(), 3U);
     EXPECT_EQ(machine.registry.read(server.key, server.name), textData(server.text));
     EXPECT_EQ(machine.registry.valuesOf(server.key).size(), 1U);
+    EXPECT_EQ(machine.registry.valuesOf(values.front().key), std::vector<std::wstring>{L"another's"});
+    EXPECT_EQ(protection(), numberData(2));
     EXPECT_EQ(test::contentOf(folder() / libraryName), "another's");
-    EXPECT_TRUE(uninstall().isEmpty());
+    EXPECT_TRUE(plannedRemoval().isEmpty());
 }
 
 TEST_F(InstallationTest, IsPutRightWhileItsLibraryIsThereOrInThePackage) {
-    const auto planned = [this] { return planInstallationRepair(package.path(), machine.registry, journal); };
     EXPECT_THROW(requireInstalled(machine.registry), InstallRefusal);
-    EXPECT_TRUE(planned().obstacle);
-    machine.put(protectionKey, protectionValue, numberData(0));
+    EXPECT_TRUE(plannedRepair().obstacle);
+    setProtection(numberData(0));
     before = machine.all();
     install(wish(true));
     const auto installed = machine.all();
     EXPECT_NO_THROW(requireInstalled(machine.registry));
-    EXPECT_TRUE(planned().isEmpty());
+    EXPECT_TRUE(plannedRepair().isEmpty());
 
     const auto values = classValues(L"C:\\another.dll");
     const auto& server = values.at(1);
@@ -187,43 +174,94 @@ TEST_F(InstallationTest, IsPutRightWhileItsLibraryIsThereOrInThePackage) {
     }
     machine.registry.removeKey(server.key);
     machine.registry.removeKey(values.front().key);
-    machine.registry.write(protectionKey, protectionValue, numberData(0));
-    EXPECT_FALSE(carryOut(planned()).obstacle);
-    EXPECT_EQ(machine.all(), installed);
-    machine.registry.write(server.key, server.name, textData(server.text));
-    carryOut(planned());
+    setProtection(numberData(0));
+    EXPECT_FALSE(machine.carryOut(plannedRepair()).obstacle);
     EXPECT_EQ(machine.all(), installed);
 
-    std::filesystem::remove_all(folder().parent_path());
+    const auto spoil = [&] {
+        machine.registry.write(server.key, server.name, textData(server.text));
+        std::filesystem::remove_all(folder().parent_path());
+    };
+    spoil();
     EXPECT_THROW(requireInstalled(machine.registry), InstallRefusal);
     write(package.path() / libraryName, "library 2");
-    EXPECT_TRUE(planned().obstacle);
+    EXPECT_TRUE(plannedRepair().obstacle);
     write(package.path() / libraryName, "library 1");
-    EXPECT_FALSE(carryOut(planned()).obstacle);
+    EXPECT_FALSE(plannedRepair().obstacle);
+    machine.expectAllOrNothing([this] { return plannedRepair(); }, spoil);
     EXPECT_EQ(machine.all(), installed);
     uninstall();
     EXPECT_EQ(machine.all(), before);
 }
 
-TEST_F(InstallationTest, WhatCannotBeCopiedIsRefusedWithNothingChanged) {
-    const auto refused = [this](const InstallationWish& wished, Obstacle obstacle) {
-        const auto present = machine.all();
-        expectRefusal(wished, obstacle);
-        EXPECT_EQ(machine.all(), present);
+TEST_F(InstallationTest, IsAllDoneOrNothingOfItWhereverACommandIsCutOff) {
+    const auto former = [this] {
+        write(package.path() / libraryName, "library 1");
+        install(wish(true));
     };
-    auto empty = wish();
-    empty.package = logs.path();
-    refused(empty, Obstacle::fileRefused);
-    write(folder().parent_path(), "no folder");
-    refused(wish(), Obstacle::fileRefused);
-    std::filesystem::remove(folder().parent_path());
+    const auto installs = [this] { return planned(wish(true, true)); };
+    const ScratchDevice device;
+    device.putInto(machine.registry);
+    before = machine.all();
+    machine.expectAllOrNothing(installs, [this] { uninstall(); });
+    const auto attach = [&] {
+        const auto found = readOutputDevice(machine.registry, device.id).value();
+        machine.carryOut(planAttachment(found, machine.registry, machine.journal));
+        machine.put(productKey, L"MLS", numberData(4));
+    };
+    attach();
+    machine.expectAllOrNothing([this] { return plannedRemoval(); },
+                               [&] {
+                                   machine.carryOut(installs());
+                                   attach();
+                               });
+    EXPECT_EQ(machine.all(), before);
+    former();
+    const auto upgrades = [&] {
+        write(package.path() / libraryName, "library 2");
+        return installs();
+    };
+    machine.expectAllOrNothing(upgrades, [&] {
+        uninstall();
+        former();
+    });
+}
 
+TEST_F(InstallationTest, AFailingStepTakesBackThoseBeforeIt) {
     install(wish());
     write(package.path() / libraryName, "library 2");
-    const std::ifstream holder(folder() / libraryName);
-    refused(wish(), Obstacle::fileInUse);
-    EXPECT_THROW(uninstall(), InstallRefusal);
-    EXPECT_EQ(test::contentOf(folder() / libraryName), "library 1");
+    before = machine.all();
+    const auto library = folder() / libraryName;
+    const auto failing = std::initializer_list<std::pair<MachineChange, Obstacle>>{
+        {ValueChange{.key = L"SOFTWARE\\Missing", .name = L"x", .before = {}, .after = numberData(1)},
+         Obstacle::registryRefused},
+        {ValueChange{.key = protectionKey, .name = protectionValue, .before = {}, .after = numberData(2)},
+         Obstacle::registryRefused},
+        {FileChange{.file = library, .before = "another content", .after = {}, .source = {}}, Obstacle::fileRefused},
+        {FileChange{.file = logs.path() / L"x", .before = {}, .after = "another content", .source = library},
+         Obstacle::fileRefused}};
+    for (const auto& [change, obstacle] : failing) {
+        MachinePlan plan = planned(wish(true, true));
+        plan.transaction.changes.push_back(change);
+        try {
+            machine.carryOut(plan);
+            ADD_FAILURE() << "was made";
+        } catch (const InstallRefusal& refusal) {
+            EXPECT_EQ(refusal.status(), obstacle) << refusal.what();
+        }
+        EXPECT_EQ(machine.all(), before);
+        EXPECT_TRUE(std::filesystem::is_empty(logs.path()));
+    }
+}
+
+TEST_F(InstallationTest, AJournalThatCannotBeReadStopsEverything) {
+    for (const auto& data : {textData(L"{\"state\":"), textData(L"{}"), numberData(3), RegistryData{}}) {
+        machine.put(std::wstring(productKey) + L"\\Changes", L"current", data);
+        const auto spoilt = machine.all();
+        EXPECT_TRUE(machine.journal.isInterrupted());
+        EXPECT_THROW(machine.journal.recover(), InstallRefusal);
+        EXPECT_EQ(machine.all(), spoilt);
+    }
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #include "install/OutputDevices.h"
 
 #include "install/InstallRefusal.h"
-#include "tools/install/ScratchDevice.h"
+#include "tools/install/ScratchMachine.h"
 
 #include <gtest/gtest.h>
 

@@ -2,13 +2,16 @@
 
 #include "install/MachineChanged.h"
 
-#include <filesystem>
+#include <gtest/gtest.h>
 
 namespace tovix::test {
 namespace {
 
-int changes = 0;
-int endAt = 0;
+/// Nothing that the program catches, so that all is left as if the process had been ended by force.
+struct EndedByForce {};
+
+/// How many changes there are until then; 0 where it does not come.
+int changesToEnd = 0;
 
 constexpr const wchar_t* scratchPath = L"Software\\TovixTests";
 
@@ -18,11 +21,38 @@ std::wstring freshPath() {
            std::to_wstring(++number);
 }
 
+bool isCutOff(int changes, const std::function<void()>& action) {
+    changesToEnd = changes;
+    try {
+        action();
+    } catch (const EndedByForce&) {
+        return true;
+    }
+    changesToEnd = 0;
+    return false;
+}
+
 } // namespace
 
-int endAtChange(int count) {
-    endAt = count;
-    return std::exchange(changes, 0);
+void collect(const install::RegistryTree& registry, const std::wstring& key, RegistryState& all) {
+    auto& values = all[key];
+    for (const auto& name : registry.valuesOf(key)) {
+        const auto data = registry.read(key, name).value();
+        values[name] = {data.type, data.bytes};
+    }
+    for (const auto& name : registry.keysBelow(key)) {
+        collect(registry, key.empty() ? name : key + L'\\' + name, all);
+    }
+}
+
+FolderState everythingIn(const std::filesystem::path& folder) {
+    FolderState all;
+    std::error_code none;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder, none)) {
+        const auto name = std::filesystem::relative(entry.path(), folder).wstring();
+        all[entry.is_directory() ? name + L'/' : name] = entry.is_directory() ? "" : contentOf(entry.path());
+    }
+    return all;
 }
 
 ScratchMachine::ScratchMachine() : registry(HKEY_CURRENT_USER, freshPath()) {
@@ -47,25 +77,43 @@ void ScratchMachine::put(const std::wstring& key, const std::wstring& name, cons
     registry.write(key, name, data);
 }
 
-void collect(const install::RegistryTree& registry, const std::wstring& key, ScratchMachine::Registry& all) {
-    auto& values = all[key];
-    for (const auto& name : registry.valuesOf(key)) {
-        const auto data = registry.read(key, name).value();
-        values[name] = {data.type, data.bytes};
-    }
-    for (const auto& name : registry.keysBelow(key)) {
-        collect(registry, key.empty() ? name : key + L'\\' + name, all);
+std::pair<RegistryState, FolderState> ScratchMachine::all() const {
+    RegistryState keys;
+    collect(registry, {}, keys);
+    return {keys, everythingIn(folder.path())};
+}
+
+install::MachinePlan ScratchMachine::carryOut(install::MachinePlan plan) {
+    journal.carryOut(plan.transaction);
+    return plan;
+}
+
+void ScratchMachine::expectAllOrNothing(const std::function<install::MachinePlan()>& plan,
+                                        const std::function<void()>& back) {
+    const auto before = all();
+    carryOut(plan());
+    const auto after = all();
+    bool isCut = true;
+    for (int end = 1; isCut; ++end) {
+        if (all() != before) {
+            back();
+        }
+        ASSERT_EQ(all(), before) << "ended at change " << end;
+        isCut = isCutOff(end, [this, planned = plan()] { journal.carryOut(planned.transaction); });
+        EXPECT_TRUE(isCut || end > 4 || after == before) << "nothing was cut off";
+        isCutOff(end % 4, [this] { journal.recover(); });
+        isCutOff(0, [this] { journal.recover(); });
+        EXPECT_FALSE(journal.isInterrupted());
+        ASSERT_TRUE(all() == after || (isCut && all() == before)) << "ended at change " << end;
     }
 }
 
-std::pair<ScratchMachine::Registry, ScratchMachine::Files> ScratchMachine::all() const {
-    std::pair<Registry, Files> all;
-    collect(registry, {}, all.first);
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.path())) {
-        const auto name = std::filesystem::relative(entry.path(), folder.path()).wstring();
-        all.second[entry.is_directory() ? name + L'/' : name] = entry.is_directory() ? "" : contentOf(entry.path());
-    }
-    return all;
+void ScratchDevice::putInto(install::RegistryTree& registry) const {
+    const auto properties = install::deviceKey(id) + L"\\Properties";
+    registry.createKey(properties);
+    registry.write(install::deviceKey(id), L"DeviceState", install::numberData(state));
+    registry.write(properties, L"{a45c254e-df1c-4efd-8020-67d146a850e0},2", install::textData(name));
+    registry.write(properties, L"{b3f8fa53-0004-438e-9003-51a46e139bfc},6", install::textData(interfaceName));
 }
 
 } // namespace tovix::test
@@ -73,7 +121,7 @@ std::pair<ScratchMachine::Registry, ScratchMachine::Files> ScratchMachine::all()
 namespace tovix::install {
 
 void machineChanged() {
-    if (++test::changes == test::endAt) {
+    if (test::changesToEnd > 0 && --test::changesToEnd == 0) {
         throw test::EndedByForce();
     }
 }
