@@ -26,7 +26,8 @@ public:
                                              command(L"obeys").c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
             return m_service != nullptr;
         }));
-        start();
+        ::StartServiceW(m_service.get(), 0, nullptr);
+        static_cast<void>(becomesTrue([this] { return isRunning(); }));
     }
     ~TestService() {
         ::SetEvent(m_stopped.get());
@@ -34,14 +35,10 @@ public:
         ::DeleteService(m_service.get());
     }
 
-    /// From the next start on: "obeys", "hangs-at-stop", "hangs-at-start" or "dies".
+    /// From the next start on: "obeys", "hangs-at-stop" or "dies".
     void behave(const wchar_t* how) const {
         ::ChangeServiceConfigW(m_service.get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
                                command(how).c_str(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
-    }
-    void start() const {
-        ::StartServiceW(m_service.get(), 0, nullptr);
-        static_cast<void>(becomesTrue([this] { return isRunning(); }));
     }
     [[nodiscard]] bool isRunning() const { return state() == SERVICE_RUNNING; }
 

@@ -6,7 +6,6 @@
 
 #include <fstream>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -14,8 +13,8 @@ struct Service {
     std::string behaviour;
     std::string file;
     std::string mark;
-    SERVICE_STATUS_HANDLE status = nullptr;
     std::string library;
+    SERVICE_STATUS_HANDLE status = nullptr;
     HANDLE stopped = nullptr;
 } service;
 
@@ -45,11 +44,9 @@ void WINAPI serve(DWORD, LPWSTR*) {
         tell(SERVICE_STOPPED, ERROR_BAD_ENVIRONMENT);
         return;
     }
-    if (service.behaviour != "hangs-at-start") {
-        std::ofstream(service.file, std::ios::app) << "+" << service.mark;
-        const bool isLoaded = !service.library.empty() && ::LoadLibraryA(service.library.c_str()) != nullptr;
-        tell(service.library.empty() || isLoaded ? SERVICE_RUNNING : SERVICE_STOPPED);
-    }
+    std::ofstream(service.file, std::ios::app) << "+" << service.mark;
+    const bool isLoaded = service.library.empty() || ::LoadLibraryA(service.library.c_str()) != nullptr;
+    tell(isLoaded ? SERVICE_RUNNING : SERVICE_STOPPED);
     ::WaitForSingleObject(service.stopped, INFINITE);
     std::ofstream(service.file, std::ios::app) << "-" << service.mark;
     tell(SERVICE_STOPPED);
@@ -58,14 +55,13 @@ void WINAPI serve(DWORD, LPWSTR*) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const std::vector<std::string> arguments(argv + 1, argv + argc);
-    service.behaviour = arguments.at(0);
-    service.file = arguments.at(1);
-    service.mark = arguments.at(2);
-    service.library = arguments.size() > 3 ? arguments.at(3) : "";
+    if (argc < 4) {
+        return 2;
+    }
+    service = {.behaviour = argv[1], .file = argv[2], .mark = argv[3], .library = argc > 4 ? argv[4] : ""};
     service.stopped = ::CreateEventA(nullptr, TRUE, FALSE, ("Global\\TovixTestService-" + service.mark).c_str());
     ::ResetEvent(service.stopped);
     std::wstring noName;
-    const std::vector<SERVICE_TABLE_ENTRYW> table{{noName.data(), serve}, {nullptr, nullptr}};
-    return ::StartServiceCtrlDispatcherW(table.data()) != FALSE ? 0 : 1;
+    const SERVICE_TABLE_ENTRYW table[] = {{noName.data(), serve}, {nullptr, nullptr}};
+    return ::StartServiceCtrlDispatcherW(table) != FALSE ? 0 : 1;
 }
