@@ -88,26 +88,13 @@ TEST(ControlProgram, RefusalsHaveTheirExitStatusAndLeaveTheSettingsAlone) {
     const ApoConfigManager effect;
     control(L"boost 1");
     ::WaitForSingleObject(effect.updateEvent(), 0);
-    const struct {
-        const wchar_t* arguments;
-        DWORD exitStatus;
-    } cases[] = {{L"boost 30", 3},
-                 {L"boost off --limit", 2},
-                 {L"boost 6 --clean --limit", 2},
-                 {L"boost on --clean", 2},
-                 {L"", 2},
-                 {L"eq \"1 1\" --file x", 2},
-                 {L"eq --file missing.txt", 6},
-                 {L"eq \"2 1 1 1\"", 3},
-                 {L"eq \"1 1\" --fit 0", 2},
-                 {L"set \"Bost: 1 dB 1\"", 3},
-                 {L"log-level 6", 2},
-                 {L"status --hold", 2},
-                 {L"eq off --fit 3", 2},
-                 {L"--help", 0}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(control(c.arguments).exitStatus, c.exitStatus) << std::filesystem::path(c.arguments).string();
-    }
+    expectExitStatuses(
+        {{0, {L"--help"}},
+         {2,
+          {L"", L"boost off --limit", L"boost 6 --clean --limit", L"boost on --clean", L"eq \"1 1\" --file x",
+           L"eq \"1 1\" --fit 0", L"eq off --fit 3", L"log-level 6", L"status --hold"}},
+         {3, {L"boost 30", L"eq \"2 1 1 1\"", L"set \"Bost: 1 dB 1\""}},
+         {6, {L"eq --file missing.txt"}}});
     EXPECT_EQ(pageText(), "Boost: 10 dB 0");
     EXPECT_EQ(::WaitForSingleObject(effect.updateEvent(), 0), DWORD{WAIT_TIMEOUT});
 }

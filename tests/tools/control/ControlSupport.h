@@ -3,8 +3,13 @@
 #include "support/ChildProcess.h"
 #include "text/Limits.h"
 
+#include <gtest/gtest.h>
+
 #include <cstring>
+#include <initializer_list>
 #include <string>
+#include <utility>
+#include <vector>
 
 /// tovixctl as a process, and the settings page as a test sees it.
 namespace tovix::test {
@@ -22,6 +27,15 @@ inline Outcome control(const std::wstring& arguments, HANDLE hToken = nullptr,
     ChildProcess program({.program = folder / "tovixctl.exe", .arguments = arguments, .hToken = hToken});
     std::string output = program.rest();
     return {program.finish(), output};
+}
+
+/// Runs tovixctl with each of the arguments, which are listed by the status that it has to exit with.
+inline void expectExitStatuses(std::initializer_list<std::pair<DWORD, std::vector<const wchar_t*>>> cases) {
+    for (const auto& [exitStatus, commands] : cases) {
+        for (const auto* const arguments : commands) {
+            EXPECT_EQ(control(arguments).exitStatus, exitStatus) << std::filesystem::path(arguments);
+        }
+    }
 }
 
 /// A tovixctl that stays until the object ends it, as Ctrl-C would.

