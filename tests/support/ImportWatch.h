@@ -28,6 +28,10 @@ public:
 
     /// Sends the calls of one function elsewhere; null sends them where they belong.
     void redirect(const std::string& function, const void* pTarget);
+    template <class Result, class... Arguments>
+    void redirect(const std::string& function, Result (*pTarget)(Arguments...)) {
+        redirect(function, reinterpret_cast<const void*>(pTarget));
+    }
 
 private:
     /// Counts and jumps on to the target; machine code and its data in one executable block.

@@ -74,7 +74,7 @@ TEST(ExtremeFormats, AreServedOrPassUnchangedWithALineThatSaysWhy) {
     const Lines lines = toldBy(
         [&](const ModuleUnderTest& module) {
             ImportWatch memory(module.handle());
-            memory.redirect("malloc", reinterpret_cast<const void*>(&takeLittle));
+            memory.redirect("malloc", &takeLittle);
             Effect effect(module.create());
             const std::uint32_t pairs[][2] = {{1, 1}, {2, 2}, {8, 8}, {64, 64}, {4096, 4096}, {1, 4096}, {6, 2}};
             for (const auto& [inputs, outputs] : pairs) {

@@ -126,7 +126,7 @@ void* copyWithPlantedCall(void* pTo, const void* pFrom, std::size_t bytes) {
 
 TEST(RealtimeModule, WatchesNoticeACallPlantedInABlockAndNameAFunctionOutsideTheSection) {
     Watched watched;
-    watched.watch.redirect("memcpy", reinterpret_cast<const void*>(&copyWithPlantedCall));
+    watched.watch.redirect("memcpy", &copyWithPlantedCall);
     pPlanted = watched.effect.apo.get();
     watched.playBlocks(1); // the bypass copies
     EXPECT_EQ(pPlanted, nullptr);

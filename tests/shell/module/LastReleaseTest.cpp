@@ -46,7 +46,7 @@ struct Scene {
     void awaitWaits(std::uint32_t count) {
         EXPECT_TRUE(becomesTrue([&] { return imports->calls("WaitForMultipleObjects") >= count; }));
     }
-    void holdAtChange(const char* function, const void* pGate) {
+    template <class Argument> void holdAtChange(const char* function, BOOL(WINAPI* pGate)(Argument)) {
         imports->redirect(function, pGate);
         Gate::closed = true;
         settings->change("Boost: 60 dB 1");
@@ -60,8 +60,7 @@ void beIdle(Scene& scene) {
 
 void build(Scene& scene) {
     scene.lockEffects(1);
-    scene.holdAtChange("QueryPerformanceCounter",
-                       reinterpret_cast<const void*>(&Gate::pass<&::QueryPerformanceCounter, LARGE_INTEGER*>));
+    scene.holdAtChange("QueryPerformanceCounter", &Gate::pass<&::QueryPerformanceCounter, LARGE_INTEGER*>);
 }
 
 void waitForTheToken(Scene& scene) {
@@ -81,7 +80,7 @@ void waitForThePage(Scene& scene) {
 
 void relayAnUpdate(Scene& scene) {
     scene.lockEffects(2);
-    scene.holdAtChange("SetEvent", reinterpret_cast<const void*>(&Gate::pass<&::SetEvent, HANDLE>));
+    scene.holdAtChange("SetEvent", &Gate::pass<&::SetEvent, HANDLE>);
 }
 
 TEST(LastRelease, EndsTheThreadsWhateverTheyAreDoingAndNothingIsUnloadedBefore) {

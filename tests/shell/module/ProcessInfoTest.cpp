@@ -78,8 +78,8 @@ void* allocateWithError(std::size_t bytes) {
 
 TEST(ProcessInfo, TheErrorInTheLogIsThatOfTheCallThatFailed) {
     ImportWatch imports(::GetModuleHandleW(nullptr));
-    imports.redirect("OpenProcessToken", reinterpret_cast<const void*>(&refuseToken));
-    imports.redirect("malloc", reinterpret_cast<const void*>(&allocateWithError));
+    imports.redirect("OpenProcessToken", &refuseToken);
+    imports.redirect("malloc", &allocateWithError);
     std::uint32_t error = 0;
     try {
         IsProcessElevated();

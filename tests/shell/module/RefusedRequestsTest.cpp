@@ -21,16 +21,16 @@ namespace {
 /// when one is, so that the module asks for what it takes beforehand, in one block that it gives back at once.
 class RefusedRequests {
 public:
-    explicit RefusedRequests(ImportWatch& imports) : m_imports(imports) {
+    explicit RefusedRequests(ImportWatch& imports) {
         refuse(0, false);
-        redirect("malloc", &take<std::size_t>::from<&std::malloc>);
-        redirect("calloc", &take<std::size_t, std::size_t>::from<&std::calloc>);
-        redirect("realloc", &take<void*, std::size_t>::from<&std::realloc>);
-        redirect("HeapAlloc", &take<HANDLE, DWORD, SIZE_T>::from<&::HeapAlloc>);
-        redirect("LocalAlloc", &take<UINT, SIZE_T>::from<&::LocalAlloc>);
-        redirect("CoTaskMemAlloc", &take<SIZE_T>::from<&::CoTaskMemAlloc>);
-        redirect("free", &giveBack);
-        redirect("ReleaseSRWLockExclusive", &release);
+        imports.redirect("malloc", &take<std::size_t>::from<&std::malloc>);
+        imports.redirect("calloc", &take<std::size_t, std::size_t>::from<&std::calloc>);
+        imports.redirect("realloc", &take<void*, std::size_t>::from<&std::realloc>);
+        imports.redirect("HeapAlloc", &take<HANDLE, DWORD, SIZE_T>::from<&::HeapAlloc>);
+        imports.redirect("LocalAlloc", &take<UINT, SIZE_T>::from<&::LocalAlloc>);
+        imports.redirect("CoTaskMemAlloc", &take<SIZE_T>::from<&::CoTaskMemAlloc>);
+        imports.redirect("free", &giveBack);
+        imports.redirect("ReleaseSRWLockExclusive", &release);
     }
 
     /// Refuses one request from here on, counted from 1, or that and all later ones; 0 refuses none.
@@ -66,10 +66,6 @@ private:
         planner.compare_exchange_strong(self, 0);
         ::ReleaseSRWLockExclusive(pLock);
     }
-    template <class Function> void redirect(const char* name, Function* pFunction) {
-        m_imports.redirect(name, reinterpret_cast<const void*>(pFunction));
-    }
-
     static constexpr std::size_t leastForPlanning = std::size_t{256} * 1024;
     static inline std::atomic<int> requests;
     static inline std::atomic<int> first;
@@ -77,8 +73,6 @@ private:
     static inline std::atomic<void*> pTakenLast;
     /// The thread that plans.
     static inline std::atomic<DWORD> planner;
-
-    ImportWatch& m_imports;
 };
 
 constexpr DWORD channels = 2;
