@@ -12,18 +12,6 @@
 namespace tovix::test {
 namespace {
 
-/// Of the classes whose texts have tests of their own the function and the source alone.
-Lines withoutOthersTexts(Lines told) {
-    for (std::string& line : told) {
-        const auto source = line.find('@');
-        const auto message = line.find(' ', source);
-        if (const auto name = line.substr(source, message - source); name != "@Tovix" && name != "@ClassFactory") {
-            line.resize(message);
-        }
-    }
-    return told;
-}
-
 /// What the engine does with an effect, refusals included.
 void liveAWholeLife(const ModuleUnderTest& module) {
     Effect effect(module.create());
@@ -43,7 +31,10 @@ void liveAWholeLife(const ModuleUnderTest& module) {
 
 TEST(LifeLog, TellsAWholeLifeInTheGivenWords) {
     SettingsWriter settings("");
-    const auto told = toldBy(&liveAWholeLife);
+    Lines told = toldBy(&liveAWholeLife);
+    std::erase_if(told, [](const std::string& line) { // the other classes' texts have tests of their own
+        return line.find("@Tovix ") == std::string::npos && line.find("@ClassFactory ") == std::string::npos;
+    });
     const std::string in = "INFO Tovix::IsInputFormatSupported@Tovix ";
     const std::string fields = "BytesPerSample=4, BitsPerSample=32, FramesPerSecond=48000.000000, ChannelMask=";
     const std::string stereo = "{ SamplesPerFrame=2, " + fields + "3, guidFormatType=3";
@@ -55,10 +46,6 @@ TEST(LifeLog, TellsAWholeLifeInTheGivenWords) {
     const std::string target = lock + "Output format= " + locked + "441, guidFormatType=3 }";
     const Lines expected{
         "INFO ClassFactory::CreateInstance@ClassFactory entered",
-        "INFO EffectManager::EffectManager@EffectManager",
-        "INFO ApoConfigManager::ApoConfigManager@ConfigHelper",
-        "INFO ApoConfigManager::CreateSharedConfigData@ConfigHelper",
-        "INFO ApoConfigManager::ApoConfigManager@ConfigHelper",
         "INFO Tovix::Tovix@Tovix CALLED",
         "ERROR Tovix::Initialize@Tovix cbDataSize size IS incorrect.",
         "INFO Tovix::Initialize@Tovix APO GUID: {8B1D5C3E-6A47-4F0B-9E52-C7A3D8F41B60}",
@@ -77,18 +64,12 @@ TEST(LifeLog, TellsAWholeLifeInTheGivenWords) {
         input,
         target,
         lock + "SUCCEEDED",
-        "INFO EffectManager::initializeManager@EffectManager",
         input,
         target,
         "ERROR Tovix::LockForProcess@Tovix CBaseAudioProcessingObject::LockForProcess() FAILED",
         "INFO Tovix::~Tovix@Tovix CALLED",
-        "INFO EffectManager::~EffectManager@EffectManager",
-        "INFO EffectManager::notificationThread@EffectManager",
-        "INFO EffectManager::~EffectManager@EffectManager",
-        "INFO ApoConfigManager::~ApoConfigManager@ConfigHelper",
-        "INFO ApoConfigManager::~ApoConfigManager@ConfigHelper",
     };
-    EXPECT_EQ(withoutOthersTexts(told), expected);
+    EXPECT_EQ(told, expected);
 }
 
 TEST(LifeLog, ModuleIsInUseFromTheFirstLineOfALifeToTheLast) {
@@ -109,7 +90,7 @@ LSTATUS WINAPI accessDenied() {
     return ERROR_ACCESS_DENIED;
 }
 
-/// A life in which everything fails that can.
+/// A life in which everything fails that can; how its previous effect can has a test of its own.
 void failAtEverything(const ModuleUnderTest& module) {
     PreviousEffectDouble previous;
     Effect effect(module.create());
@@ -119,13 +100,13 @@ void failAtEverything(const ModuleUnderTest& module) {
     FormatDouble tooFast(floatFormat(2, 400000));
     {
         ImportWatch watch(module.handle());
-        watch.redirect("StringFromCLSID", reinterpret_cast<const void*>(&noText));
+        watch.redirect("StringFromCLSID", &noText);
         EXPECT_EQ(effect.initialize(), S_OK);
         effect.initialize(E_ACCESSDENIED);
     }
     tovix.fillPreviousEffectSlot(static_cast<IAudioProcessingObject&>(previous));
     previous.pProposal = &unreadable;
-    for (const HRESULT result : {S_OK, S_FALSE, HRESULT{2}, E_FAIL}) {
+    for (const HRESULT result : {S_OK, S_FALSE, E_FAIL}) {
         previous.formatResult = result;
         negotiate(*effect.apo, &good, &good);
     }
@@ -135,12 +116,7 @@ void failAtEverything(const ModuleUnderTest& module) {
     tovix.fillPreviousEffectSlot(static_cast<IAudioProcessingObject&>(previous));
     effect.lock(unreadable, good, 480);
     effect.lock(good, unreadable, 480);
-    for (const HRESULT result : {S_OK, E_FAIL}) {
-        previous.lockResult = result;
-        previous.unlockResult = result;
-        effect.lock(good, good, 480);
-        effect.config->UnlockForProcess();
-    }
+    effect.lock(good, good, 480);
 }
 
 TEST(LifeLog, TellsEveryFailureInTheGivenWords) {
@@ -149,9 +125,9 @@ TEST(LifeLog, TellsEveryFailureInTheGivenWords) {
     std::erase_if(lines, [](const auto& line) { return line.find("SamplesPerFrame=") != std::string::npos; });
     const std::string initialize = " Tovix::Initialize@Tovix ";
     const std::string ask = " Tovix::IsInputFormatSupported@Tovix ";
+    const std::string accepted = "INFO" + ask + "Input format has been accepted";
     const std::string asked =
         "INFO" + ask + "Tovix::IsInputFormatSupported() InputFormatSupported of old apo SUCCEEDED";
-    const std::string accepted = "INFO" + ask + "Input format has been accepted";
     const std::string lock = " Tovix::LockForProcess@Tovix ";
     const Lines expected{
         "INFO Tovix::Tovix@Tovix CALLED",
@@ -163,8 +139,6 @@ TEST(LifeLog, TellsEveryFailureInTheGivenWords) {
         accepted,
         asked,
         "ERROR" + ask + "(*ppSupportedInputFormat)->GetUncompressedAudioFormat() FAILED",
-        asked,
-        "WARNING" + ask + "Unexpected HRESULT. hr=2",
         "WARNING" + ask + "Tovix::IsInputFormatSupported() IsInputFormatSupported of old apo FAILED. hr=-2147467259",
         accepted,
         "ERROR" + ask + "pRequestedInputFormat->GetUncompressedAudioFormat() FAILED",
@@ -174,9 +148,6 @@ TEST(LifeLog, TellsEveryFailureInTheGivenWords) {
         "ERROR" + lock + "GetUncompressedAudioFormat() FAILED",
         "INFO" + lock + "LockForProcess() for old APO SUCCEEDED",
         "INFO" + lock + "SUCCEEDED",
-        "WARNING" + lock + "LockForProcess() for old APO FAILED. hr=-2147467259",
-        "INFO" + lock + "SUCCEEDED",
-        "WARNING Tovix::UnlockForProcess@Tovix Tovix::UnlockForProcess() for old apo FAILED. hr=-2147467259",
         "INFO Tovix::~Tovix@Tovix CALLED",
     };
     EXPECT_EQ(lines, expected);
@@ -191,10 +162,10 @@ TEST(LifeLog, TellsHowRegistrationWent) {
             call("DllUnregisterServer");
             call("DllUnregisterServer");
             ImportWatch watch(module.handle());
-            watch.redirect("RegCreateKeyExW", reinterpret_cast<const void*>(&accessDenied));
+            watch.redirect("RegCreateKeyExW", &accessDenied);
             call("DllRegisterServer");
             watch.redirect("RegCreateKeyExW", nullptr);
-            watch.redirect("StringFromCLSID", reinterpret_cast<const void*>(&noText));
+            watch.redirect("StringFromCLSID", &noText);
             call("DllRegisterServer");
         },
         "@DllMain:");
