@@ -61,6 +61,23 @@ public:
     VARTYPE type = VT_LPWSTR;
 };
 
+/// What an effect of another maker leaves out here, because nobody asks it.
+class PreviousEffectBase : public IAudioProcessingObject,
+                           public IAudioProcessingObjectRT,
+                           public IAudioProcessingObjectConfiguration {
+public:
+    HRESULT STDMETHODCALLTYPE Reset() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetRegistrationProperties(APO_REG_PROPERTIES**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Initialize(UINT32, BYTE*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE IsOutputFormatSupported(IAudioMediaType*, IAudioMediaType*,
+                                                      IAudioMediaType**) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetInputChannelCount(UINT32*) override { return E_NOTIMPL; }
+    UINT32 STDMETHODCALLTYPE CalcInputFrames(UINT32 frames) noexcept override { return frames; }
+    UINT32 STDMETHODCALLTYPE CalcOutputFrames(UINT32 frames) noexcept override { return frames; }
+};
+
 /// The four arguments of a lock or of a block, only to be compared.
 using CallArguments = std::tuple<UINT32, const void*, UINT32, const void*>;
 

@@ -12,14 +12,11 @@ enum class PreviousEffectKind : std::uint32_t {
     halving,
     /// The same with a record of 88 bytes, because it has `IAudioSystemEffects2`.
     halvingLonger,
-    /// Halves too, but takes its time for every call, longer than a block lasts.
-    slow,
+    slow, // takes longer for every call than a block lasts
     /// Halves every second block and marks the others silent, leaving noise in them.
     everySecondSilent,
-    /// Cannot be made.
     unmakable,
-    /// Made with success, but null.
-    missing,
+    missing, // made with success, but null
     makingThrows,
     queryThrows,
     initializeFails,

@@ -12,9 +12,7 @@ namespace tovix::test {
 /// A previous effect that records its calls and the release of the last reference but its owner's, can fail and call
 /// back at each call, and fills every frame of its output with 0.01 in the first channel, 0.02 in the second, and so
 /// on.
-class PreviousEffectDouble final : public IAudioProcessingObject,
-                                   public IAudioProcessingObjectRT,
-                                   public IAudioProcessingObjectConfiguration {
+class PreviousEffectDouble final : public PreviousEffectBase {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
         *ppv = nullptr;
@@ -36,14 +34,11 @@ public:
         return references;
     }
 
-    HRESULT STDMETHODCALLTYPE Reset() override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetLatency(HNSTIME* pTime) override {
         called("latency");
         *pTime = latency;
-        return done(latencyResult);
+        return S_OK;
     }
-    HRESULT STDMETHODCALLTYPE GetRegistrationProperties(APO_REG_PROPERTIES**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Initialize(UINT32, BYTE*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE IsInputFormatSupported(IAudioMediaType* pOpposite, IAudioMediaType* pRequested,
                                                      IAudioMediaType** ppSupported) override {
         called("negotiate");
@@ -52,14 +47,8 @@ public:
             *ppSupported = formatResult == S_OK ? pRequested : pProposal;
             (*ppSupported)->AddRef();
         }
-        return done(formatResult);
+        return formatResult;
     }
-    HRESULT STDMETHODCALLTYPE IsOutputFormatSupported(IAudioMediaType*, IAudioMediaType*,
-                                                      IAudioMediaType**) override {
-        called("negotiate output");
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetInputChannelCount(UINT32*) override { return E_NOTIMPL; }
 
     HRESULT STDMETHODCALLTYPE LockForProcess(UINT32 inputCount, APO_CONNECTION_DESCRIPTOR** ppInputs,
                                              UINT32 outputCount, APO_CONNECTION_DESCRIPTOR** ppOutputs) override {
@@ -71,11 +60,11 @@ public:
         while (frame.size() < output.dwSamplesPerFrame) {
             frame.push_back(0.01F * static_cast<float>(frame.size() + 1));
         }
-        return done(lockResult);
+        return lockResult;
     }
     HRESULT STDMETHODCALLTYPE UnlockForProcess() override {
         called("unlock");
-        return done(unlockResult);
+        return unlockResult;
     }
 
     void STDMETHODCALLTYPE APOProcess(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
@@ -87,16 +76,11 @@ public:
             pSamples[i] = frame[i % frame.size()];
         }
     }
-    UINT32 STDMETHODCALLTYPE CalcInputFrames(UINT32 frames) noexcept override { return frames; }
-    UINT32 STDMETHODCALLTYPE CalcOutputFrames(UINT32 frames) noexcept override { return frames; }
 
-    /// Throws its result codes instead of returning them.
-    bool throws = false;
     HRESULT formatResult = S_OK;
     IAudioMediaType* pProposal = nullptr;
     HRESULT lockResult = S_OK;
     HRESULT unlockResult = S_OK;
-    HRESULT latencyResult = S_OK;
     HNSTIME latency = 777;
     /// What it writes, as of the last lock.
     std::vector<float> frame;
@@ -119,12 +103,6 @@ private:
             callingBack.clear();
             callBack();
         }
-    }
-    [[nodiscard]] HRESULT done(HRESULT result) const {
-        if (throws) {
-            throw result;
-        }
-        return result;
     }
 };
 

@@ -35,10 +35,7 @@ void enter(Kind kind, Kind throwing = Kind::count) {
 /// A format that no sound has. The library owns a reference.
 FormatDouble nonsense({floatSubtype, 0, 4, 32, std::numeric_limits<float>::quiet_NaN(), 0});
 
-class Effect final : public IAudioProcessingObject,
-                     public IAudioProcessingObjectRT,
-                     public IAudioProcessingObjectConfiguration,
-                     public IAudioSystemEffects {
+class Effect final : public PreviousEffectBase, public IAudioSystemEffects {
 public:
     explicit Effect(Kind kind) : m_kind(kind) { ++objectsAlive; }
     virtual ~Effect() { --objectsAlive; }
@@ -79,13 +76,11 @@ public:
         return left;
     }
 
-    HRESULT STDMETHODCALLTYPE Reset() override { return S_OK; }
     HRESULT STDMETHODCALLTYPE GetLatency(HNSTIME* pTime) override {
         *pTime = 0;
         enter(m_kind, Kind::latencyThrows);
         return S_OK;
     }
-    HRESULT STDMETHODCALLTYPE GetRegistrationProperties(APO_REG_PROPERTIES**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Initialize(UINT32 sizeBytes, BYTE* pBytes) override {
         enter(m_kind, Kind::initializeThrows);
         return m_kind != Kind::initializeFails && isRightRecord(sizeBytes, pBytes) ? S_OK : E_INVALIDARG;
@@ -111,11 +106,6 @@ public:
         *ppSupported = pRequested;
         return m_kind == Kind::acceptsWithAnotherCode ? anotherSuccess : S_OK;
     }
-    HRESULT STDMETHODCALLTYPE IsOutputFormatSupported(IAudioMediaType*, IAudioMediaType*,
-                                                      IAudioMediaType**) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetInputChannelCount(UINT32*) override { return E_NOTIMPL; }
 
     HRESULT STDMETHODCALLTYPE LockForProcess(UINT32, APO_CONNECTION_DESCRIPTOR** ppInputs, UINT32,
                                              APO_CONNECTION_DESCRIPTOR**) override {
@@ -148,8 +138,6 @@ public:
             ppInputs[0]->pBuffer = 0;
         }
     }
-    UINT32 STDMETHODCALLTYPE CalcInputFrames(UINT32 frames) noexcept override { return frames; }
-    UINT32 STDMETHODCALLTYPE CalcOutputFrames(UINT32 frames) noexcept override { return frames; }
 
 private:
     /// Whether the record is what the engine would fill in, and its stores can be used.

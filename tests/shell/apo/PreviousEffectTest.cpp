@@ -89,50 +89,20 @@ TEST_F(PreviousEffect, IsAskedFirstAndWorksAheadOfTheChain) {
 }
 
 TEST_F(PreviousEffect, DecidesTheFormatAloneUntilARefusalRemovesItForGood) {
-    FormatDouble request(floatFormat(6));
+    FormatDouble request(floatFormat(6)); // which the base would refuse
     FormatDouble output(floatFormat(2));
     FormatDouble proposal(floatFormat(1));
-    const struct {
-        HRESULT result;
-        FormatDouble* pProposal;
-        FormatDouble* pHandedOut; // null where the base proposes, which would refuse six into two
-    } cases[] = {
-        {S_OK, nullptr, &request},
-        {S_FALSE, &proposal, &proposal},
-        {S_FALSE, nullptr, nullptr},
-        {APOERR_FORMAT_NOT_SUPPORTED, nullptr, nullptr},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << "case " << &c - cases);
-        ASSERT_EQ(fill(), S_OK);
-        previous.calls.clear();
-        previous.formatResult = c.result;
-        previous.pProposal = c.pProposal;
-        const bool removed = c.pHandedOut == nullptr;
-        for (int i = 0; i < 2; ++i) {
-            const Negotiation negotiation = negotiate(*effect.apo, &output, &request);
-            EXPECT_EQ(negotiation.result, removed ? S_FALSE : c.result);
-            EXPECT_TRUE(removed || negotiation.pHandedOut == c.pHandedOut);
-        }
-        EXPECT_EQ(previous.calls, removed ? (Calls{"negotiate", "released"}) : (Calls{"negotiate", "negotiate"}));
+    EXPECT_EQ(negotiate(*effect.apo, &output, &request).pHandedOut, &request);
+    for (const HRESULT result : {S_FALSE, APOERR_FORMAT_NOT_SUPPORTED, S_OK}) {
+        previous.formatResult = result;
+        previous.pProposal = result == S_FALSE ? &proposal : nullptr;
+        const Negotiation negotiation = negotiate(*effect.apo, &output, &request);
+        EXPECT_EQ(negotiation.result, S_FALSE);
+        EXPECT_EQ(negotiation.pHandedOut == &proposal, result == S_FALSE);
     }
+    EXPECT_EQ(previous.calls, (Calls{"negotiate", "negotiate", "negotiate", "released"}));
     EXPECT_EQ(request.references, 1U);
     EXPECT_EQ(proposal.references, 1U);
-}
-
-TEST_F(PreviousEffect, FailureToLockOrUnlockNeverFailsTheEffect) {
-    previous.lockResult = E_FAIL;
-    previous.unlockResult = E_FAIL;
-    previous.latencyResult = E_FAIL;
-    for (const bool throws : {false, true}) {
-        previous.throws = throws;
-        ASSERT_EQ(lock(2, 2), S_OK);
-        EXPECT_EQ(latency(), S_OK);
-        expectBoosted(process(2, 2), {quiet, quiet});
-        EXPECT_FALSE(runs());
-        EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
-    }
-    EXPECT_EQ(negotiateStereo(), S_OK);
 }
 
 TEST_F(PreviousEffect, ThatCallsTheEffectFromAnyOfItsMethodsLeavesItWhole) {
@@ -189,47 +159,39 @@ TEST_F(PreviousEffect, IsNotLeftLockedWhenTheEffectsOwnLockFails) {
     expectBoosted(process(2, 2), previous.frame); // the first lock stands
 }
 
-TEST_F(PreviousEffect, RemovedWhileLockedIsUnlockedAndReleasedAtTheUnlock) {
-    const std::function<HRESULT()> removals[] = {
-        [&] { return effect.initialize(); },
-        [&] {
-            previous.formatResult = APOERR_FORMAT_NOT_SUPPORTED;
-            return negotiateStereo();
-        },
-    };
-    for (const auto& remove : removals) {
-        ASSERT_EQ(fill(), S_OK);
-        ASSERT_EQ(lock(2, 2), S_OK);
-        EXPECT_EQ(remove(), S_OK);
-        previous.calls.clear();
-        expectBoosted(process(2, 2), {quiet, quiet});
-        EXPECT_EQ(fill(), APOERR_APO_LOCKED);
-        EXPECT_EQ(previous.calls, Calls{});
-        EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
-        EXPECT_EQ(previous.calls, (Calls{"unlock", "released"}));
-    }
-}
-
-TEST_F(PreviousEffect, IsUnlockedOnceHoweverItsLifeEnds) {
+TEST_F(PreviousEffect, IsUnlockedOnceHoweverItsLifeEndsAndIsSilentOnceItIsRemoved) {
+    enum class Removal { none, initialization, refusal };
     const struct {
         HRESULT lockResult;
-        bool removed;
+        Removal removal;
         bool unlocked;
         Calls calls;
     } cases[] = {
-        {S_OK, false, false, {"lock", "unlock", "released"}}, {S_OK, false, true, {"lock", "unlock", "released"}},
-        {S_OK, true, false, {"lock", "unlock", "released"}},  {E_FAIL, false, false, {"lock", "released"}},
-        {E_FAIL, true, true, {"lock", "released"}},
+        {S_OK, Removal::none, false, {"lock", "unlock", "released"}},
+        {S_OK, Removal::none, true, {"lock", "unlock", "released"}},
+        {S_OK, Removal::initialization, false, {"lock", "unlock", "released"}},
+        {S_OK, Removal::initialization, true, {"lock", "unlock", "released"}},
+        {S_OK, Removal::refusal, true, {"lock", "negotiate", "unlock", "released"}},
+        {E_FAIL, Removal::none, false, {"lock", "released"}},
+        {E_FAIL, Removal::initialization, true, {"lock", "released"}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << "case " << &c - cases);
         previous.lockResult = c.lockResult;
+        previous.formatResult = c.removal == Removal::refusal ? APOERR_FORMAT_NOT_SUPPORTED : S_OK;
         startAnew();
         ASSERT_EQ(fill(), S_OK);
         previous.calls.clear();
         ASSERT_EQ(lock(2, 2), S_OK);
-        EXPECT_EQ(c.removed ? effect.initialize() : S_OK, S_OK);
-        EXPECT_EQ(c.unlocked ? effect.config->UnlockForProcess() : S_OK, S_OK);
+        if (c.removal != Removal::none) {
+            EXPECT_EQ(c.removal == Removal::refusal ? negotiateStereo() : effect.initialize(), S_OK);
+            expectBoosted(process(2, 2), {quiet, quiet});
+            EXPECT_EQ(fill(), APOERR_APO_LOCKED);
+        }
+        if (c.unlocked) {
+            EXPECT_EQ(effect.config->UnlockForProcess(), S_OK);
+            EXPECT_EQ(previous.calls.back() == "released", c.removal != Removal::none);
+        }
         startAnew();
         EXPECT_EQ(previous.calls, c.calls);
     }
