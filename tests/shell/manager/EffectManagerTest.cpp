@@ -1,5 +1,8 @@
+// Longer than most: what a change, a clock, a storm and an end do to one manager is seen by the same means.
+
 #include "manager/EffectManager.h"
 #include "support/BecomesTrue.h"
+#include "support/Durations.h"
 #include "support/ImportWatch.h"
 #include "support/LogCapture.h"
 #include "support/OwnResources.h"
@@ -11,7 +14,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <optional>
@@ -33,13 +35,17 @@ bool tellsOfABuild(const std::string& line) {
     return line.find("Couldn't create boost filter") != std::string::npos;
 }
 
-/// Two blocks, enough for a fade to end. Returns the last sample.
-float play(EffectManager& manager) {
-    std::vector<float> samples(std::size_t{stereo.maxFrames} * 2, 0.1F);
-    manager.process(samples.data(), samples.data(), stereo.maxFrames);
-    std::fill(samples.begin(), samples.end(), 0.1F);
-    manager.process(samples.data(), samples.data(), stereo.maxFrames);
+/// The last sample of one block; with `stereo` that is the end of a fade.
+float playBlock(EffectManager& manager, const StreamFormat& format = stereo) {
+    std::vector<float> samples(std::size_t{format.maxFrames} * 2, 0.1F);
+    manager.process(samples.data(), samples.data(), format.maxFrames);
     return samples.back();
+}
+
+/// Two blocks, enough for a fade to end and for the sound to be that of the chain behind it.
+float play(EffectManager& manager) {
+    playBlock(manager);
+    return playBlock(manager);
 }
 
 TEST(EffectManager, OneSignalMakesEachEffectOfTheModuleBuildOnce) {
@@ -117,18 +123,18 @@ TEST(EffectManager, ChangeThatTheAudioHasNotTakenHoldsUpTheNextOneButNotTheEnd) 
     EXPECT_TRUE(log.has(destructorLog + "ENTERED"));
 }
 
-/// The clock of a trial run, by which each block takes `shareOfABlock` of its time: every look at it is so much
-/// later.
+/// The clock of a trial run of `stereo`: every look at it is later by a share of a block's time.
 class SteppingClock {
 public:
-    explicit SteppingClock(const StreamFormat& format) {
-        m_blockNs = format.maxFrames * 1e9 / static_cast<double>(format.sampleRateHz);
-        m_watch.redirect("QueryPerformanceFrequency", reinterpret_cast<const void*>(&frequency));
-        m_watch.redirect("QueryPerformanceCounter", reinterpret_cast<const void*>(&counter));
+    SteppingClock() {
+        m_watch.redirect("QueryPerformanceFrequency", &frequency);
+        m_watch.redirect("QueryPerformanceCounter", &counter);
     }
-    static void setShare(double shareOfABlock) { m_step = static_cast<LONGLONG>(shareOfABlock * m_blockNs); }
+    static void setShare(double shareOfABlock) { m_step = static_cast<LONGLONG>(shareOfABlock * blockNs); }
 
 private:
+    static constexpr double blockNs = stereo.maxFrames * 1e9 / double{stereo.sampleRateHz};
+
     static BOOL WINAPI frequency(LARGE_INTEGER* pValue) {
         pValue->QuadPart = 1000000000;
         return TRUE;
@@ -138,22 +144,20 @@ private:
         return TRUE;
     }
 
-    static inline double m_blockNs = 0.0;
     static inline std::atomic<LONGLONG> m_step{0};
     static inline std::atomic<LONGLONG> m_now{0};
     ImportWatch m_watch{::GetModuleHandleW(nullptr)};
 };
 
 TEST(EffectManager, SettingsThatWouldStarveTheAudioThreadAreNotUsed) {
-    const SteppingClock clock(stereo);
+    const SteppingClock clock;
     clock.setShare(0.3);
     SettingsWriter settings("Boost: 60 dB 1");
     const BriefLog log;
     const auto hasWarning = [&log](const std::string& end) {
-        return log.has(
-            "WARNING EffectManager::buildChain: The settings take too much of each block's time and are not "
-            "used. Percent= 71.000000 Limit= 70.000000. " +
-            end);
+        return log.has("WARNING EffectManager::buildChain: The settings take too much of each block's time and are "
+                       "not used. Percent= 71.000000 Limit= 70.000000. " +
+                       end);
     };
     EffectManager manager;
     manager.initializeManager(stereo);
@@ -177,7 +181,7 @@ TEST(EffectManager, SettingsThatWouldStarveTheAudioThreadAreNotUsed) {
 }
 
 TEST(EffectManager, ChainsThatTakeTooMuchInAFadeFollowEachOtherByWayOfThePlainSound) {
-    const SteppingClock clock(stereo);
+    const SteppingClock clock;
     for (const double share : {0.35, 0.36}) {
         SCOPED_TRACE(share);
         clock.setShare(share);
@@ -186,38 +190,17 @@ TEST(EffectManager, ChainsThatTakeTooMuchInAFadeFollowEachOtherByWayOfThePlainSo
         manager.initializeManager(stereo);
         for (const auto& [text, level] : {std::pair{"Boost: 120 dB 1", 0.3981F}, {"Boost: 60 dB 1", 0.1995F}}) {
             settings.change(text);
-            // A fade is one block long, so that its last sample is that of the chain to which it leads.
             float lowest = 1.0F;
             EXPECT_TRUE(becomesTrue([&, arrived = level] {
-                std::vector<float> samples(std::size_t{stereo.maxFrames} * 2, 0.1F);
-                manager.process(samples.data(), samples.data(), stereo.maxFrames);
-                lowest = std::min(samples.back(), lowest);
-                return std::abs(samples.back() - arrived) < 1e-4F;
+                const float last = playBlock(manager);
+                lowest = std::min(last, lowest);
+                return std::abs(last - arrived) < 1e-4F;
             }));
             const bool wasPlain = lowest < 0.11F;
             EXPECT_EQ(wasPlain, share > 0.35);
         }
     }
 }
-
-/// Milliseconds of blocks, in rising order.
-class BlockTimes {
-public:
-    template <class Block> void take(const Block& block) {
-        using Clock = std::chrono::steady_clock;
-        const auto start = Clock::now();
-        block();
-        m_ms.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
-    }
-    void print(const char* what) {
-        std::sort(m_ms.begin(), m_ms.end());
-        std::printf("%s: %zu blocks, median %.4f ms, 99 %% below %.4f ms, longest %.4f ms\n", what, m_ms.size(),
-                    m_ms[m_ms.size() / 2], m_ms[m_ms.size() * 99 / 100], m_ms.back());
-    }
-
-private:
-    std::vector<double> m_ms;
-};
 
 TEST(EffectManager, AStormOfSignalsBuildsOnceForEachFadeAndNoBuildHoldsUpABlock) {
     constexpr int signals = 100000;
@@ -240,43 +223,39 @@ TEST(EffectManager, AStormOfSignalsBuildsOnceForEachFadeAndNoBuildHoldsUpABlock)
     EffectManager manager;
     manager.initializeManager(shortBlocks);
     float last = 0.0F;
-    const auto playBlock = [&] {
-        std::vector<float> samples(std::size_t{shortBlocks.maxFrames} * 2, 0.1F);
-        manager.process(samples.data(), samples.data(), shortBlocks.maxFrames);
-        last = samples.back();
+    const auto playNext = [&] {
+        last = playBlock(manager, shortBlocks);
         ++blocks;
     };
-    BlockTimes quiet;
+    Durations quiet;
     for (int i = 0; i < 300; ++i) {
-        quiet.take(playBlock);
+        quiet.time(playNext);
         ::Sleep(1);
     }
-    quiet.print("without a storm");
-    BlockTimes inStorm;
+    quiet.print("blocks without a storm");
+    Durations inStorm;
     blocks = 0;
     streaming = true;
-    {
-        std::atomic<bool> over{false};
-        const SystemThread storm([&] {
-            for (int i = 0; i < signals; ++i) {
-                settings.signal();
-            }
-            over = true;
-        });
-        while (!over) {
-            inStorm.take(playBlock);
-            ::Sleep(1);
+    std::atomic<bool> over{false};
+    const SystemThread storm([&] {
+        for (int i = 0; i < signals; ++i) {
+            settings.signal();
         }
+        over = true;
+    });
+    while (!over) {
+        inStorm.time(playNext);
+        ::Sleep(1);
     }
     const int inAll = builds;
-    inStorm.print("in the storm");
+    inStorm.print("blocks in the storm");
     std::printf("%d builds for %d signals\n", inAll, signals);
     // One is being built, one waits for its fade, and nothing else does.
     EXPECT_LE(inAll, blocks / blocksInAFade + 2);
     EXPECT_GT(inAll, 1);
     settings.change(text + "120 dB 1");
     EXPECT_TRUE(becomesTrue([&] {
-        playBlock();
+        playNext();
         return std::abs(last - 0.3981F) < 1e-3F;
     }));
     EXPECT_LE(builds, inAll + 3) << "what is left of the storm, and the last text";
@@ -293,34 +272,28 @@ HANDLE WINAPI invalidThread() {
 }
 
 TEST(EffectManager, WithoutEventsOrAThreadItPlaysAndHearsNoChange) {
-    const struct {
-        const char* function;
-        const void* pStandIn;
-        std::vector<std::string> told;
-    } cases[] = {
-        {"CreateEventW",
-         reinterpret_cast<const void*>(&noEvent),
-         {"ERROR EffectManager::notificationThread: NO update event exists!", threadLog + "Shutdown event received 1",
-          threadEnded}},
-        {"CreateThread",
-         reinterpret_cast<const void*>(&invalidThread),
-         {"ERROR EffectManager::initializeManager: E: Filed to create params change notification thread"}},
-    };
-    for (const auto& c : cases) {
+    for (const bool hasThread : {true, false}) {
         SettingsWriter settings("Boost: 60 dB 1");
         const BriefLog log;
         {
             ImportWatch watch(::GetModuleHandleW(nullptr));
-            watch.redirect(c.function, c.pStandIn);
+            if (hasThread) {
+                watch.redirect("CreateEventW", &noEvent);
+            } else {
+                watch.redirect("CreateThread", &invalidThread);
+            }
             EffectManager manager;
             manager.initializeManager(stereo);
             settings.change("Boost: 0 dB 1");
             ::Sleep(100);
             EXPECT_NEAR(play(manager), 0.1995F, 1e-4F);
         }
-        for (const auto& line : c.told) {
-            EXPECT_TRUE(log.has(line)) << line;
-        }
+        EXPECT_EQ(log.has("ERROR EffectManager::notificationThread: NO update event exists!"), hasThread);
+        EXPECT_EQ(log.has(threadLog + "Shutdown event received 1"), hasThread);
+        EXPECT_EQ(log.has(threadEnded), hasThread);
+        EXPECT_NE(
+            log.has("ERROR EffectManager::initializeManager: E: Filed to create params change notification thread"),
+            hasThread);
     }
 }
 
