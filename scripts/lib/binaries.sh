@@ -125,8 +125,8 @@ check_planted_libraries() {
     expect_lines "the programs beside planted libraries (log: build/planted.log)" 0 "$status"
     expect_lines "libraries that were loaded" "" "$(cd "$folder" && find . -name '*.loaded')"
     # One that is loaded already, from elsewhere, is not used either.
-    expect_lines "the engine's allocator beside a foreign library of its name" $'ok\nnot installed heap -1 -1' \
-        "$(printf '%s\n' 'load ../programs/audioeng.dll' allocate | "${run[@]}" "$bin/tovix-effect-side.exe" | tr -d '\r')"
+    expect_lines "the engine's allocator beside a foreign library of its name" $'ok\nnot installed' \
+        "$(printf '%s\n' 'load ../programs/audioeng.dll' allocator | "${run[@]}" "$bin/tovix-effect-side.exe" | tr -d '\r')"
     rm "$folder/programs/audioeng.dll.loaded"
     for place in current path; do
         echo 'load logger64.dll' | "${run[@]}" "$bin/tovix-effect-side.exe" >/dev/null 2>&1 || true

@@ -1,7 +1,6 @@
-// A process that logs and allocates as the effect does.
+// A process that logs and builds as the effect does, or harms its settings.
 
 #include "log/QuelLog.h"
-#include "memory/MemoryMgr.h"
 #include "platform/AudioEngineAllocator.h"
 #include "support/BuildingEffects.h"
 #include "support/CommandLoop.h"
@@ -52,36 +51,11 @@ std::string storm(const std::string& milliseconds) {
     return std::to_string(written);
 }
 
-/// Writes a line while another thread is inside the logger; returns the milliseconds that it took.
-std::string writeBeside() {
-    std::thread other([] { writeInfo("first"); });
-    ::Sleep(300);
-    const ULONGLONG startMs = ::GetTickCount64();
-    QuelLog::instance().attach();
-    std::thread second([] { writeInfo("second"); });
-    other.join();
-    second.join();
-    return std::to_string(::GetTickCount64() - startMs);
-}
-
 /// Returns the last error after a line that has been written with 1234 as the last error.
 std::string lastErrorAfterLine() {
     ::SetLastError(1234);
     writeInfo("line");
     return std::to_string(::GetLastError());
-}
-
-/// Returns whether the audio engine's allocator is in use, where a block came from, and how many blocks of that
-/// allocator were out while the block was held and after it was given back.
-std::string allocate() {
-    const std::string installed = installAudioEngineAllocator() ? "installed" : "not installed";
-    const HMODULE hEngine = ::GetModuleHandleW(L"audioeng.dll");
-    auto* const pBlocksOut = hEngine != nullptr ? moduleExport<long()>(hEngine, "BlocksOut") : nullptr;
-    const auto blocksOut = [&] { return " " + std::to_string(pBlocksOut != nullptr ? pBlocksOut() : -1); };
-    auto* const pBlock = static_cast<signed char*>(MemoryMgr::alloc(100));
-    const std::string held = (pBlock[-1] > 16 ? " heap" : " locked") + blocksOut();
-    MemoryMgr::free(pBlock);
-    return installed + held + blocksOut();
 }
 
 /// Loads a module with a logger of its own, which writes a line; then lets the module go, or leaves that to the
@@ -166,9 +140,8 @@ int main() {
         {"attach", attach},
         {"info", [](Text text) { return writeInfo(text), currentLevel(); }},
         {"storm", storm},
-        {"beside", [](Text) { return writeBeside(); }},
+        {"allocator", [](Text) { return installAudioEngineAllocator() ? "installed" : "not installed"; }},
         {"last-error", [](Text) { return lastErrorAfterLine(); }},
-        {"allocate", [](Text) { return allocate(); }},
         {"load", load},
         {"module", logInModule},
         {"effects", makeEffects},

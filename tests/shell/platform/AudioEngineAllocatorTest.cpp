@@ -25,9 +25,6 @@ TEST(AudioEngineAllocator, LibraryOfTheSystemFolderGivesAndTakesTheBlocks) {
         GTEST_SKIP() << "the system folder is not ours to change";
     }
     fs::copy_file(programFolder() / engineDouble, systemFolder() / engineName);
-    ChildProcess effect({programFolder() / "tovix-effect-side.exe", L""});
-    EXPECT_EQ(effect.ask("allocate"), "installed locked 1 0");
-    effect.finish();
     {
         const ModuleUnderTest module;
         const ModuleReference engine(::LoadLibraryW((systemFolder() / engineName).c_str()));
