@@ -19,7 +19,7 @@ class Side(object):
         self.wine = name == "shell"
         self.build = "windows" if self.wine else "native"
         self.program = "tovix-windows-tests" if self.wine else "tovix-core-tests"
-        self.linked = [self.program] + (["Tovix64", "tovix-effect-side"] if self.wine else [])
+        self.linked = [self.program] + (["Tovix64", "tovix-effect-side", "tovix-effect-module"] if self.wine else [])
         self.ending = ".exe" if self.wine else ""
         self.gcov = "x86_64-w64-mingw32-gcov-posix" if self.wine else "gcov"
 
