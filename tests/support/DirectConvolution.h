@@ -91,19 +91,17 @@ private:
     std::vector<Missing> m_missing;
 };
 
-/// Collects the error of a signal against its oracle.
-class RelativeError {
-public:
-    void add(double actual, double expected) {
-        m_error += (actual - expected) * (actual - expected);
-        m_energy += expected * expected;
+/// Root mean square of a signal's error against `oracle(t)`, relative to that of the oracle; of every `step`-th
+/// sample.
+template <class Oracle> double relativeError(std::span<const float> signal, std::size_t step, const Oracle& oracle) {
+    double error = 0.0;
+    double energy = 0.0;
+    for (std::size_t t = 0; t < signal.size(); t += step) {
+        const double expected = oracle(t);
+        error += (signal[t] - expected) * (signal[t] - expected);
+        energy += expected * expected;
     }
-    /// Root mean square of the error relative to that of what was expected.
-    [[nodiscard]] double rms() const { return std::sqrt(m_error / m_energy); }
-
-private:
-    double m_error = 0.0;
-    double m_energy = 0.0;
-};
+    return std::sqrt(error / energy);
+}
 
 } // namespace tovix::test

