@@ -115,8 +115,14 @@ class Run:
         own = lines.get(str(mutant.line)) or sorted({test for tests in lines.values() for test in tests})
         return own or list(self.map["seconds"])
 
+    def is_listed(self, mutant):
+        """Whether it is in the list of equal ones, by its file or by its place among the file's lines that read so."""
+        lines = self.map["sources"][mutant.file].split("\n")[:mutant.line]
+        place = sum(line.strip() == mutant.before.strip() for line in lines)
+        return any((file, change_of(mutant)) in self.equal for file in (mutant.file, f"{mutant.file}#{place}"))
+
     def judge(self, worker, mutant):
-        if (mutant.file, change_of(mutant)) in self.equal:
+        if self.is_listed(mutant):
             return "listed as equal", ""
         text = self.map["sources"][mutant.file]  # as it was when the lines were drawn
         lines = text.split("\n")
@@ -165,7 +171,7 @@ def change_of(mutant):
 
 
 def read_equal(root):
-    """{(file, change)} from lines of "FILE | LINE => CHANGED LINE | reason"."""
+    """{(file, change)} from lines of "FILE | LINE => CHANGED LINE | reason"; the file may be "FILE#2"."""
     rows = [line.split(" | ") for line in (root / "scripts/lib/equal-mutants.txt").read_text().splitlines()]
     return {(row[0], " | ".join(row[1:-1])) for row in rows if len(row) > 2 and not row[0].startswith("#")}
 
