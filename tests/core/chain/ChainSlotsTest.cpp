@@ -129,7 +129,6 @@ TEST_F(Fade, NewChainIsHeardInFullAfterTenMilliseconds) {
         std::uint32_t frames;
     } rates[] = {{48000, 480}, {44100, 441}, {22050, 220}, {384000, 3840}, {10, 0}};
     for (const auto& r : rates) {
-        std::vector<float> heard;
         for (const std::uint32_t blockFrames : {1U, 64U, 441U, 480U, 1000U}) {
             // Some are longer than promised, and some widen their input.
             start(format(1 + blockFrames % 2, 2, 300, r.rate));
@@ -144,11 +143,6 @@ TEST_F(Fade, NewChainIsHeardInFullAfterTenMilliseconds) {
                         position >= r.frames ? 1.0 : 0.5 - 0.5 * std::cos(std::numbers::pi * position / r.frames);
                     ASSERT_NEAR(m_output[f * 2], 0.25 + 0.5 * weight, 2e-7);
                     ASSERT_EQ(m_output[f * 2], m_output[f * 2 + 1]);
-                    if (blockFrames == 1) {
-                        heard.push_back(m_output[f * 2]);
-                    } else if (position < r.frames) {
-                        ASSERT_EQ(m_output[f * 2], heard[b * blockFrames + f]) << "whatever the blocks";
-                    }
                 }
             }
             ASSERT_FALSE(block(blockFrames));

@@ -150,21 +150,19 @@ TEST(RealtimeSafety, NoBlockAllocatesLocksOrMakesASystemCall) {
     }
 }
 
+const std::vector<float> taps(1500, 0.01F);
+
 /// A convolver of three channels and what it works on.
 struct Convolver {
     Convolver(const ConvolverEngine& engine, std::uint32_t blockFrames)
-        : samples(3 * std::size_t{blockFrames}, 0.5F), pConvolver(engine.make({taps(), blockFrames, 3})) {
+        : samples(3 * std::size_t{blockFrames}, 0.5F), pConvolver(engine.make({taps, blockFrames, 3})) {
         for (std::size_t c = 0; c < 3; ++c) {
             channels[c] = samples.data() + c * blockFrames;
         }
     }
-    static const std::vector<float>& taps() {
-        static const std::vector<float> h(1500, 0.01F);
-        return h;
-    }
     /// Enough for the ring of partitions to turn whole, and every tile with it.
     void play() {
-        const std::size_t blocks = taps().size() / (samples.size() / 3) + 4;
+        const std::size_t blocks = taps.size() / (samples.size() / 3) + 4;
         for (std::size_t block = 0; block < blocks; ++block) {
             pConvolver->process(channels, channels);
         }
