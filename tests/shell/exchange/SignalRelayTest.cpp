@@ -1,9 +1,12 @@
 #include "exchange/SignalRelay.h"
+#include "support/BecomesTrue.h"
 #include "support/SystemThread.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <list>
+#include <optional>
 
 namespace tovix::test {
 namespace {
@@ -27,12 +30,14 @@ private:
     KernelHandle m_semaphore{::CreateSemaphoreW(nullptr, 0, 100, nullptr)};
 };
 
-/// A listener that waits on a thread of its own until it has heard something.
+/// A listener that waits on a thread of its own until it has heard something or is stopped.
 struct Waiting {
     Waiting(SignalRelay& relay, HANDLE hSignal)
-        : listener(relay), thread([this, hSignal] { heard = listener.wait(nullptr, hSignal); }) {}
+        : listener(relay), thread([this, hSignal] { heard = listener.wait(stop.get(), hSignal); }) {}
+    ~Waiting() { ::SetEvent(stop.get()); }
 
-    Heard heard = Heard::failure;
+    std::atomic<Heard> heard{Heard::failure};
+    KernelHandle stop{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
     SignalRelay::Listener listener;
     SystemThread thread;
 };
@@ -57,6 +62,18 @@ TEST(SignalRelay, ModuleTakesOneSignalAndLeavesTheNextToAnotherProcess) {
     }
     EXPECT_EQ(busy.wait(nullptr, signals.handle()), Heard::passedOn);
     EXPECT_EQ(signals.left(), 1);
+}
+
+TEST(SignalRelay, WhenTheOneThatWaitsForTheEventGoesAnotherTakesOver) {
+    SignalRelay relay;
+    Signals signals;
+    std::optional<Waiting> first(std::in_place, relay, signals.handle());
+    ::Sleep(50); // it waits for the event by now
+    Waiting second(relay, signals.handle());
+    ::Sleep(50);
+    first.reset();
+    signals.send(1);
+    EXPECT_TRUE(becomesTrue([&] { return second.heard == Heard::signal; }));
 }
 
 } // namespace
