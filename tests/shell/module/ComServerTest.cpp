@@ -15,6 +15,15 @@ ULONG references(IUnknown& unknown) {
     return unknown.Release();
 }
 
+/// An interface for which `object` has counted a reference; else none, with which the object would end.
+ComReference<IUnknown> counted(IUnknown& object, IUnknown& from, const IID& iid) {
+    const ULONG before = references(object);
+    void* pFound = nullptr;
+    EXPECT_EQ(from.QueryInterface(iid, &pFound), S_OK);
+    const bool isCounted = references(object) == before + 1;
+    return ComReference<IUnknown>(isCounted ? static_cast<IUnknown*>(pFound) : nullptr);
+}
+
 using Interfaces = std::vector<const IID*>;
 const Interfaces effectInterfaces{&IID_IUnknown, &IID_IAudioProcessingObject, &IID_IAudioProcessingObjectRT,
                                   &IID_IAudioProcessingObjectConfiguration, &IID_IAudioSystemEffects};
@@ -22,15 +31,12 @@ const Interfaces effectInterfaces{&IID_IUnknown, &IID_IAudioProcessingObject, &I
 /// Expects each of an object's interfaces to hand out all of them, and nothing else, in the way of COM.
 void expectToBeFoundUnder(const Interfaces& own, IUnknown& object) {
     for (const IID* const pFrom : own) {
-        const auto from = queryInterface<IUnknown>(object, *pFrom);
+        const auto from = counted(object, object, *pFrom);
         ASSERT_TRUE(from);
         for (const IID* const pTo : own) {
-            const ULONG before = references(object);
-            void* pFound = nullptr;
-            ASSERT_EQ(from->QueryInterface(*pTo, &pFound), S_OK);
-            EXPECT_TRUE(!IsEqualIID(*pTo, IID_IUnknown) || pFound == &object) << "the identity";
-            ASSERT_EQ(references(object), before + 1); // else the object would end here
-            EXPECT_EQ(static_cast<IUnknown*>(pFound)->Release(), before);
+            const auto found = counted(object, *from, *pTo);
+            ASSERT_TRUE(found);
+            EXPECT_TRUE(!IsEqualIID(*pTo, IID_IUnknown) || found.get() == &object) << "the identity";
         }
         void* pNothing = &object; // must be cleared
         EXPECT_EQ(from->QueryInterface(foreignId, &pNothing), E_NOINTERFACE);
