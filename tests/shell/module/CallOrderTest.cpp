@@ -164,7 +164,7 @@ private:
         const ULONG before = object.furtherReferences + 5;
         const bool more = variant % 2 == 0 || object.furtherReferences == 0;
         const ULONG now = more ? object.way(variant).AddRef() : object.way(variant).Release();
-        object.furtherReferences += more ? 1 : -1;
+        object.furtherReferences = more ? object.furtherReferences + 1 : object.furtherReferences - 1;
         expect(now, more ? before + 1 : before - 1, more ? "AddRef" : "Release");
     }
 
