@@ -100,19 +100,23 @@ TEST(CurveReader, ANarrowPeakIsPartOfTheCurveThatAThinningIsMeasuredBy) {
 // |f/fc - fc/f| = 1/Q on the analogue side, which the bilinear transform hardly bends at a low frequency; a shelf has
 // half its gain at its middle and all of it far on its side.
 TEST(CurveReader, ParametricSectionsHaveTheirGainWhereTheyShould) {
-    const auto peak = readCurve("Filter 1: ON PK Fc 100 Hz Gain -6.0 dB Q 2.0");
-    EXPECT_NEAR(gainAt(peak, 100.0), -6.0, 0.01);
-    EXPECT_NEAR(gainAt(peak, 100.0 * (std::sqrt(1.0 + 1.0 / 16.0) + 0.25)), -3.0, 0.01);
-    EXPECT_NEAR(gainAt(peak, 100.0 * (std::sqrt(1.0 + 1.0 / 16.0) - 0.25)), -3.0, 0.01);
-    EXPECT_NEAR(gainAt(peak, 10000.0), 0.0, 0.01);
-    const auto low = readCurve("Filter 1: ON LSC Fc 1000 Hz Gain 8 dB Q 0.71");
-    EXPECT_NEAR(gainAt(low, 1000.0), 4.0, 0.01);
-    EXPECT_NEAR(gainAt(low, 12.0), 8.0, 0.01);
-    EXPECT_NEAR(gainAt(low, 20000.0), 0.0, 0.01);
-    const auto high = readCurve("Filter 1: ON HS Fc 1000 Hz Gain 8 dB Q 0.71");
-    EXPECT_NEAR(gainAt(high, 1000.0), 4.0, 0.01);
-    EXPECT_NEAR(gainAt(high, 12.0), 0.0, 0.01);
-    EXPECT_NEAR(gainAt(high, 20000.0), 8.0, 0.01);
+    const double half = std::sqrt(1.0 + 1.0 / 16.0);
+    const struct {
+        const char* filter;
+        std::vector<ResponsePoint> points;
+    } cases[] = {
+        {"PK Fc 100 Hz Gain -6.0 dB Q 2.0",
+         {{100.0, -6.0}, {100.0 * (half + 0.25), -3.0}, {100.0 * (half - 0.25), -3.0}, {10000.0, 0.0}}},
+        {"LSC Fc 1000 Hz Gain 8 dB Q 0.71", {{1000.0, 4.0}, {12.0, 8.0}, {20000.0, 0.0}}},
+        {"HS Fc 1000 Hz Gain 8 dB Q 0.71", {{1000.0, 4.0}, {12.0, 0.0}, {20000.0, 8.0}}},
+    };
+    for (const auto& c : cases) {
+        const auto curve = readCurve(std::string("Filter 1: ON ") + c.filter);
+        for (const auto& point : c.points) {
+            EXPECT_NEAR(gainAt(curve, point.frequencyHz), point.gainDb, 0.01)
+                << c.filter << " at " << point.frequencyHz;
+        }
+    }
 }
 
 TEST(CurveReader, PartsOfAParametricListAddUp) {

@@ -61,19 +61,5 @@ TEST(CurveThinner, ACurveForWhichThereIsNoRoomAtAllIsNotThinned) {
     EXPECT_FALSE(thinCurve({}, [](const Points&) { return true; }));
 }
 
-TEST(CurveThinner, TheLongestCurveThatIsTakenKeepsWithinItsTolerance) {
-    std::minstd_rand random(3);
-    Points curve;
-    for (std::size_t i = 0; i < largestCurve; ++i) {
-        curve.push_back({10.0 + static_cast<double>(i) * 10.0, static_cast<double>(random() % 100) / 10.0});
-    }
-    const auto thinned = thinCurve(curve, [](const Points& points) { return points.size() <= 20; });
-    ASSERT_TRUE(thinned);
-    for (const auto& point : curve) {
-        ASSERT_LE(std::abs(test::drawnDb(thinned->points, point.frequencyHz) - point.gainDb),
-                  thinned->deviationDb + 1e-9);
-    }
-}
-
 } // namespace
 } // namespace tovix

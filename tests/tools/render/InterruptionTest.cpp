@@ -53,7 +53,7 @@ TEST(Interruption, LeavesTheOutputAsItWasAndNothingBesideIt) {
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
         EXPECT_EQ(WEXITSTATUS(status), static_cast<int>(ExitStatus::interrupted));
         EXPECT_EQ(folder.names(), (std::vector<std::string>{"in.wav", "out.wav"}));
-        EXPECT_EQ(readText(folder.file("out.wav")), "what stood here before");
+        EXPECT_EQ(test::contentOf(folder.path() / "out.wav"), "what stood here before");
     }
 }
 

@@ -21,8 +21,7 @@ protected:
         writeText(folder.file("empty.wav"), "");
         writeText(folder.file("text.wav"), "no sound at all");
         writeText(folder.file("long.txt"), "Equalizer: 1 1\n" + std::string(250, '#'));
-        Sound noFrames;
-        writeSound(folder.file("no-frames.wav"), noFrames);
+        writeSound(folder.file("no-frames.wav"), Sound());
         Sound slow;
         slow.sampleRateHz = 9;
         slow.samples.assign(8, 0.5F);
@@ -91,31 +90,27 @@ TEST_F(Refusal, OfEachWrongInputHasItsStatusAndOneSentenceAndLeavesTheOutputAlon
         EXPECT_EQ(outcome.out, "") << told;
     }
     EXPECT_EQ(folder.names(), namesBefore);
-    EXPECT_EQ(readText(out), "what stood here before");
+    EXPECT_EQ(test::contentOf(folder.path() / "out.wav"), "what stood here before");
     EXPECT_EQ(runRender({in, out, "--set", equalizer255}).status, 0) << "255 bytes still fit";
 }
 
 TEST_F(Refusal, DoesNotMeetWhatOnlyLooksWrong) {
-    const std::vector<Arguments> cases{
-        {"--set", "#Boost: 60 db 1"},      {"--set", "EnableOldApo:"}, {"--set", "Equalizer:"}, {"--block", "1"},
-        {"--at", "0.49", "Boost: 1 dB 1"}, {"--block", "65536"},       {"--set", ""},           {"--format", "input"},
-        {"--at", "0", "Boost: 1 dB 0"}};
-    for (auto arguments : cases) {
-        arguments.insert(arguments.begin(), {in, out});
-        // A block of one frame is slow with an equalizer.
-        if (arguments[2] == "--block") {
-            arguments.insert(arguments.end(), {"--set", "Boost: 10 dB 1"});
-        }
+    // A block of one frame is slow with an equalizer.
+    for (const Arguments& options : {Arguments{"--set", "#Boost: 60 db 1"},
+                                     {"--set", "EnableOldApo:"},
+                                     {"--block", "1", "--set", "Boost: 10 dB 1"},
+                                     {"--block", "65536"},
+                                     {"--at", "0.49", "Boost: 1 dB 1"},
+                                     {"--at", "0", "Boost: 1 dB 0"},
+                                     {"--set", ""}}) {
+        Arguments arguments{in, out};
+        arguments.insert(arguments.end(), options.begin(), options.end());
         const auto outcome = runRender(arguments);
         EXPECT_EQ(outcome.status, 0) << testing::PrintToString(arguments) << outcome.err;
     }
-}
-
-TEST(Help, NamesEveryExitStatusAndIsNoFailure) {
-    const auto outcome = runRender({"--help"});
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_NE(outcome.out.find("130 interrupted"), std::string::npos);
-    EXPECT_NE(outcome.out.find("--at SECONDS LINE..."), std::string::npos);
+    const auto help = runRender({"--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_NE(help.out.find("130 interrupted"), std::string::npos);
 }
 
 } // namespace

@@ -31,13 +31,9 @@ void writeText(const std::string& path, const std::string& text) {
     std::ofstream(pathFromUtf8(path), std::ios::binary) << text;
 }
 
-std::string readText(const std::string& path) {
-    return test::contentOf(pathFromUtf8(path));
-}
-
-std::vector<std::vector<std::string>> readTable(const std::string& path) {
+std::vector<std::vector<std::string>> readTable(const std::filesystem::path& path) {
     std::vector<std::vector<std::string>> rows;
-    std::istringstream text(readText(path));
+    std::istringstream text(test::contentOf(path));
     for (std::string line; std::getline(text, line);) {
         auto& row = rows.emplace_back();
         std::istringstream cells(line + ',');

@@ -19,9 +19,8 @@ public:
 };
 
 void writeText(const std::string& path, const std::string& text);
-std::string readText(const std::string& path);
 /// The cells of a comma-separated table, row by row.
-std::vector<std::vector<std::string>> readTable(const std::string& path);
+std::vector<std::vector<std::string>> readTable(const std::filesystem::path& path);
 
 /// A sound file as it lies on disk; interleaved samples.
 struct Sound {
