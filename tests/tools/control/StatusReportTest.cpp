@@ -13,22 +13,24 @@ namespace tovix::control {
 namespace {
 
 TEST(StatusReport, SaysForEveryLineWhatItWillDo) {
-    const Status status{.text = "Boost: 60 dB 1\n#EnableOldApo:\nBost: 1\nEqualizer: 100 -3\nMaximizer: 9 dB -10",
+    const Status status{.text =
+                            "Boost: 300 dB 1\n#EnableOldApo:\nBost: 1\nEqualizer: 100 -3\nMaximizer: -300 dB -300",
                         .holders = 1,
                         .logLevel = 4,
                         .previousEffect = true};
     const std::string text = describeStatus(status);
     for (const auto* const part :
-         {"75 of 255 bytes, held by 1 other handle\n", "Boost: 60 dB 1   -> boost of 6.0 dB with a limiter",
+         {"80 of 255 bytes, held by 1 other handle\n", "Boost: 300 dB 1   -> boost of 30.0 dB with a limiter",
           "Bost: 1   -> ignored: ", "EnableOldApo): on\n", "4, info"}) {
         EXPECT_NE(text.find(part), std::string::npos) << part << "\nin:\n" << text;
     }
     const auto data = statusData(status);
-    EXPECT_EQ(data["settings"]["bytes"], 75);
-    EXPECT_EQ(data["settings"]["lines"][0]["boost"]["levelDb"], 6.0);
+    EXPECT_EQ(data["settings"]["bytes"], 80);
+    EXPECT_EQ(data["settings"]["lines"][0]["boost"]["levelDb"], 30.0);
     EXPECT_EQ(data["settings"]["lines"][2]["outcome"], "unknownName");
     EXPECT_EQ(data["settings"]["lines"][3]["points"][0]["gainDb"], -3.0);
-    EXPECT_EQ(data["settings"]["lines"][4]["maximizer"]["ceilingDb"], -1.0);
+    EXPECT_EQ(data["settings"]["lines"][4]["maximizer"]["levelDb"], -20.0);
+    EXPECT_EQ(data["settings"]["lines"][4]["maximizer"]["ceilingDb"], -20.0);
     EXPECT_EQ(data["registry"]["logLevel"], 4);
     EXPECT_TRUE(statusData({})["settings"].is_null());
 }

@@ -193,7 +193,7 @@ TEST_F(KeepProgram, AFolderThatTakesNoFilesIsSaidAndLeavesThePageAlone) {
 TEST_F(KeepProgram, AutostartIsForThisUserAndTouchesNobodyElsesEntry) {
     UserValue entry(L"Run", L"Tovix");
     for (const auto& before :
-         {std::optional<RegistryData>(), std::optional(textData(L"\"D:\\old\\tovixctl.exe\" keep"))}) {
+         {std::optional<RegistryData>(), std::optional(textData(L"\"D:\\old 1.0\\TovixCtl.exe\" keep"))}) {
         entry.set(before);
         EXPECT_EQ(control(L"autostart on").exitStatus, 0U);
         EXPECT_EQ(entry.data(), textData(L"\"" + (programFolder() / "tovixctl.exe").wstring() + L"\" keep"));
@@ -202,13 +202,15 @@ TEST_F(KeepProgram, AutostartIsForThisUserAndTouchesNobodyElsesEntry) {
         EXPECT_EQ(control(L"autostart off").exitStatus, 0U);
         EXPECT_EQ(entry.data(), std::nullopt);
     }
-    RegistryData foreign = textData(L"\"C:\\Tovix\\tray.exe\"");
-    for (const auto type : {DWORD{REG_SZ}, DWORD{REG_EXPAND_SZ}}) {
-        foreign.type = type;
-        entry.set(foreign);
+    const RegistryData foreign = textData(L"\"C:\\Tovix\\tray.exe\"");
+    for (const auto& before :
+         {foreign, RegistryData{.type = REG_EXPAND_SZ, .bytes = foreign.bytes}, textData(L""),
+          textData(L"D:\\tovixctl.exe keep"), textData(L"\"D:\\tovixctl.exe\" keep --foreground"),
+          textData(L"\"D:\\other.exe\" \"D:\\tovixctl.exe\" keep")}) {
+        entry.set(before);
         EXPECT_EQ(control(L"autostart on").exitStatus, 9U);
         EXPECT_EQ(control(L"autostart off").exitStatus, 0U);
-        EXPECT_EQ(entry.data(), foreign);
+        EXPECT_EQ(entry.data(), before);
     }
 }
 

@@ -1,7 +1,6 @@
 // What a user's files may be called and hold, whoever has edited them, and what an interrupted write leaves.
 
 #include "keep/Profiles.h"
-#include "keep/AutostartEntry.h"
 #include "keep/KeepRefusal.h"
 #include "keep/ProfileName.h"
 #include "keep/SettingsFile.h"
@@ -39,25 +38,6 @@ TEST(Profiles, NamesAreThoseThatEveryFileSystemTakes) {
     }
     EXPECT_EQ(refusalOf([] { checkProfileName(std::string(60, 'a')); }), "accepted");
     EXPECT_NE(refusalOf([] { checkProfileName(std::string(61, 'a')); }), "accepted");
-}
-
-TEST(Profiles, AreSavedFoundWhateverTheirCaseListedAndRemoved) {
-    const test::TemporaryFolder folder;
-    Profiles profiles(folder.path() / "not there yet");
-    EXPECT_TRUE(profiles.names().empty());
-    // The order of the lines is that of the filters.
-    const std::string text = "Boost: 10 dB 0\nEqualizer: 100 -3\nBoost: 20 dB 1";
-    EXPECT_FALSE(profiles.save("night", text));
-    EXPECT_FALSE(profiles.save("\xC3\x96", "#Boost: 0 dB 0"));
-    EXPECT_FALSE(profiles.save("day", ""));
-    EXPECT_TRUE(profiles.save("day", "Boost: 10 dB 0"));
-    EXPECT_NE(refusalOf([&] { profiles.save("Night", ""); }).find("\"night\""), std::string::npos);
-    EXPECT_NE(refusalOf([&] { profiles.save("loud", "Boost: 900 dB 0"); }), "accepted");
-    EXPECT_EQ(profiles.names(), (std::vector<std::string>{"day", "night", "\xC3\x96"}));
-    EXPECT_EQ(profiles.load("NIGHT").text, text);
-    profiles.remove("Night");
-    EXPECT_THROW(static_cast<void>(profiles.load("night")), KeepRefusal);
-    EXPECT_EQ(profiles.names().size(), 2U);
 }
 
 TEST(Profiles, AFileEditedByHandIsReadAsItsEditorMeantOrRefusedAndLeftAlone) {
@@ -98,38 +78,20 @@ TEST(Profiles, AFileEditedByHandIsReadAsItsEditorMeantOrRefusedAndLeftAlone) {
 TEST(Profiles, AWriteThatDoesNotEndLeavesTheOldFileAndTheNextOneWritesOverIt) {
     const test::TemporaryFolder folder;
     Profiles profiles(folder.path());
-    profiles.save("a", "Boost: 10 dB 0");
+    EXPECT_FALSE(profiles.save("\xC3\x96", ""));
+    EXPECT_FALSE(profiles.save("b", ""));
+    EXPECT_FALSE(profiles.save("a", "Boost: 10 dB 0"));
     const auto unfinished = folder.path() / "a.txt.part";
     std::filesystem::create_directory(unfinished);
     EXPECT_THROW(profiles.save("a", "Boost: 20 dB 0"), KeepRefusal);
     EXPECT_EQ(profiles.load("a").text, "Boost: 10 dB 0");
     std::filesystem::remove(unfinished);
     put(unfinished, "Boost: 20");
-    EXPECT_EQ(profiles.names(), std::vector<std::string>{"a"});
-    profiles.save("a", "Boost: 30 dB 0");
+    EXPECT_EQ(profiles.names(), (std::vector<std::string>{"a", "b", "\xC3\x96"}));
+    EXPECT_NE(refusalOf([&] { profiles.save("a", "Boost: 900 dB 0"); }), "accepted");
+    EXPECT_TRUE(profiles.save("a", "Boost: 30 dB 0"));
     EXPECT_EQ(test::contentOf(profiles.file("a")), "Boost: 30 dB 0\n");
     EXPECT_FALSE(std::filesystem::exists(unfinished));
-}
-
-TEST(AutostartEntry, OnlyACopyOfThisProgramIsReplaced) {
-    constexpr const wchar_t* program = L"C:\\Program Files\\Tovix\\tovixctl.exe";
-    const struct {
-        std::optional<std::wstring> entry;
-        AutostartState state;
-    } cases[] = {
-        {std::nullopt, AutostartState::off},
-        {autostartCommand(program), AutostartState::on},
-        {L"\"c:\\program files\\tovix\\TOVIXCTL.EXE\" keep", AutostartState::on},
-        {L"\"D:\\tovix-1.0\\tovixctl.exe\" keep", AutostartState::otherCopy},
-        {L"", AutostartState::foreign},
-        {L"D:\\tovixctl.exe keep", AutostartState::foreign},
-        {L"\"D:\\tovixctl.exe\" keep --foreground", AutostartState::foreign},
-        {L"\"D:\\other.exe\" \"D:\\tovixctl.exe\" keep", AutostartState::foreign},
-        {L"\"C:\\Program Files\\Tovix\\tray.exe\"", AutostartState::foreign},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(autostartState(c.entry, program), c.state) << autostartStateName(c.state);
-    }
 }
 
 } // namespace

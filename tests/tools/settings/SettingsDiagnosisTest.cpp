@@ -68,14 +68,5 @@ TEST(SettingsDiagnosis, SaysWhatEachLineDoesInTheChainThatIsBuiltOrWhyNothingCom
     }
 }
 
-TEST(SettingsDiagnosis, LevelAndCeilingAreAlsoGivenAsTheEffectHoldsThem) {
-    const auto maximizer = diagnoseSettings("Maximizer: -300 dB -300", decodeLatin1).front();
-    EXPECT_EQ(maximizer.maximizer->level, -300);
-    EXPECT_EQ(maximizer.levelTenths, -200);
-    EXPECT_EQ(maximizer.ceilingTenths, -200);
-    EXPECT_EQ(diagnoseSettings("Boost: 300 dB 0", decodeLatin1).front().levelTenths, 200);
-    EXPECT_EQ(diagnoseSettings("Boost: 300 dB 1", decodeLatin1).front().levelTenths, 300);
-}
-
 } // namespace
 } // namespace tovix
