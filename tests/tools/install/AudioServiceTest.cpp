@@ -73,10 +73,5 @@ TEST_F(AudioServiceTest, NamesWhatDoesNotStopAndStartsTheOthersAgain) {
     EXPECT_TRUE(m_dependent.isRunning());
 }
 
-TEST_F(AudioServiceTest, RefusesAServiceThatThereIsNot) {
-    expectRefusal([] { AudioService(L"TovixTestNone").stop(); }, Obstacle::audioService,
-                  "The service \"TovixTestNone\" cannot be reached: ");
-}
-
 } // namespace
 } // namespace tovix::install

@@ -59,14 +59,20 @@ protected:
 };
 
 TEST_F(InstallationTest, ComesOnceAndGoesWithoutATrace) {
-    for (const bool withLogger : {false, true}) {
-        for (const bool allowUnsigned : {false, true}) {
+    const std::pair<bool, std::optional<RegistryData>> cases[] = {
+        {false, {}}, {true, {}}, {true, numberData(0)}, {true, numberData(1)}};
+    for (const auto& [allowUnsigned, protectionBefore] : cases) {
+        for (const bool withLogger : {false, true}) {
+            if (protectionBefore) {
+                setProtection(*protectionBefore);
+            }
+            before = machine.all();
             const auto wished = wish(allowUnsigned, withLogger);
             install(wished);
             EXPECT_EQ(installedLibrary(machine.journal), folder() / libraryName);
             EXPECT_EQ(test::contentOf(folder() / libraryName), "library 1");
             EXPECT_EQ(test::contentOf(folder() / loggerName), withLogger ? "logger 1" : "");
-            EXPECT_EQ(protection().has_value(), allowUnsigned);
+            EXPECT_EQ(protection(), allowUnsigned ? std::optional(numberData(1)) : protectionBefore);
             EXPECT_TRUE(planned(wished).isEmpty());
             EXPECT_TRUE(planned(wish()).isEmpty()) << "what is not asked for again stays";
 
@@ -79,20 +85,6 @@ TEST_F(InstallationTest, ComesOnceAndGoesWithoutATrace) {
             EXPECT_EQ(std::filesystem::exists(logs.path() / L"Tovix"), !withLogger);
             EXPECT_TRUE(plannedRemoval().isEmpty());
         }
-    }
-}
-
-TEST_F(InstallationTest, TheProtectionComesBackAsItWas) {
-    for (const auto& state :
-         {std::optional<RegistryData>(), std::optional(numberData(0)), std::optional(numberData(1))}) {
-        if (state) {
-            setProtection(*state);
-        }
-        install(wish(true));
-        EXPECT_EQ(protection(), numberData(1));
-        install(wish());
-        uninstall();
-        EXPECT_EQ(protection(), state);
     }
 }
 
@@ -169,17 +161,13 @@ TEST_F(InstallationTest, IsPutRightWhileItsLibraryIsThereOrInThePackage) {
 
     const auto values = classValues(L"C:\\another.dll");
     const auto& server = values.at(1);
-    for (const auto& value : values) {
-        machine.registry.remove(value.key, value.name);
-    }
-    machine.registry.removeKey(server.key);
-    machine.registry.removeKey(values.front().key);
-    setProtection(numberData(0));
-    EXPECT_FALSE(machine.carryOut(plannedRepair()).obstacle);
-    EXPECT_EQ(machine.all(), installed);
-
     const auto spoil = [&] {
-        machine.registry.write(server.key, server.name, textData(server.text));
+        for (const auto& value : values) {
+            machine.registry.remove(value.key, value.name);
+        }
+        machine.registry.removeKey(server.key);
+        machine.registry.removeKey(values.front().key);
+        setProtection(numberData(0));
         std::filesystem::remove_all(folder().parent_path());
     };
     spoil();
@@ -189,6 +177,10 @@ TEST_F(InstallationTest, IsPutRightWhileItsLibraryIsThereOrInThePackage) {
     write(package.path() / libraryName, "library 1");
     EXPECT_FALSE(plannedRepair().obstacle);
     machine.expectAllOrNothing([this] { return plannedRepair(); }, spoil);
+    EXPECT_EQ(machine.all(), installed);
+    machine.registry.write(server.key, server.name, textData(server.text));
+    EXPECT_THROW(requireInstalled(machine.registry), InstallRefusal) << "no such library";
+    machine.carryOut(plannedRepair());
     EXPECT_EQ(machine.all(), installed);
     uninstall();
     EXPECT_EQ(machine.all(), before);

@@ -13,13 +13,8 @@ struct EndedByForce {};
 /// How many changes there are until then; 0 where it does not come.
 int changesToEnd = 0;
 
+/// One process at a time has it.
 constexpr const wchar_t* scratchPath = L"Software\\TovixTests";
-
-std::wstring freshPath() {
-    static int number = 0;
-    return std::wstring(scratchPath) + L"\\" + std::to_wstring(::GetCurrentProcessId()) + L"-" +
-           std::to_wstring(++number);
-}
 
 bool isCutOff(int changes, const std::function<void()>& action) {
     changesToEnd = changes;
@@ -55,7 +50,7 @@ FolderState everythingIn(const std::filesystem::path& folder) {
     return all;
 }
 
-ScratchMachine::ScratchMachine() : registry(HKEY_CURRENT_USER, freshPath()) {
+ScratchMachine::ScratchMachine() : registry(HKEY_CURRENT_USER, scratchPath) {
     makeKeys(L"SOFTWARE");
 }
 
