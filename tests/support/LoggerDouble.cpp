@@ -54,11 +54,14 @@ void callBack() {
 const tovix::KernelHandle detaching(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
 std::atomic<int> slowLines{0};
 
-/// Until the second line is here the first one stays, five seconds at most.
+/// Until the second line is here the first one stays, a minute at most.
 void awaitSecondLine() {
     ++slowLines;
-    for (int i = 0; i < 500 && slowLines < 2; ++i) {
+    for (int i = 0; i < 6000 && slowLines < 2; ++i) {
         ::Sleep(10);
+    }
+    if (slowLines < 2) {
+        record("alone");
     }
 }
 
