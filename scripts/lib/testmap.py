@@ -98,16 +98,24 @@ def make_map(side, jobs):
     return result
 
 
+def texts_below(root, *folders):
+    """{path below the root: text} of all files."""
+    files = sorted(file for folder in folders for file in (root / folder).rglob("*.*"))
+    return {str(file.relative_to(root)): file.read_text() for file in files}
+
+
 def load_map(side, jobs):
-    """The map of the sources as they are; made anew where one of them has changed since."""
+    """The map of the sources and tests as they are; made anew where one of them has changed since."""
     path = side.root / "build" / "mutate" / f"{side.name}-tests.json"
-    sources = {str(file.relative_to(side.root)): file.read_text() for file in sorted((side.root / "src" / side.name).rglob("*.*"))}
+    sources = texts_below(side.root, f"src/{side.name}")
+    tests = texts_below(side.root, f"tests/{side.name}", "tests/support")
     if path.exists():
         stored = json.loads(path.read_text())
-        if stored["sources"] == sources:
+        if stored["sources"] == sources and stored.get("tests") == tests:
             return stored
     print(f"== which test runs which line of src/{side.name}: one after the other", flush=True)
     made = make_map(side, jobs)
     made["sources"] = sources
+    made["tests"] = tests
     path.write_text(json.dumps(made))
     return made
