@@ -48,7 +48,10 @@ struct Block {
     BlockContext context{2, 2, false, nullptr};
     Recorder effect;
 
-    void process() { processBlock(effect, context, input, output); }
+    void process() {
+        const bool usable = input.flags == BufferFlags::valid || input.flags == BufferFlags::silent;
+        EXPECT_EQ(processBlock(effect, context, input, output), usable);
+    }
 };
 
 TEST(AudioBlock, IsLeftAloneProcessedOrClearedAndMarkedByItsFlagsAndByWhatMaySound) {
@@ -95,6 +98,10 @@ TEST(AudioBlock, IsLeftAloneProcessedOrClearedAndMarkedByItsFlagsAndByWhatMaySou
     Block empty;
     empty.input = {empty.in.data(), 0, BufferFlags::silent};
     empty.context.processSilence = true;
+    empty.process();
+    EXPECT_EQ(empty.output.flags, BufferFlags::silent);
+    empty.input.samples = nullptr;
+    empty.output.flags = BufferFlags::valid;
     empty.process();
     EXPECT_EQ(empty.output.flags, BufferFlags::silent);
 }
