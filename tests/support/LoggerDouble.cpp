@@ -1,6 +1,6 @@
 // A logger library that keeps a record of what is asked of it, in the file that DOUBLE_LOGGER_FILE names, and
 // behaves as DOUBLE_LOGGER says: plain, null, throw, throw-level, platform-throw, slow, detach-inside, detach-other,
-// detach-joined, detach-while-asked, call-back, or a number, the level that it wants.
+// detach-joined, detach-while-asked, detach-released, call-back, or a number, the level that it wants.
 
 #include "log/IQuelLoggerUser.h"
 #include "system/Locks.h"
@@ -127,7 +127,11 @@ extern "C" __declspec(dllexport) tovix::IQuelLogger* ProvideLogger(const wchar_t
 }
 
 extern "C" __declspec(dllexport) void ReleaseLogger(tovix::IQuelLogger* pLogger, IQuelLoggerUser* pUser) {
-    record(pLogger == &theLogger && pUser == theLogger.pUser ? "release" : "release of something else");
+    const bool isOurs = pLogger == &theLogger && pUser == theLogger.pUser;
+    record(isOurs && pUser->deletingDestructor(0) == pUser ? "release" : "release of something else");
     callBack();
     misbehave();
+    if (behaviour() == "detach-released") {
+        detach(pUser);
+    }
 }

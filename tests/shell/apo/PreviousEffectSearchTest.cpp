@@ -152,8 +152,7 @@ std::string notTaken(Kind kind, HRESULT hr) {
 
 std::string refused(HRESULT hr) {
     return "WARNING Tovix::IsInputFormatSupported@Tovix Tovix::IsInputFormatSupported() IsInputFormatSupported of "
-           "old "
-           "apo FAILED. hr=" +
+           "old apo FAILED. hr=" +
            std::to_string(hr);
 }
 
@@ -171,6 +170,7 @@ std::vector<float> heardBehind(Kind kind) {
     const Negotiation negotiation = negotiate(*effect.apo, &format, &format);
     EXPECT_TRUE(SUCCEEDED(negotiation.result));
     EXPECT_EQ(negotiation.pHandedOut, &format);
+    EXPECT_EQ(format.references, 1U);
     EXPECT_EQ(effect.lock(format, format, 4), S_OK);
     HNSTIME time = 0;
     EXPECT_EQ(effect.apo->GetLatency(&time), S_OK);

@@ -226,7 +226,7 @@ TEST_F(PreviousEffect, SwitchOfTheMachineStandsUntilTheSettingsSayOtherwise) {
     startAnew();
     ASSERT_EQ(fill(), S_OK);
     std::vector<bool> ran;
-    for (const char* const text : {"", "#EnableOldApo:", "Boost: 0 dB 0", "EnableOldApo:"}) {
+    for (const char* const text : {"", "#EnableOldApo:", "Boost: 0 dB 0", "EnableOldApo: \xE9"}) {
         settings.write(text);
         previous.calls.clear();
         ASSERT_EQ(lock(2, 2), S_OK);

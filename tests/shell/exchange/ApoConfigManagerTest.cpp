@@ -160,12 +160,14 @@ TEST(ApoConfigManager, EffectThatMayNotCreateWaitsAndThenWritesItsOwnSettings) {
     const BriefLog log;
     WaitingEffect effect;
     EXPECT_EQ(effect.manager->GetSetting(2, 0), 1);
+    EXPECT_EQ(effect.manager->GetSetting(2, 1), 0);
+    effect.manager->SetSetting(0, 1, 60);
     EXPECT_EQ(readPage(*effect.manager), "");
     const std::string created = "Boost: 200 dB 1\nEqualizer: 100 -3 1000 0 10000 6";
     effect.createAndSignal(created);
     EXPECT_TRUE(effect.updated.comes(5000));
     // What stood behind the new text stays.
-    const std::string own = "#Boost: 0 dB 0\nEnableOldApo:";
+    const std::string own = "#Boost: 60 dB 0\nEnableOldApo:";
     std::string expected = padded(created);
     expected.replace(0, own.size() + 1, own.c_str(), own.size() + 1);
     EXPECT_EQ(page(), expected);
@@ -271,6 +273,18 @@ TEST(ApoConfigManager, DestructionWakesNoOtherWaiterAndTouchesNothing) {
     ImportWatch imports(::GetModuleHandleW(nullptr));
     imports.redirect("CreateEventW", &refuseManualEvents);
     expectDestructionToWakeNoOtherWaiterAndToTouchNothing(); // without a private event to stop the wait
+}
+
+DWORD WINAPI failToWait() {
+    return WAIT_FAILED;
+}
+
+TEST(ApoConfigManager, WaitThatFailsEndsItsThread) {
+    const std::size_t threadsBefore = ownThreads();
+    ImportWatch imports(::GetModuleHandleW(nullptr));
+    imports.redirect("WaitForMultipleObjects", &failToWait);
+    const WaitingEffect effect;
+    EXPECT_EQ(threadsSettledAt(threadsBefore), threadsBefore);
 }
 
 /// How another program may have taken a name, and the error that the effect has with it as a page and as an event; 0

@@ -11,6 +11,7 @@ KernelHandle openEvent(const wchar_t* name) {
 }
 
 TEST(SharedObjectSecurity, EachObjectCarriesTheWholeDescriptor) {
+    EXPECT_EQ(GlobalObjectSecurity().attributes()->nLength, sizeof(SECURITY_ATTRIBUTES));
     {
         const ApoConfigManager manager;
         expectSharedDescriptor(openEvent(L"Global\\TovixDataUpdate").get(), EVENT_ALL_ACCESS);

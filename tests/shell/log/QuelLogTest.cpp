@@ -99,6 +99,7 @@ TEST(QuelLog, LoadsItsLibraryOnceAndSurvivesWhateverThatDoes) {
         {L"without exports", "tovix-audio-engine-double.dll", useless, ""},
         {L"no library", "tovix-effect-side.exe", useless, ""},
         {L"null", logger, useless, provide},
+        {L"null", logger, {{"attach", "4"}, {"load beside", "ok"}, {"attach", "0"}}, provide},
         {L"throw-provide", logger, useless, provide},
         {L"detach-while-asked", logger, useless, asked + asked},
         {L"throw", logger, useful, provide + first + second + "release\n"},
@@ -144,19 +145,23 @@ TEST(QuelLogSlow, ALineThatWaitsForItsOwnDetachComesBackAfterTheLimit) {
 TEST(QuelLog, ModuleReleasesItsLoggerWhenItIsUnloadedAndLeavesItAloneWhenTheProcessEnds) {
     const RegistryValue level(L"MLS", 4);
     const struct {
+        const wchar_t* behaviour;
         const char* lifetime;
         const char* loadedAfter;
-        const char* lastEvent;
-    } cases[] = {{"free", "no", "release\n"}, {"keep", "yes", ""}};
+        const char* lastEvents;
+    } cases[] = {{L"plain", "free", "no", "release\n"},
+                 {L"plain", "keep", "yes", ""},
+                 {L"detach-released", "free", "yes", "release\ndetach\ndetached 0\n"}};
     for (const auto& c : cases) {
-        Writer writer(L"plain");
-        const fs::path module = writer.folder() / "module.dll";
+        Writer writer(c.behaviour);
+        std::wstring module = (writer.folder() / "module.dll").wstring();
+        module.insert(module.size() - 4, MAX_PATH - 1 - module.size(), L'm'); // the longest path that is taken
         fs::copy_file(programFolder() / "tovix-effect-module.dll", module);
-        EXPECT_EQ(writer(std::string("module ") + c.lifetime + " " + module.string()), "ok");
+        EXPECT_EQ(writer(std::string("module ") + c.lifetime + " " + fs::path(module).string()), "ok");
         EXPECT_EQ(writer("loaded"), c.loadedAfter);
         EXPECT_EQ(writer.end(),
                   std::string("provide Volmora 4\nline [Module::Line@Module:1] from the module\nend\n") +
-                      c.lastEvent);
+                      c.lastEvents);
     }
 }
 

@@ -188,16 +188,22 @@ TEST(EffectManager, ChainsThatTakeTooMuchInAFadeFollowEachOtherByWayOfThePlainSo
         SettingsWriter settings("Boost: 60 dB 1");
         EffectManager manager;
         manager.initializeManager(stereo);
-        for (const auto& [text, level] : {std::pair{"Boost: 120 dB 1", 0.3981F}, {"Boost: 60 dB 1", 0.1995F}}) {
-            settings.change(text);
+        std::optional<OwnResources> held; // after each two changes
+        for (int change = 0; change < 6; ++change) {
+            const float level = change % 2 == 0 ? 0.3981F : 0.1995F;
+            settings.change(change % 2 == 0 ? "Boost: 120 dB 1" : "Boost: 60 dB 1");
             float lowest = 1.0F;
-            EXPECT_TRUE(becomesTrue([&, arrived = level] {
+            EXPECT_TRUE(becomesTrue([&] {
                 const float last = playBlock(manager);
                 lowest = std::min(last, lowest);
-                return std::abs(last - arrived) < 1e-4F;
+                return std::abs(last - level) < 1e-4F;
             }));
             const bool wasPlain = lowest < 0.11F;
             EXPECT_EQ(wasPlain, share > 0.35);
+            if (change % 2 == 1) {
+                held = held.value_or(OwnResources::now());
+                EXPECT_EQ(settledAt(*held), *held);
+            }
         }
     }
 }

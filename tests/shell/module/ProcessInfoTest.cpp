@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <lm.h>
+
 #include <cstdlib>
 #include <stdexcept>
 
@@ -61,8 +63,31 @@ TEST(ProcessInfo, KnowsThisProcess) {
     LogProcessInfo();
     ASSERT_EQ(LogCapture::lines().size(), 1U);
     EXPECT_EQ(LogCapture::lines().front().find("Failed"), std::string::npos);
+    TOKEN_ELEVATION elevation{};
+    DWORD bytes = 0;
+    ::GetTokenInformation(::GetCurrentProcessToken(), TokenElevation, &elevation, sizeof elevation, &bytes);
+    EXPECT_EQ(IsProcessElevated(), elevation.TokenIsElevated != 0);
     const std::uint32_t rid = GetProcessIntegrityRid();
     EXPECT_TRUE(rid >= 0x1000 && rid <= 0x4000 && rid % 0x1000 == 0) << rid;
+}
+
+NET_API_STATUS WINAPI noWorkstation() {
+    return NERR_WkstaNotStarted;
+}
+
+/// An old system, which knows the short record alone.
+BOOL WINAPI oldVersion(OSVERSIONINFOW* pVersion) {
+    pVersion->dwMajorVersion = 5;
+    return pVersion->dwOSVersionInfoSize == sizeof *pVersion ? TRUE : FALSE;
+}
+
+TEST(ProcessInfo, SystemIsOldOnlyWhereItSaysSo) {
+    EXPECT_TRUE(IsVistaOrLater());
+    ImportWatch imports(::GetModuleHandleW(nullptr));
+    imports.redirect("NetWkstaGetInfo", &noWorkstation);
+    EXPECT_TRUE(IsVistaOrLater());
+    imports.redirect("GetVersionExW", &oldVersion);
+    EXPECT_FALSE(IsVistaOrLater());
 }
 
 BOOL WINAPI refuseToken(HANDLE, DWORD, HANDLE*) {

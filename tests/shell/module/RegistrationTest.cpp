@@ -1,3 +1,4 @@
+#include "support/ImportWatch.h"
 #include "support/ModuleUnderTest.h"
 
 #include <gtest/gtest.h>
@@ -104,7 +105,16 @@ TEST_F(Registration, WritesTheClassAndTheEnginesEntryAndTakesThemBack) {
     EXPECT_EQ(module.call("DllUnregisterServer"), HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
 }
 
+DWORD WINAPI cutPath(HMODULE, wchar_t*, DWORD capacity) {
+    return capacity;
+}
+
 TEST_F(Registration, ThatFailsHalfWayIsUndone) {
+    {
+        ImportWatch imports(module.handle());
+        imports.redirect("GetModuleFileNameW", &cutPath);
+        EXPECT_EQ(module.call("DllRegisterServer"), E_FAIL);
+    }
     makeVolatile(classKey);
     EXPECT_EQ(module.call("DllRegisterServer"), E_FAIL);
     EXPECT_FALSE(openKey(engineKey));

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <limits>
+#include <utility>
 
 namespace tovix::test {
 namespace {
@@ -18,23 +20,26 @@ ComReference<IAudioMediaType> mediaType(const UNCOMPRESSEDAUDIOFORMAT& format) {
 TEST(AudioMediaType, IsAWholeWaveFormatAndTellsWhatEqualsIt) {
     const auto type = mediaType(floatFormat(6, 44100, 0x60F));
     const auto& wave = *reinterpret_cast<const WAVEFORMATEXTENSIBLE*>(type->GetAudioFormat());
-    EXPECT_EQ(wave.Format.wFormatTag, WAVE_FORMAT_EXTENSIBLE);
-    EXPECT_EQ(wave.Format.nChannels, 6);
-    EXPECT_EQ(wave.Format.nSamplesPerSec, 44100U);
-    EXPECT_EQ(wave.Format.nBlockAlign, 24);
-    EXPECT_EQ(wave.Format.nAvgBytesPerSec, 44100U * 24);
-    EXPECT_EQ(wave.Format.wBitsPerSample, 32);
-    EXPECT_EQ(wave.Samples.wValidBitsPerSample, 32);
-    EXPECT_EQ(wave.dwChannelMask, 0x60FU);
-    EXPECT_TRUE(IsEqualGUID(wave.SubFormat, floatSubtype));
+    const WAVEFORMATEXTENSIBLE expected{
+        {WAVE_FORMAT_EXTENSIBLE, 6, 44100, 44100 * 24, 24, 32, 22}, {32}, 0x60F, floatSubtype};
+    EXPECT_EQ(std::memcmp(&wave, &expected, sizeof wave), 0);
     BOOL compressed = TRUE;
     EXPECT_EQ(type->IsCompressedFormat(&compressed), S_OK);
     EXPECT_EQ(compressed, FALSE);
+    EXPECT_EQ(type->IsCompressedFormat(nullptr), E_POINTER);
+    constexpr DWORD types = 2;
+    constexpr DWORD data = 4;
+    constexpr DWORD userData = 8;
+    const std::pair<UNCOMPRESSEDAUDIOFORMAT, DWORD> others[] = {
+        {floatFormat(6, 44100, 0x60F), types | data | userData},
+        {floatFormat(6, 10, 0x60F), types | userData},
+        {floatFormat(6, 44100, 0x3F), types | data},
+        {{{}, 6, 4, 32, 44100, 0x60F}, data}};
     DWORD equal = 0;
-    EXPECT_EQ(type->IsEqual(type.get(), &equal), S_OK);
-    EXPECT_EQ(equal, 14U);
-    EXPECT_EQ(type->IsEqual(mediaType(floatFormat(6, 10, 0x60F)).get(), &equal), S_FALSE);
-    EXPECT_EQ(equal, AUDIOMEDIATYPE_EQUAL_FORMAT_TYPES | AUDIOMEDIATYPE_EQUAL_FORMAT_USER_DATA);
+    for (const auto& [format, flags] : others) {
+        EXPECT_EQ(type->IsEqual(mediaType(format).get(), &equal), flags == 14 ? S_OK : S_FALSE);
+        EXPECT_EQ(equal, flags);
+    }
     EXPECT_EQ(type->IsEqual(nullptr, &equal), E_INVALIDARG);
 }
 
