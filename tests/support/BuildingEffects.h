@@ -15,6 +15,9 @@ class BuildingEffects {
 public:
     /// Every build of this text logs a line.
     static constexpr const char* text = "Boost: loud";
+    static bool isOfABuild(const std::string& line) {
+        return line.find("Couldn't create boost filter") != std::string::npos;
+    }
 
     explicit BuildingEffects(int count) {
         for (int i = 0; i < count; ++i) {
@@ -38,7 +41,7 @@ public:
 
 private:
     void onLine(const std::string& line) {
-        if (line.find("Couldn't create boost filter") != std::string::npos) {
+        if (isOfABuild(line)) {
             ++m_builds;
             ::WaitForSingleObject(m_mayEnd.get(), INFINITE);
         }

@@ -1,7 +1,6 @@
 // A process that logs and builds as the effect does, or harms its settings.
 
 #include "log/QuelLog.h"
-#include "platform/AudioEngineAllocator.h"
 #include "support/BuildingEffects.h"
 #include "support/CommandLoop.h"
 #include "support/SettingsWriter.h"
@@ -140,7 +139,6 @@ int main() {
         {"attach", attach},
         {"info", [](Text text) { return writeInfo(text), currentLevel(); }},
         {"storm", storm},
-        {"allocator", [](Text) { return installAudioEngineAllocator() ? "installed" : "not installed"; }},
         {"last-error", [](Text) { return lastErrorAfterLine(); }},
         {"load", load},
         {"module", logInModule},

@@ -15,7 +15,7 @@ class PreviousEffectServer {
 public:
     PreviousEffectServer() {
         const std::wstring path = (programFolder() / "tovix-previous-effect.dll").wstring();
-        for (std::uint32_t kind = 0; kind < static_cast<std::uint32_t>(PreviousEffectKind::count); ++kind) {
+        for (std::uint32_t kind = 0; kind < kinds; ++kind) {
             createRegistryKey(serverKey(kind));
             writeRegistryValue(serverKey(kind), L"", path);
             writeRegistryValue(serverKey(kind), L"ThreadingModel", L"Both");
@@ -24,7 +24,7 @@ public:
     }
     ~PreviousEffectServer() {
         EXPECT_EQ(objectsAlive(), 0) << "an effect that was made was given back";
-        for (std::uint32_t kind = 0; kind < static_cast<std::uint32_t>(PreviousEffectKind::count); ++kind) {
+        for (std::uint32_t kind = 0; kind < kinds; ++kind) {
             deleteRegistryKey(serverKey(kind));
             deleteRegistryKey(classKey(kind));
         }
@@ -45,6 +45,7 @@ public:
     }
 
 private:
+    static constexpr auto kinds = static_cast<std::uint32_t>(PreviousEffectKind::count);
     static std::wstring classKey(std::uint32_t kind) {
         return L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\CLSID\\" + classText(static_cast<PreviousEffectKind>(kind));
     }

@@ -30,29 +30,26 @@ TEST(EngineBlock, IncompleteConnectionsAreNotFollowed) {
     Property* pTarget = &target;
     Property* pNone = nullptr;
     const struct {
-        UINT32 inputs;
-        Property** ppInputs;
-        UINT32 outputs;
-        Property** ppOutputs;
+        EngineBlock block;
         bool outputBuffer;
         APO_BUFFER_FLAGS flags;
         std::array<float, 2> written;
     } cases[] = {
-        {0, &pSource, 1, &pTarget, true, BUFFER_INVALID, untouched},
-        {1, &pSource, 0, &pTarget, true, BUFFER_INVALID, untouched},
-        {1, nullptr, 1, &pTarget, true, BUFFER_INVALID, untouched},
-        {1, &pSource, 1, nullptr, true, BUFFER_INVALID, untouched},
-        {1, &pNone, 1, &pTarget, true, BUFFER_INVALID, untouched},
-        {1, &pSource, 1, &pNone, true, BUFFER_INVALID, untouched},
-        {1, &pSource, 1, &pTarget, false, BUFFER_SILENT, untouched},
-        {1, &pSourceWithout, 1, &pTarget, true, BUFFER_SILENT, {0, 0}},
-        {1, &pSource, 1, &pTarget, true, BUFFER_VALID, {1, 2}},
+        {{0, &pSource, 1, &pTarget}, true, BUFFER_INVALID, untouched},
+        {{1, &pSource, 0, &pTarget}, true, BUFFER_INVALID, untouched},
+        {{1, nullptr, 1, &pTarget}, true, BUFFER_INVALID, untouched},
+        {{1, &pSource, 1, nullptr}, true, BUFFER_INVALID, untouched},
+        {{1, &pNone, 1, &pTarget}, true, BUFFER_INVALID, untouched},
+        {{1, &pSource, 1, &pNone}, true, BUFFER_INVALID, untouched},
+        {{1, &pSource, 1, &pTarget}, false, BUFFER_SILENT, untouched},
+        {{1, &pSourceWithout, 1, &pTarget}, true, BUFFER_SILENT, {0, 0}},
+        {{1, &pSource, 1, &pTarget}, true, BUFFER_VALID, {1, 2}},
     };
     for (const auto& c : cases) {
         out = untouched;
         target = {c.outputBuffer ? reinterpret_cast<UINT_PTR>(out.data()) : 0, 2, BUFFER_INVALID,
                   APO_CONNECTION_PROPERTY_SIGNATURE};
-        processEngineBlock({c.inputs, c.ppInputs, c.outputs, c.ppOutputs}, {{1, 1, 1}, false, nullptr}, effect);
+        processEngineBlock(c.block, {{1, 1, 1}, false, nullptr}, effect);
         EXPECT_EQ(target.u32BufferFlags, c.flags) << "case " << &c - cases;
         EXPECT_EQ(out, c.written) << "case " << &c - cases;
     }

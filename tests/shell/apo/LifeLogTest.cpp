@@ -82,13 +82,7 @@ TEST(LifeLog, ModuleIsInUseFromTheFirstLineOfALifeToTheLast) {
     EXPECT_EQ(moduleState.uses, 0U);
 }
 
-HRESULT WINAPI noText(REFCLSID, LPOLESTR*) {
-    return E_OUTOFMEMORY;
-}
-
-LSTATUS WINAPI accessDenied() {
-    return ERROR_ACCESS_DENIED;
-}
+constexpr HRESULT (*noText)() = [] { return E_OUTOFMEMORY; };
 
 /// A life in which everything fails that can; how its previous effect can has a test of its own.
 void failAtEverything(const ModuleUnderTest& module) {
@@ -100,7 +94,7 @@ void failAtEverything(const ModuleUnderTest& module) {
     FormatDouble tooFast(floatFormat(2, 400000));
     {
         ImportWatch watch(module.handle());
-        watch.redirect("StringFromCLSID", &noText);
+        watch.redirect("StringFromCLSID", noText);
         EXPECT_EQ(effect.initialize(), S_OK);
         effect.initialize(E_ACCESSDENIED);
     }
@@ -162,10 +156,11 @@ TEST(LifeLog, TellsHowRegistrationWent) {
             call("DllUnregisterServer");
             call("DllUnregisterServer");
             ImportWatch watch(module.handle());
-            watch.redirect("RegCreateKeyExW", &accessDenied);
+            watch.redirect(
+                "RegCreateKeyExW", +[] { return LSTATUS{ERROR_ACCESS_DENIED}; });
             call("DllRegisterServer");
             watch.redirect("RegCreateKeyExW", nullptr);
-            watch.redirect("StringFromCLSID", &noText);
+            watch.redirect("StringFromCLSID", noText);
             call("DllRegisterServer");
         },
         "@DllMain:");

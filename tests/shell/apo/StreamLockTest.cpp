@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <tuple>
+#include <cstring>
 
 namespace tovix::test {
 namespace {
@@ -41,11 +41,7 @@ TEST(StreamLock, LaysTheChainOutForBothConnections) {
         ASSERT_TRUE(stream.isComplete());
         ASSERT_EQ(stream.read(), S_OK);
         const StreamFormat format = stream.streamFormat(c.hasPreviousEffect);
-        const auto fields = [](const StreamFormat& f) {
-            return std::tuple(f.sampleRateHz, f.formatWord, f.inputChannels, f.outputChannels, f.channelMask,
-                              f.maxFrames);
-        };
-        EXPECT_EQ(fields(format), fields(c.expected));
+        EXPECT_EQ(std::memcmp(&format, &c.expected, sizeof format), 0) << testing::PrintToString(format);
         const StreamChannels channels = stream.channels(c.hasPreviousEffect);
         EXPECT_EQ(channels.input, c.input.dwSamplesPerFrame);
         EXPECT_EQ(channels.output, c.output.dwSamplesPerFrame);

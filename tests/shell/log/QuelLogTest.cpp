@@ -65,7 +65,6 @@ private:
 using Steps = std::vector<std::pair<std::string, std::string>>;
 
 TEST(QuelLog, LoadsItsLibraryOnceAndSurvivesWhateverThatDoes) {
-    const fs::path logger = "tovix-logger-double.dll";
     const std::string provide = "provide Volmora 4\n";
     const Steps useful{{"attach", "4"}, {"info first", "5"}, {"info second", "5"}, {"loaded", "yes"}};
     // Asked again at the next attaching only where it is still loaded, as after its own detaching; the level stays
@@ -75,45 +74,39 @@ TEST(QuelLog, LoadsItsLibraryOnceAndSurvivesWhateverThatDoes) {
     const std::string asked = provide + "detach\ndetached 0\n";
     const struct {
         const wchar_t* behaviour;
-        fs::path library;
         Steps steps;
         std::string record;
+        fs::path library = "tovix-logger-double.dll";
     } cases[] = {
         {L"plain",
-         logger,
          {{"info before anything is attached", "0"},
           {"attach", "4"},
           {"loaded", "no"},
-          {"info first", "5"},
+          {"last-error", "1234"},
           {"attach", "5"},
           {"info second", "5"}},
-         provide + first + "end\n" + second + "end\nrelease\n"},
-        {L"plain",
-         logger,
-         {{"attach", "4"}, {"last-error", "1234"}},
-         provide + "line [Class::Method@Source:7] line\nend\nrelease\n"},
-        {L"plain", logger, {{"load beside", "ok"}, {"attach", "5"}}, provide + "release\n"},
-        {L"absent", "", useless, ""},
+         provide + "line [Class::Method@Source:7] line\nend\n" + second + "end\nrelease\n"},
+        {L"plain", {{"load beside", "ok"}, {"attach", "5"}}, provide + "release\n"},
+        {L"absent", useless, "", ""},
         // One of the name that lies elsewhere and is loaded.
-        {L"absent", "", {{"load elsewhere", "ok"}, {"attach", "4"}, {"info", "0"}, {"attach", "0"}}, ""},
-        {L"without exports", "tovix-audio-engine-double.dll", useless, ""},
-        {L"no library", "tovix-effect-side.exe", useless, ""},
-        {L"null", logger, useless, provide},
-        {L"null", logger, {{"attach", "4"}, {"load beside", "ok"}, {"attach", "0"}}, provide},
-        {L"throw-provide", logger, useless, provide},
-        {L"detach-while-asked", logger, useless, asked + asked},
-        {L"throw", logger, useful, provide + first + second + "release\n"},
-        {L"platform-throw", logger, useful, provide + first + second + "release\n"},
-        {L"throw-level", logger, {{"attach", "4"}, {"info first", "0"}}, provide + first + "end\nrelease\n"},
-        {L"99", logger, {{"attach", "4"}, {"info first", "99"}}, provide + first + "end\nrelease\n"},
-        {L"-5", logger, {{"attach", "4"}, {"info first", "-5"}, {"info", "-5"}}, provide + first + "end\nrelease\n"},
+        {L"absent", {{"load elsewhere", "ok"}, {"attach", "4"}, {"info", "0"}, {"attach", "0"}}, "", ""},
+        {L"without exports", useless, "", "tovix-audio-engine-double.dll"},
+        {L"no library", useless, "", "tovix-effect-side.exe"},
+        {L"null", useless, provide},
+        {L"null", {{"attach", "4"}, {"load beside", "ok"}, {"attach", "0"}}, provide},
+        {L"throw-provide", useless, provide},
+        {L"detach-while-asked", useless, asked + asked},
+        {L"throw", useful, provide + first + second + "release\n"},
+        {L"platform-throw", useful, provide + first + second + "release\n"},
+        {L"throw-level", {{"attach", "4"}, {"info first", "0"}}, provide + first + "end\nrelease\n"},
+        {L"99", {{"attach", "4"}, {"info first", "99"}}, provide + first + "end\nrelease\n"},
+        {L"-5", {{"attach", "4"}, {"info first", "-5"}, {"info", "-5"}}, provide + first + "end\nrelease\n"},
         {L"call-back",
-         logger,
          {{"attach", "4"}, {"info first", "5"}},
          provide + provide + again + again + first + again + "end\nrelease\n" + provide},
-        {L"detach-inside", logger, useful, provide + first + "detach\ndetached 0\nend\n"},
+        {L"detach-inside", useful, provide + first + "detach\ndetached 0\nend\n"},
         // The return waits until the line of the other thread has come back.
-        {L"detach-other", logger, useful, provide + first + "detach\nend\ndetached 0\n"},
+        {L"detach-other", useful, provide + first + "detach\nend\ndetached 0\n"},
     };
     const RegistryValue level(L"MLS", 4);
     for (const auto& c : cases) {

@@ -1,10 +1,8 @@
 // Longer than most: what a change, a clock, a storm and an end do to one manager is seen by the same means.
 
 #include "manager/EffectManager.h"
-#include "support/BecomesTrue.h"
-#include "support/Durations.h"
+#include "support/BuildingEffects.h"
 #include "support/ImportWatch.h"
-#include "support/LogCapture.h"
 #include "support/OwnResources.h"
 #include "support/SettingsWriter.h"
 #include "support/SystemThread.h"
@@ -12,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <cmath>
 #include <cstdio>
@@ -28,12 +25,6 @@ const std::string destructorLog = "INFO EffectManager::~EffectManager: ";
 const std::string threadEnded = destructorLog + "params change notification thread was terminated";
 
 constexpr StreamFormat stereo{48000.0F, 2, 2, 2, 3, 480};
-/// Every build of this text logs a line.
-constexpr const char* loggedText = "Boost: loud";
-
-bool tellsOfABuild(const std::string& line) {
-    return line.find("Couldn't create boost filter") != std::string::npos;
-}
 
 /// The last sample of one block; with `stereo` that is the end of a fade.
 float playBlock(EffectManager& manager, const StreamFormat& format = stereo) {
@@ -49,39 +40,29 @@ float play(EffectManager& manager) {
 }
 
 TEST(EffectManager, OneSignalMakesEachEffectOfTheModuleBuildOnce) {
-    std::atomic<int> builds{0};
-    const BriefLog log([&builds](const std::string& line) { builds += tellsOfABuild(line) ? 1 : 0; });
-    const auto expectBuilds = [&builds](int expected) {
-        EXPECT_TRUE(becomesTrue([&] { return builds >= expected; }));
-        ::Sleep(100); // for one too many
-        EXPECT_EQ(builds, expected);
-        builds = 0;
-    };
-    SettingsWriter settings(loggedText);
-    std::array<EffectManager, 4> managers;
-    for (auto& manager : managers) {
-        manager.initializeManager(stereo);
-    }
-    expectBuilds(4);
+    SettingsWriter settings(BuildingEffects::text);
+    BuildingEffects effects(4);
     EffectManager unlocked;
     for (int signal = 0; signal < 3; ++signal) {
-        settings.change(loggedText);
-        expectBuilds(4);
-        for (auto& manager : managers) {
-            play(manager);
-        }
+        effects.hold();
+        settings.signal();
+        EXPECT_EQ(effects.awaitBuilds(4), 4);
+        effects.release();
+        ::Sleep(100); // for one too many
+        EXPECT_EQ(effects.awaitBuilds(0), 4);
     }
     // Its first chain is of the text that the signals before announced.
     unlocked.initializeManager(stereo);
-    expectBuilds(1);
+    ::Sleep(100);
+    EXPECT_EQ(effects.awaitBuilds(5), 5);
 }
 
 TEST(EffectManager, ShutdownComesBeforeAFloodOfSignals) {
-    SettingsWriter settings(loggedText);
+    SettingsWriter settings(BuildingEffects::text);
     const KernelHandle update(::CreateEventW(nullptr, FALSE, FALSE, L"Global\\TovixDataUpdate"));
     std::atomic<int> builds{0};
     const BriefLog log([&](const std::string& line) {
-        if (tellsOfABuild(line)) {
+        if (BuildingEffects::isOfABuild(line)) {
             ++builds;
             ::SetEvent(update.get());
         }
@@ -220,7 +201,7 @@ TEST(EffectManager, AStormOfSignalsBuildsOnceForEachFadeAndNoBuildHoldsUpABlock)
     std::atomic<bool> streaming{false};
     // Every build of the storm lasts until the stream has gone on by two blocks.
     const BriefLog log([&](const std::string& line) {
-        if (tellsOfABuild(line) && streaming) {
+        if (BuildingEffects::isOfABuild(line) && streaming) {
             ++builds;
             const int playing = blocks;
             blocksHeldUp += becomesTrue([&] { return blocks >= playing + 2 || !streaming; }) ? 0 : 1;
@@ -233,14 +214,6 @@ TEST(EffectManager, AStormOfSignalsBuildsOnceForEachFadeAndNoBuildHoldsUpABlock)
         last = playBlock(manager, shortBlocks);
         ++blocks;
     };
-    Durations quiet;
-    for (int i = 0; i < 300; ++i) {
-        quiet.time(playNext);
-        ::Sleep(1);
-    }
-    quiet.print("blocks without a storm");
-    Durations inStorm;
-    blocks = 0;
     streaming = true;
     std::atomic<bool> over{false};
     const SystemThread storm([&] {
@@ -250,12 +223,11 @@ TEST(EffectManager, AStormOfSignalsBuildsOnceForEachFadeAndNoBuildHoldsUpABlock)
         over = true;
     });
     while (!over) {
-        inStorm.time(playNext);
+        playNext();
         ::Sleep(1);
     }
     const int inAll = builds;
-    inStorm.print("blocks in the storm");
-    std::printf("%d builds for %d signals\n", inAll, signals);
+    std::printf("%d builds for %d signals in %d blocks\n", inAll, signals, blocks.load());
     // One is being built, one waits for its fade, and nothing else does.
     EXPECT_LE(inAll, blocks / blocksInAFade + 2);
     EXPECT_GT(inAll, 1);
@@ -269,25 +241,15 @@ TEST(EffectManager, AStormOfSignalsBuildsOnceForEachFadeAndNoBuildHoldsUpABlock)
     streaming = false;
 }
 
-HANDLE WINAPI noEvent(SECURITY_ATTRIBUTES*, BOOL, BOOL, LPCWSTR) {
-    return nullptr;
-}
-
-HANDLE WINAPI invalidThread() {
-    return INVALID_HANDLE_VALUE;
-}
-
 TEST(EffectManager, WithoutEventsOrAThreadItPlaysAndHearsNoChange) {
+    constexpr HANDLE (*noHandle)() = [] { return HANDLE{nullptr}; };
+    constexpr HANDLE (*invalidHandle)() = [] { return INVALID_HANDLE_VALUE; };
     for (const bool hasThread : {true, false}) {
         SettingsWriter settings("Boost: 60 dB 1");
         const BriefLog log;
         {
             ImportWatch watch(::GetModuleHandleW(nullptr));
-            if (hasThread) {
-                watch.redirect("CreateEventW", &noEvent);
-            } else {
-                watch.redirect("CreateThread", &invalidThread);
-            }
+            watch.redirect(hasThread ? "CreateEventW" : "CreateThread", hasThread ? noHandle : invalidHandle);
             EffectManager manager;
             manager.initializeManager(stereo);
             settings.change("Boost: 0 dB 1");

@@ -58,33 +58,17 @@ private:
     Effect m_effect;
 };
 
-/// Alternates between two levels and announces each, without a pause, from its own thread.
-class RestlessSettings {
-public:
-    RestlessSettings()
-        : m_thread([this] {
-              const std::string texts[] = {text(60), text(90)};
-              for (int i = 0; !m_stop; ++i) {
-                  m_settings.change(texts[i % 2]); // one byte differs: no reader sees half of it
-                  ::Sleep(0);
-              }
-          }) {}
-    ~RestlessSettings() { m_stop = true; }
+/// With an equalizer that changes nothing but takes its time to be built.
+std::string slowText(int tenthsOfDb) {
+    return "Equalizer: 100 0 10000 0\n" + boostText(tenthsOfDb);
+}
 
-    /// Whether the two levels can have made all samples of the quiet sound. The equalizer swings in by some percent.
-    static bool explain(const std::vector<float>& samples) {
-        return std::all_of(samples.begin(), samples.end(),
-                           [](float sample) { return sample >= boosted(60) * 0.97 && sample <= boosted(90) * 1.03; });
-    }
-
-    /// With an equalizer that changes nothing but takes its time to be built.
-    static std::string text(int tenthsOfDb) { return "Equalizer: 100 0 10000 0\n" + boostText(tenthsOfDb); }
-
-private:
-    SettingsWriter m_settings{text(60)};
-    std::atomic<bool> m_stop{false};
-    SystemThread m_thread;
-};
+/// Whether the two restless levels can have made all samples of the quiet sound. The equalizer swings in by some
+/// percent.
+bool isExplained(const std::vector<float>& samples) {
+    return std::all_of(samples.begin(), samples.end(),
+                       [](float sample) { return sample >= boosted(60) * 0.97 && sample <= boosted(90) * 1.03; });
+}
 
 /// One effect, locked with one format after another under restless settings; returns whether every sample was as it
 /// should be. Its thread builds meanwhile until a lock meets a pending fade and keeps the token.
@@ -96,8 +80,7 @@ bool lockAgainAndAgain(const ModuleUnderTest& module, UINT32 variant) {
         const UINT32 frames = channels % 2 == 0 ? 480 : 64 + variant;
         good &= effect.lock(floatFormat(channels), floatFormat(channels), 0, frames) == S_OK;
         for (int i = 0; i < 12; ++i) {
-            good &= RestlessSettings::explain(
-                effect.process(std::vector<float>(frames * channels, quiet), channels, channels));
+            good &= isExplained(effect.process(std::vector<float>(frames * channels, quiet), channels, channels));
             ::Sleep(1); // for a build
         }
         good &= effect.config->UnlockForProcess() == S_OK;
@@ -122,11 +105,20 @@ int livesAtOnce(const ModuleUnderTest& module, int livesEach) {
 
 TEST(SettingsChange, ArrivingDuringTwoHundredLocksOfEffectsThatBuildAtOnceNeitherHarmNorLeak) {
     const ModuleUnderTest module;
-    const RestlessSettings settings;
+    const std::string texts[] = {slowText(60), slowText(90)};
+    SettingsWriter settings(texts[0]);
+    std::atomic<bool> stop{false};
+    const SystemThread restless([&] {
+        for (int i = 0; !stop; ++i) {
+            settings.change(texts[i % 2]); // one byte differs: no reader sees half of it
+            ::Sleep(0);
+        }
+    });
     EXPECT_EQ(livesAtOnce(module, 2), 8); // the transforms of all sizes are known from then on
     const auto before = OwnResources::now();
     EXPECT_EQ(livesAtOnce(module, 8), 32);
     EXPECT_EQ(settledAt(before), before);
+    stop = true;
 }
 
 TEST(SettingsChange, ReachesAnEffectWhoseNeighboursComeAndGo) {

@@ -82,16 +82,5 @@ TEST(ComServer, ClassObjectsAreHandedOutWithTheGivenCodes) {
     EXPECT_EQ(module.canUnloadNow(), S_OK);
 }
 
-/// What registration writes of the record is seen in the registry.
-TEST(ComServer, EachCallerGetsACopyOfTheRecord) {
-    const ModuleUnderTest module;
-    const Effect effect(module.create());
-    APO_REG_PROPERTIES* pRecord = nullptr;
-    ASSERT_EQ(effect.apo->GetRegistrationProperties(&pRecord), S_OK);
-    const TaskMemory<APO_REG_PROPERTIES> record(pRecord);
-    EXPECT_TRUE(IsEqualCLSID(record->clsid, effectClassId));
-    EXPECT_EQ(effect.apo->GetRegistrationProperties(nullptr), E_POINTER);
-}
-
 } // namespace
 } // namespace tovix::test

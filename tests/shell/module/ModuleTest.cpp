@@ -25,10 +25,6 @@ TEST(Module, HoldsTheKeysUnderWhichAPreviousEffectMayStand) {
     }
 }
 
-void* noMemory() {
-    return nullptr;
-}
-
 /// Threads that throw without memory and stay, until there is no reserve for one more.
 void exhaustTheReserveForExceptions() {
     const ModuleUnderTest module;
@@ -46,7 +42,8 @@ void exhaustTheReserveForExceptions() {
         return 0;
     };
     for (const char* const function : {"malloc", "calloc", "realloc", "HeapAlloc"}) {
-        imports.redirect(function, &noMemory);
+        imports.redirect(
+            function, +[]() -> void* { return nullptr; });
     }
     for (int thread = 0; thread < 65; ++thread) {
         const KernelHandle started(::CreateThread(nullptr, 0, run, &throwAndStay, 0, nullptr));

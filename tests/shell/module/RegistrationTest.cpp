@@ -105,14 +105,11 @@ TEST_F(Registration, WritesTheClassAndTheEnginesEntryAndTakesThemBack) {
     EXPECT_EQ(module.call("DllUnregisterServer"), HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
 }
 
-DWORD WINAPI cutPath(HMODULE, wchar_t*, DWORD capacity) {
-    return capacity;
-}
-
 TEST_F(Registration, ThatFailsHalfWayIsUndone) {
     {
         ImportWatch imports(module.handle());
-        imports.redirect("GetModuleFileNameW", &cutPath);
+        imports.redirect(
+            "GetModuleFileNameW", +[](HMODULE, wchar_t*, DWORD capacity) { return capacity; });
         EXPECT_EQ(module.call("DllRegisterServer"), E_FAIL);
     }
     makeVolatile(classKey);
