@@ -4,9 +4,13 @@
 #include "kernels/Kernels.h"
 #include "kernels/LimiterLoops.h"
 
+#include <string>
 #include <string_view>
 
 namespace tovix::test {
+
+/// Names the instances of a test after the kernels, loops or engine that each is run with.
+inline constexpr auto byName = [](const auto& instance) { return std::string{instance.param->name}; };
 
 /// For tests that force kernels, limiter loops or an engine: at its end those that were in force at its beginning are
 /// in force again.

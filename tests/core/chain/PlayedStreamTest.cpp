@@ -63,9 +63,7 @@ private:
     ChosenAgain m_atEnd;
 };
 
-INSTANTIATE_TEST_SUITE_P(Engines, CoreStreamWith,
-                         testing::ValuesIn(availableConvolverEngines().begin(), availableConvolverEngines().end()),
-                         [](const auto& instance) { return std::string{instance.param->name}; });
+INSTANTIATE_TEST_SUITE_P(Engines, CoreStreamWith, testing::ValuesIn(availableConvolverEngines()), byName);
 
 TEST_P(CoreStreamWith, StaysWithinItsBuffers) {
     expectBlocksToStayWithinTheirBuffers(makeCoreStream);

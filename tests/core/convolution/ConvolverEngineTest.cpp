@@ -33,9 +33,7 @@ protected:
     const ConvolverEngine& m_engine = *GetParam();
 };
 
-INSTANTIATE_TEST_SUITE_P(Engines, ConvolverEngineOf,
-                         testing::ValuesIn(availableConvolverEngines().begin(), availableConvolverEngines().end()),
-                         [](const auto& instance) { return std::string{instance.param->name}; });
+INSTANTIATE_TEST_SUITE_P(Engines, ConvolverEngineOf, testing::ValuesIn(availableConvolverEngines()), byName);
 
 struct Case {
     std::uint32_t blockFrames;

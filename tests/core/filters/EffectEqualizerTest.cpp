@@ -1,6 +1,7 @@
 #include "filters/EffectEqualizer.h"
 #include "convolution/ConvolverEngine.h"
 #include "convolution/PlannerLock.h"
+#include "filters/Elementary.h"
 #include "memory/MemoryMgr.h"
 
 #include "support/ChosenAgain.h"
@@ -83,9 +84,7 @@ private:
     ChosenAgain m_atEnd;
 };
 
-INSTANTIATE_TEST_SUITE_P(Engines, EffectEqualizerWith,
-                         testing::ValuesIn(availableConvolverEngines().begin(), availableConvolverEngines().end()),
-                         [](const auto& instance) { return std::string{instance.param->name}; });
+INSTANTIATE_TEST_SUITE_P(Engines, EffectEqualizerWith, testing::ValuesIn(availableConvolverEngines()), byName);
 
 TEST_P(EffectEqualizerWith, IsTheDirectConvolutionWithADoublePrecisionDesign) {
     const struct {
@@ -186,6 +185,19 @@ TEST_P(EffectEqualizerWith, TakesThePlannersLockOnceForAllPlansItMakesAndAllItDe
     }
     EXPECT_EQ(CountingLock::requests, 0) << "of RtAllocator while the lock is held";
     installRtAllocator(allocatorBefore);
+}
+
+TEST(Elementary, LogarithmsAndExponentialsAgreeWithTheLibrarys) {
+    for (double x = 1e-300; x < 1e300; x *= 1.37) {
+        EXPECT_NEAR(naturalLog(x), std::log(x), 3e-16 * std::max(1.0, std::fabs(std::log(x)))) << x;
+    }
+    for (double re = -199.0; re < 200.0; re += 7.3) {
+        for (double im = -999.0; im < 1000.0; im += 12.345) {
+            const Complex error = exponential({re, im}) - std::polar(std::exp(re), im);
+            EXPECT_LT(std::abs(error), 1e-12 * std::exp(re)) << re << " " << im;
+        }
+    }
+    EXPECT_LT(exponential({-1e9, 0.0}).real(), 1e-80);
 }
 
 } // namespace

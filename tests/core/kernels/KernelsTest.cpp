@@ -1,6 +1,7 @@
 #include "kernels/Kernels.h"
 #include "convolution/SpectrumRows.h"
 
+#include "support/ChosenAgain.h"
 #include "support/DirectConvolution.h"
 
 #include <gtest/gtest.h>
@@ -22,8 +23,7 @@ protected:
     const Kernels& m_kernels = *GetParam();
 };
 
-INSTANTIATE_TEST_SUITE_P(Sets, KernelsOf, testing::ValuesIn(availableKernels().begin(), availableKernels().end()),
-                         [](const auto& instance) { return std::string{instance.param->name}; });
+INSTANTIATE_TEST_SUITE_P(Sets, KernelsOf, testing::ValuesIn(availableKernels()), byName);
 
 constexpr std::uint32_t mostChannels = 20;
 constexpr std::array<std::uint32_t, 9> frameCounts{0, 1, 3, 4, 5, 7, 8, 64, 441};
@@ -136,7 +136,9 @@ TEST_P(KernelsOf, ScaleAddAndFadeAnyCountAtAnyAddress) {
 TEST_P(KernelsOf, RaiseTheCosineOfEveryFadeAsTheFormulaDoesButForItsLastBit) {
     for (std::uint32_t fadeFrames = 1; fadeFrames <= 3840; ++fadeFrames) {
         std::vector<float> weights(fadeFrames + 6, untouched);
-        m_kernels.fadeInWeights(0, fadeFrames, weights.data(), fadeFrames + 5);
+        const std::uint32_t start = fadeFrames / 3; // of a second block
+        m_kernels.fadeInWeights(0, fadeFrames, weights.data(), start);
+        m_kernels.fadeInWeights(start, fadeFrames, weights.data() + start, fadeFrames + 5 - start);
         for (std::uint32_t p = 0; p < fadeFrames; ++p) {
             const float angle = static_cast<float>(p) * 3.1415927F / static_cast<float>(fadeFrames);
             const float expected = (1.0F - std::cos(angle)) * 0.5F;
@@ -149,12 +151,6 @@ TEST_P(KernelsOf, RaiseTheCosineOfEveryFadeAsTheFormulaDoesButForItsLastBit) {
         ASSERT_EQ(weights[fadeFrames], 1.0F);
         ASSERT_EQ(weights[fadeFrames + 4], 1.0F);
         ASSERT_EQ(weights[fadeFrames + 5], untouched);
-        const std::uint32_t start = fadeFrames / 3;
-        const std::uint32_t count = 1 + fadeFrames % 7;
-        std::vector<float> part(count + 1, untouched);
-        m_kernels.fadeInWeights(start, fadeFrames, part.data(), count);
-        ASSERT_EQ(std::memcmp(part.data(), &weights[start], count * sizeof(float)), 0) << start << " " << fadeFrames;
-        ASSERT_EQ(part[count], untouched);
     }
 }
 
