@@ -38,4 +38,9 @@ inline std::string contentOf(const std::filesystem::path& path) {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
+/// Makes a file of these bytes, or puts them in place of what it holds.
+inline void putContent(const std::filesystem::path& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
 } // namespace tovix::test

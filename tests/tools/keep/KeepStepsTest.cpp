@@ -26,38 +26,32 @@ TEST(KeepSteps, ThePageWinsWhereSomebodyHasSetItAndEveryChangeIsWrittenDownOnce)
         const char* last;
         std::vector<Look> looks;
         /// At the end, with the page of the last look.
-        bool owed;
+        bool owed = false;
     } cases[] = {
-        {"an empty page gets the last settings", "A", {{0, "", bringBack}, {900, "A", nothing}}, false},
-        {"so does an effect's own text, old-apo on", "A", {{0, "#Boost: 0 dB 0\nEnableOldApo:\n", bringBack}}, false},
+        {"an empty page gets the last settings", "A", {{0, "", bringBack}, {900, "A", nothing}}},
+        {"so does an effect's own text, old-apo on", "A", {{0, "#Boost: 0 dB 0\nEnableOldApo:\n", bringBack}}},
         {"a page that is set wins and is written down when it has rested",
          "A",
-         {{0, "B", nothing}, {200, "B", nothing}, {400, "B", writeDown}, {600, "B", nothing}},
-         false},
-        {"nothing to bring back, nothing to write", "", {{0, "", nothing}, {900, "", nothing}}, false},
+         {{0, "B", nothing}, {200, "B", nothing}, {400, "B", writeDown}, {600, "B", nothing}}},
+        {"nothing to bring back, nothing to write", "", {{0, "", nothing}, {900, "", nothing}}},
         {"no last settings: an effect's own text is a text", "", {{0, effectsOwn, nothing}}, true},
         {"a slow effect writes its own text over them",
          "A",
-         {{0, "", bringBack}, {5000, effectsOwn, bringBack}, {5200, "A", nothing}},
-         false},
+         {{0, "", bringBack}, {5000, effectsOwn, bringBack}, {5200, "A", nothing}}},
         {"the same text later is the user's",
          "A",
-         {{0, "", bringBack}, {20000, effectsOwn, nothing}, {20400, effectsOwn, writeDown}},
-         false},
+         {{0, "", bringBack}, {20000, effectsOwn, nothing}, {20400, effectsOwn, writeDown}}},
         {"emptied by the user at once", "A", {{0, "", bringBack}, {300, "", nothing}}, true},
         {"quick changes are one",
          "A",
-         {{0, "A", nothing}, {1000, "B", nothing}, {1200, "C", nothing}, {1600, "C", writeDown}},
-         false},
+         {{0, "A", nothing}, {1000, "B", nothing}, {1200, "C", nothing}, {1600, "C", writeDown}}},
         {"changes without rest are written down after three seconds",
          "",
-         {{0, "A", nothing}, {1500, "B", nothing}, {2900, "C", nothing}, {3000, "D", writeDown}},
-         false},
-        {"there and back again", "A", {{0, "A", nothing}, {200, "B", nothing}, {400, "A", nothing}}, false},
+         {{0, "A", nothing}, {1500, "B", nothing}, {2900, "C", nothing}, {3000, "D", writeDown}}},
+        {"there and back again", "A", {{0, "A", nothing}, {200, "B", nothing}, {400, "A", nothing}}},
         {"a write that fails is tried again, not at every look",
          "A",
-         {{0, "B", nothing}, {400, "B", writeDown, true}, {600, "B", nothing}, {5400, "B", writeDown}},
-         false},
+         {{0, "B", nothing}, {400, "B", writeDown, true}, {600, "B", nothing}, {5400, "B", writeDown}}},
     };
     for (const auto& c : cases) {
         KeepSteps steps(c.last);

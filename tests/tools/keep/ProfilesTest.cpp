@@ -5,26 +5,14 @@
 #include "keep/ProfileName.h"
 #include "keep/SettingsFile.h"
 #include "support/TemporaryFolder.h"
+#include "tools/RefusalOf.h"
 
 #include <gtest/gtest.h>
-
-#include <functional>
 
 namespace tovix::keep {
 namespace {
 
-std::string refusalOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const Refusal& refusal) {
-        return refusal.what();
-    }
-    return "accepted";
-}
-
-void put(const std::filesystem::path& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
+using test::refusalOf;
 
 TEST(Profiles, NamesAreThoseThatEveryFileSystemTakes) {
     for (const auto* const name : {"night", "Kopfh\xC3\xB6rer 2", "a.b", "console", "COM10", "lpt", "nul1"}) {
@@ -65,7 +53,7 @@ TEST(Profiles, AFileEditedByHandIsReadAsItsEditorMeantOrRefusedAndLeftAlone) {
          "control characters"},
     };
     for (const auto& c : cases) {
-        put(file, c.bytes);
+        test::putContent(file, c.bytes);
         const auto refusal = refusalOf([&] { EXPECT_EQ(readSettingsFile(file)->text, c.expected); });
         if (refusal != "accepted") {
             EXPECT_NE(refusal.find(c.expected), std::string::npos) << refusal;
@@ -86,7 +74,7 @@ TEST(Profiles, AWriteThatDoesNotEndLeavesTheOldFileAndTheNextOneWritesOverIt) {
     EXPECT_THROW(profiles.save("a", "Boost: 20 dB 0"), KeepRefusal);
     EXPECT_EQ(profiles.load("a").text, "Boost: 10 dB 0");
     std::filesystem::remove(unfinished);
-    put(unfinished, "Boost: 20");
+    test::putContent(unfinished, "Boost: 20");
     EXPECT_EQ(profiles.names(), (std::vector<std::string>{"a", "b", "\xC3\x96"}));
     EXPECT_NE(refusalOf([&] { profiles.save("a", "Boost: 900 dB 0"); }), "accepted");
     EXPECT_TRUE(profiles.save("a", "Boost: 30 dB 0"));

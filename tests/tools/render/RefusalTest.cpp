@@ -1,8 +1,6 @@
 #include "render/files/ProgramEnd.h"
 #include "tools/render/RenderSupport.h"
 
-#include <sndfile.h>
-
 #include <gtest/gtest.h>
 
 #include <string>

@@ -3,11 +3,8 @@
 #include "render/Program.h"
 #include "render/files/FileNames.h"
 
-#include <sndfile.h>
-
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <numbers>
 #include <sstream>
 #include <stdexcept>
@@ -28,7 +25,7 @@ std::vector<std::string> TestFolder::names() const {
 }
 
 void writeText(const std::string& path, const std::string& text) {
-    std::ofstream(pathFromUtf8(path), std::ios::binary) << text;
+    test::putContent(pathFromUtf8(path), text);
 }
 
 std::vector<std::vector<std::string>> readTable(const std::filesystem::path& path) {
@@ -43,8 +40,6 @@ std::vector<std::vector<std::string>> readTable(const std::filesystem::path& pat
     }
     return rows;
 }
-
-Sound::Sound() : format(SF_FORMAT_WAV | SF_FORMAT_FLOAT) {}
 
 float Sound::at(std::size_t frame, int channel) const {
     return samples.at(frame * static_cast<std::size_t>(channels) + static_cast<std::size_t>(channel));

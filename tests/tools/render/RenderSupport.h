@@ -2,6 +2,8 @@
 
 #include "support/TemporaryFolder.h"
 
+#include <sndfile.h>
+
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -27,13 +29,11 @@ struct Sound {
     int sampleRateHz = 48000;
     int channels = 2;
     /// libsndfile's format word.
-    int format;
+    int format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
     std::vector<float> samples;
     /// libsndfile's channel map, if the file names its speakers.
     std::vector<int> channelMap;
 
-    /// A float WAV file.
-    Sound();
     [[nodiscard]] std::size_t frames() const { return samples.size() / static_cast<std::size_t>(channels); }
     [[nodiscard]] float at(std::size_t frame, int channel) const;
 };

@@ -2,10 +2,8 @@
 #include "render/sound/Demo.h"
 #include "tools/render/RenderSupport.h"
 
-#include <nlohmann/json.hpp>
-#include <sndfile.h>
-
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,8 @@
 #include "settings/SettingsChanges.h"
 
-#include "curves/Refusal.h"
 #include "settings/SettingsEdit.h"
 #include "settings/SettingsRules.h"
+#include "tools/RefusalOf.h"
 
 #include <gtest/gtest.h>
 
@@ -12,18 +12,11 @@
 namespace tovix {
 namespace {
 
+using test::refusalOf;
+
 constexpr const char* effectDefault = "#Boost: 0 dB 0\n#EnableOldApo:";
 /// What a boost adds to a text without one.
 constexpr std::string_view oneBoost = "\nBoost: 60 dB 1";
-
-std::string refusalOf(const std::function<void()>& change) {
-    try {
-        change();
-    } catch (const Refusal& refusal) {
-        return refusal.what();
-    }
-    return "accepted";
-}
 
 std::string notesOf(const ChangedSettings& change) {
     std::string notes;
