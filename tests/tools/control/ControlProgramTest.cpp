@@ -19,7 +19,7 @@ TEST(ControlProgram, EachChangeReachesARunningEffectAndItsEvent) {
     const ApoConfigManager effect;
     const TemporaryFolder folder;
     const auto file = folder.path() / L"kurve \u0436.txt";
-    std::ofstream(file) << "GraphicEQ: 20 -3.1; 25 -2.9\n";
+    putContent(file, "GraphicEQ: 20 -3.1; 25 -2.9\n");
     const struct {
         std::wstring arguments;
         const char* text;

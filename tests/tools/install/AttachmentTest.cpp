@@ -69,8 +69,8 @@ struct Kind {
     int row = 7;
     std::wstring kept{};
     std::vector<std::wstring> classes{tovixClass};
-    bool hasProperties = true;
     bool holdsThisEffect = false;
+    bool hasProperties = true;
 };
 
 std::vector<Kind> kinds() {
@@ -96,14 +96,12 @@ std::vector<Kind> kinds() {
          15,
          L"",
          {smallTovixClass, vendorClass},
-         true,
          true},
         {"this effect in a key that is not used",
          {{effectKey(7), textData(tovixClass)}, {effectKey(15), listData({vendorClass})}},
          15,
          L"",
          {vendorClass, tovixClass},
-         true,
          true},
         {"enhancements off", {{enhancementsOffKey, numberData(1)}, {effectKey(7), vendor}}, 7, vendorClass},
         {"enhancements on", {{enhancementsOffKey, numberData(0)}}},

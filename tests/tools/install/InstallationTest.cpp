@@ -12,8 +12,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 namespace tovix::test {
 namespace {
 
@@ -24,14 +22,11 @@ protected:
     InstallationTest() {
         machine.makeKeys(L"SOFTWARE\\Classes\\CLSID");
         std::filesystem::create_directory(package.path() / L"logger");
-        write(package.path() / libraryName, "library 1");
-        write(package.path() / L"logger" / loggerName, "logger 1");
+        putContent(package.path() / libraryName, "library 1");
+        putContent(package.path() / L"logger" / loggerName, "logger 1");
         before = machine.all();
     }
 
-    static void write(const std::filesystem::path& file, const std::string& text) {
-        std::ofstream(file, std::ios::binary) << text;
-    }
     [[nodiscard]] std::filesystem::path folder() const { return machine.folder.path() / L"Programs" / L"Tovix"; }
     [[nodiscard]] InstallationWish wish(bool allowUnsigned = false, bool withLogger = false) const {
         return {
@@ -77,7 +72,7 @@ TEST_F(InstallationTest, ComesOnceAndGoesWithoutATrace) {
             EXPECT_TRUE(planned(wish()).isEmpty()) << "what is not asked for again stays";
 
             std::filesystem::create_directory(logs.path() / L"Tovix");
-            write(logs.path() / L"Tovix" / L"Tovix.log", "a line");
+            putContent(logs.path() / L"Tovix" / L"Tovix.log", "a line");
             machine.put(productKey, L"MLS", numberData(5));
             machine.put(productKey, L"EnableOldApo", numberData(1));
             uninstall();
@@ -92,8 +87,8 @@ TEST_F(InstallationTest, ReplacesAnEarlierOneAndRemembersWhatWasBeforeIt) {
     setProtection(numberData(0));
     const auto beforeFirst = machine.all();
     install(wish(true, true));
-    write(package.path() / libraryName, "library 2");
-    write(package.path() / L"logger" / loggerName, "logger 2");
+    putContent(package.path() / libraryName, "library 2");
+    putContent(package.path() / L"logger" / loggerName, "logger 2");
     install(wish());
     EXPECT_EQ(test::contentOf(folder() / libraryName), "library 2");
     EXPECT_EQ(test::contentOf(folder() / loggerName), "logger 2");
@@ -122,7 +117,7 @@ TEST_F(InstallationTest, TakesOverWhatWasRegisteredByHand) {
     }
     machine.put(entry, L"Stale", numberData(1));
     machine.put(entry, L"Flags", textData(L"of another type"));
-    write(folder() / libraryName, "library 0");
+    putContent(folder() / libraryName, "library 0");
     install(wish());
     EXPECT_FALSE(machine.registry.read(entry, L"Stale"));
     EXPECT_EQ(machine.registry.read(entry, L"Flags"), numberData(registrationRecord.Flags));
@@ -138,8 +133,8 @@ TEST_F(InstallationTest, WhatSomebodyHasChangedSinceIsLeftAloneAndNamed) {
     machine.registry.remove(values.front().key, values.front().name);
     machine.put(values.front().key, L"another's", numberData(7));
     setProtection(numberData(2));
-    write(folder() / libraryName, "another's");
-    write(folder() / L"another's", "");
+    putContent(folder() / libraryName, "another's");
+    putContent(folder() / L"another's", "");
     EXPECT_EQ(uninstall().notes.size(), 3U);
     EXPECT_EQ(machine.registry.read(server.key, server.name), textData(server.text));
     EXPECT_EQ(machine.registry.valuesOf(server.key).size(), 1U);
@@ -172,9 +167,9 @@ TEST_F(InstallationTest, IsPutRightWhileItsLibraryIsThereOrInThePackage) {
     };
     spoil();
     EXPECT_THROW(requireInstalled(machine.registry), InstallRefusal);
-    write(package.path() / libraryName, "library 2");
+    putContent(package.path() / libraryName, "library 2");
     EXPECT_TRUE(plannedRepair().obstacle);
-    write(package.path() / libraryName, "library 1");
+    putContent(package.path() / libraryName, "library 1");
     EXPECT_FALSE(plannedRepair().obstacle);
     machine.expectAllOrNothing([this] { return plannedRepair(); }, spoil);
     EXPECT_EQ(machine.all(), installed);
@@ -188,7 +183,7 @@ TEST_F(InstallationTest, IsPutRightWhileItsLibraryIsThereOrInThePackage) {
 
 TEST_F(InstallationTest, IsAllDoneOrNothingOfItWhereverACommandIsCutOff) {
     const auto former = [this] {
-        write(package.path() / libraryName, "library 1");
+        putContent(package.path() / libraryName, "library 1");
         install(wish(true));
     };
     const auto installs = [this] { return planned(wish(true, true)); };
@@ -210,7 +205,7 @@ TEST_F(InstallationTest, IsAllDoneOrNothingOfItWhereverACommandIsCutOff) {
     EXPECT_EQ(machine.all(), before);
     former();
     const auto upgrades = [&] {
-        write(package.path() / libraryName, "library 2");
+        putContent(package.path() / libraryName, "library 2");
         return installs();
     };
     machine.expectAllOrNothing(upgrades, [&] {
@@ -221,7 +216,7 @@ TEST_F(InstallationTest, IsAllDoneOrNothingOfItWhereverACommandIsCutOff) {
 
 TEST_F(InstallationTest, AFailingStepTakesBackThoseBeforeIt) {
     install(wish());
-    write(package.path() / libraryName, "library 2");
+    putContent(package.path() / libraryName, "library 2");
     before = machine.all();
     const auto library = folder() / libraryName;
     const auto failing = std::initializer_list<std::pair<MachineChange, Obstacle>>{

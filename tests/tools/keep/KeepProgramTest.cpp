@@ -51,7 +51,7 @@ protected:
     }
     void putFile(const std::filesystem::path& name, const std::string& bytes) const {
         std::filesystem::create_directories((files() / name).parent_path());
-        std::ofstream(files() / name, std::ios::binary) << bytes;
+        putContent(files() / name, bytes);
     }
 
 private:
