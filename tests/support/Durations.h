@@ -23,7 +23,6 @@ public:
     }
     void add(const Durations& others) { m_ms.insert(m_ms.end(), others.m_ms.begin(), others.m_ms.end()); }
 
-    [[nodiscard]] std::size_t count() const { return m_ms.size(); }
     [[nodiscard]] double last() const { return m_ms.back(); }
     /// The time that `share` of all do not exceed.
     [[nodiscard]] double quantile(double share) const {
@@ -32,7 +31,7 @@ public:
         return sorted.at(static_cast<std::size_t>(share * static_cast<double>(sorted.size() - 1)));
     }
     void print(const std::string& what) const {
-        std::printf("%s: %zu, median %.4f ms, 99 %% below %.4f ms, longest %.4f ms\n", what.c_str(), count(),
+        std::printf("%s: %zu, median %.4f ms, 99 %% below %.4f ms, longest %.4f ms\n", what.c_str(), m_ms.size(),
                     quantile(0.5), quantile(0.99), quantile(1.0));
     }
 

@@ -50,36 +50,16 @@ std::string storm(const std::string& milliseconds) {
     return std::to_string(written);
 }
 
-/// Returns the last error after a line that has been written with 1234 as the last error.
-std::string lastErrorAfterLine() {
-    ::SetLastError(1234);
-    writeInfo("line");
-    return std::to_string(::GetLastError());
-}
-
 /// Loads a module with a logger of its own, which writes a line; then lets the module go, or leaves that to the
 /// end of the process where the lifetime before its path is "keep".
 std::string logInModule(const std::string& lifetimeAndPath) {
     const auto blank = lifetimeAndPath.find(' ');
     ModuleReference module(::LoadLibraryW(std::filesystem::path(lifetimeAndPath.substr(blank + 1)).c_str()));
-    if (!module) {
-        return "not loaded";
-    }
     moduleExport<void()>(module.get(), "LogOneLine")();
     if (lifetimeAndPath.starts_with("keep ")) {
         static_cast<void>(module.release());
     }
     return "ok";
-}
-
-/// As some other code of the process would load a library.
-std::string load(const std::string& path) {
-    return ::LoadLibraryW(std::filesystem::path(path).c_str()) != nullptr ? "ok" : "failed";
-}
-
-std::string attach(const std::string&) {
-    QuelLog::instance().attach();
-    return currentLevel();
 }
 
 std::atomic<bool> hostile{false};
@@ -111,18 +91,7 @@ std::string beHostile(bool rewrites, const std::string& seed) {
     return "ok";
 }
 
-std::string stopHostility() {
-    hostile = false;
-    hostileThread.join();
-    return std::to_string(hostileDeeds);
-}
-
 std::optional<test::BuildingEffects> buildingEffects;
-
-std::string makeEffects(const std::string& count) {
-    buildingEffects.emplace(std::stoi(count));
-    return "ok";
-}
 
 } // namespace
 
@@ -136,16 +105,18 @@ int main() {
     using Text = const std::string&;
     return tovix::test::obeyCommands({
         {"thread", [](Text) { return std::to_string(::GetCurrentThreadId()); }},
-        {"attach", attach},
+        {"attach", [](Text) { return QuelLog::instance().attach(), currentLevel(); }},
         {"info", [](Text text) { return writeInfo(text), currentLevel(); }},
         {"storm", storm},
-        {"last-error", [](Text) { return lastErrorAfterLine(); }},
-        {"load", load},
+        {"last-error",
+         [](Text) { return ::SetLastError(1234), writeInfo("line"), std::to_string(::GetLastError()); }},
+        // As some other code of the process would.
+        {"load", [](Text path) { return ::LoadLibraryW(std::filesystem::path(path).c_str()) ? "ok" : "failed"; }},
         {"module", logInModule},
-        {"effects", makeEffects},
+        {"effects", [](Text count) { return buildingEffects.emplace(std::stoi(count)), "ok"; }},
         {"rewrite", [](Text seed) { return beHostile(true, seed); }},
         {"signal", [](Text seed) { return beHostile(false, seed); }},
-        {"stop", [](Text) { return stopHostility(); }},
+        {"stop", [](Text) { return hostile = false, hostileThread.join(), std::to_string(hostileDeeds); }},
         {"hold", [](Text) { return buildingEffects->hold(), "held"; }},
         {"release", [](Text) { return buildingEffects->release(), "released"; }},
         {"builds", [](Text count) { return std::to_string(buildingEffects->awaitBuilds(std::stoi(count))); }},

@@ -16,8 +16,8 @@ class LogCapture {
 public:
     explicit LogCapture(LogLevel level, std::function<void(const std::string&)> onLine = nullptr)
         : m_levelBefore(logLevel()), m_backendBefore(logBackend()) {
-        state().lines.clear();
-        state().onLine = std::move(onLine);
+        state.lines.clear();
+        state.onLine = std::move(onLine);
         installLogBackend({&take, []() noexcept { return std::uint32_t{7}; }});
         setLogLevel(level);
     }
@@ -29,8 +29,8 @@ public:
     LogCapture& operator=(const LogCapture&) = delete;
 
     static std::vector<std::string> lines() {
-        const std::lock_guard guard(state().lock);
-        return state().lines;
+        const std::lock_guard guard(state.lock);
+        return state.lines;
     }
 
 private:
@@ -40,18 +40,15 @@ private:
         std::function<void(const std::string&)> onLine;
     };
 
-    static State& state() {
-        static State instance;
-        return instance;
-    }
+    static inline State state;
 
     static void take(const char* line) noexcept {
         {
-            const std::lock_guard guard(state().lock);
-            state().lines.emplace_back(line);
+            const std::lock_guard guard(state.lock);
+            state.lines.emplace_back(line);
         }
-        if (state().onLine) {
-            state().onLine(line);
+        if (state.onLine) {
+            state.onLine(line);
         }
     }
 

@@ -36,7 +36,7 @@ public:
 
     HRESULT STDMETHODCALLTYPE GetLatency(HNSTIME* pTime) override {
         called("latency");
-        *pTime = latency;
+        *pTime = 777;
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE IsInputFormatSupported(IAudioMediaType* pOpposite, IAudioMediaType* pRequested,
@@ -64,7 +64,7 @@ public:
     }
     HRESULT STDMETHODCALLTYPE UnlockForProcess() override {
         called("unlock");
-        return unlockResult;
+        return S_OK;
     }
 
     void STDMETHODCALLTYPE APOProcess(UINT32 inputCount, APO_CONNECTION_PROPERTY** ppInputs, UINT32 outputCount,
@@ -80,8 +80,6 @@ public:
     HRESULT formatResult = S_OK;
     IAudioMediaType* pProposal = nullptr;
     HRESULT lockResult = S_OK;
-    HRESULT unlockResult = S_OK;
-    HNSTIME latency = 777;
     /// What it writes, as of the last lock.
     std::vector<float> frame;
 

@@ -88,23 +88,15 @@ public:
     HRESULT STDMETHODCALLTYPE IsInputFormatSupported(IAudioMediaType*, IAudioMediaType* pRequested,
                                                      IAudioMediaType** ppSupported) override {
         enter(m_kind, Kind::negotiationThrows);
-        switch (m_kind) {
-        case Kind::acceptsNothing:
-            return S_OK;
-        case Kind::proposesNothing:
-            return S_FALSE;
-        case Kind::acceptsNothingWithAnotherCode:
-            return anotherSuccess;
-        case Kind::proposesNonsense:
-            nonsense.AddRef();
-            *ppSupported = &nonsense;
-            return S_FALSE;
-        default:
-            break;
+        const auto isOneOf = [this](Kind a, Kind b) { return m_kind == a || m_kind == b; };
+        if (!isOneOf(Kind::acceptsNothing, Kind::proposesNothing) && m_kind != Kind::acceptsNothingWithAnotherCode) {
+            *ppSupported = m_kind == Kind::proposesNonsense ? &nonsense : pRequested;
+            (*ppSupported)->AddRef();
         }
-        pRequested->AddRef();
-        *ppSupported = pRequested;
-        return m_kind == Kind::acceptsWithAnotherCode ? anotherSuccess : S_OK;
+        if (isOneOf(Kind::acceptsWithAnotherCode, Kind::acceptsNothingWithAnotherCode)) {
+            return anotherSuccess;
+        }
+        return isOneOf(Kind::proposesNothing, Kind::proposesNonsense) ? S_FALSE : S_OK;
     }
 
     HRESULT STDMETHODCALLTYPE LockForProcess(UINT32, APO_CONNECTION_DESCRIPTOR** ppInputs, UINT32,

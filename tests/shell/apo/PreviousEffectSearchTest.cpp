@@ -151,9 +151,9 @@ std::string notTaken(Kind kind, HRESULT hr) {
 }
 
 std::string refused(HRESULT hr) {
-    return "WARNING Tovix::IsInputFormatSupported@Tovix Tovix::IsInputFormatSupported() IsInputFormatSupported of "
-           "old apo FAILED. hr=" +
-           std::to_string(hr);
+    const std::string function = "Tovix::IsInputFormatSupported";
+    return "WARNING " + function + "@Tovix " + function +
+           "() IsInputFormatSupported of old apo FAILED. hr=" + std::to_string(hr);
 }
 
 /// The sound of the first two blocks of ones behind the previous effect in an object that COM makes, which is

@@ -79,19 +79,8 @@ constexpr Stream streams[] = {
     {6, 2, Previous::unwanted},
 };
 
-/// The calls that may not be made while a block is processed.
-std::set<std::string> forbidden(const std::map<std::string, std::uint32_t>& calls) {
-    const std::set<std::string> allowed{"ReleaseSemaphore", "memcpy", "memmove", "memset"};
-    std::set<std::string> others;
-    for (const auto& [name, count] : calls) {
-        if (count != 0 && !allowed.contains(name)) {
-            others.insert(name);
-        }
-    }
-    return others;
-}
-
 TEST(RealtimeModule, WholePathLiesInItsSectionAndCallsNothingOfTheSystemButTheSemaphoresRelease) {
+    const std::set<std::string> allowed{"ReleaseSemaphore", "memcpy", "memmove", "memset"};
     // What the path may use besides, of the module itself: transforms where the processor is too old for others,
     // elementary functions, copies.
     const std::set<std::string> libraries{"fftwf_execute", "exp", "memcpy", "memmove", "memset"};
@@ -103,7 +92,9 @@ TEST(RealtimeModule, WholePathLiesInItsSectionAndCallsNothingOfTheSystemButTheSe
         EXPECT_EQ(watched.effect.rt->CalcOutputFrames(7), 7U);
         EXPECT_EQ(watched.previousRan(), stream.previous == Previous::running);
         EXPECT_EQ(watched.calls["ReleaseSemaphore"], 2U); // two fades have ended
-        EXPECT_EQ(forbidden(watched.calls), std::set<std::string>());
+        for (const auto& [name, count] : watched.calls) {
+            EXPECT_EQ(allowed.count(name), 1U) << name;
+        }
         for (const std::string& name : watched.sections.entered()) {
             EXPECT_EQ(libraries.count(name), 1U) << name;
         }

@@ -226,37 +226,36 @@ TEST(ApoConfigManager, OneCreationSignalOpensThePageForAllThatWaitHereAndOneOfTh
     EXPECT_EQ(written, 1);
 }
 
-void expectDestructionToWakeNoOtherWaiterAndToTouchNothing() {
-    const BriefLog log;
-    const std::size_t threadsBefore = ownThreads();
-    WaitingEffect effect;
-    auto second = std::make_unique<ApoConfigManager>();
-    EXPECT_TRUE(becomesTrue([&] {
-        const auto lines = log.lines();
-        return std::count(lines.begin(), lines.end(), beginsToWait) == 2;
-    }));
-    EXPECT_TRUE(ends(second));
-    EXPECT_TRUE(log.has(cannotOpen));
-    EXPECT_EQ(log.lines().back(), "INFO ApoConfigManager::~ApoConfigManager: LEAVING");
-    effect.createPage("text");
-    EXPECT_TRUE(ends(effect.manager));
-    EXPECT_EQ(threadsSettledAt(threadsBefore), threadsBefore);
-    EXPECT_EQ(page(), padded("text"));
-    EXPECT_FALSE(effect.created.comes());
-    EXPECT_FALSE(effect.updated.comes());
-    for (const auto& line : log.lines()) {
-        EXPECT_EQ(line.find("Open(CONFIG_DATA_STRUCT) FAILED"), std::string::npos) << "the other one was woken";
-    }
-}
-
 TEST(ApoConfigManager, DestructionWakesNoOtherWaiterAndTouchesNothing) {
-    expectDestructionToWakeNoOtherWaiterAndToTouchNothing();
-    ImportWatch imports(::GetModuleHandleW(nullptr));
-    imports.redirect(
-        "CreateEventW", +[](SECURITY_ATTRIBUTES* sa, BOOL manual, BOOL, const wchar_t* name) {
-            return manual != FALSE ? nullptr : ::CreateEventExW(sa, name, 0, EVENT_ALL_ACCESS);
-        });
-    expectDestructionToWakeNoOtherWaiterAndToTouchNothing(); // without a private event to stop the wait
+    for (const bool hasStopEvent : {true, false}) {
+        ImportWatch imports(::GetModuleHandleW(nullptr));
+        if (!hasStopEvent) {
+            imports.redirect(
+                "CreateEventW", +[](SECURITY_ATTRIBUTES* sa, BOOL manual, BOOL, const wchar_t* name) {
+                    return manual != FALSE ? nullptr : ::CreateEventExW(sa, name, 0, EVENT_ALL_ACCESS);
+                });
+        }
+        const BriefLog log;
+        const std::size_t threadsBefore = ownThreads();
+        WaitingEffect effect;
+        auto second = std::make_unique<ApoConfigManager>();
+        EXPECT_TRUE(becomesTrue([&] {
+            const auto lines = log.lines();
+            return std::count(lines.begin(), lines.end(), beginsToWait) == 2;
+        }));
+        EXPECT_TRUE(ends(second));
+        EXPECT_TRUE(log.has(cannotOpen));
+        EXPECT_EQ(log.lines().back(), "INFO ApoConfigManager::~ApoConfigManager: LEAVING");
+        effect.createPage("text");
+        EXPECT_TRUE(ends(effect.manager));
+        EXPECT_EQ(threadsSettledAt(threadsBefore), threadsBefore);
+        EXPECT_EQ(page(), padded("text"));
+        EXPECT_FALSE(effect.created.comes());
+        EXPECT_FALSE(effect.updated.comes());
+        for (const auto& line : log.lines()) {
+            EXPECT_EQ(line.find("Open(CONFIG_DATA_STRUCT) FAILED"), std::string::npos) << "the other one was woken";
+        }
+    }
 }
 
 TEST(ApoConfigManager, WaitThatFailsEndsItsThread) {

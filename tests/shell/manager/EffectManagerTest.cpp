@@ -179,8 +179,7 @@ TEST(EffectManager, ChainsThatTakeTooMuchInAFadeFollowEachOtherByWayOfThePlainSo
                 lowest = std::min(last, lowest);
                 return std::abs(last - level) < 1e-4F;
             }));
-            const bool wasPlain = lowest < 0.11F;
-            EXPECT_EQ(wasPlain, share > 0.35);
+            EXPECT_EQ(share > 0.35, lowest < 0.11F) << "the plain sound";
             if (change % 2 == 1) {
                 held = held.value_or(OwnResources::now());
                 EXPECT_EQ(settledAt(*held), *held);

@@ -157,8 +157,6 @@ struct Stream {
 
     explicit Stream(const ModuleUnderTest& module) : playing(module), thread([this] { play(); }) {}
     ~Stream() { stop = true; }
-    Stream(const Stream&) = delete;
-    Stream& operator=(const Stream&) = delete;
 
     void play() {
         constexpr auto blockTime = std::chrono::milliseconds(10);

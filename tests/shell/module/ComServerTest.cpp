@@ -25,8 +25,6 @@ ComReference<IUnknown> counted(IUnknown& object, IUnknown& from, const IID& iid)
 }
 
 using Interfaces = std::vector<const IID*>;
-const Interfaces effectInterfaces{&IID_IUnknown, &IID_IAudioProcessingObject, &IID_IAudioProcessingObjectRT,
-                                  &IID_IAudioProcessingObjectConfiguration, &IID_IAudioSystemEffects};
 
 /// Expects each of an object's interfaces to hand out all of them, and nothing else, in the way of COM.
 void expectToBeFoundUnder(const Interfaces& own, IUnknown& object) {
@@ -49,7 +47,9 @@ void expectToBeFoundUnder(const Interfaces& own, IUnknown& object) {
 TEST(ComServer, EveryObjectIsFoundUnderItsInterfacesAndTakesAReferenceForEach) {
     const ModuleUnderTest module;
     expectToBeFoundUnder({&IID_IUnknown, &IID_IClassFactory}, *module.factory());
-    expectToBeFoundUnder(effectInterfaces, *module.create());
+    expectToBeFoundUnder({&IID_IUnknown, &IID_IAudioProcessingObject, &IID_IAudioProcessingObjectRT,
+                          &IID_IAudioProcessingObjectConfiguration, &IID_IAudioSystemEffects},
+                         *module.create());
     FormatDouble output(floatFormat(2));
     FormatDouble request(floatFormat(2, 5.0F));
     IAudioMediaType* pProposal = nullptr;

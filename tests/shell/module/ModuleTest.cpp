@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <list>
 #include <string>
 #include <string_view>
 
@@ -31,22 +32,19 @@ void exhaustTheReserveForExceptions() {
     ImportWatch imports(module.handle());
     const auto factory = module.factory();
     const KernelHandle thrown(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
-    auto throwAndStay = [&] {
+    const auto throwAndStay = [&] {
         void* pEffect = nullptr;
         factory->CreateInstance(nullptr, IID_IUnknown, &pEffect);
         ::SetEvent(thrown.get());
         ::Sleep(INFINITE);
     };
-    const auto run = [](void* pBody) -> DWORD {
-        (*static_cast<decltype(throwAndStay)*>(pBody))();
-        return 0;
-    };
     for (const char* const function : {"malloc", "calloc", "realloc", "HeapAlloc"}) {
         imports.redirect(
             function, +[]() -> void* { return nullptr; });
     }
-    for (int thread = 0; thread < 65; ++thread) {
-        const KernelHandle started(::CreateThread(nullptr, 0, run, &throwAndStay, 0, nullptr));
+    std::list<SystemThread> threads;
+    while (threads.size() < 65) {
+        threads.emplace_back(throwAndStay);
         ::WaitForSingleObject(thrown.get(), 5000);
     }
     ::TerminateProcess(::GetCurrentProcess(), 1);

@@ -225,7 +225,8 @@ private:
 };
 
 TEST(RefusedRequests, OfTheModuleLeaveWhatPlaysAndTheNextChangeIsHeard) {
-    const auto refuseAll = [](bool andLaterOnes) {
+    std::optional<OwnResources> before;
+    for (const bool andLaterOnes : {false, true, false}) {
         SystemThread([andLaterOnes] {
             Refusing effect(andLaterOnes);
             effect.refuseEachRequestOf("creation", &Refusing::create);
@@ -233,13 +234,9 @@ TEST(RefusedRequests, OfTheModuleLeaveWhatPlaysAndTheNextChangeIsHeard) {
             effect.refuseEachRequestOf("lock", &Refusing::lockAgain);
             effect.refuseEachRequestOf("change", &Refusing::change);
         }).join();
-    };
-    refuseAll(false);
-    const auto before = OwnResources::now();
-    refuseAll(true);
-    EXPECT_EQ(settledAt(before), before);
-    refuseAll(false);
-    EXPECT_EQ(settledAt(before), before);
+        before = before.value_or(OwnResources::now());
+        EXPECT_EQ(settledAt(*before), *before);
+    }
 }
 
 } // namespace
