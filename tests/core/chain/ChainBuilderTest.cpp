@@ -28,8 +28,6 @@ TEST(ChainBuilder, EveryLineThatAFactoryKnowsBecomesAStage) {
         std::optional<bool> previousEffect;
     } cases[] = {
         {"", 0, {}},
-        {std::string(256, '\0'), 0, {}},
-        {"Boost: 60 dB 1", 1, {}},
         {"Boost: 60 dB 1\r\nEqualizer: 100 -3 1000 0\r\nBoost: 10 dB 0\n", 3, {}},
         {"#Boost: 60 dB 1\nEnableOldApo: 1:2", 0, true},
         {"EnableOldApo :\nEnableOldApo2:\n##EnableOldApo:\nenableoldapo:", 0, {}},
