@@ -19,9 +19,7 @@ public:
     void send(LONG count) { ::ReleaseSemaphore(m_semaphore.get(), count, nullptr); }
     [[nodiscard]] LONG left() const {
         LONG count = 0;
-        while (::WaitForSingleObject(m_semaphore.get(), 0) == WAIT_OBJECT_0) {
-            ++count;
-        }
+        ::ReleaseSemaphore(m_semaphore.get(), 1, &count);
         return count;
     }
     [[nodiscard]] HANDLE handle() const { return m_semaphore.get(); }

@@ -12,21 +12,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path engineDouble = "tovix-audio-engine-double.dll";
-const fs::path engineName = "audioeng.dll";
-
-fs::path systemFolder() {
-    std::array<wchar_t, MAX_PATH> path{};
-    ::GetSystemDirectoryW(path.data(), MAX_PATH);
-    return path.data();
-}
-
 TEST(AudioEngineAllocator, LibraryOfTheSystemFolderGivesAndTakesTheBlocks) {
+    std::array<wchar_t, MAX_PATH> folder{};
+    ::GetSystemDirectoryW(folder.data(), MAX_PATH);
+    const fs::path engineFile = fs::path(folder.data()) / "audioeng.dll";
     const bool isWine = ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
-    if (!isWine || fs::exists(systemFolder() / engineName)) {
+    if (!isWine || fs::exists(engineFile)) {
         GTEST_SKIP() << "the system folder is not ours to change";
     }
-    fs::copy_file(programFolder() / engineDouble, systemFolder() / engineName);
+    fs::copy_file(programFolder() / "tovix-audio-engine-double.dll", engineFile);
     for (const bool whole : {true, false}) {
         const ModuleUnderTest module;
         ImportWatch imports(module.handle());
@@ -36,7 +30,7 @@ TEST(AudioEngineAllocator, LibraryOfTheSystemFolderGivesAndTakesTheBlocks) {
                     return std::string_view(name) == "AERT_Free" ? nullptr : ::GetProcAddress(hModule, name);
                 });
         }
-        const ModuleReference engine(::LoadLibraryW((systemFolder() / engineName).c_str()));
+        const ModuleReference engine(::LoadLibraryW(engineFile.c_str()));
         auto* const pBlocksOut = moduleExport<long()>(engine.get(), "BlocksOut");
         std::optional<Effect> locked(module.create());
         EXPECT_EQ(locked->lock(floatFormat(2), floatFormat(2), 480), S_OK);
@@ -44,7 +38,7 @@ TEST(AudioEngineAllocator, LibraryOfTheSystemFolderGivesAndTakesTheBlocks) {
         locked.reset();
         EXPECT_EQ(pBlocksOut(), 0);
     }
-    fs::remove(systemFolder() / engineName);
+    fs::remove(engineFile);
 }
 
 } // namespace
