@@ -1,6 +1,7 @@
 // A process that logs and builds as the effect does, or harms its settings.
 
 #include "log/QuelLog.h"
+#include "platform/AudioEngineAllocator.h"
 #include "support/BuildingEffects.h"
 #include "support/CommandLoop.h"
 #include "support/SettingsWriter.h"
@@ -110,7 +111,7 @@ int main() {
         {"storm", storm},
         {"last-error",
          [](Text) { return ::SetLastError(1234), writeInfo("line"), std::to_string(::GetLastError()); }},
-        // As some other code of the process would.
+        {"allocator", [](Text) { return installAudioEngineAllocator() ? "installed" : "not installed"; }},
         {"load", [](Text path) { return ::LoadLibraryW(std::filesystem::path(path).c_str()) ? "ok" : "failed"; }},
         {"module", logInModule},
         {"effects", [](Text count) { return buildingEffects.emplace(std::stoi(count)), "ok"; }},
@@ -120,7 +121,6 @@ int main() {
         {"hold", [](Text) { return buildingEffects->hold(), "held"; }},
         {"release", [](Text) { return buildingEffects->release(), "released"; }},
         {"builds", [](Text count) { return std::to_string(buildingEffects->awaitBuilds(std::stoi(count))); }},
-        // Whether any library of the name is in the process.
         {"loaded", [](Text) { return ::GetModuleHandleW(L"Logger64.dll") != nullptr ? "yes" : "no"; }},
     });
 }
