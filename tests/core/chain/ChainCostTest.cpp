@@ -111,7 +111,7 @@ TEST(ChainCost, ATrialLeavesNoTraceInTheSoundTheProcessLevelOrTheLog) {
                 const auto chain = build(text, format);
                 if (tried) {
                     const LogCapture log(LogLevel::Debug);
-                    EXPECT_GT(measureCost(*chain, format, &steadyNanoseconds)->blockSeconds, 0.0);
+                    EXPECT_GT(measureCost(*chain, format, &steadyNanoseconds).value().blockSeconds, 0.0);
                     EXPECT_EQ(log.lines(), std::vector<std::string>{});
                 }
                 heard[tried] = play(*chain, format);
@@ -162,12 +162,12 @@ TEST(ChainCost, LetsTheWidestFormatsPassAndNoChainThatStarvesThem) {
         const std::int64_t start = steadyNanoseconds();
         const auto chain = build("Equalizer: 100 -3 1000 6\nMaximizer: 60 dB", format);
         const std::int64_t tryStart = steadyNanoseconds();
-        const auto cost = measureCost(*chain, format, &steadyNanoseconds);
+        const auto cost = measureCost(*chain, format, &steadyNanoseconds).value();
         std::printf("%2u channels, %6.0f Hz, %4u frames: %.1f %% of a block; built in %.2f ms, tried in %.2f ms\n",
                     format.inputChannels, static_cast<double>(format.sampleRateHz), format.maxFrames,
-                    100.0 * cost->share(), static_cast<double>(tryStart - start) * 1e-6,
+                    100.0 * cost.share(), static_cast<double>(tryStart - start) * 1e-6,
                     static_cast<double>(steadyNanoseconds() - tryStart) * 1e-6);
-        EXPECT_TRUE(cost->fits() || slowedDown);
+        EXPECT_TRUE(cost.fits() || slowedDown);
     }
     const ChosenAgain atEnd;
     ASSERT_TRUE(forceConvolverEngine("fftw"));
@@ -176,10 +176,10 @@ TEST(ChainCost, LetsTheWidestFormatsPassAndNoChainThatStarvesThem) {
     for (int line = 0; line < 18; ++line) {
         text += "Equalizer:1 1\n";
     }
-    const auto cost = measureCost(*build(text, shortBlocks), shortBlocks, &steadyNanoseconds);
-    std::printf("18 equalizers of 8 channels, 192000 Hz, 16 frames: %.0f %%\n", 100.0 * cost->share());
-    EXPECT_FALSE(cost->fits());
-    EXPECT_EQ(measureCost(*build("", shortBlocks), shortBlocks, &steadyNanoseconds)->share(), 0.0)
+    const auto cost = measureCost(*build(text, shortBlocks), shortBlocks, &steadyNanoseconds).value();
+    std::printf("18 equalizers of 8 channels, 192000 Hz, 16 frames: %.0f %%\n", 100.0 * cost.share());
+    EXPECT_FALSE(cost.fits());
+    EXPECT_EQ(measureCost(*build("", shortBlocks), shortBlocks, &steadyNanoseconds).value().share(), 0.0)
         << "whatever the format, sound that passes is never refused";
 }
 

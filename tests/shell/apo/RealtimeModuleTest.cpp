@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <set>
+#include <utility>
 
 namespace tovix::test {
 namespace {
@@ -103,6 +105,26 @@ TEST(RealtimeModule, WholePathLiesInItsSectionAndCallsNothingOfTheSystemButTheSe
         watched.sections.rest();
         EXPECT_EQ(watched.sections.entered().count("DllCanUnloadNow"), 1U) << "the watch is blind";
     }
+}
+
+IAudioProcessingObject* pPlanted = nullptr;
+
+/// A copy, before which the module allocates once.
+void* copyWithPlantedCall(void* pTo, const void* pFrom, std::size_t bytes) {
+    if (auto* const pApo = std::exchange(pPlanted, nullptr)) {
+        APO_REG_PROPERTIES* pRecord = nullptr;
+        EXPECT_EQ(pApo->GetRegistrationProperties(&pRecord), S_OK);
+        ::CoTaskMemFree(pRecord);
+    }
+    return std::memmove(pTo, pFrom, bytes);
+}
+
+TEST(RealtimeModule, WatchNoticesACallPlantedInABlock) {
+    Watched watched;
+    watched.watch.redirect("memcpy", &copyWithPlantedCall);
+    pPlanted = watched.effect.apo.get();
+    watched.playBlocks(1); // the bypass copies
+    EXPECT_EQ(watched.calls["CoTaskMemAlloc"], 1U);
 }
 
 } // namespace

@@ -54,8 +54,9 @@ TEST(EffectManager, OneSignalMakesEachEffectOfTheModuleBuildOnce) {
     }
     // Its first chain is of the text that the signals before announced.
     unlocked.initializeManager(stereo);
-    ::Sleep(100);
     EXPECT_EQ(effects.awaitBuilds(5), 5);
+    ::Sleep(100);
+    EXPECT_EQ(effects.awaitBuilds(0), 5);
 }
 
 TEST(EffectManager, ShutdownComesBeforeAFloodOfSignals) {
@@ -71,9 +72,7 @@ TEST(EffectManager, ShutdownComesBeforeAFloodOfSignals) {
     {
         EffectManager manager;
         manager.initializeManager({48000.0F, 0, 0, 0, 0, 480}); // no channel: no chain, no fade to wait for
-        while (builds < 10) {
-            ::Sleep(1);
-        }
+        EXPECT_TRUE(becomesTrue([&] { return builds >= 10; }));
     }
     EXPECT_TRUE(log.has(threadEnded));
 }

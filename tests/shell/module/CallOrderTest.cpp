@@ -295,8 +295,9 @@ private:
     }
 
     void askModule(Object&, std::uint32_t) {
-        const bool used = std::any_of(m_objects.begin(), m_objects.end(), [](auto& o) { return o.holdsModule(); });
         if (m_threads == 1) {
+            const bool used =
+                std::any_of(m_objects.begin(), m_objects.end(), [](auto& o) { return o.holdsModule(); });
             expect(m_module.canUnloadNow(), used ? S_FALSE : S_OK, "DllCanUnloadNow");
         }
     }
@@ -353,6 +354,7 @@ TEST(CallOrder, DoesNotMatterToResultsSoundAndReferencesAndLeavesNothingBehind) 
         ASSERT_EQ(held, before.value_or(held)) << "after the hundred sequences from seed " << seeds.first + done;
         before = held;
     }
+    std::printf("%u sequences, seeds from %u on\n", seeds.count, seeds.first);
 }
 
 } // namespace

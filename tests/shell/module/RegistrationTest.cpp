@@ -100,6 +100,14 @@ TEST_F(Registration, WritesTheClassAndTheEnginesEntryAndTakesThemBack) {
     EXPECT_FALSE(openKey(engineKey));
     EXPECT_EQ(module.call("DllUnregisterServer"), E_FAIL);
 
+    // As strict as Windows is: nothing reserved, and a text with its end.
+    const auto setStrictly =
+        +[](HKEY hKey, const wchar_t* name, DWORD reserved, DWORD type, const BYTE* pData, DWORD bytes) -> LSTATUS {
+        const bool ends = type != REG_SZ || (pData[bytes - 2] == 0 && pData[bytes - 1] == 0);
+        return ends && reserved == 0 ? ::RegSetValueExW(hKey, name, 0, type, pData, bytes) : ERROR_INVALID_PARAMETER;
+    };
+    ImportWatch imports(module.handle());
+    imports.redirect("RegSetValueExW", setStrictly);
     ASSERT_EQ(module.call("DllRegisterServer"), S_OK);
     deleteTree(engineKey);
     EXPECT_EQ(module.call("DllUnregisterServer"), HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));

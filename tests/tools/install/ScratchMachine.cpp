@@ -89,6 +89,8 @@ void ScratchMachine::expectAllOrNothing(const std::function<install::MachinePlan
     carryOut(plan());
     const auto after = all();
     bool isCut = true;
+    bool isTakenBack = false;
+    bool isFinished = false;
     for (int end = 1; isCut; ++end) {
         if (all() != before) {
             back();
@@ -100,7 +102,10 @@ void ScratchMachine::expectAllOrNothing(const std::function<install::MachinePlan
         isCutOff(0, [this] { journal.recover(); });
         EXPECT_FALSE(journal.isInterrupted());
         ASSERT_TRUE(all() == after || (isCut && all() == before)) << "ended at change " << end;
+        isTakenBack |= isCut && all() == before;
+        isFinished |= isCut && all() == after;
     }
+    EXPECT_TRUE(after == before || (isTakenBack && isFinished));
 }
 
 void ScratchDevice::putInto(install::RegistryTree& registry) const {
