@@ -21,6 +21,9 @@ namespace {
 
 /// The request of this thread that is refused, counted from 1; 0 once it has been.
 thread_local int requestsLeft = 0;
+/// Whether all requests after that one are refused, too, and whether they are by now.
+thread_local bool laterOnesToo = false;
+thread_local bool refusing = false;
 /// Blocks of this thread that were taken and not given back.
 thread_local int blocksHeld = 0;
 
@@ -33,7 +36,9 @@ void* __real_malloc(std::size_t sizeBytes);
 void __real_free(void* pBlock);
 
 void* __wrap_malloc(std::size_t sizeBytes) {
-    if (requestsLeft > 0 && --requestsLeft == 0) {
+    const bool isRefused = requestsLeft > 0 && --requestsLeft == 0;
+    refusing |= isRefused && laterOnesToo;
+    if (isRefused || refusing) {
         return nullptr;
     }
     void* const pBlock = __real_malloc(sizeBytes);
@@ -48,9 +53,10 @@ void __wrap_free(void* pBlock) {
 }
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
 
-/// Builds with one request refused, a later one each time, until a build needs fewer; returns the number of requests.
-/// `build` says whether it gave a whole chain.
-template <class Build> int refuseEachRequest(const Build& build) {
+/// Builds with one request refused, or all from that one on, a later one each time, until a build needs fewer;
+/// returns the number of requests. `build` says whether it gave a whole chain.
+template <class Build> int refuseEachRequest(bool andLaterOnes, const Build& build) {
+    laterOnesToo = andLaterOnes;
     bool refused = true;
     int requests = 0;
     while (refused) {
@@ -59,9 +65,11 @@ template <class Build> int refuseEachRequest(const Build& build) {
         const bool whole = build();
         refused = requestsLeft == 0;
         requestsLeft = 0;
+        refusing = false;
         EXPECT_EQ(whole, !refused) << "request " << requests;
         EXPECT_EQ(blocksHeld, 0) << "request " << requests;
     }
+    laterOnesToo = false;
     return requests;
 }
 
@@ -83,20 +91,21 @@ TEST(RefusedMemory, OfAnEqualizerLeavesItInert) {
     // Not a multiple of 4, so that the gap takes its memory too, and many taps for it, so that the tail does.
     constexpr std::uint32_t blockFrames = 9;
     const Planar sound = planarNoise(2, blockFrames);
+    const auto plays = [&sound] {
+        EffectEqualizer equalizer{{{100.0, -3.0}, {1000.0, 6.0}}, 1024};
+        equalizer.setup(48000.0F, blockFrames, {L"L", L"R"});
+        Planar played = sound;
+        play(equalizer, played, blockFrames);
+        EXPECT_EQ(played[0] == sound[0], played[1] == sound[1]);
+        return played != sound;
+    };
     const ChosenAgain atEnd;
     for (const ConvolverEngine* const pEngine : availableConvolverEngines()) {
         ASSERT_TRUE(forceConvolverEngine(pEngine->name));
-        const int requests = refuseEachRequest([&sound] {
-            EffectEqualizer equalizer{{{100.0, -3.0}, {1000.0, 6.0}}, 1024};
-            equalizer.setup(48000.0F, blockFrames, {L"L", L"R"});
-            Planar played = sound;
-            play(equalizer, played, blockFrames);
-            EXPECT_EQ(played[0] == sound[0], played[1] == sound[1]);
-            return played != sound;
-        });
         // Work arrays, taps, the convolver, its tables and its buffers.
-        EXPECT_GT(requests, pEngine->pLoops == nullptr ? 20 : 30)
-            << "the refusals must reach every allocation of the set-up with " << pEngine->name;
+        const int fewest = pEngine->pLoops == nullptr ? 20 : 30;
+        EXPECT_GT(refuseEachRequest(false, plays), fewest) << "of the set-up's requests with " << pEngine->name;
+        EXPECT_GT(refuseEachRequest(true, plays), fewest) << pEngine->name;
     }
 }
 
@@ -107,13 +116,18 @@ TEST(RefusedMemory, OfAnyPartOfAChainOrItsTrialGivesNoChainOrNoCost) {
     const auto build = [&builder] {
         return builder.build("Boost: 60 dB 1\nEqualizer: 100 -3 1000 6\nMaximizer: 30 dB\nEnableOldApo:").chain;
     };
-    const int requests = refuseEachRequest([&build] {
+    const auto isBuilt = [&build] {
         const auto chain = build();
         return chain && chain->stageCount() == 3;
-    });
-    EXPECT_GT(requests, 30) << "filters with their stages, the maximizer's window, and the chain's buffers";
+    };
     const auto chain = build();
-    const auto noTime = []() noexcept { return std::int64_t{0}; };
-    const int ofTrial = refuseEachRequest([&] { return measureCost(*chain, format, noTime).has_value(); });
-    EXPECT_GT(ofTrial, 20) << "the stand-ins, their stages and the chain of them";
+    ASSERT_TRUE(chain);
+    const auto isTried = [&] {
+        return measureCost(*chain, format, []() noexcept { return std::int64_t{0}; }).has_value();
+    };
+    for (const bool andLaterOnes : {false, true}) {
+        EXPECT_GT(refuseEachRequest(andLaterOnes, isBuilt), 30) << "filters, stages, the maximizer's window, buffers";
+        EXPECT_GT(refuseEachRequest(andLaterOnes, isTried), 20)
+            << "the stand-ins, their stages and the chain of them";
+    }
 }

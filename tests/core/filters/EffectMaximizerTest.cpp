@@ -150,7 +150,18 @@ TEST(Maximizer, LeavesSteadySoundUnbent) {
     }
 }
 
+TEST(Maximizer, IsBackSoonAfterASinglePeakAndSlowlyAfterADenseProgramme) {
+    const auto gainAfter = [](std::size_t loudFrames) {
+        Planar sound(1, std::vector<float>(loudFrames + 12000, 0.01F));
+        std::fill_n(sound[0].begin(), loudFrames, 4.0F);
+        return Maximized({}).played(sound, 480)[0].back() / 0.01F;
+    };
+    EXPECT_GT(gainAfter(480), gainAt(-15)) << "250 ms after 10 ms";
+    EXPECT_LT(gainAfter(48000), gainAt(-80)) << "250 ms after a second";
+}
+
 TEST(Maximizer, HoldsItsCeilingWhateverItIsSetTo) {
+    EXPECT_FLOAT_EQ(Maximized({}).frame(std::numeric_limits<float>::max()), 1.0F);
     for (const std::int32_t beyond : {std::numeric_limits<std::int32_t>::max(), 201}) {
         EXPECT_FLOAT_EQ(Maximized({1, beyond, beyond}).frame(0.01F), 0.1F) << "held at 20 dB and full scale";
         EXPECT_FLOAT_EQ(Maximized({1, -beyond, -beyond}).frame(4.0F), 0.1F) << "held at -20 dB";

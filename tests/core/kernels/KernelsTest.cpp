@@ -139,6 +139,9 @@ TEST_P(KernelsOf, RaiseTheCosineOfEveryFadeAsTheFormulaDoesButForItsLastBit) {
         const std::uint32_t start = fadeFrames / 3; // of a second block
         m_kernels.fadeInWeights(0, fadeFrames, weights.data(), start);
         m_kernels.fadeInWeights(start, fadeFrames, weights.data() + start, fadeFrames + 5 - start);
+        std::vector<float> whole(fadeFrames + 6, untouched);
+        m_kernels.fadeInWeights(0, fadeFrames, whole.data(), fadeFrames + 5);
+        ASSERT_EQ(weights, whole) << "wherever a block ends";
         for (std::uint32_t p = 0; p < fadeFrames; ++p) {
             const float angle = static_cast<float>(p) * 3.1415927F / static_cast<float>(fadeFrames);
             const float expected = (1.0F - std::cos(angle)) * 0.5F;

@@ -52,11 +52,14 @@ TEST(SignalRelay, ModuleTakesOneSignalAndLeavesTheNextToAnotherProcess) {
         ::Sleep(50); // a second taker is at its wait by now
         signals.send(2);
         int took = 0;
+        int told = 0;
         for (auto& each : waiting) {
             each.thread.join();
             took += each.heard == Heard::signal ? 1 : 0;
+            told += each.heard == Heard::passedOn ? 1 : 0;
         }
         EXPECT_EQ(took, 1);
+        EXPECT_EQ(told, 3);
     }
     EXPECT_EQ(busy.wait(nullptr, signals.handle()), Heard::passedOn);
     EXPECT_EQ(signals.left(), 1);
