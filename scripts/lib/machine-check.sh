@@ -13,8 +13,9 @@ in_machine() {
 expect() {
     local wanted=$1 status=0
     shift
-    in_machine "$machine/package/tovixctl.exe" "$@" >>"$machine/said.txt" 2>&1 || status=$?
-    [ "$status" = "$wanted" ] || complain "tovixctl $*: status $status instead of $wanted"
+    in_machine "$machine/package/tovixctl.exe" "$@" >"$machine/answer.txt" 2>&1 || status=$?
+    cat "$machine/answer.txt" >>"$machine/said.txt"
+    [ "$status" = "$wanted" ] || complain "tovixctl $*: status $status instead of $wanted; it says:" "$(cat "$machine/answer.txt")"
 }
 
 complain() {
