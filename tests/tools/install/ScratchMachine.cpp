@@ -4,27 +4,33 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 namespace tovix::test {
 namespace {
 
-/// Nothing that the program catches, so that all is left as if the process had been ended by force.
+/// Nothing that the program catches: nothing is taken back or finished on its way out, as where the process is ended.
 struct EndedByForce {};
 
 /// How many changes there are until then; 0 where it does not come.
 int changesToEnd = 0;
 
+struct NoEnd {
+    void operator()(int* pChangesToEnd) const noexcept { *pChangesToEnd = 0; }
+};
+
 /// One process at a time has it.
 constexpr const wchar_t* scratchPath = L"Software\\TovixTests";
 
 bool isCutOff(int changes, const std::function<void()>& action) {
-    changesToEnd = changes;
+    const std::unique_ptr<int, NoEnd> until(&changesToEnd);
+    *until = changes;
     try {
         action();
+        return false;
     } catch (const EndedByForce&) {
         return true;
     }
-    changesToEnd = 0;
-    return false;
 }
 
 } // namespace
