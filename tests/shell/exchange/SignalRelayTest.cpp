@@ -1,5 +1,6 @@
 #include "exchange/SignalRelay.h"
 #include "support/BecomesTrue.h"
+#include "support/ImportWatch.h"
 #include "support/SystemThread.h"
 
 #include <gtest/gtest.h>
@@ -40,7 +41,17 @@ struct Waiting {
     SystemThread thread;
 };
 
+/// While it lives it tells how many listeners have come to their wait.
+struct Waits {
+    ImportWatch imports{::GetModuleHandleW(nullptr)};
+
+    [[nodiscard]] bool become(std::uint32_t count) const {
+        return becomesTrue([&] { return imports.calls("WaitForMultipleObjects") == count; });
+    }
+};
+
 TEST(SignalRelay, ModuleTakesOneSignalAndLeavesTheNextToAnotherProcess) {
+    const Waits waits;
     SignalRelay relay;
     Signals signals;
     SignalRelay::Listener busy(relay);
@@ -49,7 +60,7 @@ TEST(SignalRelay, ModuleTakesOneSignalAndLeavesTheNextToAnotherProcess) {
         for (int i = 0; i < 4; ++i) {
             waiting.emplace_back(relay, signals.handle());
         }
-        ::Sleep(50); // a second taker is at its wait by now
+        EXPECT_TRUE(waits.become(4)) << "a second taker would be at its wait";
         signals.send(2);
         int took = 0;
         int told = 0;
@@ -66,12 +77,13 @@ TEST(SignalRelay, ModuleTakesOneSignalAndLeavesTheNextToAnotherProcess) {
 }
 
 TEST(SignalRelay, WhenTheOneThatWaitsForTheEventGoesAnotherTakesOver) {
+    const Waits waits;
     SignalRelay relay;
     Signals signals;
     std::optional<Waiting> first(std::in_place, relay, signals.handle());
-    ::Sleep(50); // it waits for the event by now
+    EXPECT_TRUE(waits.become(1)) << "it is the one";
     Waiting second(relay, signals.handle());
-    ::Sleep(50);
+    EXPECT_TRUE(waits.become(2));
     first.reset();
     signals.send(1);
     EXPECT_TRUE(becomesTrue([&] { return second.heard == Heard::signal; }));
