@@ -52,6 +52,30 @@ half_as_loud() {
         awk '{ d = $1 / 2 - $2; if (d > 1e-6 || d < -1e-6) bad = 1; if ($2 > 0.01) loud = 1 } END { exit bad || !loud }'
 }
 
+# Installing is ended by force, each time a little later, until it is done before; the next command puts right what that
+# left, and nothing stays.
+check_ended_by_force() {
+    local milliseconds program status=1 ended=0 midway=0
+    for ((milliseconds = 10; milliseconds <= 500 && status != 0; milliseconds += 10)); do
+        # In no subshell: what is to be ended is the program itself.
+        "$root/cmake/run-wine" "$machine/prefix" "$machine/package/tovixctl.exe" install --allow-unsigned \
+            >>"$machine/said.txt" 2>&1 </dev/null &
+        program=$!
+        sleep "$(printf '0.%03d' "$milliseconds")"
+        kill -KILL "$program" 2>/dev/null || true
+        status=0
+        wait "$program" 2>/dev/null || status=$?
+        expect 0 uninstall
+        if grep -q interrupted "$machine/answer.txt"; then
+            midway=$((midway + 1))
+            machine_state | diff "$machine/before.txt" - >>"$machine/left.txt" ||
+                complain "ended by force after $milliseconds ms, installing leaves something (build/machine/left.txt)"
+        fi
+        ended=$((ended + (status != 0)))
+    done
+    say "machine: installing ended by force $ended times, $midway of them while it changed something"
+}
+
 # check_machine PACKAGE: the folder with the unpacked package.
 check_machine() {
     local complaints=0 device
@@ -112,6 +136,7 @@ check_machine() {
     expect 0 uninstall
     machine_state >"$machine/after.txt"
     diff "$machine/before.txt" "$machine/after.txt" >"$machine/left.txt" || complain "the machine is not as it was (build/machine/left.txt)"
+    check_ended_by_force
     if [ "$complaints" = 0 ]; then
         count_result 1 0
     else
