@@ -1,8 +1,10 @@
 #include "support/FloatRules.h"
 #include "support/ModuleStream.h"
+#include "support/SystemThread.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <limits>
 
 namespace tovix::test {
@@ -50,6 +52,51 @@ TEST(ModuleStream, ComputesByItsOwnRulesAndTheCallersComeBack) {
         expected = expected.empty() ? sound : expected;
         EXPECT_EQ(sound, expected) << callers.vector;
     }
+}
+
+TEST(ModuleStream, PlaysOnWhileTheEnginesOtherThreadAsksIt) {
+    ModuleStream stream({48000, 0, 2, 2, 0, 480}, "Boost: 60 dB 1\nEqualizer: 1000 -6");
+    const auto block = [&] { return stream.effect.process(std::vector<float>(960, 0.1F), 2, 2); };
+    for (int settling = 0; settling < 50; ++settling) {
+        block();
+    }
+    const auto expected = block();
+    const auto references = [&] {
+        stream.effect.unknown->AddRef();
+        return stream.effect.unknown->Release();
+    };
+    const ULONG before = references();
+    std::atomic<int> rounds{0};
+    std::atomic<bool> isOver{false};
+    SystemThread asking([&] {
+        for (; !isOver; ++rounds) {
+            for (const IID* const pIid : {&IID_IUnknown, &IID_IAudioProcessingObjectRT, &IID_IAudioSystemEffects}) {
+                void* pFound = nullptr;
+                ASSERT_EQ(stream.effect.apo->QueryInterface(*pIid, &pFound), S_OK);
+                static_cast<IUnknown*>(pFound)->Release();
+            }
+            FormatDouble stereo(floatFormat(2));
+            ASSERT_EQ(negotiate(*stream.effect.apo, &stereo, &stereo).result, S_OK);
+            HNSTIME latency = 1;
+            ASSERT_EQ(stream.effect.apo->GetLatency(&latency), S_OK);
+            ASSERT_EQ(stream.module.canUnloadNow(), S_FALSE);
+        }
+    });
+    int blocks = 0;
+    int others = 0;
+    EXPECT_TRUE(becomesTrue([&] {
+        for (const int end = blocks + 100; blocks < end; ++blocks) {
+            others += block() != expected ? 1 : 0;
+            for (int reference = 0; reference < 50; ++reference) {
+                references();
+            }
+        }
+        return rounds >= 10000 && blocks >= 2000;
+    }));
+    isOver = true;
+    asking.join();
+    EXPECT_EQ(others, 0);
+    EXPECT_EQ(references(), before);
 }
 
 } // namespace
