@@ -34,12 +34,9 @@ void change(std::string_view settings, const WantedCurve& curve, std::optional<s
     }
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const QuickUnit quick(0.05);
-    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-    const auto fit = size > 0 ? std::optional<std::size_t>(1 + data[size - 1] % 40) : std::nullopt;
+void readAsCurve(std::string_view bytes) {
+    const auto fit =
+        !bytes.empty() ? std::optional<std::size_t>(1 + static_cast<unsigned char>(bytes.back()) % 40) : std::nullopt;
     for (const auto read : {readCurve, readPointList}) {
         try {
             const WantedCurve curve = read(bytes);
@@ -48,5 +45,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         } catch (const Refusal&) { // no curve
         }
     }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    requireQuick(0.05, [&] { readAsCurve({reinterpret_cast<const char*>(data), size}); });
     return 0;
 }

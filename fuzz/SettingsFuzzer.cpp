@@ -61,13 +61,14 @@ void requireFinite(const std::vector<float>& samples) {
     }
 }
 
-} // namespace
+const StreamFormat& formatFor(std::string_view text) {
+    const auto byte = [](char c) { return static_cast<unsigned char>(c); };
+    return formats[!text.empty() ? (byte(text.front()) ^ byte(text.back())) % std::size(formats) : 0];
+}
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const QuickUnit quick(0.05);
-    const std::string_view text(reinterpret_cast<const char*>(data), size);
+void play(std::string_view text) {
     static_cast<void>(diagnoseSettings(text, decodeLatin1));
-    const StreamFormat& format = formats[size > 0 ? (data[0] ^ data[size - 1]) % std::size(formats) : 0];
+    const StreamFormat& format = formatFor(text);
     EffectBoost::setProcessLevel(0);
     ChainBuilder builder(decodeLatin1);
     builder.configure(format, {});
@@ -97,5 +98,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             requireFinite(output);
         }
     }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    requireQuick(0.05, [&] { play({reinterpret_cast<const char*>(data), size}); });
     return 0;
 }
