@@ -2,6 +2,8 @@
 
 #include "curves/Refusal.h"
 
+#include <gtest/gtest.h>
+
 #include <string>
 
 namespace tovix::test {
@@ -14,6 +16,18 @@ template <class Action> std::string refusalOf(const Action& action) {
         return refusal.what();
     }
     return "accepted";
+}
+
+/// Expects an action to be refused for `obstacle`, with a sentence that begins so.
+template <class Action, class Obstacle>
+void expectRefusal(const Action& action, Obstacle obstacle, const std::string& beginning = "") {
+    try {
+        action();
+        ADD_FAILURE() << "nothing was refused";
+    } catch (const RefusalWithStatus<Obstacle>& refusal) {
+        EXPECT_EQ(refusal.status(), obstacle) << refusal.what();
+        EXPECT_TRUE(std::string(refusal.what()).starts_with(beginning)) << refusal.what();
+    }
 }
 
 } // namespace tovix::test

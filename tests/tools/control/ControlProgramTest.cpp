@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <memory>
 #include <thread>
 
@@ -59,7 +58,7 @@ TEST(ControlProgram, WaitsForItsTurnSoThatTwoAtOnceKeepEachOthersLines) {
 TEST(ControlProgram, EffectsThatWaitForThePageAreReleasedAndDoNotOverwriteTheChange) {
     const RegistryValue previousEffect(L"EnableOldApo", 0);
     KernelHandle other = occupyPageName();
-    const std::array<ApoConfigManager, 2> effects;
+    const ApoConfigManager effects[2];
     EXPECT_EQ(control(L"boost 6").exitStatus, 4U) << "the name is taken";
     other.reset();
     EXPECT_EQ(control(L"eq \"100 -3\"").exitStatus, 0U);

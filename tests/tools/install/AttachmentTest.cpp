@@ -1,6 +1,6 @@
 #include "install/Attachment.h"
 
-#include "install/InstallRefusal.h"
+#include "tools/RefusalOf.h"
 #include "tools/install/ScratchMachine.h"
 
 #include <gtest/gtest.h>
@@ -15,14 +15,6 @@ using Values = std::vector<std::pair<std::wstring, RegistryData>>;
 RegistryData bytesOf(DWORD type, const std::wstring& text) {
     const auto* const pBegin = reinterpret_cast<const BYTE*>(text.data());
     return {.type = type, .bytes = {pBegin, pBegin + text.size() * sizeof(wchar_t)}};
-}
-
-std::string joined(const std::vector<std::string>& sentences) {
-    std::string all;
-    for (const auto& sentence : sentences) {
-        all += sentence + '\n';
-    }
-    return all;
 }
 
 /// A machine with one device.
@@ -56,7 +48,7 @@ protected:
         return planRepair(device.id, machine.registry, machine.journal);
     }
     void attach() { machine.carryOut(plannedAttachment()); }
-    std::string notesOfDetaching() { return joined(machine.carryOut(plannedDetachment()).notes); }
+    std::vector<std::string> notesOfDetaching() { return machine.carryOut(plannedDetachment()).notes; }
 
     ScratchDevice device;
     ScratchMachine machine;
@@ -66,9 +58,11 @@ struct Kind {
     const char* what;
     Values values;
     /// The effect key in which this effect stands when it is attached, and what is kept; then the list there.
-    int row = 7;
-    std::wstring kept{};
-    std::vector<std::wstring> classes{tovixClass};
+    struct {
+        int row = 7;
+        std::wstring kept{};
+        std::vector<std::wstring> classes{tovixClass};
+    } attached{};
     bool holdsThisEffect = false;
     bool hasProperties = true;
 };
@@ -80,43 +74,35 @@ std::vector<Kind> kinds() {
         {.what = "no properties", .values = {}, .hasProperties = false},
         {"empty properties", {}},
         {"other properties", {{L"{b725f130-47ef-101a-a5f1-02608c9eebac},10", vendor}}},
-        {"legacy rows", {{effectKey(1), textData(otherClass)}, {effectKey(2), vendor}}, 2, vendorClass},
-        {"a legacy row before the mix", {{effectKey(1), vendor}}, 2},
-        {"single rows", {{effectKey(2), textData(otherClass)}, {effectKey(7), vendor}}, 7, vendorClass},
+        {"legacy rows", {{effectKey(1), textData(otherClass)}, {effectKey(2), vendor}}, {2, vendorClass}},
+        {"a legacy row before the mix", {{effectKey(1), vendor}}, {2}},
+        {"single rows", {{effectKey(2), textData(otherClass)}, {effectKey(7), vendor}}, {7, vendorClass}},
         {"a single row before the mix", {{effectKey(5), vendor}, {modesKey(5), listData({otherMode})}}},
         {"composite lists",
          {{effectKey(7), textData(otherClass)}, {effectKey(15), listData({vendorClass, otherClass})}},
-         15,
-         L"",
-         {vendorClass, otherClass, tovixClass}},
-        {"a composite list before the mix", {{effectKey(14), listData({vendorClass})}}, 15},
+         {15, L"", {vendorClass, otherClass, tovixClass}}},
+        {"a composite list before the mix", {{effectKey(14), listData({vendorClass})}}, {15}},
         {"this effect in a list already",
          {{effectKey(15), listData({smallTovixClass, vendorClass})},
           {modesKey(7), listData({L"{c18e2f7e-933d-4965-b7d1-1eef228d2af3}"})}},
-         15,
-         L"",
-         {smallTovixClass, vendorClass},
+         {15, L"", {smallTovixClass, vendorClass}},
          true},
         {"this effect in a key that is not used",
          {{effectKey(7), textData(tovixClass)}, {effectKey(15), listData({vendorClass})}},
-         15,
-         L"",
-         {vendorClass, tovixClass},
+         {15, L"", {vendorClass, tovixClass}},
          true},
-        {"enhancements off", {{enhancementsOffKey, numberData(1)}, {effectKey(7), vendor}}, 7, vendorClass},
+        {"enhancements off", {{enhancementsOffKey, numberData(1)}, {effectKey(7), vendor}}, {7, vendorClass}},
         {"enhancements on", {{enhancementsOffKey, numberData(0)}}},
-        {"a text without its terminator", {{effectKey(7), bytesOf(REG_SZ, vendorClass)}}, 7, vendorClass},
+        {"a text without its terminator", {{effectKey(7), bytesOf(REG_SZ, vendorClass)}}, {7, vendorClass}},
         {"a text with more of them",
          {{effectKey(7), bytesOf(REG_SZ, std::wstring(vendorClass) + std::wstring(3, L'\0'))},
           {modesKey(7), bytesOf(REG_MULTI_SZ, otherMode)}},
-         7,
-         vendorClass},
+         {7, vendorClass}},
         {"texts that are no class",
          {{effectKey(7), textData(L"{00000000-0000-0000-0000-000000000000}")}, {effectKey(15), listData({})}}},
         {"names in capitals, and another's kept class",
          {{L"{D04E05A6-594B-4FB6-A80D-01AF5EED7D1D},7", vendor}, {std::wstring(keptEffectKey), textData(otherClass)}},
-         7,
-         vendorClass},
+         {7, vendorClass}},
     };
 }
 
@@ -133,10 +119,10 @@ TEST_F(AttachmentTest, DetachingPutsBackWhateverKindOfDeviceThereWas) {
         const OutputDevice attached = look();
         ASSERT_TRUE(attached.effects.attachedRow());
         const EffectRow row = *attached.effects.attachedRow();
-        EXPECT_EQ(row.pKey->key, effectKey(kind.row));
-        EXPECT_EQ(row.classes, kind.classes);
+        EXPECT_EQ(row.pKey->key, effectKey(kind.attached.row));
+        EXPECT_EQ(row.classes, kind.attached.classes);
         EXPECT_EQ(attached.effects.usedKind(), row.pKey->kind);
-        EXPECT_EQ(attached.effects.keptClass(), kind.kept);
+        EXPECT_EQ(attached.effects.keptClass(), kind.attached.kept);
         EXPECT_FALSE(attached.effects.areEnhancementsOff());
         if (!row.pKey->modesKey.empty()) {
             const auto modes = textsOf(attached.effects.get(modesKey(7)).value()).value();
@@ -145,7 +131,7 @@ TEST_F(AttachmentTest, DetachingPutsBackWhateverKindOfDeviceThereWas) {
         EXPECT_TRUE(plannedAttachment().isEmpty());
         EXPECT_TRUE(plannedRepair().isEmpty());
 
-        EXPECT_EQ(joined(plannedDetachment().notes).empty(), !kind.holdsThisEffect);
+        EXPECT_EQ(plannedDetachment().notes.empty(), !kind.holdsThisEffect);
         machine.expectAllOrNothing([this] { return plannedDetachment(); }, [this] { attach(); });
         EXPECT_EQ(registry(), before);
         EXPECT_TRUE(plannedDetachment().isEmpty());
@@ -164,12 +150,7 @@ TEST_F(AttachmentTest, AValueOfAnotherTypeIsRefused) {
                          {std::wstring(keptEffectKey), numberData(1)}};
     for (const auto& value : foreign) {
         put({value});
-        try {
-            static_cast<void>(plannedAttachment());
-            ADD_FAILURE() << "was attached";
-        } catch (const InstallRefusal& refusal) {
-            EXPECT_EQ(refusal.status(), Obstacle::foreignType) << refusal.what();
-        }
+        expectRefusal([this] { static_cast<void>(plannedAttachment()); }, Obstacle::foreignType);
         removeProperties();
     }
 }
@@ -221,7 +202,7 @@ TEST_F(AttachmentTest, RepairingKeepsWhatTheDeviceWouldHaveWithout) {
         const auto without = registry();
 
         happens();
-        const std::string found = joined(plannedRepair().sentences);
+        const std::string found = testing::PrintToString(plannedRepair().sentences);
         EXPECT_NE(found.find(event.finding), std::string::npos) << found;
         machine.expectAllOrNothing([this] { return plannedRepair(); }, happens);
         const auto repaired = look().effects;
@@ -229,7 +210,7 @@ TEST_F(AttachmentTest, RepairingKeepsWhatTheDeviceWouldHaveWithout) {
         EXPECT_EQ(repaired.attachedRow()->pKey->kind, repaired.usedKind());
         EXPECT_FALSE(repaired.areEnhancementsOff());
         EXPECT_TRUE(plannedRepair().isEmpty());
-        EXPECT_EQ(notesOfDetaching(), "");
+        EXPECT_TRUE(notesOfDetaching().empty());
         EXPECT_EQ(registry(), without);
 
         happens();
@@ -244,7 +225,7 @@ TEST_F(AttachmentTest, AListThatHasGrownSinceLosesThisEffectAlone) {
     put({{effectKey(15), listData({vendorClass})}});
     attach();
     put({{effectKey(15), listData({vendorClass, tovixClass, otherClass})}, {enhancementsOffKey, numberData(1)}});
-    const auto notes = notesOfDetaching();
+    const auto notes = testing::PrintToString(notesOfDetaching());
     EXPECT_NE(notes.find("but for Tovix's class"), std::string::npos) << notes;
     EXPECT_EQ(look().effects.get(effectKey(15)), listData({vendorClass, otherClass}));
     EXPECT_TRUE(look().effects.areEnhancementsOff()) << "that somebody has switched off since";
@@ -256,8 +237,8 @@ TEST_F(AttachmentTest, TheRecordOfADeviceThatIsGoneIsDropped) {
     for (const auto& gone : {properties(), key + L"\\Properties", key}) {
         removeKey(gone);
     }
-    EXPECT_NE(joined(plannedRepair().notes).find("is gone"), std::string::npos);
-    EXPECT_NE(notesOfDetaching().find("is gone"), std::string::npos);
+    EXPECT_NE(testing::PrintToString(plannedRepair().notes).find("is gone"), std::string::npos);
+    EXPECT_NE(testing::PrintToString(notesOfDetaching()).find("is gone"), std::string::npos);
     EXPECT_TRUE(machine.journal.names().empty());
 }
 

@@ -2,12 +2,15 @@
 // service, so the tests say it.
 
 #include "install/AudioService.h"
+#include "tools/RefusalOf.h"
 #include "tools/install/TestService.h"
 
 #include <gtest/gtest.h>
 
 namespace tovix::install {
 namespace {
+
+using test::expectRefusal;
 
 class AudioServiceTest : public testing::Test {
 protected:
@@ -16,16 +19,6 @@ protected:
 
     [[nodiscard]] static AudioService service(DWORD limitMs = AudioService::timeLimitMs) {
         return AudioService(name, limitMs, [](SC_HANDLE) { return std::vector<std::wstring>{otherName}; });
-    }
-
-    static void expectRefusal(const std::function<void()>& action, Obstacle obstacle, const std::string& sentence) {
-        try {
-            action();
-            ADD_FAILURE() << "nothing was refused";
-        } catch (const InstallRefusal& refusal) {
-            EXPECT_EQ(refusal.status(), obstacle);
-            EXPECT_EQ(std::string(refusal.what()).substr(0, sentence.size()), sentence);
-        }
     }
 
     [[nodiscard]] std::string record() const { return test::contentOf(m_folder.path() / "record"); }

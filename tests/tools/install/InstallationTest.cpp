@@ -8,6 +8,7 @@
 #include "platform/ApoRegistration.h"
 #include "support/EnvironmentVariable.h"
 #include "system/RegistryUtils.h"
+#include "tools/RefusalOf.h"
 #include "tools/install/ScratchMachine.h"
 
 #include <gtest/gtest.h>
@@ -64,7 +65,6 @@ TEST_F(InstallationTest, ComesOnceAndGoesWithoutATrace) {
             before = machine.all();
             const auto wished = wish(allowUnsigned, withLogger);
             install(wished);
-            EXPECT_EQ(installedLibrary(machine.journal), folder() / libraryName);
             EXPECT_EQ(test::contentOf(folder() / libraryName), "library 1");
             EXPECT_EQ(test::contentOf(folder() / loggerName), withLogger ? "logger 1" : "");
             EXPECT_EQ(protection(), allowUnsigned ? std::optional(numberData(1)) : protectionBefore);
@@ -137,7 +137,6 @@ TEST_F(InstallationTest, WhatSomebodyHasChangedSinceIsLeftAloneAndNamed) {
     putContent(folder() / L"another's", "");
     EXPECT_EQ(uninstall().notes.size(), 3U);
     EXPECT_EQ(machine.registry.read(server.key, server.name), textData(server.text));
-    EXPECT_EQ(machine.registry.valuesOf(server.key).size(), 1U);
     EXPECT_EQ(machine.registry.valuesOf(values.front().key), std::vector<std::wstring>{L"another's"});
     EXPECT_EQ(protection(), numberData(2));
     EXPECT_EQ(test::contentOf(folder() / libraryName), "another's");
@@ -151,7 +150,6 @@ TEST_F(InstallationTest, IsPutRightWhileItsLibraryIsThereOrInThePackage) {
     before = machine.all();
     install(wish(true));
     const auto installed = machine.all();
-    EXPECT_NO_THROW(requireInstalled(machine.registry));
     EXPECT_TRUE(plannedRepair().isEmpty());
 
     const auto values = classValues(L"C:\\another.dll");
@@ -191,17 +189,14 @@ TEST_F(InstallationTest, IsAllDoneOrNothingOfItWhereverACommandIsCutOff) {
     device.putInto(machine.registry);
     before = machine.all();
     machine.expectAllOrNothing(installs, [this] { uninstall(); });
-    const auto attach = [&] {
+    const auto installAndAttach = [&] {
+        machine.carryOut(installs());
         const auto found = readOutputDevice(machine.registry, device.id).value();
         machine.carryOut(planAttachment(found, machine.registry, machine.journal));
         machine.put(productKey, L"MLS", numberData(4));
     };
-    attach();
-    machine.expectAllOrNothing([this] { return plannedRemoval(); },
-                               [&] {
-                                   machine.carryOut(installs());
-                                   attach();
-                               });
+    installAndAttach();
+    machine.expectAllOrNothing([this] { return plannedRemoval(); }, installAndAttach);
     EXPECT_EQ(machine.all(), before);
     former();
     const auto upgrades = [&] {
@@ -230,12 +225,7 @@ TEST_F(InstallationTest, AFailingStepTakesBackThoseBeforeIt) {
     for (const auto& [change, obstacle] : failing) {
         MachinePlan plan = planned(wish(true, true));
         plan.transaction.changes.push_back(change);
-        try {
-            machine.carryOut(plan);
-            ADD_FAILURE() << "was made";
-        } catch (const InstallRefusal& refusal) {
-            EXPECT_EQ(refusal.status(), obstacle) << refusal.what();
-        }
+        expectRefusal([&] { machine.carryOut(plan); }, obstacle);
         EXPECT_EQ(machine.all(), before);
         EXPECT_TRUE(std::filesystem::is_empty(logs.path()));
     }

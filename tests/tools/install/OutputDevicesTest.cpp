@@ -1,6 +1,6 @@
 #include "install/OutputDevices.h"
 
-#include "install/InstallRefusal.h"
+#include "tools/RefusalOf.h"
 #include "tools/install/ScratchMachine.h"
 
 #include <gtest/gtest.h>
@@ -26,31 +26,23 @@ TEST(OutputDevices, AUserNamesOneOfThem) {
     }
     const auto all = readOutputDevices(machine.registry, devices[2].id);
     ASSERT_EQ(all.size(), std::size(devices));
-    const struct {
-        const wchar_t* text;
-        int index;
-        Obstacle obstacle = {};
-    } cases[] = {{L"lautsprecher (m\x00DCLLER \x0436)", 0},
-                 {L"\x0416", 0},
-                 {L"headphones", 2},
-                 {L"{0d000000-0000-4000-8000-000000000002}", 1},
-                 {L"{0.0.0.00000000}.{0d000000-0000-4000-8000-00000000000a}", 6},
-                 {L"first", 3},
-                 {L"Line out", 5},
-                 {L"Line", -1, Obstacle::ambiguousDevice},
-                 {L"i", -1, Obstacle::ambiguousDevice},
-                 {L"", -1, Obstacle::noDevice},
-                 {L"Lautsprecher (USB)", -1, Obstacle::noDevice}};
-    for (const auto& c : cases) {
-        try {
-            const OutputDevice& chosen = chooseDevice(all, c.text);
-            ASSERT_GE(c.index, 0) << chosen.fullName();
-            EXPECT_EQ(chosen.id, devices[c.index].id);
-            EXPECT_EQ(chosen.isDefault, c.index == 2);
-        } catch (const InstallRefusal& refusal) {
-            EXPECT_EQ(c.index, -1) << refusal.what();
-            EXPECT_EQ(refusal.status(), c.obstacle) << refusal.what();
-        }
+    const std::pair<const wchar_t*, int> chosen[] = {{L"lautsprecher (m\x00DCLLER \x0436)", 0},
+                                                     {L"\x0416", 0},
+                                                     {L"headphones", 2},
+                                                     {L"{0d000000-0000-4000-8000-000000000002}", 1},
+                                                     {L"{0.0.0.00000000}.{0d000000-0000-4000-8000-00000000000a}", 6},
+                                                     {L"first", 3},
+                                                     {L"Line out", 5}};
+    for (const auto& [text, index] : chosen) {
+        const OutputDevice& device = chooseDevice(all, text);
+        EXPECT_EQ(device.id, devices[index].id);
+        EXPECT_EQ(device.isDefault, index == 2);
+    }
+    for (const auto* const text : {L"Line", L"i"}) {
+        expectRefusal([&] { chooseDevice(all, text); }, Obstacle::ambiguousDevice);
+    }
+    for (const auto* const text : {L"", L"Lautsprecher (USB)"}) {
+        expectRefusal([&] { chooseDevice(all, text); }, Obstacle::noDevice);
     }
 }
 

@@ -44,10 +44,8 @@ public:
 
 private:
     struct Close {
-        using pointer = SC_HANDLE;
         void operator()(SC_HANDLE handle) const noexcept { ::CloseServiceHandle(handle); }
     };
-    using Handle = std::unique_ptr<SC_HANDLE__, Close>;
 
     [[nodiscard]] std::wstring command(const wchar_t* how) const {
         return L"\"" + (programFolder() / "tovix-test-service.exe").wstring() + L"\" " + how + L" \"" +
@@ -64,8 +62,8 @@ private:
     std::wstring m_mark;
     std::filesystem::path m_library;
     KernelHandle m_stopped;
-    Handle m_manager;
-    Handle m_service;
+    std::unique_ptr<SC_HANDLE__, Close> m_manager;
+    std::unique_ptr<SC_HANDLE__, Close> m_service;
 };
 
 } // namespace tovix::test

@@ -55,9 +55,6 @@ void WINAPI serve(DWORD, LPWSTR*) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 4) {
-        return 2;
-    }
     service = {.behaviour = argv[1], .file = argv[2], .mark = argv[3], .library = argc > 4 ? argv[4] : ""};
     service.stopped = ::CreateEventA(nullptr, TRUE, FALSE, ("Global\\TovixTestService-" + service.mark).c_str());
     ::ResetEvent(service.stopped);

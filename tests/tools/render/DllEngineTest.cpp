@@ -1,6 +1,7 @@
 // The renderer with the effect's library for its engine, as a user of Windows has it.
 
 #include "exchange/SharedConfigMapping.h"
+#include "support/BecomesTrue.h"
 #include "support/ModuleUnderTest.h"
 #include "support/PreviousEffectServer.h"
 #include "support/SettingsWriter.h"
@@ -9,9 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <filesystem>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -57,12 +56,6 @@ protected:
     TestFolder folder;
 };
 
-std::string systemLibrary(const wchar_t* name) {
-    std::array<wchar_t, MAX_PATH> folder{};
-    ::GetSystemDirectoryW(folder.data(), MAX_PATH);
-    return (std::filesystem::path(folder.data()) / name).string();
-}
-
 constexpr const char* linear = "Equalizer: 100 -3 1000 0 10000 6";
 
 /// The settings text on the machine before a render.
@@ -72,7 +65,6 @@ TEST_F(DllEngine, GivesWhatTheCoreGives) {
     // Channels of the input, and options. The last change has to wait for a fade.
     const std::vector<std::pair<int, std::vector<std::string>>> cases{
         {2, {"--set", linear, "--set", "Boost: 60 dB 1"}},
-        {2, {"--set", "Boost: 90 dB 0"}},
         {1, {"--set", linear, "--channels-out", "2"}},
         {6, {"--set", "Boost: 120 dB 1", "--channels-out", "2"}},
         {3, {"--set", linear, "--channels-out", "2", "--at", "0.5", "Boost: 120 dB 1"}},
@@ -126,9 +118,7 @@ TEST_F(DllEngine, IsSteeredByTheControlProgramWhileItPlays) {
     std::thread playing([&] {
         steered = render("out.wav", {"--quiet", "--settings", folder.file("settings.txt"), "--realtime", "--watch"});
     });
-    for (int i = 0; i < 500 && machine.text() == machineText; ++i) {
-        ::Sleep(20);
-    }
+    static_cast<void>(test::becomesTrue([&] { return machine.text() != machineText; }));
     expectFailure({}, "another render is running");
     ::Sleep(1000);
     test::ChildProcess control({test::programFolder() / "tovixctl.exe", L"boost 12 --limit"});
@@ -157,7 +147,6 @@ TEST_F(DllEngine, GivesTheMachineItsSettingsBack) {
     expectFailure({"--at", "0.5", "Boost: 1 dB 1"}, "could take the change");
     EXPECT_EQ(::WaitForSingleObject(event.get(), 0), DWORD{WAIT_TIMEOUT}) << "refused before anything was touched";
     EXPECT_EQ(machine.text(), machineText);
-    EXPECT_EQ(folder.names(), (std::vector<std::string>{"in.wav", "out.wav"}));
 }
 
 TEST_F(DllEngine, DoesNotCallARenderDoneWhoseLibraryIsStillInUse) {
@@ -173,10 +162,11 @@ TEST_F(DllEngine, DoesNotCallARenderDoneWhoseLibraryIsStillInUse) {
 TEST_F(DllEngine, SaysWhatKeepsALibraryFromBeingUsed) {
     writeSound(folder.file("in.wav"), programme(1));
     writeText(folder.file("text.dll"), "no library at all");
+    const auto besideTheTests = [](const char* name) { return (test::programFolder() / name).string(); };
     expectFailure({"--dll", folder.file("text.dll")}, "cannot be loaded: it is no 64-bit library.");
     expectFailure({"--dll", folder.file("absent.dll")}, "(error 126)");
-    expectFailure({"--dll", systemLibrary(L"kernel32.dll")}, "has no DllGetClassObject");
-    expectFailure({"--dll", systemLibrary(L"propsys.dll")}, "does not hold the effect (0x80040111)");
+    expectFailure({"--dll", besideTheTests("logger/Logger64.dll")}, "has no DllGetClassObject");
+    expectFailure({"--dll", besideTheTests("tovix-previous-effect.dll")}, "does not hold the effect (0x80040111)");
     expectFailure({"--dll", "Tovix64.dll", "--registered"}, "excludes", 2);
     expectFailure({"--core", "--watch"}, "excludes", 2);
     expectFailure({"--previous-effect", "Tovix"}, "and \"Tovix\" is none.", 2);

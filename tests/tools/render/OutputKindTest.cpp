@@ -83,9 +83,9 @@ TEST(OutputKind, IsTheOneThatTheEndingNamesOrTheOutputIsRefused) {
 
 TEST(OutputKind, OfAnEndingThatDoesNotWorkIsRefusedWithThoseThatDo) {
     const TestFolder folder;
-    writeSound(folder.file("2.wav"), sineSound(2, 0.1, 440.0, 0.5));
-    writeSound(folder.file("6.wav"), sineSound(6, 0.1, 440.0, 0.5));
-    writeSound(folder.file("12.wav"), sineSound(12, 0.1, 440.0, 0.5));
+    for (const int channels : {2, 6, 12}) {
+        writeSound(folder.file(std::to_string(channels) + ".wav"), sineSound(channels, 0.1, 440.0, 0.5));
+    }
     auto cd = sineSound(2, 0.1, 440.0, 0.5);
     cd.sampleRateHz = 44100;
     cd.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;

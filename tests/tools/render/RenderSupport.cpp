@@ -72,10 +72,7 @@ void writeSound(const std::string& path, const Sound& sound) {
         throw std::runtime_error(sf_strerror(nullptr));
     }
     auto channelMap = sound.channelMap;
-    if (!channelMap.empty()) {
-        sf_command(pFile, SFC_SET_CHANNEL_MAP_INFO, channelMap.data(),
-                   static_cast<int>(channelMap.size() * sizeof(int)));
-    }
+    sf_command(pFile, SFC_SET_CHANNEL_MAP_INFO, channelMap.data(), static_cast<int>(channelMap.size() * sizeof(int)));
     sf_writef_float(pFile, sound.samples.data(), static_cast<sf_count_t>(sound.frames()));
     sf_close(pFile);
 }

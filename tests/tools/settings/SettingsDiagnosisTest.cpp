@@ -28,7 +28,6 @@ const struct {
     {"Maximizer: 300 dB -10", buildsFilter, "20.0 dB, the most there is, with a clean limiter at -1.0 dB"},
     {"Maximizer: -300 dB", buildsFilter, "-20.0 dB, the least there is, with a clean"},
     {"Maximizer: 60 dB loud", wrongParameters, "as in \"Maximizer: 60 dB -10\""},
-    {"Maximiser: 60 dB", unknownName, "did you mean \"Maximizer\""},
     {"EnableOldApo:", previousEffectOn, "previous effect runs first"},
     {"#EnableOldApo:", previousEffectOff, "no previous effect"},
     {"#Boost: 60 dB 1", switchedOff, "switched off"},

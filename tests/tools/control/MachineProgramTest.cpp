@@ -1,8 +1,8 @@
-// tovixctl on output devices, as a process.
+// tovixctl as a process that changes the machine: on output devices, and at installation.
 
-#include "support/OrdinaryToken.h"
-#include "text/Utf.h"
 #include "tools/control/MachineProgram.h"
+#include "text/Utf.h"
+#include "tools/install/TestService.h"
 
 #include <nlohmann/json.hpp>
 #include <sddl.h>
@@ -27,6 +27,8 @@ protected:
         put(unplugged, effectKey(15), listData({vendorClass}));
     }
 
+    ~DeviceProgram() override { setAccess(L"D:(A;;KA;;;WD)"); }
+
     void put(const ScratchDevice& device, const std::wstring& name, const RegistryData& data) {
         registry.createKey(effectPropertiesKey(device.id));
         registry.write(effectPropertiesKey(device.id), name, data);
@@ -45,28 +47,24 @@ protected:
         }
         return {};
     }
-};
 
-/// While it lives a key of the machine has this access list, for everybody.
-class GuardedKey {
-public:
-    GuardedKey(const std::wstring& key, const wchar_t* accessList) {
+    /// Until the test ends, the device's effect properties have this access list, for everybody.
+    void guard(const ScratchDevice& device, const wchar_t* accessList) {
         HKEY hKey = nullptr;
-        ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_ALL_ACCESS, &hKey);
-        m_key.reset(hKey);
+        ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, effectPropertiesKey(device.id).c_str(), 0, KEY_ALL_ACCESS, &hKey);
+        m_guarded.reset(hKey);
         setAccess(accessList);
     }
-    ~GuardedKey() { setAccess(L"D:(A;;KA;;;WD)"); }
 
 private:
     void setAccess(const wchar_t* text) const {
         void* pDescriptor = nullptr;
         ::ConvertStringSecurityDescriptorToSecurityDescriptorW(text, SDDL_REVISION_1, &pDescriptor, nullptr);
         const LocalMemory<void> owner(pDescriptor);
-        ::RegSetKeySecurity(m_key.get(), DACL_SECURITY_INFORMATION, pDescriptor);
+        ::RegSetKeySecurity(m_guarded.get(), DACL_SECURITY_INFORMATION, pDescriptor);
     }
 
-    RegistryKey m_key;
+    RegistryKey m_guarded;
 };
 
 TEST_F(DeviceProgram, EachRefusalHasItsStatusAndChangesNothing) {
@@ -85,7 +83,7 @@ TEST_F(DeviceProgram, EachRefusalHasItsStatusAndChangesNothing) {
     expectRefusal(L"attach Laut", 10, ordinaryToken().get());
     expectRefusal(L"attach Laut --restart-audio", 18);
     EXPECT_TRUE(shown(firstTwin).at("rows").at(0).at("classes").is_null());
-    const GuardedKey readOnly(effectPropertiesKey(ours.id), L"D:P(A;;KR;;;WD)");
+    guard(ours, L"D:P(A;;KR;;;WD)");
     expectRefusal(L"attach Laut", 11);
 }
 
@@ -102,7 +100,6 @@ TEST_F(DeviceProgram, AttachesShowsRepairsAndDetaches) {
     EXPECT_EQ(attached.at("attached"), encodeUtf8(effectKey(7))) << attached;
     EXPECT_EQ(attached.at("state"), "active");
     EXPECT_EQ(attached.at("replaced").at("class"), encodeUtf8(vendorClass));
-    EXPECT_TRUE(attached.at("replaced").at("name").is_null());
     EXPECT_TRUE(shown(firstTwin).at("attached").is_null());
     EXPECT_NE(run(L"devices", 0, ordinaryToken().get()).find("Tovix is attached in"), std::string::npos);
     EXPECT_NE(run(L"attach Laut").find("Nothing to do."), std::string::npos);
@@ -138,7 +135,7 @@ TEST_F(DeviceProgram, ACommandFirstTakesBackWhatAnInterruptedOneHasDone) {
 TEST_F(DeviceProgram, OneThatMayNotBeReadKeepsNoOtherFromBeingShownAndAttached) {
     registerEffect();
     put(firstTwin, effectKey(7), textData(vendorClass));
-    const GuardedKey forbidden(effectPropertiesKey(firstTwin.id), L"D:P");
+    guard(firstTwin, L"D:P");
     EXPECT_NE(run(L"devices", 0, ordinaryToken().get()).find("Tovix Test"), std::string::npos);
     run(L"attach Laut");
     EXPECT_FALSE(shown(ours).at("attached").is_null());
@@ -152,6 +149,92 @@ TEST_F(DeviceProgram, ThePlanThatAMissingLibraryStopsIsTold) {
     const auto before = state();
     EXPECT_NE(run(L"repair", 19).find("enhancements are off"), std::string::npos);
     EXPECT_EQ(state(), before);
+}
+
+class InstallProgram : public MachineProgram {
+protected:
+    static std::filesystem::path folder() { return root() / L"Tovix"; }
+    static std::filesystem::path library() { return folder() / libraryName; }
+    static std::wstring installTo(const std::filesystem::path& target) {
+        return L"install --to \"" + target.wstring() + L"\"";
+    }
+    /// Starts a command of Wine's host on a file; false where there is no such host.
+    static bool runOnHost(const wchar_t* program, const std::wstring& arguments, const std::wstring& file) {
+        const std::wstring hostName = std::filesystem::path(file).generic_wstring().substr(2);
+        try {
+            const ChildProcess command({.program = program, .arguments = arguments + L" \"" + hostName + L"\""});
+            return true;
+        } catch (const std::runtime_error&) {
+            return false;
+        }
+    }
+
+    const std::wstring install = installTo(folder());
+};
+
+TEST_F(InstallProgram, LeavesTheSameRegistryAsTheLibrarysOwnRegistration) {
+    const auto before = state();
+    const std::string dry = run(install + L" --allow-unsigned --dry-run");
+    EXPECT_NE(dry.find("DisableProtectedAudioDG\": (none) -> 1"), std::string::npos) << dry;
+    EXPECT_EQ(state(), before);
+    run(install);
+    auto installed = state().first;
+    std::erase_if(installed, [](const auto& key) { return key.first.starts_with(L"SOFTWARE\\Quelmark"); });
+    run(L"uninstall");
+    EXPECT_EQ(state(), before);
+
+    std::filesystem::create_directories(folder());
+    std::filesystem::copy_file(programFolder() / libraryName, library());
+    const ModuleReference module(::LoadLibraryW(library().c_str()));
+    ASSERT_EQ(moduleExport<HRESULT WINAPI()>(module.get(), "DllRegisterServer")(), S_OK);
+    EXPECT_EQ(state().first, installed);
+}
+
+TEST_F(InstallProgram, WhileTheLibraryIsLoadedNothingChangesUnlessTheAudioServiceIsRestarted) {
+    run(install);
+    const auto installed = state();
+    std::ofstream(library(), std::ios::binary | std::ios::app) << "of another version";
+    const TemporaryFolder record;
+    const TestService audio(L"Audiosrv", record.path() / L"record", L"a", library());
+    expectRefusal(install, 13);
+    run(install + L" --restart-audio");
+    EXPECT_EQ(state(), installed);
+    EXPECT_EQ(test::contentOf(record.path() / L"record"), "+a-a+a");
+    expectRefusal(L"uninstall", 13);
+
+    const ModuleReference another(::LoadLibraryW(library().c_str()));
+    expectRefusal(L"uninstall --restart-audio", 13);
+    EXPECT_TRUE(audio.isRunning()) << "also when the change fails";
+}
+
+TEST_F(InstallProgram, WithoutRoomForTheLibraryNothingChanges) {
+    const auto coming = library().wstring() + L".tovix-new";
+    std::filesystem::create_directories(folder());
+    const auto before = state();
+    // A disk without room: what is to be written goes into the host's device that takes nothing. Only the host can
+    // remove its name again, and reading it would not end.
+    if (!runOnHost(L"Z:\\bin\\ln", L"-s /dev/full", coming)) {
+        GTEST_SKIP() << "no Wine, so no device that is always full";
+    }
+    ASSERT_TRUE(becomesTrue([] { return !std::filesystem::is_empty(folder()); }));
+    run(install + L" --allow-unsigned", 14);
+    runOnHost(L"Z:\\bin\\rm", L"-f", coming);
+    ASSERT_TRUE(becomesTrue([] { return std::filesystem::is_empty(folder()); }));
+    EXPECT_EQ(state(), before);
+}
+
+TEST_F(InstallProgram, EachRefusalHasItsStatusAndChangesNothing) {
+    const TemporaryFolder alone;
+    std::filesystem::copy_file(programFolder() / L"tovixctl.exe", alone.path() / L"tovixctl.exe");
+    expectRefusal(install, 15, nullptr, alone.path());
+    expectRefusal(installTo(alone.path()), 15);
+    expectRefusal(installTo(programFolder() / libraryName / L"below a file"), 15);
+    expectRefusal(install, 10, ordinaryToken().get());
+    expectRefusal(install + L" --restart-audio", 18);
+    expectRefusal(install + L" --hold", 2);
+    registry.createKey(protectionKey);
+    registry.write(protectionKey, protectionValue, textData(L"1"));
+    expectRefusal(install + L" --allow-unsigned", 12);
 }
 
 } // namespace
