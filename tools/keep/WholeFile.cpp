@@ -55,9 +55,23 @@ void writeThrough(const std::filesystem::path& path, std::string_view bytes) {
     }
 }
 
+bool isInPlace(const std::filesystem::path& from, const std::filesystem::path& to) {
+    return ::MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != FALSE;
+}
+
+/// A program that reads the old file, as one that searches or backs up does, is in the way for a moment.
 void putInPlace(const std::filesystem::path& from, const std::filesystem::path& to) {
-    if (::MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) == FALSE) {
-        refuseWriting(to);
+    constexpr ULONGLONG limitMs = 1000;
+    constexpr DWORD periodMs = 5;
+    const ULONGLONG endMs = ::GetTickCount64() + limitMs;
+    while (!isInPlace(from, to)) {
+        const DWORD error = ::GetLastError();
+        const bool isInUse = error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION;
+        if (!isInUse || ::GetTickCount64() > endMs) {
+            ::SetLastError(error);
+            refuseWriting(to);
+        }
+        ::Sleep(periodMs);
     }
 }
 

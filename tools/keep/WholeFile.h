@@ -17,7 +17,8 @@ std::optional<std::string> readWholeFile(const std::filesystem::path& path, std:
 
 /// Writes the file beside its place, under its name with ".part" behind it, has the system put it on the disk and
 /// gives it its name, so that whatever happens there is the old file or the new one. What an interrupted write has
-/// left behind is written over by the next. Makes the folder where it is missing.
+/// left behind is written over by the next. Makes the folder where it is missing, and waits up to a second for
+/// whoever has the old file open.
 void replaceWholeFile(const std::filesystem::path& path, std::string_view bytes);
 
 /// The path in UTF-8.

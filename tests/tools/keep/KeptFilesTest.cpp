@@ -11,7 +11,10 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace tovix::keep {
@@ -149,6 +152,13 @@ TEST(Profiles, AWriteThatDoesNotEndLeavesTheOldFileAndTheNextOneWritesOverIt) {
     EXPECT_TRUE(profiles.save("a", "Boost: 30 dB 0"));
     EXPECT_EQ(test::contentOf(profiles.file("a")), "Boost: 30 dB 0\n");
     EXPECT_FALSE(std::filesystem::exists(unfinished));
+
+    std::ifstream reading(profiles.file("a"));
+    const std::jthread reader([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        reading.close();
+    });
+    EXPECT_TRUE(profiles.save("a", "Boost: 40 dB 0")) << "somebody reads it for a moment";
 }
 
 } // namespace
