@@ -52,6 +52,11 @@ half_as_loud() {
         awk '{ d = $1 / 2 - $2; if (d > 1e-6 || d < -1e-6) bad = 1; if ($2 > 0.01) loud = 1 } END { exit bad || !loud }'
 }
 
+nothing_left() {
+    machine_state | diff "$machine/before.txt" - >>"$machine/left.txt" ||
+        complain "$1, installing leaves something (build/machine/left.txt)"
+}
+
 # Installing is ended by force, each time a little later, until it is done before; the next command puts right what that
 # left, and nothing stays.
 check_ended_by_force() {
@@ -65,15 +70,16 @@ check_ended_by_force() {
         kill -KILL "$program" 2>/dev/null || true
         status=0
         wait "$program" 2>/dev/null || status=$?
+        [ "$status" = 0 ] || [ "$status" = 137 ] || complain "installing ends with $status after $milliseconds ms"
         expect 0 uninstall
+        ended=$((ended + (status != 0)))
         if grep -q interrupted "$machine/answer.txt"; then
             midway=$((midway + 1))
-            machine_state | diff "$machine/before.txt" - >>"$machine/left.txt" ||
-                complain "ended by force after $milliseconds ms, installing leaves something (build/machine/left.txt)"
+            nothing_left "ended by force after $milliseconds ms"
         fi
-        ended=$((ended + (status != 0)))
     done
-    say "machine: installing ended by force $ended times, $midway of them while it changed something"
+    nothing_left "ended by force $ended times"
+    say "machine: installing ended by force $ended times, from its start on, $midway of them while it changed something"
 }
 
 # check_machine PACKAGE: the folder with the unpacked package.

@@ -3,7 +3,6 @@
 #include <cmath>
 #include <complex>
 #include <cstddef>
-#include <cstdint>
 #include <numbers>
 #include <random>
 #include <span>

@@ -8,7 +8,6 @@
 #include <map>
 #include <string>
 #include <tuple>
-#include <utility>
 #include <vector>
 
 /// The audio engine's side of an effect: formats, the endpoint's properties, connections, blocks.

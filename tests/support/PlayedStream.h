@@ -6,7 +6,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
 /// What holds for every stream, of the core as of the library: tables that both are played through.
 namespace tovix::test {

@@ -79,6 +79,7 @@ void keepHere(bool inBackground, const Output& output) {
     keep::Keeper keeper(keep::lastSettingsFile(),
                         [](const auto& sentence) { std::cerr << "Note: " << printable(sentence) << std::endl; });
     keeper.look();
+    keeper.tryFile();
     reportKeeping(keeper, output);
     keepUntilEnd(keeper, instance->stopEvent(), inBackground);
 }

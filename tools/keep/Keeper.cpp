@@ -46,10 +46,7 @@ std::string readLast(const std::filesystem::path& file, const Keeper::Tell& tell
 } // namespace
 
 Keeper::Keeper(std::filesystem::path file, Tell tell)
-    : m_file(std::move(file)), m_tell(std::move(tell)), m_steps(readLast(m_file, m_tell)) {
-    // The same once more: later nobody may be there to be told that the file cannot be written.
-    static_cast<void>(hasWritten(m_steps.onDisk()));
-}
+    : m_file(std::move(file)), m_tell(std::move(tell)), m_steps(readLast(m_file, m_tell)) {}
 
 void Keeper::look() {
     if (!m_page) {
@@ -67,6 +64,10 @@ void Keeper::look() {
         writeDown(text);
         break;
     }
+}
+
+void Keeper::tryFile() {
+    static_cast<void>(hasWritten(m_steps.onDisk()));
 }
 
 void Keeper::finish() {

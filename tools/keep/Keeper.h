@@ -20,12 +20,16 @@ public:
     /// A sentence for the user, in UTF-8.
     using Tell = std::function<void(const std::string& sentence)>;
 
-    /// Reads the last settings. A file that breaks a rule is told and put aside under another name, one that cannot
-    /// be written is told; one that cannot be read, or not put aside, throws a KeepRefusal.
+    /// Reads the last settings. A file that breaks a rule is told and put aside under another name; one that cannot
+    /// be read, or not put aside, throws a KeepRefusal.
     Keeper(std::filesystem::path file, Tell tell);
 
     /// Makes the page or takes the one there is; looks at it, and acts.
     void look();
+
+    /// Writes the same once more, and tells where it cannot: later nobody may be there to be told. Not before the
+    /// first look, which sound may wait for.
+    void tryFile();
 
     /// Writes down what is not written yet; for the end.
     void finish();

@@ -55,16 +55,17 @@ void writeThrough(const std::filesystem::path& path, std::string_view bytes) {
     }
 }
 
-bool isInPlace(const std::filesystem::path& from, const std::filesystem::path& to) {
+bool hasMoved(const std::filesystem::path& from, const std::filesystem::path& to) {
     return ::MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != FALSE;
 }
 
-/// A program that reads the old file, as one that searches or backs up does, is in the way for a moment.
+/// A program that reads the old file, as one that searches or backs up does, is in the way for a moment: the system
+/// denies access to the name of a file that is open.
 void putInPlace(const std::filesystem::path& from, const std::filesystem::path& to) {
     constexpr ULONGLONG limitMs = 1000;
     constexpr DWORD periodMs = 5;
     const ULONGLONG endMs = ::GetTickCount64() + limitMs;
-    while (!isInPlace(from, to)) {
+    while (!hasMoved(from, to)) {
         const DWORD error = ::GetLastError();
         const bool isInUse = error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION;
         if (!isInUse || ::GetTickCount64() > endMs) {

@@ -6,7 +6,6 @@
 
 #include <atomic>
 #include <cmath>
-#include <limits>
 #include <numbers>
 #include <numeric>
 #include <thread>

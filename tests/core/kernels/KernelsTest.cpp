@@ -11,7 +11,6 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <string>
 
 using namespace tovix;
 using namespace tovix::test;

@@ -46,7 +46,7 @@ struct Waits {
     ImportWatch imports{::GetModuleHandleW(nullptr)};
 
     [[nodiscard]] bool become(std::uint32_t count) const {
-        return becomesTrue([&] { return imports.calls("WaitForMultipleObjects") == count; });
+        return becomesTrue([&] { return imports.calls("WaitForMultipleObjects") >= count; });
     }
 };
 

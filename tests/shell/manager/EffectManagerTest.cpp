@@ -15,7 +15,6 @@
 #include <cmath>
 #include <cstdio>
 #include <optional>
-#include <utility>
 #include <vector>
 
 namespace tovix::test {

@@ -137,6 +137,7 @@ TEST_F(InstallationTest, WhatSomebodyHasChangedSinceIsLeftAloneAndNamed) {
     putContent(folder() / L"another's", "");
     EXPECT_EQ(uninstall().notes.size(), 3U);
     EXPECT_EQ(machine.registry.read(server.key, server.name), textData(server.text));
+    EXPECT_EQ(machine.registry.valuesOf(server.key).size(), 1U);
     EXPECT_EQ(machine.registry.valuesOf(values.front().key), std::vector<std::wstring>{L"another's"});
     EXPECT_EQ(protection(), numberData(2));
     EXPECT_EQ(test::contentOf(folder() / libraryName), "another's");

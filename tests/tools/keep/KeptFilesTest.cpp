@@ -11,7 +11,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -154,8 +153,11 @@ TEST(Profiles, AWriteThatDoesNotEndLeavesTheOldFileAndTheNextOneWritesOverIt) {
     EXPECT_FALSE(std::filesystem::exists(unfinished));
 
     std::ifstream reading(profiles.file("a"));
-    const std::jthread reader([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    ASSERT_TRUE(reading.is_open());
+    const std::jthread reader([&](const std::stop_token& end) {
+        while (!std::filesystem::exists(unfinished) && !end.stop_requested()) {
+            std::this_thread::yield();
+        }
         reading.close();
     });
     EXPECT_TRUE(profiles.save("a", "Boost: 40 dB 0")) << "somebody reads it for a moment";

@@ -65,6 +65,7 @@ TEST_F(DllEngine, GivesWhatTheCoreGives) {
     // Channels of the input, and options. The last change has to wait for a fade.
     const std::vector<std::pair<int, std::vector<std::string>>> cases{
         {2, {"--set", linear, "--set", "Boost: 60 dB 1"}},
+        {2, {"--set", "Boost: 90 dB 0"}},
         {1, {"--set", linear, "--channels-out", "2"}},
         {6, {"--set", "Boost: 120 dB 1", "--channels-out", "2"}},
         {3, {"--set", linear, "--channels-out", "2", "--at", "0.5", "Boost: 120 dB 1"}},
